@@ -1,0 +1,59 @@
+/** The OAuth 2.0 tokens that the authorisation server issued, kept for each user of the set. */
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+#include "Util/SecurityUtil.h"
+
+class CAccessToken {
+public:
+    CAccessToken();
+
+    /** Every other operation works on this user's tokens. */
+    void Init(const std::string& loginId);
+
+    /** @throws CInfoSyncException when nothing is stored or it is not a JSON object; the tokens held stay as
+     * they are */
+    void ReadFromSecureStorage();
+
+    /** The access token; empty when the user has none. */
+    std::string GetAccessToken();
+
+    /** The access token's lifetime is over; its last second still counts. */
+    bool IsTokenExpired();
+    bool IsRefreshTokenExpired();
+
+    /**
+     * Takes the authorisation server's answer over as the user's tokens, issued now, and stores it.
+     * @throws std::exception; the tokens held are unchanged unless storing them is what failed
+     */
+    void ImportAccessToken(const std::string& token);
+    void ParseAccessToken(const std::string& token);
+    void WriteToSecureStorage();
+
+    void Deinit();
+
+    /** Whether anything is held, for any user. */
+    bool HasTokens() const {
+        return m_token.isObject();
+    }
+
+    /** Whether the user has an access token, with companions that can be sent. */
+    bool HasUsableToken() const;
+
+    std::string GetRefreshToken() const;
+
+    /** The id under which the servers know the user; not the login id. */
+    std::string GetUserId() const;
+
+private:
+    /** The user's tokens, or a null value. */
+    const Json::Value& GetRecord() const;
+    bool IsLifetimeOver(const char* lifetimeName) const;
+
+    Json::Value m_token;
+    std::string m_loginId;
+    std::string m_alias = InfoSyncUtil::ALIAS_ACCESS_TOKEN;
+};

@@ -1,0 +1,53 @@
+/** The device records that the cloud holds for the set's users, and the local device list that is made from
+ * them. */
+#pragma once
+
+#include <json/json.h>
+
+#include <string>
+
+#include "Util/SecurityUtil.h"
+
+class CDeviceInfo {
+public:
+    /** Loads the stored records; every other operation works on this user's part of them. */
+    void Init(const std::string& userId);
+
+    /** What cannot be read is logged, and what is held stays as it is. */
+    void ReadFromSecureStorage();
+
+    /**
+     * Merges a downloaded batch into the stored records and brings the device list up to date.
+     * @throws std::exception with nothing written when the batch is no batch; with the records written when
+     * the stored device list is not JSON
+     */
+    void ImportData(const std::string& data);
+
+    /** Forgets the user's records, so that the next download brings them all; the device list keeps its
+     * entries. */
+    void Reset();
+
+    void WriteSecureStorage(const std::string& text);
+
+    /** Brings the user's share of the device list up to date. @throws CInfoSyncException when the list is not
+     * JSON */
+    void UpdateDeviceList();
+
+    /** Adds an audio sink that is not paired with this set, or refreshes its entry; leaves others alone. */
+    void AddToDeviceList(Json::Value& list, const Json::Value& record, const std::string& recordId,
+                         const std::string& userId);
+
+    /** Takes the user off a device, and the device off the list with its last user. */
+    void RemoveFromDeviceList(Json::Value& list, const std::string& recordId, const std::string& userId);
+
+    /** The user's part of the records that are held; made empty when there is none. */
+    Json::Value& GetUserData();
+
+private:
+    bool HasUserData() const;
+    void MergeBatch(Json::Value& batch);
+
+    Json::Value m_data;
+    std::string m_userId;
+    std::string m_alias = InfoSyncUtil::ALIAS_RECORDS;
+};

@@ -1,0 +1,68 @@
+#include "AuthData/CJsonWebToken.h"
+
+#include <cstdint>
+#include <ctime>
+#include <exception>
+
+#include "Util/JsonUtil.h"
+#include "Util/Log.h"
+
+namespace {
+
+constexpr char TOKEN[] = "accessToken";
+
+}  // namespace
+
+void CJsonWebToken::Init(const std::string& loginId) {
+    ApiTracker tracker("void CJsonWebToken::Init(const string&)", __LINE__);
+    m_key = loginId;
+    try {
+        ReadFromSecureStorage();
+    } catch (const std::exception&) {
+        INFOSYNC_LOG(DLOG_ERROR, "Fail to parse");
+    }
+}
+
+void CJsonWebToken::ReadFromSecureStorage() {
+    ApiTracker tracker("void CJsonWebToken::ReadFromSecureStorage()", __LINE__);
+    std::string text;
+    InfoSyncUtil::GetData(m_alias, text);
+    m_root = InfoSyncUtil::ParseStoredObject(text);
+}
+
+bool CJsonWebToken::IsValid() {
+    ApiTracker tracker("bool CJsonWebToken::IsValid()", __LINE__);
+    const Json::Value& response = InfoSyncUtil::UserEntry(m_root, m_key);
+    if (response.isNull() || !InfoSyncUtil::HasTextForm(response[TOKEN])) {
+        INFOSYNC_LOG(DLOG_WARN, "No token");
+        return false;
+    }
+    const std::int64_t expireTime = InfoSyncUtil::ToInt64(response["tokenExpireTimeSec"]);
+    const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    INFOSYNC_LOG(DLOG_INFO, "expired time : %lld, currtne time : %lld", static_cast<long long>(expireTime),
+                 static_cast<long long>(now));
+    if (now < expireTime) {
+        INFOSYNC_LOG(DLOG_INFO, "Valid Token");
+        return true;
+    }
+    INFOSYNC_LOG(DLOG_WARN, "Expired Token");
+    return false;
+}
+
+void CJsonWebToken::ImportResponse(Json::Value response) {
+    m_root[m_key] = std::move(response);
+    WriteJWTToSecureStorage(InfoSyncUtil::WriteJson(m_root));
+}
+
+void CJsonWebToken::WriteJWTToSecureStorage(const std::string& data) {
+    ApiTracker tracker("void CJsonWebToken::WriteJWTToSecureStorage(const string&)", __LINE__);
+    InfoSyncUtil::SaveData(m_alias, data);
+}
+
+std::string CJsonWebToken::GetToken() const {
+    return InfoSyncUtil::TextMember(InfoSyncUtil::UserEntry(m_root, m_key), TOKEN);
+}
+
+void CJsonWebToken::Deinit() {
+    ApiTracker tracker("void CJsonWebToken::Deinit()", __LINE__);
+}

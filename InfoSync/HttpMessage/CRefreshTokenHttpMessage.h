@@ -1,0 +1,13 @@
+/** The request that gets a new access token for a refresh token. */
+#pragma once
+
+#include "HttpMessage/CAuthServerHttpMessage.h"
+
+class CRefreshTokenHttpMessage : public CAuthServerHttpMessage {
+public:
+    CRefreshTokenHttpMessage();
+    ~CRefreshTokenHttpMessage() override;
+
+    /** The form, with its values as they are: they are made of characters that need no escaping. */
+    HttpBody BuildBody() override;
+};

@@ -1,0 +1,53 @@
+/** The one way in which the service reads and writes JSON. */
+#pragma once
+
+#include <json/json.h>
+
+#include <cstdint>
+#include <string>
+
+namespace InfoSyncUtil {
+
+/**
+ * Parses a text that is JSON (RFC 8259) and nothing else. Bytes that are not UTF-8 and surrogates without
+ * their other half are read as U+FFFD, so that one bad name does not cost the whole document.
+ * @throws CInfoSyncException with "fail to parse" and the place, also when nested too deep
+ */
+Json::Value ParseJson(const std::string& text);
+
+/**
+ * Parses a server's answer, which must be an object. It may be nested a little less deep than a stored
+ * document, so that whatever was accepted can be read again once it is stored under the user's entry.
+ * @throws CInfoSyncException as above
+ */
+Json::Value ParseAnswer(const std::string& text);
+
+/**
+ * Parses a stored document, which must be an object.
+ * @throws CInfoSyncException as above
+ */
+Json::Value ParseStoredObject(const std::string& text);
+
+/** Writes on one line, without blanks; ASCII only, so a stored text never holds a NUL. */
+std::string WriteJson(const Json::Value& value);
+
+/** Whether the value can be read as a text: a text, a number, a truth value or null. */
+bool HasTextForm(const Json::Value& value);
+
+/** The text form of an object's member, or the empty text when there is none. */
+std::string TextMember(const Json::Value& object, const std::string& name);
+
+/** The user's entry in a document that is keyed by login id; a null value when it is missing or not an
+ * object. */
+const Json::Value& UserEntry(const Json::Value& document, const std::string& loginId);
+
+/**
+ * A time or a lifetime as a server sent it: beyond 64 bits it is the nearest limit, since far in the future
+ * and long ago are what it means, and anything but a number is 0.
+ */
+std::int64_t ToInt64(const Json::Value& value);
+
+/** The outcome that a cloud answer reports: 0 is success, also when it reports none. */
+int ResultCode(const Json::Value& answer);
+
+}  // namespace InfoSyncUtil
