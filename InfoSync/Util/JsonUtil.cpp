@@ -38,7 +38,9 @@ Json::Value Read(const std::string& text) {
     Json::Value value;
     std::string errors;
     if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
-        throw CInfoSyncException("fail to parse JSON: " + errors);
+        // The reader reports on several lines; a log line is one.
+        throw CInfoSyncException(std::string("fail to parse JSON: ") +
+                                 g_strstrip(g_strdelimit(errors.data(), "\n", ' ')));
     }
     return value;
 }
