@@ -48,7 +48,7 @@ HttpBody CKCloudActivateHttpMessage::BuildBody() {
     package["packageVersion"] = data["packageVersion"];
     // This package has no version code of its own; the cloud expects the version in its place.
     package["packageVersionCode"] = data["packageVersion"];
-    const HttpBody body = InfoSyncUtil::WriteJson(root);
+    HttpBody body = InfoSyncUtil::WriteJson(root);
     INFOSYNC_LOG(DLOG_DEBUG, "%s", body.c_str());
     return body;
 }
