@@ -114,7 +114,7 @@ std::string CAccessToken::GetUserId() const {
 }
 
 const Json::Value& CAccessToken::GetRecord() const {
-    return InfoSyncUtil::UserEntry(m_token, m_loginId);
+    return InfoSyncUtil::ObjectMember(m_token, m_loginId);
 }
 
 bool CAccessToken::IsLifetimeOver(const char* lifetimeName) const {

@@ -87,7 +87,7 @@ Json::Value ReadDeviceList() {
 
 /** Whether the list has an entry that can be worked with; one that cannot counts as absent. */
 bool HasEntry(const Json::Value& list, const std::string& recordId) {
-    return !InfoSyncUtil::UserEntry(list, recordId).isNull();
+    return !InfoSyncUtil::ObjectMember(list, recordId).isNull();
 }
 
 }  // namespace
@@ -141,7 +141,7 @@ void CDeviceInfo::UpdateDeviceList() {
     ApiTracker tracker("void CDeviceInfo::UpdateDeviceList()", __LINE__);
     Json::Value list = ReadDeviceList();
     INFOSYNC_LOG(DLOG_INFO, "user : %s", m_userId.c_str());
-    const Json::Value& records = InfoSyncUtil::UserEntry(m_data, m_userId)[RECORDS];
+    const Json::Value& records = InfoSyncUtil::ObjectMember(m_data, m_userId)[RECORDS];
     for (Json::ArrayIndex i = 0; records.isArray() && i < records.size(); ++i) {
         const Json::Value& record = records[i];
         const auto recordId = RecordId(record, i);
@@ -200,7 +200,7 @@ void CDeviceInfo::RemoveFromDeviceList(Json::Value& list, const std::string& rec
     if (!list.isMember(recordId)) {
         return;
     }
-    Json::Value users = InfoSyncUtil::UserEntry(list, recordId)[USERS];
+    Json::Value users = InfoSyncUtil::ObjectMember(list, recordId)[USERS];
     if (!users.isArray()) {
         users = Json::Value(Json::arrayValue);
     }
@@ -224,7 +224,7 @@ Json::Value& CDeviceInfo::GetUserData() {
 }
 
 bool CDeviceInfo::HasUserData() const {
-    return !InfoSyncUtil::UserEntry(m_data, m_userId).isNull();
+    return !InfoSyncUtil::ObjectMember(m_data, m_userId).isNull();
 }
 
 void CDeviceInfo::MergeBatch(Json::Value& batch) {
@@ -240,6 +240,6 @@ void CDeviceInfo::MergeBatch(Json::Value& batch) {
     for (auto& [id, record] : merged) {
         records.append(std::move(record));
     }
-    user[META] = batch[META];
+    user[META] = std::move(batch[META]);
     user[RECORDS] = std::move(records);
 }

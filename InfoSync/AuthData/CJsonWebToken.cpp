@@ -32,7 +32,7 @@ void CJsonWebToken::ReadFromSecureStorage() {
 
 bool CJsonWebToken::IsValid() {
     ApiTracker tracker("bool CJsonWebToken::IsValid()", __LINE__);
-    const Json::Value& response = InfoSyncUtil::UserEntry(m_root, m_key);
+    const Json::Value& response = InfoSyncUtil::ObjectMember(m_root, m_key);
     if (response.isNull() || !InfoSyncUtil::HasTextForm(response[TOKEN])) {
         INFOSYNC_LOG(DLOG_WARN, "No token");
         return false;
@@ -60,7 +60,7 @@ void CJsonWebToken::WriteJWTToSecureStorage(const std::string& data) {
 }
 
 std::string CJsonWebToken::GetToken() const {
-    return InfoSyncUtil::TextMember(InfoSyncUtil::UserEntry(m_root, m_key), TOKEN);
+    return InfoSyncUtil::TextMember(InfoSyncUtil::ObjectMember(m_root, m_key), TOKEN);
 }
 
 void CJsonWebToken::Deinit() {

@@ -34,7 +34,7 @@ void CServiceActivationInfo::ReadFromSecureStorage() {
 
 bool CServiceActivationInfo::IsValid() {
     ApiTracker tracker("bool CServiceActivationInfo::IsValid()", __LINE__);
-    const Json::Value& response = InfoSyncUtil::UserEntry(m_root, m_key);
+    const Json::Value& response = InfoSyncUtil::ObjectMember(m_root, m_key);
     if (response.isNull() || !InfoSyncUtil::HasTextForm(response[DEVICE_ID])) {
         INFOSYNC_LOG(DLOG_WARN, "No token");
         return false;
@@ -62,7 +62,7 @@ void CServiceActivationInfo::WriteToSecureStorage(const std::string& data) {
 }
 
 std::string CServiceActivationInfo::GetDviceId() const {
-    std::string deviceId = InfoSyncUtil::TextMember(InfoSyncUtil::UserEntry(m_root, m_key), DEVICE_ID);
+    std::string deviceId = InfoSyncUtil::TextMember(InfoSyncUtil::ObjectMember(m_root, m_key), DEVICE_ID);
     INFOSYNC_LOG(DLOG_INFO, "%s", deviceId.c_str());
     return deviceId;
 }

@@ -61,6 +61,10 @@ Json::Value ParseObject(const std::string& text, int depthLimit) {
     return value;
 }
 
+const Json::Value* FindMember(const Json::Value& object, const std::string& name) {
+    return object.isObject() ? object.find(name.data(), name.data() + name.size()) : nullptr;
+}
+
 }  // namespace
 
 Json::Value ParseJson(const std::string& text) {
@@ -86,15 +90,13 @@ bool HasTextForm(const Json::Value& value) {
 }
 
 std::string TextMember(const Json::Value& object, const std::string& name) {
-    const Json::Value* member =
-        object.isObject() ? object.find(name.data(), name.data() + name.size()) : nullptr;
+    const Json::Value* member = FindMember(object, name);
     return member != nullptr && HasTextForm(*member) ? member->asString() : std::string();
 }
 
-const Json::Value& UserEntry(const Json::Value& document, const std::string& loginId) {
-    const Json::Value* entry =
-        document.isObject() ? document.find(loginId.data(), loginId.data() + loginId.size()) : nullptr;
-    return entry != nullptr && entry->isObject() ? *entry : Json::Value::nullSingleton();
+const Json::Value& ObjectMember(const Json::Value& object, const std::string& name) {
+    const Json::Value* member = FindMember(object, name);
+    return member != nullptr && member->isObject() ? *member : Json::Value::nullSingleton();
 }
 
 std::int64_t ToInt64(const Json::Value& value) {

@@ -37,9 +37,8 @@ bool HasTextForm(const Json::Value& value);
 /** The text form of an object's member, or the empty text when there is none. */
 std::string TextMember(const Json::Value& object, const std::string& name);
 
-/** The user's entry in a document that is keyed by login id; a null value when it is missing or not an
- * object. */
-const Json::Value& UserEntry(const Json::Value& document, const std::string& loginId);
+/** The member when it is an object itself, as a user's entry must be; otherwise a null value. */
+const Json::Value& ObjectMember(const Json::Value& object, const std::string& name);
 
 /**
  * A time or a lifetime as a server sent it: beyond 64 bits it is the nearest limit, since far in the future
