@@ -85,9 +85,20 @@ Json::Value ReadDeviceList() {
     return list;
 }
 
-/** Whether the list has an entry that can be worked with; one that cannot counts as absent. */
-bool HasEntry(const Json::Value& list, const std::string& recordId) {
-    return !InfoSyncUtil::ObjectMember(list, recordId).isNull();
+/**
+ * The list in indented form, without what no log entry is long enough to show: the whole text of a long list
+ * takes longer to make than the list.
+ */
+std::string IndentedForLog(const Json::Value& list) {
+    constexpr Json::ArrayIndex MORE_THAN_AN_ENTRY_SHOWS = 1000;
+    if (list.size() <= MORE_THAN_AN_ENTRY_SHOWS) {
+        return list.toStyledString();
+    }
+    Json::Value shown;
+    for (auto entry = list.begin(); shown.size() < MORE_THAN_AN_ENTRY_SHOWS; ++entry) {
+        shown[entry.name()] = *entry;
+    }
+    return shown.toStyledString();
 }
 
 }  // namespace
@@ -155,7 +166,7 @@ void CDeviceInfo::UpdateDeviceList() {
             AddToDeviceList(list, record, *recordId, m_userId);
         }
     }
-    INFOSYNC_LOG(DLOG_INFO, "%s", list.toStyledString().c_str());
+    INFOSYNC_LOG(DLOG_INFO, "%s", IndentedForLog(list).c_str());
     InfoSyncUtil::SetDeviceList(InfoSyncUtil::WriteJson(list));
 }
 
@@ -172,14 +183,14 @@ void CDeviceInfo::AddToDeviceList(Json::Value& list, const Json::Value& record, 
         INFOSYNC_LOG(DLOG_INFO, "already locally bonded device");
         return;
     }
-    if (HasEntry(list, recordId)) {
+    Json::Value& entry = list[recordId];
+    if (entry.isObject()) {
         INFOSYNC_LOG(DLOG_INFO, "already exist records, add user id only.");
     } else {
         INFOSYNC_LOG(DLOG_INFO, "new data. add it");
-        list[recordId] = Json::Value(Json::objectValue);
-        list[recordId][DELETED_ON_TV] = false;
+        entry = Json::Value(Json::objectValue);
+        entry[DELETED_ON_TV] = false;
     }
-    Json::Value& entry = list[recordId];
     Json::Value& users = entry[USERS];
     if (!users.isArray()) {
         users = Json::Value(Json::arrayValue);

@@ -80,9 +80,13 @@ Json::Value ParseStoredObject(const std::string& text) {
 }
 
 std::string WriteJson(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value);
+    // Made once: for a device's entry it costs as much as the writing.
+    static const Json::StreamWriterBuilder compact = [] {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        return builder;
+    }();
+    return Json::writeString(compact, value);
 }
 
 bool HasTextForm(const Json::Value& value) {
