@@ -1,0 +1,126 @@
+/** What the pieces cost that a run repeats for every record and every log line. */
+#include <benchmark/benchmark.h>
+#include <glib.h>
+#include <glib/gstdio.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "AuthData/CDeviceInfo.h"
+#include "Util/Log.h"
+#include "Util/SecurityUtil.h"
+#include "Util/SettingsUtil.h"
+
+namespace {
+
+constexpr char USER[] = "ann@example.com";
+
+/** A television in a temporary folder, gone with the process. */
+class ScratchTelevision {
+public:
+    ScratchTelevision() : m_folder(g_dir_make_tmp("infosync-bench-XXXXXX", nullptr)) {
+        g_setenv("INFOSYNC_TV_DIR", m_folder.c_str(), TRUE);
+        SetLogLevel("W");
+    }
+    ~ScratchTelevision() {
+        const std::string command = "rm -rf " + m_folder;
+        if (g_spawn_command_line_sync(command.c_str(), nullptr, nullptr, nullptr, nullptr) == FALSE) {
+            g_printerr("could not remove %s\n", m_folder.c_str());
+        }
+    }
+    ScratchTelevision(const ScratchTelevision&) = delete;
+    ScratchTelevision& operator=(const ScratchTelevision&) = delete;
+
+    void SetLogLevel(const std::string& level) const {
+        const std::string text = "[log]\nlevel=" + level + "\nfile=/dev/null\n";
+        g_file_set_contents((m_folder + "/tv.ini").c_str(), text.c_str(), -1, nullptr);
+    }
+
+private:
+    std::string m_folder;
+};
+
+ScratchTelevision& Television() {
+    static ScratchTelevision television;
+    return television;
+}
+
+std::string Batch(std::int64_t count) {
+    std::string text = R"({"meta":{"synced_timestamp":1700000000000},"records":[)";
+    for (std::int64_t i = 0; i < count; ++i) {
+        const std::string n = std::to_string(1000000 + i);
+        text += i == 0 ? "" : ",";
+        text += R"({"record_id":"r)" + n + R"(","name":"Speaker )" + n + R"(","address":"AA:BB:)" + n +
+                R"(","uuids":"0000110a-0000-1000-8000-00805f9b34fb,0000110b-0000-1000-8000-00805f9b34fb"})";
+    }
+    return text + "]}";
+}
+
+void Forget() {
+    InfoSyncUtil::RemoveData(InfoSyncUtil::ALIAS_RECORDS);
+    InfoSyncUtil::SetDeviceList("");
+}
+
+/** A first batch: parsed, merged into nothing, stored, listed. */
+void FirstMerge(benchmark::State& state) {
+    Television().SetLogLevel("W");
+    const std::string batch = Batch(state.range(0));
+    for (auto _ : state) {
+        Forget();
+        CDeviceInfo info;
+        info.Init(USER);
+        info.GetUserData();
+        info.ImportData(batch);
+    }
+    state.SetComplexityN(state.range(0));
+}
+
+/** A batch that changes nothing, over stored records. */
+void LaterMerge(benchmark::State& state) {
+    Television().SetLogLevel("W");
+    Forget();
+    CDeviceInfo first;
+    first.Init(USER);
+    first.ImportData(Batch(state.range(0)));
+    for (auto _ : state) {
+        CDeviceInfo info;
+        info.Init(USER);
+        info.ImportData(R"({"meta":{"synced_timestamp":1700000000001},"records":[]})");
+    }
+    state.SetComplexityN(state.range(0));
+}
+
+void DeviceListRebuild(benchmark::State& state) {
+    Television().SetLogLevel("W");
+    Forget();
+    CDeviceInfo info;
+    info.Init(USER);
+    info.ImportData(Batch(state.range(0)));
+    for (auto _ : state) {
+        info.UpdateDeviceList();
+    }
+    state.SetComplexityN(state.range(0));
+}
+
+void LogLine(benchmark::State& state, const char* level, std::size_t length) {
+    Television().SetLogLevel(level);
+    const std::string text(length, 'x');
+    for (auto _ : state) {
+        INFOSYNC_LOG(DLOG_INFO, "%s", text.c_str());
+    }
+}
+
+BENCHMARK(FirstMerge)->RangeMultiplier(10)->Range(10, 100000)->Unit(benchmark::kMillisecond)->Complexity();
+BENCHMARK(LaterMerge)->RangeMultiplier(10)->Range(10, 100000)->Unit(benchmark::kMillisecond)->Complexity();
+BENCHMARK(DeviceListRebuild)
+    ->RangeMultiplier(10)
+    ->Range(10, 100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Complexity();
+BENCHMARK_CAPTURE(LogLine, below_the_level, "W", 100);
+BENCHMARK_CAPTURE(LogLine, short_text, "I", 100);
+BENCHMARK_CAPTURE(LogLine, text_of_20_megabytes, "I", 20000000);
+
+}  // namespace
+
+BENCHMARK_MAIN();

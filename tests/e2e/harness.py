@@ -1,0 +1,129 @@
+"""A television and a local cloud in a temporary folder, driven through the tools that engineers use.
+
+Each test gets its own pair, on a port of its own, so that tests run side by side.
+"""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import tempfile
+import unittest
+
+BIN = pathlib.Path(os.environ["INFOSYNC_BIN"])
+USER = "ann@example.com"
+AUDIO_SINK = "0000110b-0000-1000-8000-00805f9b34fb"
+OWNER = "db/com.quorlen.tv.bt-orbmanager/btinfosync"
+
+LINE = re.compile(r"^(?P<priority>[VDIWEF])/(?P<tag>\S+?) *\( *\d+\): (?P<text>.*)$")
+
+
+def tool(*words, check=True, **options):
+    """Runs a command to its end and returns it; fails the test when the command fails."""
+    done = subprocess.run([str(word) for word in words], capture_output=True, text=True, timeout=150, check=False,
+                          errors="replace", **options)
+    if check and done.returncode != 0:
+        raise AssertionError(f"{words} ended with {done.returncode}:\n{done.stdout}\n{done.stderr}")
+    return done
+
+
+class Cloud:
+    """infosync-cloud, serving on a free port until it is stopped."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        self.recording = folder.parent / "exchanges.jsonl"
+        self.run("init")
+        self.run("user", "add", USER)
+        self.process = None
+
+    def start(self, *options):
+        self.process = subprocess.Popen(
+            [BIN / "infosync-cloud", "--dir", self.folder, "serve", "--port", "0", "--record", self.recording, *options],
+            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        first = self.process.stdout.readline()
+        self.port = int(re.search(r"https://127\.0\.0\.1:(\d+)", first).group(1))
+        # Later lines go to a file, so that a full pipe never stops the server.
+        return self
+
+    def stop(self):
+        if self.process:
+            self.process.send_signal(signal.SIGTERM)
+            self.process.communicate(timeout=10)
+            self.process = None
+
+    def run(self, *words, **options):
+        return tool(BIN / "infosync-cloud", "--dir", self.folder, *words, **options)
+
+    def exchanges(self):
+        """What was asked and answered since the last call."""
+        lines = self.recording.read_text().splitlines() if self.recording.exists() else []
+        seen, self._seen = getattr(self, "_seen", 0), len(lines)
+        return [json.loads(line) for line in lines[seen:]]
+
+
+class Television:
+    """The simulated set and its service."""
+
+    def __init__(self, folder):
+        self.folder = folder
+
+    def run_tool(self, *words, **options):
+        return tool(BIN / "infosync-tv", "--dir", self.folder, *words, **options)
+
+    def sync(self, level="D", check=True, before=(), **environment):
+        """One run of the service; returns its log lines as (priority, tag, text)."""
+        self.run_tool("set", "log.level", level)
+        done = tool(*before, BIN / "bt-infosync", check=check,
+                    env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder), **environment})
+        lines = [LINE.match(line) for line in done.stderr.splitlines()]
+        self.stray = [line for line in done.stderr.splitlines() if not LINE.match(line)]
+        return [(line["priority"], line["tag"], line["text"]) for line in lines if line]
+
+    def key(self, alias):
+        path = self.folder / "keys" / alias
+        return path.read_bytes().decode() if path.exists() else None
+
+    def setting(self, name):
+        path = self.folder / "settings" / OWNER / name
+        return path.read_text() if path.exists() else None
+
+    def devices(self):
+        return json.loads(self.setting("devices") or "{}") or {}
+
+    def stored(self):
+        """Every stored document, to compare before and after."""
+        return {path.relative_to(self.folder).as_posix(): path.read_bytes()
+                for top in ("keys", "settings") for path in sorted((self.folder / top).rglob("*")) if path.is_file()}
+
+
+def messages(lines, priorities="VDIWEF"):
+    """The messages of the service's own lines, without the place that they come from."""
+    return [text.split(" > ", 1)[-1] for priority, tag, text in lines
+            if tag == "BT_INFOSYNC" and priority in priorities]
+
+
+class EndToEnd(unittest.TestCase):
+    """A signed-in television beside a running cloud with two audio sinks."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="infosync-e2e-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.cloud = Cloud(self.folder / "cloud").start()
+        self.addCleanup(self.cloud.stop)
+        self.tv = Television(self.folder / "tv")
+        self.tv.run_tool("init", "--cloud", self.cloud.folder)
+        self.tv.run_tool("sign-in", USER)
+        self.add_device("kitchen", "Kitchen speaker", "AA:BB:CC:00:00:01")
+        self.add_device("phones", "Headphones", "AA:BB:CC:00:00:02")
+
+    def add_device(self, record_id, name, address, *options):
+        self.cloud.run("device", "add", USER, name, address, "--id", record_id, *options)
+
+    def assert_logged(self, lines, *wanted):
+        said = messages(lines)
+        for text in wanted:
+            self.assertTrue(any(text in line for line in said), f"{text!r} not in:\n" + "\n".join(said[-40:]))

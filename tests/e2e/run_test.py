@@ -1,0 +1,162 @@
+"""Whole runs of the service against the local cloud, over TLS."""
+
+import json
+import pathlib
+import time
+import unittest
+
+from harness import AUDIO_SINK, USER, EndToEnd, messages
+
+SCHEMA = pathlib.Path(__file__).parents[2] / "docs" / "device-list.schema.json"
+
+TOKEN = "/auth/openapi/v1/oauth2/accesstoken"
+REFRESH = "/auth/openapi/v1/oauth2/refreshtoken"
+ACTIVATE = "/user/v7/activate"
+APP_TOKEN = "/auth/kc/tokens/v1/app"
+RECORDS = "/data/v2/com.quorlen.bluetooth.device_sync"
+
+
+class Run(EndToEnd):
+    def requests(self):
+        """The requests since the last call, as (method, path without query)."""
+        return [(e["method"], e["path"].partition("?")[0]) for e in self.cloud.exchanges()]
+
+    def test_first_run_asks_for_everything_and_lists_the_audio_sinks(self):
+        lines = self.tv.sync()
+        exchanges = self.cloud.exchanges()
+        self.assertEqual([(e["method"], e["path"]) for e in exchanges],
+                         [("POST", TOKEN), ("POST", ACTIVATE), ("POST", APP_TOKEN), ("GET", RECORDS + "?table_ver=1")])
+        self.assertEqual(self.tv.stray, [])
+        self.assertEqual(messages(lines)[0], "<<Not Error>>Start main loop")
+        self.assertEqual(messages(lines)[-1], "<<Not Error>>End main loop")
+        self.assertEqual(self.tv.devices(), {
+            "kitchen": {"address": "AA:BB:CC:00:00:01", "deleted_on_tv": False, "name": "Kitchen speaker", "users": [USER]},
+            "phones": {"address": "AA:BB:CC:00:00:02", "deleted_on_tv": False, "name": "Headphones", "users": [USER]},
+        })
+        records = json.loads(self.tv.key("InfoSyncRecords"))[USER]
+        self.assertEqual(sorted(records), ["meta", "records"])
+        self.assertEqual([r["record_id"] for r in records["records"]], ["kitchen", "phones"])
+
+    def test_requests_as_the_servers_see_them(self):
+        self.tv.sync()
+        token, activate, app_token, records = self.cloud.exchanges()
+        agent = "User-Agent: {model};{software_version};bt-orbmanager=1.0.0;Tizen={tizen_version}".format(**self.system())
+        own = [line for line in token["request_headers"] if not line.startswith(("Host:", "Accept:"))]
+        self.assertEqual(own, [
+            "Content-Type: application/x-www-form-urlencoded; charset=utf-8",
+            f"Content-Length: {len(token['request_body'])}",
+            "Package-Name: com.quorlen.tv.bt-orbmanager",
+            "Package-Version: 1.0.0",
+            "Client-OS-Verseion: Tizen 6.5",
+            "Client-Model: Ostra9",
+        ])
+        self.assertIn(agent + ";", activate["request_headers"])
+        self.assertIn(agent + ";", app_token["request_headers"])
+        self.assertIn("Content-Length: 0", app_token["request_headers"])
+        self.assertEqual(app_token["request_body"], "")
+        self.assertIn(agent + "; ;", records["request_headers"])
+        jwt = json.loads(self.tv.key("InfoSyncJWT"))[USER]["accessToken"]
+        self.assertIn(f"Authorization: Bearer {jwt}", records["request_headers"])
+
+    def system(self):
+        import configparser
+        ini = configparser.ConfigParser(strict=False)
+        ini.read(self.tv.folder / "tv.ini")
+        return ini["system"]
+
+    def test_second_run_downloads_only_what_changed(self):
+        self.tv.sync()
+        self.cloud.exchanges()
+        mark = json.loads(self.tv.key("InfoSyncRecords"))[USER]["meta"]["synced_timestamp"]
+        self.tv.sync()
+        self.assertEqual([(e["method"], e["path"]) for e in self.cloud.exchanges()],
+                         [("GET", f"{RECORDS}?table_ver=1&changed_after={mark}&coldStartable=true")])
+        self.assertEqual(sorted(self.tv.devices()), ["kitchen", "phones"])
+
+    def test_changes_in_the_cloud_reach_the_list(self):
+        self.tv.sync()
+        self.add_device("bath", "Bath radio", "AA:BB:CC:00:00:03")
+        self.add_device("mouse", "Mouse", "AA:BB:CC:00:00:04", "--no-audio-sink")
+        self.add_device("bar", "Sound bar", "AA:BB:CC:00:00:05")
+        self.tv.run_tool("bond", "aa:bb:cc:00:00:05")
+        self.cloud.run("device", "rename", USER, "kitchen", "Küche")
+        self.cloud.run("device", "remove", USER, "phones")
+        self.tv.sync()
+        self.assertEqual({i: d["name"] for i, d in self.tv.devices().items()}, {"bath": "Bath radio", "kitchen": "Küche"})
+        self.assertEqual(self.validated(self.tv.setting("devices")), [])
+
+    def validated(self, text):
+        """What a JSON Schema validator has to say of the stored list."""
+        import jsonschema
+        schema = json.loads(SCHEMA.read_text())
+        return [e.message for e in jsonschema.Draft202012Validator(schema).iter_errors(json.loads(text))]
+
+    def test_tokens_that_run_out_are_refreshed_or_issued_anew(self):
+        self.cloud.run("lifetime", "access", "0")
+        self.tv.sync()
+        self.requests()
+        self.run_when_older()
+        self.assertEqual(self.requests(), [("POST", REFRESH), ("GET", RECORDS)])
+        self.cloud.run("lifetime", "refresh", "0")
+        self.run_when_older()
+        self.requests()
+        self.run_when_older()
+        self.assertEqual(self.requests(), [("POST", TOKEN), ("GET", RECORDS)])
+
+    def run_when_older(self):
+        """A run two seconds later by the stored token's own stamp: a lifetime's last second still counts."""
+        path = self.tv.folder / "keys" / "InfoSyncAccessToken"
+        document = json.loads(path.read_text())
+        document[USER]["issued_time_in_second"] -= 2
+        path.write_text(json.dumps(document))
+        self.tv.sync()
+
+    def test_a_mark_that_no_longer_holds_leads_to_a_full_download(self):
+        for code in ("4009100", "4000002"):
+            with self.subTest(code):
+                self.tv.sync()
+                self.cloud.run("mark", "expire", USER, "--code", code)
+                self.assert_logged(self.tv.sync(), "HTTP error", code)
+                self.assertNotIn(USER, json.loads(self.tv.key("InfoSyncRecords")))
+                self.assertEqual(sorted(self.tv.devices()), ["kitchen", "phones"])
+                self.cloud.exchanges()
+                self.tv.sync()
+                self.assertEqual(self.cloud.exchanges()[0]["path"], RECORDS + "?table_ver=1")
+
+    def test_factory_reset_wipes_before_the_run(self):
+        self.tv.sync()
+        self.cloud.exchanges()
+        self.tv.run_tool("factory-reset")
+        self.tv.run_tool("sign-in", "ben@example.com")
+        self.cloud.run("user", "add", "ben@example.com")
+        self.assert_logged(self.tv.sync(), "<<Not Error>> Reset all datas", "remove InfoSyncServiceActivationInfo")
+        self.assertEqual(self.tv.devices(), {})
+        self.assertEqual(self.tv.setting("factory_reset_flag"), "0")
+        self.assertEqual(list(json.loads(self.tv.key("InfoSyncAccessToken"))), ["ben@example.com"])
+
+    def test_two_users_share_a_device(self):
+        other = "ben@example.com"
+        self.cloud.run("user", "add", other)
+        self.cloud.run("device", "add", other, "Shared", "AA:BB:CC:00:00:01", "--id", "kitchen")
+        self.tv.sync()
+        self.tv.run_tool("sign-in", other)
+        self.tv.sync()
+        self.assertEqual(self.tv.devices()["kitchen"]["users"], [USER, other])
+        self.cloud.run("device", "remove", other, "kitchen")
+        self.tv.sync()
+        self.assertEqual(self.tv.devices()["kitchen"]["users"], [USER])
+
+    def test_nobody_signs_in(self):
+        self.tv.run_tool("sign-out")
+        before = time.monotonic()
+        said = messages(self.tv.sync(level="I"))
+        self.assertGreaterEqual(time.monotonic() - before, 19)
+        self.assertEqual([m for m in said if "try" in m and m != "retry!"],
+                         [f"Not logged in, try : {n}" for n in range(1, 6)])
+        self.assertEqual(said.count("retry!"), 4)
+        self.assertEqual(said[-2:], ["Exit process", "<<Not Error>>End main loop"])
+        self.assertEqual(self.cloud.exchanges(), [])
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
