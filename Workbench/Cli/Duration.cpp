@@ -1,0 +1,52 @@
+#include "Cli/Duration.h"
+
+#include <limits>
+
+#include "Cli/Text.h"
+
+namespace Cli {
+
+namespace {
+
+struct Unit {
+    std::uint64_t seconds;
+    const char* name;
+};
+
+constexpr Unit UNITS[] = {
+    {365ULL * 86400, "year"}, {86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}};
+constexpr std::uint64_t MOST_YEARS = 1000;
+
+}  // namespace
+
+std::string DurationWords(std::int64_t seconds) {
+    // Unsigned, since the lowest number has no positive counterpart.
+    std::uint64_t left =
+        seconds < 0 ? 0 - static_cast<std::uint64_t>(seconds) : static_cast<std::uint64_t>(seconds);
+    if (left / UNITS[0].seconds >= MOST_YEARS) {
+        return "more than " + std::to_string(MOST_YEARS) + " years";
+    }
+    std::string words;
+    for (const Unit& unit : UNITS) {
+        const std::uint64_t number = left / unit.seconds;
+        left %= unit.seconds;
+        if (!words.empty()) {
+            return number == 0 ? words : words + " " + Count(number, unit.name);
+        }
+        if (number > 0) {
+            words = Count(number, unit.name);
+        }
+    }
+    return words.empty() ? Count(0, "second") : words;
+}
+
+std::int64_t Difference(std::int64_t later, std::int64_t earlier) {
+    std::int64_t difference = 0;
+    if (__builtin_sub_overflow(later, earlier, &difference)) {
+        return earlier < 0 ? std::numeric_limits<std::int64_t>::max()
+                           : std::numeric_limits<std::int64_t>::min();
+    }
+    return difference;
+}
+
+}  // namespace Cli

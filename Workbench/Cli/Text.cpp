@@ -1,0 +1,98 @@
+#include "Cli/Text.h"
+
+#include <glib.h>
+
+#include <iomanip>
+#include <sstream>
+
+namespace Cli {
+
+namespace {
+
+constexpr gunichar INVALID =
+    static_cast<gunichar>(-2);  // what GLib says of a bad or a cut sequence, or higher
+
+bool IsHarmless(gunichar c) {
+    const bool reorders =
+        (c >= 0x200EU && c <= 0x200FU) || (c >= 0x202AU && c <= 0x202EU) || (c >= 0x2066U && c <= 0x2069U);
+    const bool endsLine = c == 0x2028U || c == 0x2029U;
+    return c >= 0x20U && (c < 0x7FU || c >= 0xA0U) && !reorders && !endsLine;
+}
+
+std::string EscapeCode(gunichar c, const char* prefix, int digits) {
+    std::ostringstream code;
+    code << prefix << std::hex << std::setw(digits) << std::setfill('0') << c;
+    return code.str();
+}
+
+std::string EscapeCharacter(gunichar c) {
+    switch (c) {
+        case '\n':
+            return "\\n";
+        case '\r':
+            return "\\r";
+        case '\t':
+            return "\\t";
+        default:
+            return c < 0x100U ? EscapeCode(c, "\\x", 2) : EscapeCode(c, "\\u", 4);
+    }
+}
+
+}  // namespace
+
+std::string Escape(const std::string& text) {
+    std::string shown;
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    while (at < end) {
+        const gunichar c = *at == '\0' ? 0 : g_utf8_get_char_validated(at, end - at);
+        if (c >= INVALID) {
+            shown += EscapeCode(static_cast<unsigned char>(*at), "\\x", 2);
+            ++at;
+            continue;
+        }
+        const char* const next = g_utf8_next_char(at);
+        if (IsHarmless(c)) {
+            shown.append(at, next);
+        } else {
+            shown += EscapeCharacter(c);
+        }
+        at = next;
+    }
+    return shown;
+}
+
+std::size_t DisplayWidth(const std::string& text) {
+    std::size_t width = 0;
+    for (const char* at = text.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {
+        const gunichar c = g_utf8_get_char(at);
+        width += g_unichar_iszerowidth(c) != FALSE ? 0U : g_unichar_iswide(c) != FALSE ? 2U : 1U;
+    }
+    return width;
+}
+
+std::string Pad(const std::string& text, std::size_t width) {
+    const std::size_t used = DisplayWidth(text);
+    return used < width ? text + std::string(width - used, ' ') : text;
+}
+
+std::string Join(const std::vector<std::string>& parts, const std::string& separator) {
+    std::string joined;
+    for (const std::string& part : parts) {
+        joined += (joined.empty() ? "" : separator) + part;
+    }
+    return joined;
+}
+
+std::string Count(std::size_t number, const std::string& noun) {
+    return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
+std::string Abbreviate(const std::string& secret) {
+    constexpr std::size_t SHOWN = 4;
+    // Of a short one, its first characters would be most of it.
+    const std::string start = secret.size() >= 4 * SHOWN ? Escape(secret.substr(0, SHOWN)) : "";
+    return start + "... (" + Count(secret.size(), "character") + ")";
+}
+
+}  // namespace Cli

@@ -1,0 +1,31 @@
+/** Text from elsewhere, made fit to be shown. */
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace Cli {
+
+/**
+ * The text with everything escaped that could move the cursor, reorder the line or pass for a line of its
+ * own: control characters, line separators, bidirectional controls and bytes that are not UTF-8. Printable
+ * UTF-8 stays as it is.
+ */
+std::string Escape(const std::string& text);
+
+/** Columns that an escaped text takes on a terminal: 2 for a wide character, none for a combining one. */
+std::size_t DisplayWidth(const std::string& text);
+
+/** The text filled up with blanks to the width, in columns. */
+std::string Pad(const std::string& text, std::size_t width);
+
+std::string Join(const std::vector<std::string>& parts, const std::string& separator);
+
+/** "1 device", "2 devices". */
+std::string Count(std::size_t number, const std::string& noun);
+
+/** The first characters of a secret and its length, enough to tell two of them apart. */
+std::string Abbreviate(const std::string& secret);
+
+}  // namespace Cli
