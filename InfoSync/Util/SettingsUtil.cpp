@@ -7,13 +7,6 @@
 
 namespace InfoSyncUtil {
 
-namespace {
-
-constexpr char KEY_FACTORY_RESET_FLAG[] = "db/com.quorlen.tv.bt-orbmanager/btinfosync/factory_reset_flag";
-constexpr char KEY_DEVICES[] = "db/com.quorlen.tv.bt-orbmanager/btinfosync/devices";
-
-}  // namespace
-
 int GetFactoryResetFlag() {
     int flag = 0;
     vconf_get_int(KEY_FACTORY_RESET_FLAG, &flag);

@@ -5,6 +5,10 @@
 
 namespace InfoSyncUtil {
 
+inline constexpr char KEY_FACTORY_RESET_FLAG[] =
+    "db/com.quorlen.tv.bt-orbmanager/btinfosync/factory_reset_flag";
+inline constexpr char KEY_DEVICES[] = "db/com.quorlen.tv.bt-orbmanager/btinfosync/devices";
+
 /** 1 when another party asked for a wipe; 0 when the flag cannot be read. */
 int GetFactoryResetFlag();
 
