@@ -17,6 +17,10 @@ constexpr Unit UNITS[] = {
     {365ULL * 86400, "year"}, {86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}};
 constexpr std::uint64_t MOST_YEARS = 1000;
 
+std::int64_t Limit(bool highest) {
+    return highest ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int64_t>::min();
+}
+
 }  // namespace
 
 std::string DurationWords(std::int64_t seconds) {
@@ -40,13 +44,14 @@ std::string DurationWords(std::int64_t seconds) {
     return words.empty() ? Count(0, "second") : words;
 }
 
+std::int64_t Sum(std::int64_t time, std::int64_t length) {
+    std::int64_t sum = 0;
+    return __builtin_add_overflow(time, length, &sum) ? Limit(length > 0) : sum;
+}
+
 std::int64_t Difference(std::int64_t later, std::int64_t earlier) {
     std::int64_t difference = 0;
-    if (__builtin_sub_overflow(later, earlier, &difference)) {
-        return earlier < 0 ? std::numeric_limits<std::int64_t>::max()
-                           : std::numeric_limits<std::int64_t>::min();
-    }
-    return difference;
+    return __builtin_sub_overflow(later, earlier, &difference) ? Limit(earlier < 0) : difference;
 }
 
 }  // namespace Cli

@@ -1,0 +1,223 @@
+#include "Television/Bundle.h"
+
+#include <glib.h>
+#include <glib/gstdio.h>
+
+#include <ctime>
+#include <exception>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <stdexcept>
+
+#include "Cli/Text.h"
+#include "Television/IniFile.h"
+#include "Television/LastRun.h"
+#include "Television/Secrets.h"
+#include "TvFolder.h"
+#include "Util/JsonUtil.h"
+
+namespace Television {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char FORMAT[] = "infosync-tv export";
+constexpr int VERSION = 1;
+constexpr char INI[] = "tv.ini";
+constexpr char KEYS[] = "keys/";
+constexpr char SETTINGS[] = "settings/";
+
+bool StartsWith(const std::string& text, const std::string& start) {
+    return text.compare(0, start.size(), start) == 0;
+}
+
+/** A text is kept as it is where JSON can hold it, and encoded otherwise. */
+Json::Value FromBytes(const std::string& bytes) {
+    Json::Value file;
+    if (g_utf8_validate(bytes.data(), static_cast<gssize>(bytes.size()), nullptr) != FALSE) {
+        file["text"] = bytes;
+    } else {
+        const std::unique_ptr<char, decltype(&g_free)> encoded(
+            g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()), &g_free);
+        file["base64"] = encoded.get();
+    }
+    return file;
+}
+
+std::string ToBytes(const std::string& name, const Json::Value& file) {
+    if (file.isObject() && file["text"].isString()) {
+        return file["text"].asString();
+    }
+    if (file.isObject() && file["base64"].isString()) {
+        gsize length = 0;
+        const std::unique_ptr<guchar, decltype(&g_free)> decoded(
+            g_base64_decode(file["base64"].asCString(), &length), &g_free);
+        return {reinterpret_cast<const char*>(decoded.get()), length};
+    }
+    throw std::runtime_error("the file " + Cli::Escape(name) + " has neither \"text\" nor \"base64\"");
+}
+
+/** Whether a name leads to a place that a television has, and nowhere else. */
+bool IsTelevisionFile(const std::string& name) {
+    if (name == INI || name == LAST_RUN_FILE) {
+        return true;
+    }
+    if (StartsWith(name, KEYS)) {
+        return TvFolder::KeyPath(name.substr(sizeof(KEYS) - 1)).has_value();
+    }
+    return StartsWith(name, SETTINGS) && TvFolder::SettingPath(name.substr(sizeof(SETTINGS) - 1)).has_value();
+}
+
+/** The names of the television's files that are there, as they go into the document. */
+std::vector<std::string> FileNames(std::vector<std::string>& unreadable) {
+    const fs::path folder(TvFolder::Path());
+    std::vector<std::string> names;
+    for (const char* name : {INI, LAST_RUN_FILE}) {
+        if (fs::exists(fs::symlink_status(folder / name))) {
+            names.emplace_back(name);
+        }
+    }
+    for (const char* part : {KEYS, SETTINGS}) {
+        std::error_code error;
+        const fs::path top = (folder / part).parent_path();
+        for (auto at = fs::recursive_directory_iterator(top, error); !error && at != fs::end(at);
+             at.increment(error)) {
+            if (!at->is_directory(error)) {
+                names.push_back(at->path().lexically_relative(folder).string());
+            }
+        }
+        if (error && error != std::errc::no_such_file_or_directory) {
+            unreadable.push_back(top.string() + ": " + error.message());
+        }
+    }
+    return names;
+}
+
+std::map<std::string, std::string> CheckedFiles(const std::string& text, bool& secretsReplaced) {
+    const Json::Value bundle = InfoSyncUtil::ParseStoredObject(text);
+    if (InfoSyncUtil::TextMember(bundle, "format") != FORMAT ||
+        InfoSyncUtil::ToInt64(bundle["version"]) != VERSION) {
+        throw std::runtime_error("this is no file of infosync-tv export, or one of another version");
+    }
+    secretsReplaced = InfoSyncUtil::TextMember(bundle, "secrets") != "included";
+    const Json::Value& members = InfoSyncUtil::ObjectMember(bundle, "files");
+    std::map<std::string, std::string> files;
+    for (const std::string& name : members.getMemberNames()) {
+        if (!IsTelevisionFile(name) || Cli::Escape(name) != name) {
+            throw std::runtime_error("the file name \"" + Cli::Escape(name) +
+                                     "\" leads out of a television's folder");
+        }
+        files[name] = ToBytes(name, members[name]);
+    }
+    if (files.count(INI) == 0) {
+        throw std::runtime_error("there is no tv.ini in it");
+    }
+    return files;
+}
+
+/** A folder beside the television's, so that its content can be moved there in one step; gone at the end. */
+class Staging {
+public:
+    Staging() {
+        const fs::path folder = fs::absolute(TvFolder::Path()).lexically_normal();
+        const fs::path beside = folder.has_filename() ? folder : folder.parent_path();
+        fs::create_directories(beside.parent_path());
+        std::string pattern = beside.string() + ".import-XXXXXX";
+        if (g_mkdtemp(pattern.data()) == nullptr) {
+            throw fs::filesystem_error("cannot make a folder", pattern, {errno, std::generic_category()});
+        }
+        m_path = pattern;
+    }
+    ~Staging() {
+        std::error_code ignored;
+        fs::remove_all(m_path, ignored);
+    }
+    Staging(const Staging&) = delete;
+    Staging& operator=(const Staging&) = delete;
+
+    const fs::path& Path() const {
+        return m_path;
+    }
+
+private:
+    fs::path m_path;
+};
+
+void MoveIfThere(const fs::path& from, const fs::path& to) {
+    if (fs::exists(fs::symlink_status(from))) {
+        fs::rename(from, to);
+    }
+}
+
+/** Puts what the staging folder holds in place of the television's own; all of it or nothing. */
+void Exchange(const Staging& staging) {
+    const fs::path folder(TvFolder::Path());
+    const fs::path incoming = staging.Path() / "new";
+    const fs::path replaced = staging.Path() / "old";
+    std::vector<const char*> begun;
+    try {
+        for (const char* part : {"keys", "settings", LAST_RUN_FILE, INI}) {
+            begun.push_back(part);
+            MoveIfThere(folder / part, replaced / part);
+            MoveIfThere(incoming / part, folder / part);
+        }
+    } catch (...) {
+        for (const char* part : begun) {
+            if (!fs::exists(fs::symlink_status(incoming / part))) {
+                MoveIfThere(folder / part, incoming / part);
+            }
+            MoveIfThere(replaced / part, folder / part);
+        }
+        throw;
+    }
+}
+
+}  // namespace
+
+Json::Value Export(bool withSecrets, std::vector<std::string>& unreadable) {
+    Require();
+    Json::Value bundle;
+    bundle["format"] = FORMAT;
+    bundle["version"] = VERSION;
+    bundle["exported"] = static_cast<Json::Int64>(std::time(nullptr));
+    bundle["secrets"] = withSecrets ? "included" : "replaced";
+    for (const std::string& name : FileNames(unreadable)) {
+        try {
+            if (Cli::Escape(name) != name) {
+                throw std::runtime_error(Cli::Escape(name) + ": not a name that a document can hold");
+            }
+            std::string bytes = TvFolder::ReadFile(TvFolder::Resolve(name));
+            if (!withSecrets && StartsWith(name, KEYS)) {
+                bytes = WithoutSecrets(name.substr(sizeof(KEYS) - 1), bytes);
+            }
+            bundle["files"][name] = FromBytes(bytes);
+        } catch (const std::exception& error) {
+            unreadable.emplace_back(error.what());
+        }
+    }
+    return bundle;
+}
+
+bool Import(const std::string& text, bool replace) {
+    bool secretsReplaced = false;
+    const auto files = CheckedFiles(text, secretsReplaced);
+    const fs::path folder(TvFolder::Path());
+    if (!replace && fs::exists(folder) && !fs::is_empty(folder)) {
+        throw std::runtime_error(
+            folder.string() +
+            " is not empty\nName another folder with --dir, or replace the television in it "
+            "with --force");
+    }
+    const Staging staging;
+    for (const auto& [name, bytes] : files) {
+        TvFolder::WriteFile(staging.Path() / "new" / name, bytes);
+    }
+    fs::create_directory(staging.Path() / "old");
+    g_mkdir_with_parents(folder.c_str(), 0700);
+    Exchange(staging);
+    return secretsReplaced;
+}
+
+}  // namespace Television

@@ -1,0 +1,21 @@
+/** What a television has to know of a local cloud: where it listens and whose certificates it uses. */
+#pragma once
+
+#include <string>
+
+namespace Television {
+
+struct CloudAddress {
+    std::string folder;
+    std::string caFile;
+    /** 0 when the cloud is not running. */
+    int port = 0;
+};
+
+/** $INFOSYNC_CLOUD_DIR, or infosync-cloud in the user's XDG state folder. */
+std::string DefaultCloudFolder();
+
+/** @throws std::runtime_error, saying how to make one, when there is no cloud in the folder */
+CloudAddress FindCloud(const std::string& folder);
+
+}  // namespace Television

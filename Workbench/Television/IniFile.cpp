@@ -1,0 +1,124 @@
+#include "Television/IniFile.h"
+
+#include <stdexcept>
+#include <system_error>
+
+#include "Cli/Text.h"
+#include "TvFolder.h"
+
+namespace Television {
+
+namespace {
+
+std::string ReadIniText() {
+    try {
+        return TvFolder::ReadFile(TvFolder::IniPath());
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::no_such_file_or_directory ||
+            error.code() == std::errc::not_a_directory) {
+            throw std::runtime_error("there is no television in " + TvFolder::Path() +
+                                     "\nMake one: infosync-tv init   (or name another folder with --dir)");
+        }
+        throw;
+    }
+}
+
+std::vector<std::string> SplitList(const std::string& value) {
+    std::vector<std::string> items;
+    const std::unique_ptr<char*, decltype(&g_strfreev)> parts(g_strsplit(value.c_str(), ";", -1),
+                                                              &g_strfreev);
+    for (char** part = parts.get(); *part != nullptr; ++part) {
+        const std::string item = g_strstrip(*part);
+        if (!item.empty()) {
+            items.push_back(item);
+        }
+    }
+    return items;
+}
+
+/** What the television would make of the value; empty when it is fine. */
+std::string ProblemOf(const TvKey& key, const std::string& content) {
+    const std::string problem = TvIni(content, "tv.ini").Problem();
+    return problem.substr(0, problem.find("; it counts"));
+}
+
+}  // namespace
+
+void Require() {
+    ReadIniText();
+}
+
+IniFile::IniFile() : m_path(TvFolder::IniPath()), m_file(g_key_file_new(), &g_key_file_free) {
+    const std::string text = ReadIniText();
+    GError* error = nullptr;
+    if (!text.empty() && g_key_file_load_from_data(m_file.get(), text.data(), text.size(),
+                                                   G_KEY_FILE_KEEP_COMMENTS, &error) == FALSE) {
+        const std::string reason = error->message;
+        g_error_free(error);
+        throw std::runtime_error(m_path + " is damaged: " + Cli::Escape(reason) +
+                                 "\nMend it with an editor, or make it anew: infosync-tv init --force");
+    }
+}
+
+void IniFile::Set(const TvKey& key, const std::string& value) {
+    if (g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) == FALSE) {
+        throw std::invalid_argument("the value is not UTF-8: " + Cli::Escape(value));
+    }
+    if (key.type == TvKey::Type::List) {
+        SetList(key, SplitList(value));
+        return;
+    }
+    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> alone(g_key_file_new(), &g_key_file_free);
+    g_key_file_set_string(alone.get(), key.group, key.name, value.c_str());
+    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(alone.get(), nullptr, nullptr),
+                                                        &g_free);
+    const std::string problem = ProblemOf(key, text.get());
+    if (!problem.empty()) {
+        throw std::invalid_argument(Cli::Escape(problem));
+    }
+    g_key_file_set_string(m_file.get(), key.group, key.name, value.c_str());
+}
+
+void IniFile::Unset(const TvKey& key) {
+    g_key_file_remove_key(m_file.get(), key.group, key.name, nullptr);
+}
+
+std::vector<std::string> IniFile::List(const TvKey& key) const {
+    const std::unique_ptr<char*, decltype(&g_strfreev)> items(
+        g_key_file_get_string_list(m_file.get(), key.group, key.name, nullptr, nullptr), &g_strfreev);
+    std::vector<std::string> list;
+    for (char** item = items.get(); item != nullptr && *item != nullptr; ++item) {
+        list.emplace_back(g_strstrip(*item));
+    }
+    return list;
+}
+
+void IniFile::SetList(const TvKey& key, const std::vector<std::string>& items) {
+    std::vector<const char*> texts;
+    for (const std::string& item : items) {
+        texts.push_back(item.c_str());
+    }
+    g_key_file_set_string_list(m_file.get(), key.group, key.name, texts.data(), texts.size());
+}
+
+void IniFile::Save() const {
+    gsize length = 0;
+    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(m_file.get(), &length, nullptr),
+                                                        &g_free);
+    TvFolder::WriteFile(m_path, {text.get(), length});
+}
+
+const TvKey* FindKey(const std::string& name) {
+    for (const TvKey* key : TvKeys::ALL) {
+        if (KeyName(*key) == name) {
+            return key;
+        }
+    }
+    return nullptr;
+}
+
+std::string KeyName(const TvKey& key) {
+    return std::string(key.group) + "." + key.name;
+}
+
+}  // namespace Television

@@ -1,0 +1,44 @@
+/** The television's tv.ini, to be changed: comments and keys that nobody knows stay as they are. */
+#pragma once
+
+#include <glib.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "TvIni.h"
+
+namespace Television {
+
+/** @throws std::runtime_error, saying how to make one, when there is no television in the folder */
+void Require();
+
+class IniFile {
+public:
+    /** @throws std::runtime_error, saying what to do, when the file is not there or is no key file */
+    IniFile();
+
+    /** @throws std::invalid_argument when the value does not fit the key; nothing is then changed */
+    void Set(const TvKey& key, const std::string& value);
+    void Unset(const TvKey& key);
+
+    std::vector<std::string> List(const TvKey& key) const;
+    void SetList(const TvKey& key, const std::vector<std::string>& items);
+
+    /** @throws std::runtime_error, with the file as it was */
+    void Save() const;
+
+private:
+    std::string m_path;
+    std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> m_file;
+};
+
+/** The key that "GROUP.KEY" names, or null. */
+const TvKey* FindKey(const std::string& name);
+
+/** "GROUP.KEY" */
+std::string KeyName(const TvKey& key);
+
+}  // namespace Television

@@ -1,0 +1,124 @@
+#include "Television/LogReader.h"
+
+#include <cstring>
+#include <utility>
+
+namespace Television {
+
+namespace {
+
+constexpr char SERVICE_TAG[] = "BT_INFOSYNC";
+constexpr char NOT_AN_ERROR[] = "<<Not Error>>";
+// Far more than a log line has: a stray program's output must not fill the memory.
+constexpr std::size_t LONGEST_LINE = 1U << 20U;
+
+/** The parts of "E/TAG( 123): FILE: FUNCTION(LINE) > MESSAGE"; the function is empty in other tags' lines. */
+struct LogLine {
+    char priority = '\0';
+    std::string tag;
+    std::string function;
+    std::string message;
+};
+
+std::string Before(const std::string& text, char end) {
+    return text.substr(0, text.find(end));
+}
+
+LogLine Split(const std::string& line) {
+    LogLine parts;
+    const std::size_t prefixEnd = line.find("): ");
+    if (line.size() < 2 || line[1] != '/' || std::strchr(LOG_LEVELS, line[0]) == nullptr ||
+        prefixEnd == std::string::npos) {
+        return parts;
+    }
+    parts.priority = line[0];
+    parts.tag = Before(line.substr(2), '(');
+    parts.tag.erase(parts.tag.find_last_not_of(' ') + 1);
+    parts.message = line.substr(prefixEnd + std::strlen("): "));
+    const std::size_t placeEnd = parts.message.find(") > ");
+    const std::size_t fileEnd = parts.message.find(": ");
+    if (placeEnd != std::string::npos && fileEnd < placeEnd) {
+        const std::string place = parts.message.substr(fileEnd + 2, placeEnd - fileEnd - 2);
+        // The function's own name may hold a pair of brackets, as that of a lambda does.
+        parts.function = place.substr(0, place.rfind('('));
+        parts.message.erase(0, placeEnd + std::strlen(") > "));
+    }
+    return parts;
+}
+
+bool StartsWith(const std::string& text, const char* start) {
+    return text.compare(0, std::strlen(start), start) == 0;
+}
+
+/** Cuts the beginning that the service gives what it caught. */
+std::string Cause(const std::string& message) {
+    for (const char* start : {"exception : ", "Exception : "}) {
+        if (StartsWith(message, start)) {
+            return message.substr(std::strlen(start));
+        }
+    }
+    return message;
+}
+
+}  // namespace
+
+LogReader::LogReader(LineHandler onLine) : m_onLine(std::move(onLine)) {}
+
+void LogReader::Feed(const std::string& piece) {
+    std::size_t start = 0;
+    for (std::size_t end = piece.find('\n'); end != std::string::npos; end = piece.find('\n', start)) {
+        m_begun.append(piece, start, end - start);
+        TakeLine(std::exchange(m_begun, {}));
+        start = end + 1;
+    }
+    m_begun.append(piece, start, std::string::npos);
+    if (m_begun.size() > LONGEST_LINE) {
+        TakeLine(std::exchange(m_begun, {}));
+    }
+}
+
+void LogReader::Finish() {
+    if (!m_begun.empty()) {
+        TakeLine(std::exchange(m_begun, {}));
+    }
+}
+
+RunOutcome LogReader::Outcome() const {
+    if (!m_failure.empty()) {
+        const bool explained = m_failure == "request failed" && !m_platformError.empty();
+        return {RunOutcome::Kind::FAILURE, m_failure + (explained ? " (" + m_platformError + ")" : "")};
+    }
+    if (!m_ended) {
+        return {RunOutcome::Kind::CRASHED, "the log ends before the service did"};
+    }
+    return {};
+}
+
+void LogReader::TakeLine(const std::string& line) {
+    const LogLine parts = Split(line);
+    m_onLine(line, parts.priority);
+    const bool isError = parts.priority == 'E' || parts.priority == 'F';
+    if (parts.tag == SERVICE_TAG) {
+        TakeServiceLine(parts.function, parts.message, isError);
+    } else if (isError) {
+        m_platformError = m_lastError = parts.message;
+    }
+}
+
+void LogReader::TakeServiceLine(const std::string& function, const std::string& message, bool isError) {
+    if (message == std::string(NOT_AN_ERROR) + "End main loop") {
+        m_ended = true;
+    } else if (message == "Exit process") {
+        m_failure = "nobody is signed in";
+    } else if (message == "fail to get access Token") {
+        m_failure = m_lastError.empty() ? message : m_lastError;
+    } else if (isError && !StartsWith(message, NOT_AN_ERROR)) {
+        m_lastError = Cause(message);
+        // These catch what ends a run; other errors are reported and lived with.
+        if (function == "GetBTInfoDataFromCloud" || function == "Retry" || function == "main") {
+            m_failure = m_lastError;
+        }
+    }
+}
+
+}  // namespace Television

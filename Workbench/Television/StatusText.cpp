@@ -1,0 +1,88 @@
+#include "Cli/Duration.h"
+#include "Cli/Text.h"
+#include "Television/LastRun.h"
+#include "Television/Status.h"
+
+namespace Television {
+
+namespace {
+
+using Cli::Colour;
+
+constexpr std::size_t LABEL_WIDTH = 21;
+
+std::string Line(const std::string& label, const std::string& text, const std::string& indent = "") {
+    return indent + Cli::Pad(label, LABEL_WIDTH - indent.size()) + text + "\n";
+}
+
+std::string StateWords(const Json::Value& state, const Cli::Style& style) {
+    const std::string name = state["state"].asString();
+    if (name == "damaged") {
+        return style(Colour::RED, "damaged: " + Cli::Escape(state["problem"].asString()));
+    }
+    const std::string duration = Cli::DurationWords(state["seconds_left"].asInt64());
+    std::string words = name == "valid"     ? style(Colour::GREEN, "valid") + ", " + duration + " left"
+                        : name == "expired" ? style(Colour::YELLOW, "ran out") + " " + duration + " ago"
+                                            : name;
+    if (state.isMember("token")) {
+        words += "  " + style(Colour::DIM, Cli::Escape(state["token"].asString()));
+    }
+    return words;
+}
+
+std::string ActivationWords(const Json::Value& state, const Cli::Style& style) {
+    const std::string device = state["device_id"].asString();
+    return StateWords(state, style) +
+           (device.empty() ? "" : "  " + style(Colour::DIM, "device id " + Cli::Escape(device)));
+}
+
+std::string RecordsWords(const Json::Value& state, const Cli::Style& style) {
+    if (state["state"].asString() != "stored") {
+        return StateWords(state, style);
+    }
+    const std::int64_t mark = state["mark"].asInt64();
+    return Cli::Count(state["count"].asUInt(), "record") +
+           (mark > 0 ? ", mark of the last run " + std::to_string(mark)
+                     : ", no mark: the next run asks for all");
+}
+
+std::string UserText(const Json::Value& user, const Cli::Style& style) {
+    const std::string indent = "  ";
+    std::string text = "\n" + style(Colour::BOLD, Cli::Escape(user["user"].asString())) +
+                       (user["signed_in"].asBool() ? " (signed in)" : "") + "\n";
+    text += Line("access token", StateWords(user["access_token"], style), indent);
+    text += Line("refresh token", StateWords(user["refresh_token"], style), indent);
+    text += Line("activation", ActivationWords(user["activation"], style), indent);
+    text += Line("application token", StateWords(user["application_token"], style), indent);
+    text += Line("records", RecordsWords(user["records"], style), indent);
+    return text;
+}
+
+}  // namespace
+
+std::string StatusText(const Json::Value& status, std::int64_t now, const Cli::Style& style) {
+    const bool isSignedIn = status["signed_in"].asBool();
+    std::string text = Line("television", Cli::Escape(status["folder"].asString()));
+    text += Line("user", !isSignedIn                   ? "nobody is signed in"
+                         : status["login_id"].isNull() ? "signed in, without a login id"
+                                                       : Cli::Escape(status["login_id"].asString()));
+    const Json::Value& devices = status["devices"];
+    text += Line("device list", devices["state"].asString() == "stored"
+                                    ? Cli::Count(devices["count"].asUInt(), "device")
+                                    : StateWords(devices, style));
+    if (status["factory_reset_requested"].asBool()) {
+        text += Line("factory reset", style(Colour::YELLOW, "at the next run"));
+    }
+    text += Line("last run", LastRunWords(status["last_run"], now, style));
+    for (const Json::Value& user : status["users"]) {
+        text += UserText(user, style);
+    }
+    for (const Json::Value& damaged : status["damaged"]) {
+        text += (&damaged == &status["damaged"][0] ? "\n" : "") +
+                style(Colour::RED, Cli::Escape(damaged["document"].asString()) + " is damaged: ") +
+                Cli::Escape(damaged["problem"].asString()) + "\n";
+    }
+    return text;
+}
+
+}  // namespace Television
