@@ -1,0 +1,120 @@
+#include "FakePlatform.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+#include "FakeState.h"
+
+namespace Fake {
+
+State& TheState() {
+    static State state;
+    return state;
+}
+
+void Misused(const std::string& what) {
+    std::fprintf(stderr, "the fake platform is misused: %s\n", what.c_str());
+    std::abort();
+}
+
+std::optional<int> Enter(const std::string& operation, const std::string& arguments) {
+    TheState().calls.emplace_back(operation, arguments);
+    std::optional<int> error;
+    auto& failures = TheState().failures;
+    for (auto& failure : failures) {
+        if (failure.operation == operation && --failure.callsUntil == 0) {
+            error = failure.error;
+        }
+    }
+    failures.erase(std::remove_if(failures.begin(), failures.end(),
+                                  [](const PlannedFailure& failure) { return failure.callsUntil == 0; }),
+                   failures.end());
+    return error;
+}
+
+void HandOut(const void* object) {
+    TheState().handedOut.insert(object);
+}
+
+void TakeBack(const void* object) {
+    if (TheState().handedOut.erase(object) == 0) {
+        Misused("what is given back was not handed out, or was given back before");
+    }
+}
+
+void Reset() {
+    g_log_set_always_fatal(static_cast<GLogLevelFlags>(G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING));
+    TheState() = State();
+}
+
+std::vector<std::string> Leftovers() {
+    std::vector<std::string> left;
+    for (const auto& failure : TheState().failures) {
+        left.push_back("a failure of " + failure.operation);
+    }
+    left.insert(left.end(), TheState().answers.size(), "an HTTP answer");
+    left.insert(left.end(), TheState().handedOut.size(), "an object of the platform");
+    if (g_main_context_pending(nullptr) == TRUE) {
+        left.emplace_back("a source in the main loop");
+    }
+    return left;
+}
+
+Television& Tv() {
+    return TheState().tv;
+}
+
+void FailCall(const std::string& operation, int n, int error) {
+    static const std::set<std::string> canFail = {"bt_initialize",
+                                                  "bt_adapter_get_bonded_device_info",
+                                                  "ckmc_get_data",
+                                                  "ckmc_remove_alias",
+                                                  "ckmc_save_data",
+                                                  "sso_get_login_state",
+                                                  "sso_get_login_user_id",
+                                                  "system_info_get_value_string",
+                                                  "system_info_get_platform_string",
+                                                  "vconf_get_int",
+                                                  "vconf_set_int",
+                                                  "vconf_get_str",
+                                                  "vconf_set_str",
+                                                  "NxCurlEasy::Initialize"};
+    if (canFail.count(operation) == 0 || n < 1) {
+        Misused("no such failure: " + operation);
+    }
+    TheState().failures.push_back({operation, n, error});
+}
+
+std::vector<std::string> Calls(std::initializer_list<const char*> operations) {
+    std::vector<std::string> calls;
+    for (const auto& [operation, arguments] : TheState().calls) {
+        if (operations.size() == 0 ||
+            std::find(operations.begin(), operations.end(), operation) != operations.end()) {
+            calls.push_back(arguments.empty() ? operation : operation + " " + arguments);
+        }
+    }
+    return calls;
+}
+
+const std::vector<LogEntry>& Log() {
+    return TheState().log;
+}
+
+std::vector<std::string> Logged(int priority) {
+    std::vector<std::string> messages;
+    for (const auto& entry : TheState().log) {
+        if (entry.priority == priority) {
+            messages.push_back(entry.message);
+        }
+    }
+    return messages;
+}
+
+const std::vector<AuthCodeRequest>& AuthCodeRequests() {
+    return TheState().authCodeRequests;
+}
+
+}  // namespace Fake

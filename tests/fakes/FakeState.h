@@ -1,0 +1,42 @@
+/** What the fakes share behind FakePlatform.h. */
+#pragma once
+
+#include <deque>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "FakePlatform.h"
+
+namespace Fake {
+
+struct PlannedFailure {
+    std::string operation;
+    int callsUntil;
+    int error;
+};
+
+struct State {
+    Television tv;
+    std::vector<PlannedFailure> failures;
+    std::vector<std::pair<std::string, std::string>> calls;
+    std::vector<LogEntry> log;
+    std::vector<AuthCodeRequest> authCodeRequests;
+    std::deque<HttpAnswer> answers;
+    std::vector<HttpRequest> httpRequests;
+    /** What the service holds and has to give back. */
+    std::set<const void*> handedOut;
+    bool loopLeftWaiting = false;
+};
+
+State& TheState();
+
+[[noreturn]] void Misused(const std::string& what);
+
+/** Records the call. @return the error that was planned for it */
+std::optional<int> Enter(const std::string& operation, const std::string& arguments = "");
+
+void HandOut(const void* object);
+void TakeBack(const void* object);
+
+}  // namespace Fake
