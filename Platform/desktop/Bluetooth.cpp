@@ -1,0 +1,163 @@
+#include <bluetooth.h>
+#include <dlog.h>
+#include <glib.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "Bluez.h"
+#include "TvFolder.h"
+#include "TvIni.h"
+
+namespace {
+
+/** Bonded or not, by address in upper case. */
+using Devices = std::unordered_map<std::string, bool>;
+
+std::string UpperCase(const char* text) {
+    const std::unique_ptr<char, decltype(&g_free)> upper(g_ascii_strup(text, -1), &g_free);
+    return upper.get();
+}
+
+bool IsFromBluez(const TvIni& ini) {
+    return ini.Text(TvKeys::BT_SOURCE) == "bluez";
+}
+
+/** The devices that tv.ini lists, put into a table anew when the file has changed. */
+class ListedDevices {
+public:
+    const Devices& Get(const std::shared_ptr<const TvIni>& ini) {
+        if (ini != m_ini) {
+            m_devices.clear();
+            for (const std::string& address : ini->List(TvKeys::KNOWN)) {
+                m_devices[UpperCase(address.c_str())] = false;
+            }
+            for (const std::string& address : ini->List(TvKeys::BONDED)) {
+                m_devices[UpperCase(address.c_str())] = true;
+            }
+            m_ini = ini;
+        }
+        return m_devices;
+    }
+
+private:
+    std::shared_ptr<const TvIni> m_ini;
+    Devices m_devices;
+};
+
+/** What BlueZ said last; it is asked again after some seconds, not for each of many thousand look-ups. */
+class BluezDevices {
+public:
+    /** Null when BlueZ could not be asked, which is told once. */
+    const Devices* Get() {
+        const auto now = Clock::now();
+        if (!m_readAt || now - *m_readAt >= KEPT_FOR) {
+            Read();
+            m_readAt = Clock::now();
+        }
+        return m_devices ? &*m_devices : nullptr;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::seconds KEPT_FOR{5};
+
+    void Read() {
+        std::string problem;
+        try {
+            m_devices = Bluez::ReadDevices();
+        } catch (const std::exception& error) {
+            m_devices.reset();
+            problem = error.what();
+        }
+        if (!problem.empty() && problem != m_told) {
+            __dlog_print(LOG_ID_MAIN, DLOG_WARN, "BLUETOOTH", "%s", problem.c_str());
+        }
+        m_told = problem;
+    }
+
+    std::optional<Clock::time_point> m_readAt;
+    std::optional<Devices> m_devices;
+    std::string m_told;
+};
+
+struct Adapter {
+    bool initialized = false;
+    ListedDevices listed;
+    BluezDevices bluez;
+};
+
+Adapter& TheAdapter() {
+    static Adapter adapter;
+    return adapter;
+}
+
+int MakeInfo(const std::string& address, bool isBonded, bt_device_info_s** info) {
+    auto* made = static_cast<bt_device_info_s*>(std::calloc(1, sizeof(bt_device_info_s)));
+    if (made == nullptr) {
+        return BT_ERROR_OPERATION_FAILED;
+    }
+    made->remote_address = strdup(address.c_str());
+    made->is_bonded = isBonded;
+    *info = made;
+    return BT_ERROR_NONE;
+}
+
+}  // namespace
+
+int bt_initialize(void) {
+    Adapter& adapter = TheAdapter();
+    const auto ini = TvFolder::ReadIni();
+    if (IsFromBluez(*ini)) {
+        adapter.initialized = adapter.bluez.Get() != nullptr;
+        return adapter.initialized ? BT_ERROR_NONE : BT_ERROR_OPERATION_FAILED;
+    }
+    const auto result = static_cast<int>(ini->Integer(TvKeys::BT_INIT_RESULT));
+    adapter.initialized = result == BT_ERROR_NONE;
+    return result;
+}
+
+int bt_deinitialize(void) {
+    Adapter& adapter = TheAdapter();
+    if (!adapter.initialized) {
+        return BT_ERROR_NOT_INITIALIZED;
+    }
+    adapter = {};
+    return BT_ERROR_NONE;
+}
+
+int bt_adapter_get_bonded_device_info(const char* remote_address, bt_device_info_s** device_info) {
+    if (remote_address == nullptr || device_info == nullptr) {
+        return BT_ERROR_INVALID_PARAMETER;
+    }
+    *device_info = nullptr;
+    Adapter& adapter = TheAdapter();
+    if (!adapter.initialized) {
+        return BT_ERROR_NOT_INITIALIZED;
+    }
+    const auto ini = TvFolder::ReadIni();
+    const Devices* devices = IsFromBluez(*ini) ? adapter.bluez.Get() : &adapter.listed.Get(ini);
+    if (devices == nullptr) {
+        return BT_ERROR_OPERATION_FAILED;
+    }
+    const auto found = devices->find(UpperCase(remote_address));
+    if (found == devices->end()) {
+        return BT_ERROR_REMOTE_DEVICE_NOT_BONDED;
+    }
+    return MakeInfo(found->first, found->second, device_info);
+}
+
+int bt_adapter_free_device_info(bt_device_info_s* device_info) {
+    if (device_info == nullptr) {
+        return BT_ERROR_INVALID_PARAMETER;
+    }
+    std::free(device_info->remote_address);
+    std::free(device_info);
+    return BT_ERROR_NONE;
+}

@@ -1,0 +1,186 @@
+#include <dlog.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "LogText.h"
+#include "TvFolder.h"
+#include "TvIni.h"
+
+namespace {
+
+constexpr std::string_view LETTERS = "VDIWEF";
+
+/** A reader of our log that has gone away must not end the process. */
+class BrokenPipeGuard {
+public:
+    BrokenPipeGuard() {
+        sigemptyset(&m_brokenPipe);
+        sigaddset(&m_brokenPipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &m_brokenPipe, &m_before);
+    }
+    ~BrokenPipeGuard() {
+        if (m_raised) {
+            const timespec now = {};
+            sigtimedwait(&m_brokenPipe, nullptr, &now);
+        }
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    }
+    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+    void Raised() {
+        m_raised = true;
+    }
+
+private:
+    sigset_t m_brokenPipe = {};
+    sigset_t m_before = {};
+    bool m_raised = false;
+};
+
+/** @return the number of bytes written, or a negative error number */
+int WriteAll(int descriptor, std::string_view text) {
+    BrokenPipeGuard guard;
+    const auto whole = static_cast<int>(text.size());
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            const int error = errno;
+            if (error == EPIPE) {
+                guard.Raised();
+            }
+            return -error;
+        }
+    }
+    return whole;
+}
+
+std::string Head(int priority, const char* tag) {
+    std::array<char, 128> head;
+    std::snprintf(head.data(), head.size(),
+                  "%c/%-8s(%5d): ", LETTERS[static_cast<std::size_t>(priority - DLOG_VERBOSE)], tag,
+                  getpid());
+    return head.data();
+}
+
+/** Where entries go, as tv.ini has it. */
+class Log {
+public:
+    Log() {
+        // A file of the service's that got the number of a closed standard error must not get our lines.
+        while (fcntl(STDERR_FILENO, F_GETFD) < 0 && open("/dev/null", O_WRONLY) >= 0) {
+        }
+    }
+
+    /** Next to free for an entry below the level: for such, tv.ini is looked at once in a clock tick. */
+    bool IsWanted(int priority) {
+        timespec now = {};
+        clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+        const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+        if (priority < m_level.load() && tick == m_tick.load()) {
+            return false;
+        }
+        Refresh();
+        m_tick.store(tick);
+        return priority >= m_level.load();
+    }
+
+    /** @return the number of bytes written, or a negative error number */
+    int Write(const std::string& lines) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        return WriteLocked(lines);
+    }
+
+private:
+    void Refresh() {
+        const std::shared_ptr<const TvIni> ini = TvFolder::ReadIni();
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (ini == m_ini) {
+            return;
+        }
+        m_ini = ini;
+        m_level.store(DLOG_VERBOSE +
+                      static_cast<int>(LETTERS.find(ini->Text(TvKeys::LOG_LEVEL).value_or("I"))));
+        const auto file = ini->Text(TvKeys::LOG_FILE);
+        m_file = file ? TvFolder::Resolve(*file) : std::string();
+        const std::string warning = Warning(ini->Problem(), m_iniProblem);
+        if (!warning.empty()) {
+            WriteLocked(warning);
+        }
+    }
+
+    int WriteLocked(const std::string& lines) {
+        if (m_file.empty()) {
+            return WriteAll(STDERR_FILENO, lines);
+        }
+        // Opened for each entry, so that the file may be moved away meanwhile; a named pipe never blocks us.
+        const int descriptor = open(m_file.c_str(), LOG_FILE_FLAGS, 0600);
+        if (descriptor < 0) {
+            const std::string problem = m_file + ": " + std::generic_category().message(errno) +
+                                        "; the log goes to standard error instead";
+            return WriteAll(STDERR_FILENO, Warning(problem, m_fileProblem) + lines);
+        }
+        const int result = WriteAll(descriptor, lines);
+        close(descriptor);
+        return result;
+    }
+
+    /** What is wrong as log lines; empty while that has been told already, or where the level hides it. */
+    std::string Warning(const std::string& problem, std::string& told) const {
+        if (problem == told) {
+            return {};
+        }
+        told = problem;
+        return problem.empty() || DLOG_WARN < m_level.load() ? std::string()
+                                                             : LogText::Split(Head(DLOG_WARN, "TV"), problem);
+    }
+
+    static constexpr int LOG_FILE_FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+
+    std::atomic<int> m_level{DLOG_UNKNOWN};
+    std::atomic<std::int64_t> m_tick{-1};
+    std::mutex m_mutex;
+    std::shared_ptr<const TvIni> m_ini;
+    std::string m_file;
+    std::string m_iniProblem;
+    std::string m_fileProblem;
+};
+
+}  // namespace
+
+int __dlog_print(log_id_t /*log_id*/, int prio, const char* tag, const char* fmt, ...) {
+    if (prio < DLOG_VERBOSE || prio > DLOG_FATAL || tag == nullptr || fmt == nullptr) {
+        return -EINVAL;
+    }
+    try {
+        static auto& log = *new Log;  // never destroyed: other objects log from their destructors
+        if (!log.IsWanted(prio)) {
+            return 0;
+        }
+        std::va_list values;
+        va_start(values, fmt);
+        const std::string lines = LogText::Lines(Head(prio, tag), fmt, values);
+        va_end(values);
+        return log.Write(lines);
+    } catch (const std::exception&) {
+        return -ENOMEM;
+    }
+}

@@ -1,0 +1,28 @@
+#include "GateSite.h"
+
+#include <glib.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+
+#include "TvFolder.h"
+#include "TvIni.h"
+
+GateSite GateSite::Read() {
+    std::string text = TvFolder::ReadIni()->Text(TvKeys::GATE_SITE).value_or("");
+    if (!text.empty() && text.back() == '/') {
+        text.pop_back();
+    }
+    // The scheme comes out in lower case; what an origin lacks comes out as null, an empty path as "".
+    const std::unique_ptr<GUri, decltype(&g_uri_unref)> uri(
+        g_uri_parse(text.c_str(), G_URI_FLAGS_NONE, nullptr), &g_uri_unref);
+    if (!uri || std::string_view(g_uri_get_scheme(uri.get())) != "https" ||
+        g_uri_get_host(uri.get()) == nullptr || *g_uri_get_host(uri.get()) == '\0' ||
+        *g_uri_get_path(uri.get()) != '\0' || g_uri_get_userinfo(uri.get()) != nullptr ||
+        g_uri_get_query(uri.get()) != nullptr || g_uri_get_fragment(uri.get()) != nullptr) {
+        throw std::runtime_error(TvFolder::IniPath() + ": [http] gate_site: “" + text +
+                                 "” is not an https origin such as https://auth.example:443");
+    }
+    return {text, g_uri_get_host(uri.get())};
+}

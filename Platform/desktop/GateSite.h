@@ -1,0 +1,13 @@
+/** The account service's site, against which a URL without a host is resolved. */
+#pragma once
+
+#include <string>
+
+struct GateSite {
+    /** Scheme, host and port, without a trailing slash. */
+    std::string origin;
+    std::string host;
+
+    /** As tv.ini has it. @throws std::runtime_error when that is no https origin */
+    static GateSite Read();
+};

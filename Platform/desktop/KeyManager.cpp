@@ -1,0 +1,91 @@
+#include <ckmc/ckmc-manager.h>
+#include <dlog.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "TvFolder.h"
+
+namespace {
+
+using Buffer = std::unique_ptr<ckmc_raw_buffer_s, decltype(&ckmc_buffer_free)>;
+
+/** Runs an operation on the alias's file; what goes wrong ends in the log and as the key manager's error. */
+template <typename Operation>
+int OnRecord(const char* alias, const Operation& operation) {
+    const auto path = alias == nullptr ? std::nullopt : TvFolder::KeyPath(alias);
+    if (!path) {
+        return CKMC_ERROR_INVALID_PARAMETER;
+    }
+    try {
+        return operation(*path);
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::no_such_file_or_directory) {
+            return CKMC_ERROR_DB_ALIAS_UNKNOWN;
+        }
+        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "CKMC", "%s", error.what());
+    } catch (const std::exception& error) {
+        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "CKMC", "%s", error.what());
+    }
+    return CKMC_ERROR_DB_ERROR;
+}
+
+}  // namespace
+
+int ckmc_save_data(const char* alias, const ckmc_raw_buffer_s data, const ckmc_policy_s policy) {
+    // A file can keep neither a password nor that a record must not be read back.
+    if ((data.data == nullptr && data.size != 0) || policy.password != nullptr || !policy.extractable) {
+        return CKMC_ERROR_INVALID_PARAMETER;
+    }
+    return OnRecord(alias, [&](const std::string& path) -> int {
+        namespace fs = std::filesystem;
+        if (fs::exists(fs::symlink_status(path))) {
+            return CKMC_ERROR_DB_ALIAS_EXISTS;
+        }
+        const auto* bytes = reinterpret_cast<const char*>(data.data);
+        TvFolder::WriteFile(path, bytes == nullptr ? std::string() : std::string(bytes, data.size));
+        // The folder may have been made by hand, or copied.
+        fs::permissions(fs::path(path).parent_path(), fs::perms::owner_all);
+        return CKMC_ERROR_NONE;
+    });
+}
+
+int ckmc_get_data(const char* alias, const char* password, ckmc_raw_buffer_s** data) {
+    if (data == nullptr || password != nullptr) {
+        return CKMC_ERROR_INVALID_PARAMETER;
+    }
+    return OnRecord(alias, [&](const std::string& path) -> int {
+        const std::string content = TvFolder::ReadFile(path);
+        Buffer buffer(static_cast<ckmc_raw_buffer_s*>(std::calloc(1, sizeof(ckmc_raw_buffer_s))),
+                      &ckmc_buffer_free);
+        // One byte more, so that an empty record has an address too.
+        auto* bytes = static_cast<unsigned char*>(std::malloc(content.size() + 1));
+        if (!buffer || bytes == nullptr) {
+            std::free(bytes);
+            throw std::bad_alloc();
+        }
+        std::memcpy(bytes, content.data(), content.size());
+        *buffer = {bytes, content.size()};
+        *data = buffer.release();
+        return CKMC_ERROR_NONE;
+    });
+}
+
+int ckmc_remove_alias(const char* alias) {
+    return OnRecord(alias, [](const std::string& path) -> int {
+        TvFolder::RemoveFile(path);
+        return CKMC_ERROR_NONE;
+    });
+}
+
+void ckmc_buffer_free(ckmc_raw_buffer_s* buffer) {
+    if (buffer != nullptr) {
+        std::free(buffer->data);
+        std::free(buffer);
+    }
+}

@@ -1,0 +1,25 @@
+/** From a printf-style call to the lines that the log shows. */
+#pragma once
+
+#include <cstdarg>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace LogText {
+
+/** The longest message that the platform log takes, in bytes. */
+inline constexpr std::size_t LONGEST_MESSAGE = 4076;
+
+/** The message as lines, each after the head and ending in a newline, with what could pass for a line
+ * escaped. */
+std::string Split(const std::string& head, std::string_view message);
+
+/**
+ * The entry as lines, each with the head ("E/TAG( 1234): "), ending in a newline. The message is cut at the
+ * longest length between two characters; control characters and bytes that are no UTF-8 are shown escaped. A
+ * message that starts with "FILE: FUNCTION(LINE) > " has that start on each line.
+ */
+std::string Lines(const std::string& head, const char* format, std::va_list values);
+
+}  // namespace LogText
