@@ -1,0 +1,72 @@
+#include "Commands/ControlClient.h"
+
+#include <httplib.h>
+
+#include "Server/ControlServer.h"
+#include "Util/Errors.h"
+#include "Util/Files.h"
+#include "Util/Json.h"
+
+namespace LocalCloud {
+
+namespace {
+
+constexpr time_t TIMEOUT_SECONDS = 5;
+constexpr int OK = 200;
+constexpr int BAD_REQUEST = 400;
+constexpr int HIGHEST_PORT = 65535;
+
+CloudError NoServer(const Folder& folder) {
+    return CloudError("no server runs on " + folder.Path() +
+                      "; start one with: infosync-cloud serve --dir '" + folder.Path() + "'");
+}
+
+}  // namespace
+
+Json::Value ControlClient::Get(const std::string& path) const {
+    return Call("GET", path, {});
+}
+
+Json::Value ControlClient::Post(const std::string& path, const Json::Value& body) const {
+    return Call("POST", path, CompactJson(body));
+}
+
+void ControlClient::Delete(const std::string& path) const {
+    Call("DELETE", path, {});
+}
+
+Json::Value ControlClient::Call(const std::string& method, const std::string& path,
+                                const std::string& body) const {
+    m_folder.RequireReady();
+    const auto running = ReadFileIfThere(m_folder.ServerFile());
+    if (!running) {
+        throw NoServer(m_folder);
+    }
+    const auto port = IntegerMember(ParseJsonObject(*running, m_folder.ServerFile()), "control_port");
+    if (port < 1 || port > HIGHEST_PORT) {
+        throw NoServer(m_folder);
+    }
+    httplib::SSLClient client("127.0.0.1", static_cast<int>(port));
+    client.set_ca_cert_path(m_folder.CaFile().c_str());
+    client.set_connection_timeout(TIMEOUT_SECONDS);
+    client.set_read_timeout(TIMEOUT_SECONDS);
+    httplib::Request request;
+    request.method = method;
+    request.path = path;
+    request.body = body;
+    request.set_header(CONTROL_SECRET_HEADER, m_folder.ControlSecret());
+    const auto result = client.send(request);
+    if (!result) {
+        throw NoServer(m_folder);
+    }
+    if (result->status == BAD_REQUEST) {
+        throw UsageError(TextMember(ParseJsonObject(result->body, "answer"), "error"));
+    }
+    if (result->status != OK) {
+        throw CloudError("the server on " + m_folder.Path() + " refused the command (status " +
+                         std::to_string(result->status) + "); stop it and start it again");
+    }
+    return ParseJsonObject(result->body, "answer");
+}
+
+}  // namespace LocalCloud

@@ -1,0 +1,61 @@
+/** The cloud's folder: where what is kept. */
+#pragma once
+
+#include <string>
+
+namespace LocalCloud {
+
+/** Names the parts of the folder. Makes and reads nothing by itself. */
+class Folder {
+public:
+    /** An empty path stands for the default: $INFOSYNC_CLOUD_DIR, or infosync-cloud under the XDG state
+     * folder. */
+    explicit Folder(const std::string& path);
+
+    const std::string& Path() const {
+        return m_path;
+    }
+    std::string SettingsFile() const {
+        return m_path + "/cloud.ini";
+    }
+    std::string ControlSecretFile() const {
+        return m_path + "/control.secret";
+    }
+    std::string UsersFolder() const {
+        return m_path + "/users";
+    }
+    std::string TlsFolder() const {
+        return m_path + "/tls";
+    }
+    std::string CaFile() const {
+        return TlsFolder() + "/ca.pem";
+    }
+    /** Says where the running server listens. */
+    std::string ServerFile() const {
+        return StateFile("server.json");
+    }
+    std::string StateFile(const std::string& name) const {
+        return m_path + "/state/" + name;
+    }
+
+    /** A user's records, for people to edit. */
+    std::string RecordsFile(const std::string& login) const;
+    /** What the cloud remembers of those records: when each changed. */
+    std::string LedgerFile(const std::string& login) const;
+    /** There while the user's marks no longer hold; its text is the code to refuse them with. */
+    std::string ExpiredMarkFile(const std::string& login) const;
+
+    /** Whether `init` was here. */
+    bool IsReady() const;
+    /** What the commands must know to be heard by the server. @throws CloudError when there is none */
+    std::string ControlSecret() const;
+    /** @throws CloudError that says how to make the folder, unless IsReady() */
+    void RequireReady() const;
+    /** Makes everything that is missing and keeps everything that is there. @throws CloudError */
+    void Prepare() const;
+
+private:
+    std::string m_path;
+};
+
+}  // namespace LocalCloud

@@ -1,0 +1,50 @@
+/** The cloud's own certificate authority and the certificates that it issues, right and wrong ones. */
+#pragma once
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+
+namespace LocalCloud {
+
+struct OpenSslDeleter {
+    void operator()(EVP_PKEY* key) const {
+        EVP_PKEY_free(key);
+    }
+    void operator()(X509* certificate) const {
+        X509_free(certificate);
+    }
+};
+
+/** A certificate with its private key. */
+struct Identity {
+    std::unique_ptr<EVP_PKEY, OpenSslDeleter> key;
+    std::unique_ptr<X509, OpenSslDeleter> certificate;
+};
+
+/** What is the matter with a server certificate; Nothing is the one that clients accept. */
+enum class CertificateFlaw {
+    Nothing,
+    WrongHost,
+    Expired,
+    NotYetValid,
+    SelfSigned,
+    UnknownAuthority,
+    ClientOnly
+};
+
+/**
+ * Makes ca.pem, ca.key, server.pem and server.key in the folder. What is there and still good stays, so that
+ * clients that trust the authority go on doing so. @throws CloudError
+ */
+void MakeCertificates(const std::string& folder);
+
+/** Reads NAME.pem and NAME.key. @throws CloudError that says how to mend the folder */
+Identity LoadIdentity(const std::string& folder, const std::string& name);
+
+/** Issues a certificate for the cloud's hosts that is right but for the flaw. @throws CloudError */
+Identity MakeServerIdentity(const Identity& authority, CertificateFlaw flaw);
+
+}  // namespace LocalCloud

@@ -1,0 +1,96 @@
+#include <glib.h>
+
+#include <algorithm>
+#include <clocale>
+#include <exception>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "Commands/Command.h"
+#include "Util/Errors.h"
+#include "Util/Terminal.h"
+
+namespace LocalCloud {
+
+namespace {
+
+enum ExitStatus { FINE = 0, FAILED = 1, WRONG_USAGE = 2 };
+
+void PrintOverview(std::ostream& output) {
+    output << "Usage: infosync-cloud COMMAND [WORDS] [OPTIONS]\n\n"
+           << "The authorisation server and the cloud service of the device synchronisation, on this "
+              "machine.\n\n";
+    constexpr std::size_t COLUMN = 34;
+    for (const auto& command : AllCommands()) {
+        std::string line = "  " + command.text.name + " " + command.text.words;
+        line.append(line.size() < COLUMN ? COLUMN - line.size() : 1, ' ');
+        output << line << command.text.summary << "\n";
+    }
+    output << "\nEvery command knows --help and --dir. Begin with:\n"
+           << "  infosync-cloud init\n"
+           << "  infosync-cloud user add ann@example.com\n"
+           << "  infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22\n"
+           << "  infosync-cloud serve\n";
+}
+
+/** Finds the command that the words begin with and takes its words away. */
+const Command* TakeCommand(std::vector<std::string>& words) {
+    for (const std::size_t count : {std::size_t{2}, std::size_t{1}}) {
+        if (words.size() < count) {
+            continue;
+        }
+        const std::string name = count == 2 ? words[0] + " " + words[1] : words[0];
+        for (const auto& command : AllCommands()) {
+            if (command.text.name == name) {
+                words.erase(words.begin(), words.begin() + static_cast<std::ptrdiff_t>(count));
+                return &command;
+            }
+        }
+    }
+    return nullptr;
+}
+
+int Run(std::vector<std::string> words) {
+    if (words.empty()) {
+        PrintOverview(std::cerr);
+        return WRONG_USAGE;
+    }
+    if (words[0] == "--help" || words[0] == "-h" || words[0] == "help") {
+        PrintOverview(std::cout);
+        return FINE;
+    }
+    const std::string first = words[0];
+    const Command* command = TakeCommand(words);
+    if (command == nullptr) {
+        throw UsageError("there is no command \"" + first + (words.size() > 1 ? " " + words[1] : "") +
+                         "\"; see: infosync-cloud --help");
+    }
+    CommandLine line(command->text, std::move(words));
+    command->run(line);
+    std::cout.flush();
+    return std::cout ? FINE : FAILED;
+}
+
+int Report(const std::exception& error, ExitStatus status) {
+    const std::string name = "infosync-cloud:";
+    const bool colours = Terminal::HasColours(Terminal::Output::Error);
+    std::cerr << (colours ? Terminal::Paint(name, Terminal::Colour::Red) : name) << " "
+              << Terminal::Printable(error.what()) << "\n";
+    return status;
+}
+
+}  // namespace
+
+}  // namespace LocalCloud
+
+int main(int argc, char* argv[]) {
+    std::setlocale(LC_ALL, "");
+    try {
+        return LocalCloud::Run({argv + 1, argv + argc});
+    } catch (const LocalCloud::UsageError& error) {
+        return LocalCloud::Report(error, LocalCloud::WRONG_USAGE);
+    } catch (const std::exception& error) {
+        return LocalCloud::Report(error, LocalCloud::FAILED);
+    }
+}
