@@ -84,7 +84,11 @@ std::vector<std::string> FileNames(std::vector<std::string>& unreadable) {
         const fs::path top = (folder / part).parent_path();
         for (auto at = fs::recursive_directory_iterator(top, error); !error && at != fs::end(at);
              at.increment(error)) {
-            if (!at->is_directory(error)) {
+            // There are no folders among the keys: one is a file that cannot be read.
+            if (part == std::string(KEYS)) {
+                at.disable_recursion_pending();
+            }
+            if (!at->is_directory(error) || part == std::string(KEYS)) {
                 names.push_back(at->path().lexically_relative(folder).string());
             }
         }

@@ -37,7 +37,7 @@ std::vector<std::string> SplitList(const std::string& value) {
 }
 
 /** What the television would make of the value; empty when it is fine. */
-std::string ProblemOf(const TvKey& key, const std::string& content) {
+std::string ProblemOf(const std::string& content) {
     const std::string problem = TvIni(content, "tv.ini").Problem();
     return problem.substr(0, problem.find("; it counts"));
 }
@@ -72,7 +72,7 @@ void IniFile::Set(const TvKey& key, const std::string& value) {
     g_key_file_set_string(alone.get(), key.group, key.name, value.c_str());
     const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(alone.get(), nullptr, nullptr),
                                                         &g_free);
-    const std::string problem = ProblemOf(key, text.get());
+    const std::string problem = ProblemOf(text.get());
     if (!problem.empty()) {
         throw std::invalid_argument(Cli::Escape(problem));
     }

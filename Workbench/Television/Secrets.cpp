@@ -73,18 +73,19 @@ std::string ReplacedAuthCode(const std::string& text) {
         throw std::runtime_error("no such document");
     }
     // Written anew rather than changed, so that no attribute or comment comes along.
-    tinyxml2::XMLPrinter printer(nullptr, /*compact=*/true);
-    printer.OpenElement("rsp");
+    constexpr bool COMPACT = true;
+    tinyxml2::XMLPrinter printer(nullptr, COMPACT);
+    printer.OpenElement("rsp", COMPACT);
     const char* stat = root->Attribute("stat");
     printer.PushAttribute("stat", stat != nullptr ? stat : "");
     for (const auto* child = root->FirstChildElement(); child != nullptr;
          child = child->NextSiblingElement()) {
         const std::string content = child->GetText() != nullptr ? child->GetText() : "";
-        printer.OpenElement(child->Name());
+        printer.OpenElement(child->Name(), COMPACT);
         printer.PushText((IsOneOf(HARMLESS, child->Name()) ? content : Replacement(content.size())).c_str());
-        printer.CloseElement();
+        printer.CloseElement(COMPACT);
     }
-    printer.CloseElement();
+    printer.CloseElement(COMPACT);
     return printer.CStr();
 }
 

@@ -1,0 +1,219 @@
+"""infosync-tv as a user or a script meets it: wrong calls, damaged folders, and a television sent to somebody else."""
+
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import time
+import unittest
+
+TOOL = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "infosync-tv"
+SETTINGS = "settings/db/com.quorlen.tv.bt-orbmanager/btinfosync"
+READING = (["devices"], ["records"], ["status"], ["status", "--json"], ["export", "-"])
+CHANGING = (["sign-in", "ann"], ["sign-out"], ["bond", "AA:BB:CC:00:00:01"], ["unbond", "AA:BB:CC:00:00:01"],
+            ["set", "log.level", "D"])
+SECRET = "top-secret-text-of-a-token"
+USER = "ann@example.com"
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        self.work = pathlib.Path(tempfile.mkdtemp(prefix="infosync-tv-"))
+        self.addCleanup(shutil.rmtree, self.work)
+        self.tv = self.work / "tv"
+        self.environment = {"PATH": os.environ["PATH"], "XDG_STATE_HOME": str(self.work / "state")}
+
+    def run_tool(self, *words, status=0, tv=None, **environment):
+        done = subprocess.run([TOOL, "--dir", tv or self.tv, *words], capture_output=True, text=True, timeout=60,
+                              env={**self.environment, **environment}, check=False)
+        self.assertEqual(done.returncode, status, f"{words}: {done.stdout} {done.stderr}")
+        if status != 0 and words[0] != "run":
+            self.assertRegex(done.stderr, r"^infosync-tv: .")
+        return done
+
+    def television(self):
+        self.run_tool("init")
+        self.run_tool("sign-in", USER)
+        now = int(time.time())
+        stored = {
+            "keys/InfoSyncAccessToken": {USER: {
+                "access_token": SECRET, "refresh_token": SECRET + "2", "userId": "u1", "issued_time_in_second": now,
+                "access_token_expires_in": 3600, "refresh_token_expires_in": -5}},
+            "keys/InfoSyncServiceActivationInfo": {USER: {"dvcId": "d1", "expireTime": (now + 86400 * 2) * 1000}},
+            "keys/InfoSyncJWT": {USER: {"accessToken": SECRET + "3", "tokenExpireTimeSec": now + 90}, "ben": 5},
+            "keys/InfoSyncRecords": {USER: {"meta": {"synced_timestamp": 42}, "records": [
+                {"record_id": "kitchen", "name": "Küche \x1b[31m", "address": "AA:BB:CC:00:00:01",
+                 "uuids": "0000110b-0000-1000-8000-00805f9b34fb,0000110B-0000-1000-8000-00805F9B34FB"},
+                {"record_id": "gone"}, 7]}},
+            f"{SETTINGS}/devices": {"kitchen": {"name": "Küche \x1b[31m", "address": "AA:BB:CC:00:00:01",
+                                                "users": [USER], "deleted_on_tv": False}, "odd": 3},
+        }
+        for name, document in stored.items():
+            self.write(name, json.dumps(document))
+
+    def write(self, name, text):
+        path = self.tv / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_text(text)
+
+    def test_wrong_arguments(self):
+        self.run_tool("init")
+        for words in (["bond", "AA:BB"], ["bond", "AA-BB-CC-00-00-01"], ["bond"], ["sign-in"], ["sign-in", ""],
+                      ["set", "log.levle", "D"], ["set", "log.level", "X"], ["set", "sso.state", "one"],
+                      ["set", "log.level"], ["set", "log.level", "D", "--unset"], ["run", "--timeout", "0"],
+                      ["run", "--level", "loud"], ["devices", "--jsn"], ["export"], ["init", "more"]):
+            with self.subTest(words):
+                before = (self.tv / "tv.ini").read_bytes()
+                self.run_tool(*words, status=2)
+                self.assertEqual((self.tv / "tv.ini").read_bytes(), before)
+
+    def test_no_television_and_no_place_for_one(self):
+        for words in (*READING, *CHANGING, ["factory-reset"], ["run"], ["connect"]):
+            with self.subTest(words):
+                self.assertIn("infosync-tv init", self.run_tool(*words, status=1).stderr)
+        (self.work / "file").write_text("")
+        self.run_tool("init", status=1, tv=self.work / "file" / "tv")
+        self.run_tool("init", "--cloud", self.work, status=1)
+        self.assertFalse(self.tv.exists())
+
+    def test_init_never_overwrites(self):
+        self.television()
+        before = (self.tv / "tv.ini").read_bytes()
+        self.run_tool("init")
+        self.assertEqual((self.tv / "tv.ini").read_bytes(), before)
+        self.run_tool("init", "--force")
+        self.assertNotEqual((self.tv / "tv.ini").read_bytes(), before)
+        self.assertTrue((self.tv / "keys/InfoSyncJWT").exists())
+
+    def test_changing_tv_ini_keeps_what_people_wrote(self):
+        self.run_tool("init")
+        self.write("tv.ini", "# mine\n[sso]\n# state of it\nstate=0\n[other]\nkey=1\n")
+        for words in CHANGING:
+            self.run_tool(*words)
+        text = (self.tv / "tv.ini").read_text()
+        for line in ("# mine", "# state of it", "[other]", "key=1", "level=D"):
+            self.assertIn(line, text)
+
+    def test_damaged_tv_ini(self):
+        for damage in ("no key file", "[sso]\nstate"):
+            self.run_tool("init")
+            self.write("tv.ini", damage)
+            for words in CHANGING:
+                self.assertIn("init --force", self.run_tool(*words, status=1).stderr)
+            self.assertEqual((self.tv / "tv.ini").read_text(), damage)
+            self.assertEqual(json.loads(self.run_tool("status", "--json").stdout)["damaged"][0]["document"], "tv.ini")
+            shutil.rmtree(self.tv)
+
+    def test_status_in_words(self):
+        self.television()
+        text = self.run_tool("status").stdout
+        for words in (r"access token +valid, (1 hour|59 minutes.*) left  top-\.\.\. \(26 characters\)",
+                      r"refresh token +ran out \d+ seconds? ago", r"activation +valid, (2 days|1 day 23 hours) left",
+                      r"application token +valid, 1 minute.* left", r"records +3 records, mark of the last run 42",
+                      r"device list +2 devices", r"last run +none yet"):
+            self.assertRegex(text, words)
+        self.assertNotIn(SECRET, text + self.run_tool("status", "--json").stdout)
+        self.assertIn(SECRET, self.run_tool("status", "--show-secrets").stdout)
+
+    def test_tables_show_names_but_no_control_characters(self):
+        self.television()
+        for words in (["devices"], ["records"]):
+            text = self.run_tool(*words).stdout
+            self.assertIn("Küche \\x1b[31m", text)
+            self.assertNotIn("\x1b", text)
+        self.assertIn("110b,0000110B-", text)
+        self.assertIn("(deleted)", text)
+        self.assertEqual(json.loads(self.run_tool("devices", "--json").stdout)[0]["users"], [USER])
+        self.assertEqual(json.loads(self.run_tool("records", USER, "--json").stdout)[0]["mark"], 42)
+        self.run_tool("records", "nobody", status=1)
+
+    def test_damaged_documents_are_shown_as_damaged(self):
+        def folder(path):
+            path.unlink()
+            path.mkdir()
+
+        damages = {"cut": lambda path: path.write_bytes(path.read_bytes()[:-9]), "array": lambda path: path.write_text("[]"),
+                   "not UTF-8": lambda path: path.write_bytes(b"\xff\xfe\x00"), "a folder": folder,
+                   "deep": lambda path: path.write_text("[" * 100000)}
+        for name in ("keys/InfoSyncAccessToken", "keys/InfoSyncServiceActivationInfo", "keys/InfoSyncJWT",
+                     "keys/InfoSyncRecords", f"{SETTINGS}/devices"):
+            for damage, do in damages.items():
+                with self.subTest(name=name, damage=damage):
+                    shutil.rmtree(self.tv, ignore_errors=True)
+                    self.television()
+                    do(self.tv / name)
+                    status = json.loads(self.run_tool("status", "--json").stdout)
+                    self.assertEqual([entry["document"] for entry in status["damaged"]], [name.split("/")[-1]])
+                    self.assertIn("damaged", self.run_tool("status").stdout)
+                    self.run_tool("devices", status=int(name.endswith("devices")))
+                    self.run_tool("records", status=int(name.endswith("Records")))
+                    self.run_tool("export", self.work / "out.json", "--force", status=int(damage == "a folder" and name.startswith("keys")))
+
+    def test_export_and_import_give_the_same_television(self):
+        self.television()
+        self.write("keys/Odd", "\0\1")
+        (self.tv / "keys/Odd").write_bytes(b"\x00\xff")
+        self.run_tool("export", "--with-secrets", self.work / "tv.json")
+        self.run_tool("export", self.work / "tv.json", status=1)
+        other = self.work / "other"
+        self.run_tool("import", self.work / "tv.json", tv=other)
+        content = {path.relative_to(root).as_posix(): path.read_bytes() for root in (self.tv,)
+                   for path in root.rglob("*") if path.is_file()}
+        self.assertEqual({path.relative_to(other).as_posix(): path.read_bytes() for path in other.rglob("*") if path.is_file()},
+                         content)
+        self.assertEqual((other / "keys/Odd").stat().st_mode & 0o777, 0o600)
+        (other / "notes").write_text("mine")
+        (other / "keys/Stale").write_text("x")
+        self.run_tool("import", self.work / "tv.json", status=1, tv=other)
+        self.run_tool("import", "--force", self.work / "tv.json", tv=other)
+        self.assertEqual((other / "notes").read_text(), "mine")
+        self.assertFalse((other / "keys/Stale").exists())
+
+    def test_exported_television_holds_no_secret(self):
+        self.television()
+        self.write("keys/InfoSyncAuthCode", f'<rsp stat="ok"><auth_code>{SECRET}</auth_code></rsp>')
+        self.run_tool("export", self.work / "tv.json")
+        text = (self.work / "tv.json").read_text()
+        self.assertNotIn(SECRET, text)
+        self.assertEqual(json.loads(text)["secrets"], "replaced")
+        other = self.work / "other"
+        self.assertIn("secrets were replaced", self.run_tool("import", self.work / "tv.json", tv=other).stdout)
+        self.assertIn("valid", self.run_tool("status", tv=other).stdout)
+
+    def test_import_refuses_what_is_no_television(self):
+        def bundle(extra, **changes):
+            return json.dumps({"format": "infosync-tv export", "version": 1, "secrets": "replaced",
+                               "files": {"tv.ini": {"text": ""}, **extra}} | changes)
+
+        names = ("../x", "keys/../x", "keys/a/b", "/etc/x", "settings/../../x", "settings//x", "settings/", "keys/", "keys/.",
+                 "other", "keys/a\nb", "settings/a\u202eb", "keys/a\x00b")
+        texts = [bundle({name: {"text": "x"}}) for name in names]
+        texts += ["", "[]", "{", bundle({}, version=2), bundle({}, format="x"), bundle({"keys/a": 5}), bundle({}, files={}),
+                  bundle({"settings/a": {"text": ""}, "settings/a/b": {"text": ""}})]
+        for text in texts:
+            with self.subTest(text):
+                (self.work / "in.json").write_text(text)
+                self.run_tool("import", self.work / "in.json", status=1)
+                self.assertEqual(sorted(path.name for path in self.work.iterdir()), ["in.json"])
+
+    def test_run_reports_services_that_misbehave(self):
+        self.run_tool("init")
+        service = self.work / "service"
+        for script, outcome in (("exit 3", "crashed: exit status 3"), ("kill -SEGV $$", "crashed: ended by the signal"),
+                                ("echo 'E/BT_INFOSYNC(1): a.cpp: f(1) > result != SSO_TRUE' >&2; exec sleep 60",
+                                 "timed out: no end after 1 second; the last error was: result != SSO_TRUE"),
+                                ("trap '' TERM; while :; do :; done", "timed out"),
+                                ("echo 'E/BT_INFOSYNC(1): a.cpp: main(1) > <<Not Error>>End main loop' >&2", "success")):
+            with self.subTest(script):
+                service.write_text(f"#!/bin/sh\n{script}\n")
+                service.chmod(0o755)
+                done = self.run_tool("run", "--timeout", "1", status=int(outcome != "success"), INFOSYNC_SERVICE=str(service))
+                self.assertIn(f"run: {outcome}", done.stdout)
+                self.assertIn(outcome, self.run_tool("status").stdout)
+        self.assertIn("--service", self.run_tool("run", "--service", self.work / "none", status=1).stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
