@@ -161,6 +161,9 @@ void CAccessTokenManager::OnAuthCodeIssued(int /*result*/, const std::string& au
     ApiTracker tracker("void CAccessTokenManager::OnAuthCodeIssued(int, const string&)", __LINE__);
     INFOSYNC_LOG(DLOG_INFO, "authCode : %s ", authCode.c_str());
     try {
+        if (!m_authCode) {
+            throw CInfoSyncException("no user to issue a token for");
+        }
         m_authCode->Reset();
         m_authCode->ImportAuthCode(authCode);
     } catch (const std::exception& e) {

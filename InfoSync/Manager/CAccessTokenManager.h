@@ -35,7 +35,8 @@ public:
      */
     void GetAccessToken(AccessTokenCallback callback);
 
-    /** The exchanges with the authorisation server; each reports its outcome through the callback. */
+    /** The exchanges with the authorisation server, only after Init; each reports its outcome through the
+     * callback. */
     void RefreshAccessToken();
     void IssueAccessToken();
 
