@@ -1,1 +1,230 @@
+#include <memory>
+
+#include "AuthData/CAccessToken.h"
+#include "CSsoManager.h"
+#include "Manager/CAccessTokenManager.h"
 #include "ServiceTest.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+namespace {
+
+constexpr char AUTH_CODE[] =
+    "<rsp stat='ok'><auth_code>A</auth_code><code_verifier>V</code_verifier>"
+    "<kap_auth_domain>D</kap_auth_domain><kap_api_domain>K</kap_api_domain></rsp>";
+constexpr char TOKEN_ANSWER[] =
+    R"({"rsp":{"result":{"access_token":"new","access_token_expires_in":60,"refresh_token_expires_in":600}}})";
+constexpr char NEW_TOKEN[] =
+    R"({"user-1":{"access_token":"new","access_token_expires_in":60,"issued_time_in_second":1000,)"
+    R"("refresh_token_expires_in":600}})";
+constexpr char NOT_EXIST[] = "token does not exist. Need to issue newly";
+
+/** A stored token of the user that was issued at 900. */
+std::string Token(int lifetime, int refreshLifetime) {
+    return R"({"user-1":{"access_token":"old","refresh_token":"R","issued_time_in_second":900,)"
+           R"("access_token_expires_in":)" +
+           std::to_string(lifetime) + R"(,"refresh_token_expires_in":)" + std::to_string(refreshLifetime) +
+           "}}";
+}
+
+class CAccessTokenManagerTest : public ServiceTest {
+protected:
+    /** Gets a token with these records stored, until nothing is left to do. */
+    void Run(const std::string& token, const std::string& authCode = AUTH_CODE) {
+        Fake::Tv().records = {{"InfoSyncAccessToken", token}, {"InfoSyncAuthCode", authCode}};
+        m_manager.Init(std::make_shared<CSsoManager>());
+        m_manager.GetAccessToken(m_callback);
+        Fake::RunPending();
+    }
+
+    std::vector<int> m_results;
+    CAccessTokenManager::AccessTokenCallback m_callback = [this](auto result, const auto& /*token*/) {
+        m_results.push_back(result);
+    };
+    CAccessTokenManager m_manager;
+};
+
+}  // namespace
+
+TEST_F(CAccessTokenManagerTest, StoredTokenDecidesTheWay) {
+    struct Case {
+        std::string token;
+        std::string way;
+        std::vector<std::string> warnings;
+    };
+    const Case cases[] = {
+        {Token(100, 100), "at once", {}},
+        {Token(99, 100), "refresh", {"Token expired. need to refresh token"}},
+        {Token(99, 99), "new code", {"Refresh Token Expired, need to issue new token"}},
+        {Token(100, 99), "new code", {"Refresh Token Expired, need to issue new token"}},
+        {"not JSON", "new code", {"null", NOT_EXIST}},
+        {R"({"user-0":{"access_token":"x"}})", "new code", {NOT_EXIST}},
+        {R"({"user-1":{"refresh_token":"x"}})", "new code", {NOT_EXIST}},
+        {R"({"user-1":"text"})", "new code", {NOT_EXIST}},
+        {R"({"user-1":{"access_token":{}}})", "new code", {NOT_EXIST}},
+    };
+    for (const auto& [token, way, warnings] : cases) {
+        SCOPED_TRACE(token);
+        Fake::Reset();
+        m_results.clear();
+        if (way == "refresh") {
+            Fake::Answer(TOKEN_ANSWER);
+        }
+        Run(token);
+        EXPECT_THAT(m_results, SizeIs(way == "new code" ? 0 : 1));
+        EXPECT_THAT(Fake::HttpRequests(), SizeIs(way == "refresh" ? 1 : 0));
+        EXPECT_THAT(Fake::AuthCodeRequests(), SizeIs(way == "new code" ? 1 : 0));
+        EXPECT_EQ(Fake::Logged(DLOG_WARN), warnings);
+    }
+}
+
+TEST_F(CAccessTokenManagerTest, RefreshedTokenIsStoredBeforeItIsReported) {
+    Fake::Answer(TOKEN_ANSWER);
+    Run(Token(10, 200));
+    EXPECT_EQ(Fake::HttpRequests().at(0).body, "refresh_token=R&client_id=58hq27rnez&auth_server_url=D");
+    EXPECT_THAT(Fake::Calls(),
+                ElementsAre("sso_get_login_user_id", "ckmc_get_data InfoSyncAccessToken",
+                            "ckmc_get_data InfoSyncAuthCode", "NxCurlEasy::Initialize",
+                            "NxCurlEasy::send /auth/openapi/v1/oauth2/refreshtoken", "NxCurlEasy::reset",
+                            "ckmc_remove_alias InfoSyncAccessToken", "ckmc_save_data InfoSyncAccessToken"));
+    EXPECT_EQ(Stored("InfoSyncAccessToken"), NEW_TOKEN);
+    EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Success));
+}
+
+TEST_F(CAccessTokenManagerTest, NewCodeIsStoredAndExchanged) {
+    Fake::Tv().authCodeAnswer = {SSO_TRUE, AUTH_CODE};
+    Fake::Answer(TOKEN_ANSWER);
+    Run("{}", "<rsp stat='ok'><auth_code>old</auth_code></rsp>");
+    EXPECT_EQ(Fake::AuthCodeRequests().at(0).clientId, "58hq27rnez");
+    EXPECT_EQ(Fake::AuthCodeRequests().at(0).scope, "offline.access");
+    EXPECT_EQ(Fake::AuthCodeRequests().at(0).returned, 0);
+    EXPECT_EQ(Fake::HttpRequests().at(0).body,
+              "code=A&client_id=58hq27rnez&auth_server_url=D&code_verifier=V");
+    EXPECT_THAT(
+        Fake::Calls({"ckmc_save_data", "NxCurlEasy::send", "NxCurlEasy::reset"}),
+        ElementsAre("ckmc_save_data InfoSyncAuthCode", "NxCurlEasy::send /auth/openapi/v1/oauth2/accesstoken",
+                    "NxCurlEasy::reset", "ckmc_save_data InfoSyncAccessToken"));
+    EXPECT_EQ(Stored("InfoSyncAuthCode"), AUTH_CODE);
+    EXPECT_EQ(Stored("InfoSyncAccessToken"), NEW_TOKEN);
+    EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Success));
+    EXPECT_THAT(Fake::Logged(DLOG_INFO),
+                testing::IsSupersetOf({std::string("authCode : ") + AUTH_CODE + " ",
+                                       std::string("key:code, value : A"),
+                                       std::string("key:kap_api_domain, value : K")}));
+}
+
+TEST_F(CAccessTokenManagerTest, FailedRefreshKeepsTheStoredToken) {
+    const std::string token = Token(10, 200);
+    const std::pair<Fake::HttpAnswer, std::string> cases[] = {
+        {{{}, 200, false}, "exception : request failed"},
+        {{{"{}"}, 4001}, "exception : error"},
+        {{{"<html>"}}, "exception : fail to parse"},
+        {{{}}, "exception : token is empty"},
+        {{{R"({"rsp":1})"}}, "exception : "},
+    };
+    for (const auto& [answer, error] : cases) {
+        SCOPED_TRACE(error);
+        Fake::Reset();
+        m_results.clear();
+        Fake::Answer(answer);
+        Run(token);
+        EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Failure));
+        EXPECT_EQ(Stored("InfoSyncAccessToken"), token);
+        EXPECT_THAT(Fake::Logged(DLOG_ERROR).back(), HasSubstr(error));
+    }
+    m_results.clear();
+    Run(token, "no document");
+    EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Failure));
+    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "exception : fail to read");
+}
+
+TEST_F(CAccessTokenManagerTest, UnusableCodeDocumentSendsNothing) {
+    struct Case {
+        std::string document;
+        std::string error;
+        bool stored;
+    };
+    const Case cases[] = {
+        {"no xml", "exception : fail to parse xml", false},
+        {"<rsp stat='fail'/>", "exception : server return failed.", false},
+        {"<rsp stat='ok'><auth_code/></rsp>", "exception : ", false},
+        {"<rsp stat='ok'><auth_code>A</auth_code><kap_auth_domain>D</kap_auth_domain></rsp>",
+         "exception : fail to read", true},
+    };
+    for (const auto& [document, error, stored] : cases) {
+        SCOPED_TRACE(document);
+        Fake::Reset();
+        m_results.clear();
+        Fake::Tv().authCodeAnswer = {SSO_TRUE, document};
+        Run("{}");
+        EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Failure));
+        EXPECT_THAT(Fake::Logged(DLOG_ERROR).back(), HasSubstr(error));
+        EXPECT_EQ(Stored("InfoSyncAuthCode"), stored ? document : AUTH_CODE);
+    }
+}
+
+TEST_F(CAccessTokenManagerTest, RejectedCodeRequestIsNotReported) {
+    Run("{}");
+    const auto& request = Fake::AuthCodeRequests().at(0);
+    EXPECT_EQ(request.callback(nullptr, SSO_TRUE, AUTH_CODE), -1);
+    EXPECT_EQ(request.callback(request.userData, SSO_TRUE, nullptr), -1);
+    EXPECT_EQ(request.callback(request.userData, 1, AUTH_CODE), -1);
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
+                ElementsAre("userData is nullptr", "userData is authcode", "result != SSO_TRUE"));
+    EXPECT_THAT(m_results, IsEmpty());
+}
+
+TEST_F(CAccessTokenManagerTest, CallbackThatThrowsIsToldOfAFailure) {
+    m_callback = [this](auto result, const auto& /*token*/) {
+        m_results.push_back(result);
+        if (result == CAccessTokenManager::Success) {
+            throw std::runtime_error("from the callback");
+        }
+    };
+    Run(Token(200, 200));
+    Fake::Answer(TOKEN_ANSWER);
+    Run(Token(10, 200));
+    EXPECT_THAT(m_results, ElementsAre(1, 0, 1, 0));
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
+                ElementsAre("Exception : from the callback", "exception : from the callback"));
+}
+
+TEST_F(CAccessTokenManagerTest, SecondCallTakesTheResult) {
+    Run("{}");
+    std::vector<int> second;
+    m_manager.GetAccessToken([&second](auto result, const auto& /*token*/) { second.push_back(result); });
+    Fake::Answer(TOKEN_ANSWER);
+    const auto& request = Fake::AuthCodeRequests().at(0);
+    EXPECT_EQ(request.callback(request.userData, SSO_TRUE, AUTH_CODE), 0);
+    EXPECT_THAT(m_results, IsEmpty());
+    EXPECT_THAT(second, ElementsAre(CAccessTokenManager::Success));
+}
+
+TEST_F(CAccessTokenManagerTest, ManagerWithoutInitAsksForACodeButCannotUseIt) {
+    Fake::Tv().authCodeAnswer = {SSO_TRUE, AUTH_CODE};
+    m_manager.GetAccessToken(m_callback);
+    Fake::RunPending();
+    EXPECT_THAT(Fake::Logged(DLOG_WARN), ElementsAre("null", NOT_EXIST));
+    EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Failure));
+}
+
+TEST_F(CAccessTokenManagerTest, InitNeedsAUserAndNothingElse) {
+    const auto sso = std::make_shared<CSsoManager>();
+    m_callback = nullptr;
+    Fake::Answer(TOKEN_ANSWER);
+    Run(Token(10, 200));
+    Fake::Tv().records.clear();
+    m_manager.Init(sso);
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
+                ElementsAre("Fail to parse", "exception : CKMC error, fail to get data"));
+    EXPECT_EQ(sso.use_count(), 2);
+    m_manager.Deinit();
+    EXPECT_EQ(sso.use_count(), 1);
+    Fake::Tv().loginId.reset();
+    EXPECT_EQ(Failure([&] { m_manager.Init(sso); }), "fail sso_get_login_user_id ");
+    EXPECT_EQ(Fake::Logged(DLOG_DEBUG).back().rfind("OUT << [void CAccessTokenManager::Init", 0), 0U);
+}

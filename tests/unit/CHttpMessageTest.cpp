@@ -1,1 +1,226 @@
+#include <functional>
+#include <memory>
+
+#include "HttpMessage/CAccessTokenHttpMessage.h"
+#include "HttpMessage/CHttpMessage.h"
+#include "HttpMessage/CKCloudActivateHttpMessage.h"
+#include "HttpMessage/CKCloudAuthHttpMessage.h"
+#include "HttpMessage/CKCloudDataHttpMessage.h"
+#include "HttpMessage/CRefreshTokenHttpMessage.h"
 #include "ServiceTest.h"
+#include "Util/CInfoSyncException.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+namespace {
+
+using MessageData = std::map<std::string, std::string>;
+
+/** A request to some server, the barest that can be sent. */
+class PlainMessage : public CAuthServerHttpMessage {};
+
+class CHttpMessageTest : public ServiceTest {
+protected:
+    /** Sends the message with the data and gives the request back as the client saw it. */
+    static Fake::HttpRequest Send(IHttpMessage& message, const MessageData& data,
+                                  RequestType type = RequestType::Post) {
+        message.Init();
+        for (const auto& [key, value] : data) {
+            message.AddHttpMessageData(key, value);
+        }
+        Fake::Answer("answer");
+        message.Request(type);
+        return Fake::HttpRequests().back();
+    }
+};
+
+const MessageData CLOUD_DATA = {
+    {"model", "M"},      {"build", "B"},         {"client", "bt-orbmanager=1.0.0"}, {"platfom", "Tizen=6.5"},
+    {"x-kc-uid", "uid"}, {"x-kc-app-id", "app"}, {"x-kc-access-token", "access"},   {"x-kc-dvc-id", "dvc"},
+    {"cdid", "C"},       {"osVersion", "6.5"},   {"packageVersion", "1.0.0"},       {"Authorization", "jwt"}};
+
+}  // namespace
+
+TEST_F(CHttpMessageTest, AnswerIsAllPiecesOfOneRequest) {
+    PlainMessage message;
+    message.Init();
+    for (const auto& pieces : {std::vector<std::string>{"first"}, {"a", "", "bc"}}) {
+        Fake::Answer(Fake::HttpAnswer{pieces});
+        message.Request(RequestType::Post);
+    }
+    EXPECT_EQ(message.GetHttpResponse(), "abc");
+    EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains("before send").Times(2));
+    EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains("abc"));
+    std::string text = "x";
+    char data[] = "1234567";
+    EXPECT_EQ(CHttpMessage::WriteCallback(data, 2, 3, &text), 6U);
+    EXPECT_EQ(text, "x123456");
+}
+
+TEST_F(CHttpMessageTest, SecondValueOfAKeyIsDropped) {
+    CHttpMessage message;
+    message.AddHttpMessageData("k", "a");
+    message.AddHttpMessageData("k", "b");
+    EXPECT_THAT(message.GetHttpMessageData(), ElementsAre(testing::Pair("k", "a")));
+    EXPECT_THAT(Fake::Logged(DLOG_INFO), ElementsAre("key:k, value : a", "key:k, value : b"));
+    EXPECT_THAT(Fake::Logged(DLOG_DEBUG), ElementsAre("key : k, vlaue : a"));
+}
+
+TEST_F(CHttpMessageTest, ClientThatDoesNotComeUpIsLetGo) {
+    CHttpMessage message;
+    Fake::FailCall("NxCurlEasy::Initialize");
+    EXPECT_EQ(Failure([&] { message.Init(); }), "fail to Initalize Nxcurl");
+    EXPECT_THAT(Fake::Leftovers(), IsEmpty());
+}
+
+TEST_F(CHttpMessageTest, BrokenTransferIsNotJudgedByItsStatus) {
+    CKCloudDataHttpMessage message("/path");
+    message.Init();
+    Fake::Answer(Fake::HttpAnswer{{"half"}, 500, false});
+    EXPECT_EQ(Failure([&] { message.Request(RequestType::Get); }), "request failed");
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR), IsEmpty());
+    EXPECT_THAT(Fake::Logged(DLOG_INFO), Not(Contains("after send")));
+}
+
+TEST_F(CHttpMessageTest, EachServersStatusRule) {
+    const auto make = [](const std::string& kind) -> std::unique_ptr<IHttpMessage> {
+        if (kind == "activate") {
+            return std::make_unique<CKCloudActivateHttpMessage>("/");
+        }
+        if (kind == "app token") {
+            return std::make_unique<CKCloudAuthHttpMessage>("/");
+        }
+        if (kind == "data") {
+            return std::make_unique<CKCloudDataHttpMessage>("/");
+        }
+        return std::make_unique<PlainMessage>();
+    };
+    struct Case {
+        std::string kind;
+        long status;
+        std::string failure;
+        std::string error;
+    };
+    const std::string fine = "nothing thrown";
+    const Case cases[] = {
+        {"activate", 500, fine, "status code : 500"},
+        {"activate", 0, fine, "status code : 0"},
+        {"app token", 401, fine, "status code : 401"},
+        {"data", 200, fine, "error code : 200"},
+        {"data", 204, "HTTP error", "error code : 204"},
+        {"data", 0, "HTTP error", "error code : 0"},
+        {"auth server", 401, fine, ""},
+        {"auth server", 4000, fine, ""},
+        {"auth server", 4001, "error", "error code : 4001"},
+    };
+    for (const auto& [kind, status, failure, error] : cases) {
+        SCOPED_TRACE(kind + " " + std::to_string(status));
+        Fake::Reset();
+        const auto message = make(kind);
+        message->Init();
+        Fake::Answer("body", status);
+        EXPECT_EQ(Failure([&, &request = *message] { request.Request(RequestType::Post); }), failure);
+        EXPECT_EQ(Fake::Logged(DLOG_ERROR), error.empty() ? std::vector<std::string>() : std::vector{error});
+        message->Reset();
+    }
+}
+
+TEST_F(CHttpMessageTest, RefusedDownloadCarriesBodyAndStatus) {
+    CKCloudDataHttpMessage message("/path");
+    message.Init();
+    Fake::Answer("the body", 409);
+    try {
+        message.Request(RequestType::Get);
+        ADD_FAILURE() << "nothing thrown";
+    } catch (const CInfoSyncHttpException& e) {
+        EXPECT_EQ(e.GetResponse(), "the body");
+        EXPECT_EQ(e.GetStatus(), 409);
+    }
+}
+
+TEST_F(CHttpMessageTest, BaseHasNothingToSend) {
+    CHttpMessage message;
+    message.BuildMessage(RequestType::Post);
+    EXPECT_EQ(message.BuildBody(), "");
+    EXPECT_THAT(message.BuildHeader(1), IsEmpty());
+    message.HandleHttpStatusCode(9999);
+    EXPECT_EQ(Fake::Logged(DLOG_INFO), std::vector<std::string>(4, "need to be implemented at child class"));
+    EXPECT_EQ(Fake::Log()[3].function, "HandleHttpStatusCode");
+}
+
+TEST_F(CHttpMessageTest, TokenIssueIsAFormWithItsValuesAsTheyAre) {
+    CAccessTokenHttpMessage message;
+    const auto request = Send(message, {{"code", "A&=b"},
+                                        {"client_id", "id"},
+                                        {"auth_server_url", "D"},
+                                        {"code_verifier", "V"},
+                                        {"auth_api", "/api"},
+                                        {"kap_api_domain", "K"}});
+    const std::string body = "code=A&=b&client_id=id&auth_server_url=D&code_verifier=V";
+    EXPECT_THAT(request.settings,
+                ElementsAre("50=/api", "78", "86", "75", "16=1", "59=" + body, "tv header 1"));
+    EXPECT_THAT(request.header,
+                ElementsAre("Content-Type: application/x-www-form-urlencoded; charset=utf-8",
+                            "Content-Length: " + std::to_string(body.size()),
+                            "Package-Name: com.quorlen.tv.bt-orbmanager", "Package-Version: 1.0.0",
+                            "Client-OS-Verseion: Tizen 6.5", "Client-Model: Ostra9"));
+    EXPECT_THAT(Fake::Logged(DLOG_INFO),
+                testing::IsSupersetOf({"body : " + body, std::string("URL : /api")}));
+}
+
+TEST_F(CHttpMessageTest, RefreshSendsEmptyValuesForMissingOnes) {
+    CRefreshTokenHttpMessage message;
+    const auto request = Send(message, {{"refresh_token", "R"}, {"auth_api", "https://auth/api"}});
+    EXPECT_EQ(request.body, "refresh_token=R&client_id=&auth_server_url=");
+    EXPECT_EQ(request.settings.back(), "gate site");
+}
+
+TEST_F(CHttpMessageTest, AuthServerRequestWithoutABodyIsNoPost) {
+    PlainMessage message;
+    const auto request = Send(message, {{"auth_api", "http://auth/api"}});
+    EXPECT_THAT(request.settings, ElementsAre("50=http://auth/api", "78", "86", "75", "tv header 1"));
+    EXPECT_EQ(request.header.at(1), "Content-Length: 0");
+}
+
+TEST_F(CHttpMessageTest, ActivationIsJsonOnOneLine) {
+    CKCloudActivateHttpMessage message("/activate");
+    const auto request = Send(message, CLOUD_DATA);
+    const std::string body =
+        R"({"device":{"deviceIds":{"cdid":"C"},"deviceType":"10","model":"M","osType":2,"osVersion":"6.5"},)"
+        R"("service":{"package":{"packageVersion":"1.0.0","packageVersionCode":"1.0.0"}}})";
+    EXPECT_THAT(request.settings, ElementsAre("50=https://api.cloud.quorlen.example/activate", "1=1", "78",
+                                              "86", "75", "16=1", "59=" + body));
+    EXPECT_THAT(request.header, ElementsAre("User-Agent: M;B;bt-orbmanager=1.0.0;Tizen=6.5;", "x-kc-uid: uid",
+                                            "x-kc-access-token: access", "x-kc-app-id: app",
+                                            "Content-Type: application/json; charset=UTF-8",
+                                            "Content-Length: " + std::to_string(body.size())));
+    EXPECT_THAT(Fake::Logged(DLOG_DEBUG), Contains(body));
+}
+
+TEST_F(CHttpMessageTest, AppTokenIsAPostWithoutABody) {
+    CKCloudAuthHttpMessage message("/app");
+    const auto request = Send(message, CLOUD_DATA);
+    EXPECT_THAT(request.settings, ElementsAre("50=https://api.cloud.quorlen.example/app", "1=1", "78", "86",
+                                              "19=0", "75", "16=1"));
+    EXPECT_THAT(request.header,
+                ElementsAre("User-Agent: M;B;bt-orbmanager=1.0.0;Tizen=6.5;", "x-kc-uid: uid",
+                            "x-kc-access-token: access", "x-kc-app-id: app", "x-kc-dvc-id: dvc",
+                            "Content-Type: application/json; charset=UTF-8", "Content-Length: 0"));
+}
+
+TEST_F(CHttpMessageTest, DownloadIsAGetThatAsksForWhatChanged) {
+    CKCloudDataHttpMessage first("/data");
+    auto request = Send(first, CLOUD_DATA, RequestType::Get);
+    EXPECT_THAT(request.settings, ElementsAre("50=https://api.cloud.quorlen.example/data?table_ver=1", "78",
+                                              "86", "1=1", "timeout 1 3", "75"));
+    EXPECT_THAT(request.header,
+                ElementsAre("User-Agent: M;B;bt-orbmanager=1.0.0;Tizen=6.5; ;", "Authorization: Bearer jwt"));
+    CKCloudDataHttpMessage later("/data");
+    request = Send(later, {{"coldStartable", "true"}, {"changed_after", "7"}}, RequestType::Get);
+    EXPECT_EQ(request.url,
+              "https://api.cloud.quorlen.example/data?table_ver=1&changed_after=7&coldStartable=true");
+    EXPECT_THAT(request.header, ElementsAre("User-Agent: ;;;; ;", "Authorization: Bearer "));
+}

@@ -41,6 +41,7 @@ TEST_F(JsonUtilTest, RefusesWhatIsNotJsonAndSaysWhere) {
         {"[1e]", "a digit expected"},
         {"[-]", "a value expected"},
         {"[tru]", "a value expected"},
+        {"[1e999]", "'1e999' is not a number"},
         {"\xEF\xBB\xBF{}", "a value expected"},
         {Nested(257), "nested too deep at line 1, column 257"},
         {std::string(1000000, '['), "nested too deep"},
@@ -80,13 +81,6 @@ TEST_F(JsonUtilTest, AcceptedAnswerCanBeReadOnceItIsStored) {
     for (const char* text : {"[]", "null", "\"text\"", "1"}) {
         EXPECT_THAT(Failure([text] { InfoSyncUtil::ParseAnswer(text); }), HasSubstr("fail to parse"));
         EXPECT_THAT(Failure([text] { InfoSyncUtil::ParseStoredObject(text); }), HasSubstr("fail to parse"));
-    }
-    // A number that no double holds must not come back as something that cannot be read.
-    const std::string huge = "{\"a\":1e999}";
-    if (Failure([&huge] { InfoSyncUtil::ParseAnswer(huge); }) == "nothing thrown") {
-        const std::string stored = InfoSyncUtil::WriteJson(InfoSyncUtil::ParseAnswer(huge));
-        EXPECT_EQ(Failure([&stored] { InfoSyncUtil::ParseStoredObject(stored); }), "nothing thrown")
-            << stored;
     }
 }
 
