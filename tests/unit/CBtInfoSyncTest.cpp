@@ -1,1 +1,156 @@
+#include "CBtInfoSync.h"
+#include "CSsoManager.h"
+#include "Manager/CAccessTokenManager.h"
+#include "Manager/CCloudServerManager.h"
 #include "ServiceTest.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+/** The service's main, under the name that it has in this program. */
+int InfoSyncMain();
+
+namespace {
+
+constexpr char VALID_TOKEN[] =
+    R"({"user-1":{"access_token":"A","issued_time_in_second":1000,"access_token_expires_in":60,)"
+    R"("refresh_token_expires_in":60}})";
+
+const std::vector<std::string> ALIASES = {"InfoSyncAccessToken", "InfoSyncAuthCode", "InfoSyncRecords",
+                                          "InfoSyncJWT", "InfoSyncServiceActivationInfo"};
+
+class CBtInfoSyncTest : public ServiceTest {
+protected:
+    /** A whole process. @return the log's lines of one priority */
+    static std::vector<std::string> RunProcess(int priority = DLOG_ERROR) {
+        EXPECT_EQ(InfoSyncMain(), 0);
+        EXPECT_THAT(Fake::Calls({"bt_deinitialize"}), ElementsAre("bt_deinitialize"));
+        return Fake::Logged(priority);
+    }
+};
+
+}  // namespace
+
+TEST_F(CBtInfoSyncTest, FactoryResetWipesEverythingBeforeTheFirstCheck) {
+    Fake::Tv().signInStates = {0};
+    Fake::Tv().intSettings[Fake::RESET_KEY] = 1;
+    for (const auto& alias : ALIASES) {
+        Fake::Tv().records[alias] = "{}";
+    }
+    Fake::FailCall("ckmc_remove_alias", 2);
+    EXPECT_THAT(RunProcess(),
+                ElementsAre("<<Not Error>>Start main loop", "<<Not Error>> Factory Reset Flag : 1",
+                            "Set Factory Reset Flag as 0", "<<Not Error>> Reset all datas",
+                            "<<Not Error>>End main loop"));
+    std::vector<std::string> expected = {"bt_initialize", std::string("vconf_get_int ") + Fake::RESET_KEY,
+                                         std::string("vconf_set_int ") + Fake::RESET_KEY + "=0",
+                                         std::string("vconf_set_str ") + Fake::DEVICES_KEY + "="};
+    for (const auto& alias : ALIASES) {
+        expected.push_back("ckmc_remove_alias " + alias);
+    }
+    expected.emplace_back("sso_get_login_state");
+    auto calls = Fake::Calls();
+    calls.resize(expected.size());
+    EXPECT_EQ(calls, expected);
+}
+
+TEST_F(CBtInfoSyncTest, AnyOtherFlagChangesNothing) {
+    for (const int flag : {0, 2, -1}) {
+        Fake::Reset();
+        Fake::Tv().signInStates = {0};
+        Fake::Tv().intSettings[Fake::RESET_KEY] = flag;
+        EXPECT_THAT(RunProcess(), Contains("<<Not Error>> Factory Reset Flag : " + std::to_string(flag)));
+        EXPECT_THAT(Fake::Calls({"vconf_set_int", "vconf_set_str", "ckmc_remove_alias"}), IsEmpty());
+    }
+    Fake::Reset();
+    Fake::Tv().signInStates = {0};
+    Fake::Tv().intSettings[Fake::RESET_KEY] = 1;
+    Fake::FailCall("vconf_get_int");
+    EXPECT_THAT(RunProcess(), Contains("<<Not Error>> Factory Reset Flag : 0"));
+}
+
+TEST_F(CBtInfoSyncTest, NobodySignedInEndsTheProcessAfterFiveChecks) {
+    Fake::Tv().signInStates = {0, 2, -1};
+    EXPECT_THAT(RunProcess(DLOG_WARN),
+                ElementsAre("Not logged in, try : 1", "Not logged in, try : 2", "Not logged in, try : 3",
+                            "Not logged in, try : 4", "Not logged in, try : 5", "Exit process"));
+    EXPECT_THAT(Fake::Calls({"g_timeout_add_seconds", "g_main_loop_quit"}),
+                ElementsAre("g_timeout_add_seconds 5", "g_timeout_add_seconds 5", "g_timeout_add_seconds 5",
+                            "g_timeout_add_seconds 5", "g_main_loop_quit"));
+    EXPECT_EQ(Fake::Logged(DLOG_INFO), std::vector<std::string>(4, "retry!"));
+    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "<<Not Error>>End main loop");
+}
+
+TEST_F(CBtInfoSyncTest, SignInOnTheLastCheckStillRuns) {
+    Fake::Tv().signInStates = {1, 0, 0, 0, 1};
+    Fake::FailCall("sso_get_login_state");
+    Fake::Tv().records["InfoSyncAccessToken"] = VALID_TOKEN;
+    Fake::Answer(R"({"rcode":1})");
+    EXPECT_THAT(RunProcess(), Contains("Fail to activate"));
+    EXPECT_EQ(Fake::Logged(DLOG_WARN).at(3), "Not logged in, try : 4");
+    EXPECT_FALSE(Fake::LoopWasLeftWaiting());
+}
+
+TEST_F(CBtInfoSyncTest, BluetoothThatDoesNotComeUpIsStillShutDown) {
+    Fake::FailCall("bt_initialize");
+    EXPECT_THAT(RunProcess(), ElementsAre("<<Not Error>>Start main loop", "exception : Fail to bt init",
+                                          "<<Not Error>>End main loop"));
+    EXPECT_THAT(Fake::Calls(), ElementsAre("bt_initialize", "bt_deinitialize", "g_main_loop_quit"));
+}
+
+TEST_F(CBtInfoSyncTest, UserWhoVanishesEndsTheProcess) {
+    Fake::Tv().loginId.reset();
+    EXPECT_THAT(RunProcess(), Contains("exception : fail sso_get_login_user_id "));
+    Fake::Reset();
+    Fake::Tv().loginId.reset();
+    Fake::Tv().signInStates = {0, 1};
+    EXPECT_THAT(RunProcess(), Contains("Exception : fail sso_get_login_user_id "));
+    EXPECT_FALSE(Fake::LoopWasLeftWaiting());
+    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "<<Not Error>>End main loop");
+}
+
+TEST_F(CBtInfoSyncTest, WithoutATokenTheCloudIsNotAsked) {
+    Fake::Tv().authCodeAnswer = {SSO_TRUE, "no document"};
+    EXPECT_THAT(RunProcess(), Contains("fail to get access Token"));
+    EXPECT_FALSE(Fake::LoopWasLeftWaiting());
+    EXPECT_THAT(Fake::HttpRequests(), IsEmpty());
+}
+
+TEST_F(CBtInfoSyncTest, RejectedCodeLeavesTheProcessWaiting) {
+    Fake::Tv().authCodeAnswer = {7, "document"};
+    EXPECT_THAT(RunProcess(), Contains("result != SSO_TRUE"));
+    EXPECT_EQ(Fake::AuthCodeRequests().at(0).returned, -1);
+    EXPECT_TRUE(Fake::LoopWasLeftWaiting());
+}
+
+TEST_F(CBtInfoSyncTest, RunGoesFromSignInToTheDeviceList) {
+    Fake::Tv().authCodeAnswer = {
+        SSO_TRUE,
+        "<rsp stat='ok'><auth_code>A</auth_code><code_verifier>V</code_verifier>"
+        "<kap_auth_domain>D</kap_auth_domain><kap_api_domain>K</kap_api_domain></rsp>"};
+    for (const char* answer : {R"({"rsp":{"result":{"access_token":"T"}}})", "{}", "{}",
+                               R"({"meta":{},"records":[{"record_id":"r","address":"a","name":"n",)"
+                               R"("uuids":"0000110b-0000-1000-8000-00805f9b34fb"}]})"}) {
+        Fake::Answer(answer);
+    }
+    RunProcess();
+    EXPECT_EQ(Fake::Tv().textSettings[Fake::DEVICES_KEY],
+              R"({"r":{"address":"a","deleted_on_tv":false,"name":"n","users":["user-1"]}})");
+    EXPECT_FALSE(Fake::LoopWasLeftWaiting());
+    EXPECT_THAT(Fake::Calls({"g_main_loop_quit", "bt_deinitialize"}),
+                ElementsAre("g_main_loop_quit", "bt_deinitialize"));
+}
+
+TEST_F(CBtInfoSyncTest, StopTakesThePendingRetryAway) {
+    Fake::Tv().signInStates = {0};
+    CBtInfoSync service(std::make_unique<CAccessTokenManager>(), std::make_unique<CCloudServerManager>(),
+                        std::make_unique<CSsoManager>());
+    service.Init(nullptr);
+    service.Start();
+    EXPECT_THAT(Fake::Leftovers(), Not(IsEmpty()));
+    service.Stop();
+    EXPECT_THAT(Fake::Leftovers(), IsEmpty());
+    EXPECT_EQ(Fake::Logged(DLOG_DEBUG).back().rfind("OUT << [void CBtInfoSync::Stop()(", 0), 0U);
+}

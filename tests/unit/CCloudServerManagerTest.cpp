@@ -1,1 +1,250 @@
+#include "AuthData/CAccessToken.h"
+#include "CSsoManager.h"
+#include "Manager/CCloudServerManager.h"
 #include "ServiceTest.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+
+namespace {
+
+constexpr char CLOUD[] = "https://api.cloud.quorlen.example";
+constexpr char ACTIVATION[] = R"({"dvcId":"dvc","expireTime":2000000,"rcode":0})";
+constexpr char APP_TOKEN[] = R"({"accessToken":"jwt","tokenExpireTimeSec":2000})";
+constexpr char DOWNLOAD[] = R"({"meta":{"synced_timestamp":9},"more":1,"records":[]})";
+
+std::string OfUser(const std::string& entry) {
+    return R"({"user-1":)" + entry + "}";
+}
+
+class CCloudServerManagerTest : public ServiceTest {
+protected:
+    /** Stores a valid activation and application token, so that a run comes to its download at once. */
+    static void StoreCredentials() {
+        Fake::Tv().records["InfoSyncServiceActivationInfo"] = OfUser(ACTIVATION);
+        Fake::Tv().records["InfoSyncJWT"] = OfUser(APP_TOKEN);
+    }
+
+    /** A whole run of a new process. */
+    static void Run() {
+        CCloudServerManager manager;
+        manager.Init(std::make_shared<CSsoManager>());
+        const auto token = std::make_shared<CAccessToken>();
+        token->Init(Fake::LOGIN_ID);
+        token->ParseAccessToken(R"({"rsp":{"result":{"access_token":"access","userId":"uid"}}})");
+        manager.GetBTInfoDataFromCloud(token);
+    }
+
+    static std::vector<std::string> Paths() {
+        std::vector<std::string> paths;
+        for (const auto& request : Fake::HttpRequests()) {
+            paths.push_back(request.url.substr(sizeof(CLOUD) - 1));
+        }
+        return paths;
+    }
+};
+
+}  // namespace
+
+TEST_F(CCloudServerManagerTest, EachAnswerIsStoredBeforeTheNextRequest) {
+    Fake::Tv().records["InfoSyncServiceActivationInfo"] = R"({"user-0":{"dvcId":"other"}})";
+    Fake::Tv().records["InfoSyncJWT"] = R"({"user-0":{"accessToken":"other"},"user-1":{"old":1}})";
+    for (const char* answer : {ACTIVATION, APP_TOKEN, DOWNLOAD}) {
+        Fake::Answer(answer);
+    }
+    Run();
+    const std::string base = std::string("NxCurlEasy::send ") + CLOUD;
+    EXPECT_THAT(Fake::Calls({"NxCurlEasy::send", "NxCurlEasy::reset", "ckmc_save_data", "vconf_set_str"}),
+                ElementsAre(base + "/user/v7/activate", "NxCurlEasy::reset",
+                            "ckmc_save_data InfoSyncServiceActivationInfo", base + "/auth/kc/tokens/v1/app",
+                            "NxCurlEasy::reset", "ckmc_save_data InfoSyncJWT",
+                            base + "/data/v2/com.quorlen.bluetooth.device_sync?table_ver=1",
+                            "NxCurlEasy::reset", "ckmc_save_data InfoSyncRecords",
+                            std::string("vconf_set_str ") + Fake::DEVICES_KEY + "=null"));
+    EXPECT_EQ(Stored("InfoSyncServiceActivationInfo"),
+              R"({"user-0":{"dvcId":"other"},"user-1":)" + std::string(ACTIVATION) + "}");
+    EXPECT_EQ(Stored("InfoSyncJWT"),
+              R"({"user-0":{"accessToken":"other"},"user-1":)" + std::string(APP_TOKEN) + "}");
+    EXPECT_THAT(Fake::Logged(DLOG_WARN),
+                ElementsAre("No token", "Service is not acitivated", "Expired Token", "JWT is not valid"));
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
+                ElementsAre("status code : 200", "status code : 200",
+                            "exception: CKMC error, fail to get data, No data", "error code : 200",
+                            "exception: CKMC error, fail to get data, No data"));
+}
+
+TEST_F(CCloudServerManagerTest, RequestsCarryWhatTheRecordsHold) {
+    for (const char* answer : {ACTIVATION, APP_TOKEN, DOWNLOAD}) {
+        Fake::Answer(answer);
+    }
+    Run();
+    const auto& requests = Fake::HttpRequests();
+    ASSERT_THAT(requests, SizeIs(3));
+    for (const auto& request : {requests[0], requests[1]}) {
+        EXPECT_THAT(request.header, testing::IsSupersetOf({"x-kc-uid: uid", "x-kc-access-token: access",
+                                                           "x-kc-app-id: 58hq27rnez"}));
+    }
+    EXPECT_EQ(requests[0].body.value_or(""),
+              R"({"device":{"deviceIds":{"cdid":"C6FA19193E8F9E97CA22130E2EF6A014"},"deviceType":"10",)"
+              R"("model":"M","osType":2,"osVersion":"6.5"},)"
+              R"("service":{"package":{"packageVersion":"1.0.0","packageVersionCode":"1.0.0"}}})");
+    EXPECT_THAT(requests[1].header, Contains("x-kc-dvc-id: dvc"));
+    EXPECT_THAT(requests[2].header,
+                ElementsAre("User-Agent: M;B;bt-orbmanager=1.0.0;Tizen=6.5; ;", "Authorization: Bearer jwt"));
+}
+
+TEST_F(CCloudServerManagerTest, ValidCredentialsAreNotAskedForAgain) {
+    StoreCredentials();
+    Fake::Answer(DOWNLOAD);
+    Run();
+    EXPECT_THAT(Paths(), SizeIs(1));
+    EXPECT_THAT(Fake::Logged(DLOG_INFO),
+                testing::IsSupersetOf({"Already activated", "Already valid JWT exist"}));
+    EXPECT_THAT(Fake::Calls({"ckmc_save_data"}), ElementsAre("ckmc_save_data InfoSyncRecords"));
+}
+
+TEST_F(CCloudServerManagerTest, FirstFailureEndsTheRunAndStoresNothing) {
+    const Fake::HttpAnswer activated{{ACTIVATION}};
+    struct Case {
+        std::vector<Fake::HttpAnswer> answers;
+        std::string error;
+    };
+    const Case cases[] = {
+        {{{{R"({"rcode":5})"}}}, "Fail to activate"},
+        {{{{R"({"rcode":"0x"})"}}}, "convertible"},
+        {{{{"<html>"}, 500}}, "fail to parse"},
+        {{{{"[]"}}}, "fail to parse"},
+        {{{{""}, 200, false}}, "request failed"},
+        {{activated, {{R"({"rcode":-1})"}}}, "Fail to get JWT"},
+        {{activated, {{""}, 401}}, "fail to parse"},
+        {{activated, {{APP_TOKEN}}, {{DOWNLOAD}, 200, false}}, "request failed"},
+        {{activated, {{APP_TOKEN}}, {{"<html>"}}}, "fail to parse"},
+    };
+    const char* aliases[] = {"InfoSyncServiceActivationInfo", "InfoSyncJWT", "InfoSyncRecords"};
+    for (const auto& [answers, error] : cases) {
+        SCOPED_TRACE(error + " at request " + std::to_string(answers.size()));
+        Fake::Reset();
+        for (const auto& answer : answers) {
+            Fake::Answer(answer);
+        }
+        Run();
+        EXPECT_THAT(Fake::Logged(DLOG_ERROR).back(), HasSubstr(error));
+        EXPECT_THAT(Fake::Leftovers(), IsEmpty());
+        for (std::size_t i = 0; i < std::size(aliases); ++i) {
+            EXPECT_EQ(Fake::Tv().records.count(aliases[i]), i + 1 < answers.size() ? 1U : 0U) << aliases[i];
+        }
+    }
+}
+
+TEST_F(CCloudServerManagerTest, SetWithoutATizenIdIsNotActivated) {
+    Fake::Tv().platformInfo.clear();
+    Run();
+    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "fail to get Tizen version ");
+}
+
+TEST_F(CCloudServerManagerTest, ResultIsJudgedByItsCodeAndNotByTheStatus) {
+    Fake::Answer(ACTIVATION, 500);
+    Fake::Answer(APP_TOKEN, 404);
+    Fake::Answer("{}", 404);
+    Run();
+    EXPECT_EQ(Stored("InfoSyncJWT"), OfUser(APP_TOKEN));
+}
+
+TEST_F(CCloudServerManagerTest, OnlyAPositiveMarkIsSentBack) {
+    const std::string mark = "last synced timestamp : ";
+    struct Case {
+        std::string entry;
+        std::string query;
+        bool unreadable = false;
+    };
+    const std::string all = "?table_ver=1";
+    const Case cases[] = {
+        {R"({"meta":{"synced_timestamp":1}})", all + "&changed_after=1&coldStartable=true"},
+        {R"({"meta":{"synced_timestamp":9223372036854775807}})",
+         all + "&changed_after=9223372036854775807&coldStartable=true"},
+        {R"({"meta":{"synced_timestamp":0}})", all},
+        {R"({"meta":{"synced_timestamp":-5}})", all},
+        {R"({"meta":{}})", all},
+        {R"({})", all},
+        {R"({"meta":{"synced_timestamp":"7"}})", all, true},
+        {R"({"meta":{"synced_timestamp":1e300}})", all, true},
+        {R"({"meta":7})", all, true},
+        {R"("text")", all, true},
+    };
+    for (const auto& [entry, query, unreadable] : cases) {
+        SCOPED_TRACE(entry);
+        Fake::Reset();
+        StoreCredentials();
+        Fake::Tv().records["InfoSyncRecords"] = OfUser(entry);
+        Fake::Answer(DOWNLOAD);
+        Run();
+        EXPECT_THAT(Paths(), ElementsAre("/data/v2/com.quorlen.bluetooth.device_sync" + query));
+        EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains(testing::StartsWith(mark)).Times(query == all ? 0 : 1));
+        EXPECT_EQ(Fake::Logged(DLOG_ERROR).front() == "fail to get json info.", unreadable);
+        EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"("meta":{"synced_timestamp":9})"));
+    }
+}
+
+TEST_F(CCloudServerManagerTest, FirstDownloadIsMergedOnlyIntoAnEmptyStore) {
+    StoreCredentials();
+    const std::string batch =
+        R"({"meta":{"synced_timestamp":9},"more":1,"records":[{"record_id":"b"},{"record_id":"a"}]})";
+    Fake::Answer(batch);
+    Run();
+    EXPECT_EQ(Stored("InfoSyncRecords"),
+              OfUser(R"({"meta":{"synced_timestamp":9},"records":[{"record_id":"a"},{"record_id":"b"}]})"));
+    EXPECT_THAT(Fake::Logged(DLOG_INFO), Not(Contains("No data for this user. add all")));
+    Fake::Tv().records["InfoSyncRecords"] = R"({"user-0":{}})";
+    Fake::Answer(batch);
+    Run();
+    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-0":{},"user-1":)" + batch + "}");
+}
+
+TEST_F(CCloudServerManagerTest, RefusedDownloadForgetsTheRecordsOnlyWhenTheCloudSaysSo) {
+    const std::string records = OfUser(R"({"meta":{"synced_timestamp":7},"records":[]})");
+    struct Case {
+        std::string body;
+        bool forgotten;
+        std::string error;
+    };
+    const Case cases[] = {
+        {R"({"rcode":4009100})", true, "HTTP error"},  {R"({"rcode":4000002})", true, "HTTP error"},
+        {R"({"rcode":4009101})", false, "HTTP error"}, {R"({})", false, "HTTP error"},
+        {R"([4009100])", false, "HTTP error"},         {"<html>", false, "fail to parse"},
+    };
+    for (const auto& [body, forgotten, error] : cases) {
+        SCOPED_TRACE(body);
+        Fake::Reset();
+        StoreCredentials();
+        Fake::Tv().records["InfoSyncRecords"] = records;
+        Fake::Answer(body, 409);
+        Run();
+        EXPECT_EQ(Stored("InfoSyncRecords"), forgotten ? "{}" : records);
+        EXPECT_THAT(Fake::Calls({"vconf_set_str"}), SizeIs(forgotten ? 1 : 0));
+        EXPECT_EQ(Fake::Logged(DLOG_ERROR).at(0), "error code : 409");
+        EXPECT_THAT(Fake::Logged(DLOG_ERROR).back(), HasSubstr(error));
+        Fake::Answer(DOWNLOAD);
+        Run();
+        EXPECT_EQ(Paths().back().find("changed_after") == std::string::npos, forgotten);
+    }
+}
+
+TEST_F(CCloudServerManagerTest, RefusalIsLoggedIndented) {
+    StoreCredentials();
+    Fake::Answer(R"({"rcode":1})", 400);
+    Run();
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR), Contains("{\n\t\"rcode\" : 1\n}\n"));
+}
+
+TEST_F(CCloudServerManagerTest, DeinitLetsGoOfTheSignInService) {
+    const auto sso = std::make_shared<CSsoManager>();
+    CCloudServerManager manager;
+    manager.Init(sso);
+    EXPECT_EQ(sso.use_count(), 2);
+    manager.Deinit();
+    EXPECT_EQ(sso.use_count(), 1);
+}
