@@ -3,13 +3,12 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdarg>
 #include <cstdint>
-#include <cstdio>
 #include <ctime>
 #include <exception>
 #include <memory>
@@ -73,12 +72,15 @@ int WriteAll(int descriptor, std::string_view text) {
     return whole;
 }
 
+/** The log viewer's brief form: tag and process id stand in columns where they are short. */
 std::string Head(int priority, const char* tag) {
-    std::array<char, 128> head;
-    std::snprintf(head.data(), head.size(),
-                  "%c/%-8s(%5d): ", LETTERS[static_cast<std::size_t>(priority - DLOG_VERBOSE)], tag,
-                  getpid());
-    return head.data();
+    std::string head = {LETTERS[static_cast<std::size_t>(priority - DLOG_VERBOSE)], '/'};
+    const std::string pid = std::to_string(getpid());
+    head += tag;
+    head.resize(std::max(head.size(), std::size_t{10}), ' ');
+    head += '(';
+    head.append(5 - std::min(pid.size(), std::size_t{5}), ' ');
+    return head + pid + "): ";
 }
 
 /** Where entries go, as tv.ini has it. */

@@ -1,11 +1,13 @@
 #include <ckmc/ckmc-manager.h>
 #include <dlog.h>
 
+#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <new>
+#include <optional>
 #include <string>
 #include <system_error>
 
@@ -69,7 +71,7 @@ int ckmc_get_data(const char* alias, const char* password, ckmc_raw_buffer_s** d
             std::free(bytes);
             throw std::bad_alloc();
         }
-        std::memcpy(bytes, content.data(), content.size());
+        std::copy(content.begin(), content.end(), bytes);
         *buffer = {bytes, content.size()};
         *data = buffer.release();
         return CKMC_ERROR_NONE;

@@ -12,8 +12,6 @@ namespace LogText {
 
 namespace {
 
-constexpr char LOCATION_FORMAT[] = "%s: %s(%d) > ";
-
 /**
  * Gives every plain "%s" a precision: without one the whole text is scanned for its end, and texts of many
  * megabytes are logged. One byte above the longest message, so that a cut still shows in the length.
@@ -71,47 +69,60 @@ std::string Message(const char* format, std::va_list values) {
 }
 
 bool IsShownEscaped(gunichar character) {
-    if (character == '\t') {
-        return false;
-    }
     const GUnicodeType type = g_unichar_type(character);
-    return type == G_UNICODE_CONTROL || type == G_UNICODE_LINE_SEPARATOR ||
-           type == G_UNICODE_PARAGRAPH_SEPARATOR;
+    return character != '\t' && (type == G_UNICODE_CONTROL || type == G_UNICODE_LINE_SEPARATOR ||
+                                 type == G_UNICODE_PARAGRAPH_SEPARATOR);
+}
+
+std::string Escape(char kind, gunichar value, int digits) {
+    constexpr std::string_view HEX_DIGITS = "0123456789abcdef";
+    std::string escape = {'\\', kind};
+    for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
+        escape += HEX_DIGITS[(value >> static_cast<unsigned>(shift)) & 0xFU];
+    }
+    return escape;
+}
+
+/** Appends the character that the text starts with. @return its length in bytes */
+std::size_t AppendSpecial(std::string& line, std::string_view text) {
+    const auto byte = static_cast<unsigned char>(text.front());
+    const gunichar character =
+        byte < 0x80 ? byte : g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
+    if (g_unichar_validate(character) == FALSE) {
+        line += Escape('x', byte, 2);
+        return 1;
+    }
+    const auto length = static_cast<std::size_t>(g_unichar_to_utf8(character, nullptr));
+    if (IsShownEscaped(character)) {
+        line += byte < 0x80 ? Escape('x', byte, 2) : Escape('u', character, 4);
+    } else {
+        line += text.substr(0, length);
+    }
+    return length;
 }
 
 void AppendEscaped(std::string& line, std::string_view text) {
-    constexpr auto INVALID = static_cast<gunichar>(-1);
-    constexpr auto INCOMPLETE = static_cast<gunichar>(-2);
-    std::array<char, 16> escape;
+    const auto isPlain = [](char byte) { return byte >= ' ' && byte <= '~'; };
     while (!text.empty()) {
-        std::size_t length = 1;
-        const auto byte = static_cast<unsigned char>(text.front());
-        if (byte >= 0x20 && byte < 0x7F) {
-            line += text.front();
-            text.remove_prefix(1);
-            continue;
+        const auto* special = std::find_if_not(text.begin(), text.end(), isPlain);
+        const auto plain = static_cast<std::size_t>(special - text.begin());
+        line += text.substr(0, plain);
+        text.remove_prefix(plain);
+        if (!text.empty()) {
+            text.remove_prefix(AppendSpecial(line, text));
         }
-        const gunichar character = g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
-        if (character == INVALID || character == INCOMPLETE || (byte < 0x80 && IsShownEscaped(byte))) {
-            std::snprintf(escape.data(), escape.size(), "\\x%02x", byte);
-            line += escape.data();
-        } else {
-            length = static_cast<std::size_t>(g_unichar_to_utf8(character, nullptr));
-            if (IsShownEscaped(character)) {
-                std::snprintf(escape.data(), escape.size(), "\\u%04x", character);
-                line += escape.data();
-            } else {
-                line += text.substr(0, length);
-            }
-        }
-        text.remove_prefix(length);
     }
 }
 
 /** The start of the message that says where it comes from; empty for a message without one. */
-std::string Location(const char* format, std::va_list values) {
-    const bool hasLocation = std::strncmp(format, LOCATION_FORMAT, std::strlen(LOCATION_FORMAT)) == 0;
-    return hasLocation ? Message(LOCATION_FORMAT, values) : std::string();
+std::string_view Location(const char* format, std::string_view message) {
+    constexpr std::string_view LOCATION_FORMAT = "%s: %s(%d) > ";
+    constexpr std::string_view END = ") > ";
+    if (std::string_view(format).substr(0, LOCATION_FORMAT.size()) != LOCATION_FORMAT) {
+        return {};
+    }
+    const auto end = message.find(END);
+    return message.substr(0, end == std::string_view::npos ? 0 : end + END.size());
 }
 
 }  // namespace
@@ -134,15 +145,11 @@ std::string Split(const std::string& head, std::string_view message) {
 }
 
 std::string Lines(const std::string& head, const char* format, std::va_list values) {
-    std::va_list again;
-    va_copy(again, values);
-    const std::string location = Location(format, again);
-    va_end(again);
     const std::string message = Message(format, values);
-
+    const std::string_view location = Location(format, message);
     std::string start = head;
     AppendEscaped(start, location);
-    return Split(start, std::string_view(message).substr(std::min(location.size(), message.size())));
+    return Split(start, std::string_view(message).substr(location.size()));
 }
 
 }  // namespace LogText

@@ -74,7 +74,7 @@ std::string MakeDocument(const std::string& loginId) {
         g_markup_printf_escaped(
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
             "<rsp stat=\"ok\"><auth_code>%s</auth_code><code_verifier>%s</code_verifier>"
-            "<kap_auth_domain>%s</kap_auth_domain><kap_api_domain>%s</kap_api_domain></rsp>\n",
+            "<kap_auth_domain>%s</kap_auth_domain><kap_api_domain>%s</kap_api_domain></rsp>",
             code.c_str(), verifier.c_str(), host.c_str(), host.c_str()),
         &g_free);
     return document.get();

@@ -98,7 +98,7 @@ struct Version {
 
 TvIni Load(const std::string& path) {
     try {
-        return TvIni(ReadFile(path), path);
+        return {ReadFile(path), path};
     } catch (const std::runtime_error& error) {
         return TvIni::Unreadable(std::string(error.what()) +
                                  "; the television has nothing set. Make one with: infosync-tv init");

@@ -1,7 +1,5 @@
 #include "TvIni.h"
 
-#include <glib.h>
-
 #include <stdexcept>
 #include <string_view>
 #include <utility>

@@ -1,14 +1,14 @@
 /** What a television's tv.ini says, with the table of the keys that it may hold. */
 #pragma once
 
+#include <glib.h>
+
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
-
-typedef struct _GKeyFile GKeyFile;
 
 /** One key of tv.ini: where it is, what it may hold, and what it reads as when it is not set. */
 struct TvKey {
