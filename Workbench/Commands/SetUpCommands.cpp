@@ -53,8 +53,8 @@ std::string ConnectionText(const CloudAddress& cloud) {
     const std::string name = "the local cloud in " + Cli::Escape(cloud.folder);
     return cloud.port != 0
                ? "connected to " + name + ", port " + std::to_string(cloud.port) + "\n"
-               : name + " does not run\nStart it: infosync-cloud --dir '" + Cli::Escape(cloud.folder) +
-                     "' serve   and then: infosync-tv connect '" + Cli::Escape(cloud.folder) + "'\n";
+               : name + " does not run\nStart it: infosync-cloud serve --dir '" + Cli::Escape(cloud.folder) +
+                     "'   and then: infosync-tv connect '" + Cli::Escape(cloud.folder) + "'\n";
 }
 
 /** The cloud that was named, or the default one where there is one. */

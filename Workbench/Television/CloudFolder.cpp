@@ -42,8 +42,8 @@ CloudAddress FindCloud(const std::string& folder) {
     cloud.caFile = cloud.folder + "/tls/ca.pem";
     if (!std::filesystem::exists(cloud.caFile)) {
         throw std::runtime_error("there is no local cloud in " + Cli::Escape(cloud.folder) +
-                                 "\nMake and start one: infosync-cloud --dir '" + Cli::Escape(cloud.folder) +
-                                 "' serve");
+                                 "\nMake and start one: infosync-cloud serve --dir '" +
+                                 Cli::Escape(cloud.folder) + "'");
     }
     cloud.port = ReadPort(cloud.folder + "/state/server.json");
     return cloud;

@@ -121,7 +121,8 @@ std::string MaskLogLine(const std::string& line) {
         "|((?:\\b|_)(?:code|code_verifier|refresh_token)=)([^&\\s]+)"
         "|(<(?:auth_code|code_verifier)>)([^<]+)"
         "|((?:\\bBearer|x-kc-access-token\\s*:)\\s*)([^\\s\",]+)"
-        "|((?:key|name) : (?:auth_code|code_verifier)(?:\\. value|, text) : )(.+)";
+        "|((?:key|name) ?: ?(?:code|auth_code|code_verifier|refresh_token|x-kc-access-token|Authorization)"
+        "(?:\\. value|, text|, value|, vlaue) : )(.+)";
     const auto mask = [](const GMatchInfo* match, GString* result, gpointer) -> gboolean {
         g_string_append(result, MaskMatch(match).c_str());
         return FALSE;

@@ -23,6 +23,8 @@ TEST(Secrets, NoFormOfALoggedSecretIsPassedOnWhole) {
         "stat=\"ok\"><auth_code>SECRET</auth_code><code_verifier>SECRET</code_verifier></rsp>",
         "name : code_verifier, text : SECRET",
         "key : auth_code. value : SECRET",
+        "key:x-kc-access-token, value : SECRET",
+        "key : Authorization, vlaue : SECRET",
         "body : code=SECRET&client_id=58hq27rnez&code_verifier=SECRET",
         "body : refresh_token=SECRET&client_id=58hq27rnez",
         "Authorization: Bearer SECRET",
