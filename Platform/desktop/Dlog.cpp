@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdarg>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <exception>
 #include <memory>
@@ -83,6 +84,16 @@ std::string Head(int priority, const char* tag) {
     return head + pid + "): ";
 }
 
+/** The least priority that is written. A single run may have one of its own, with the television as it is. */
+int LevelOf(const TvIni& ini) {
+    const char* chosen = std::getenv("INFOSYNC_TV_LOG_LEVEL");
+    std::size_t position = chosen == nullptr ? std::string_view::npos : LETTERS.find(chosen);
+    if (position == std::string_view::npos || chosen[0] == '\0') {
+        position = LETTERS.find(ini.Text(TvKeys::LOG_LEVEL).value_or("I"));
+    }
+    return DLOG_VERBOSE + static_cast<int>(position);
+}
+
 /** Where entries go, as tv.ini has it. */
 class Log {
 public:
@@ -119,8 +130,7 @@ private:
             return;
         }
         m_ini = ini;
-        m_level.store(DLOG_VERBOSE +
-                      static_cast<int>(LETTERS.find(ini->Text(TvKeys::LOG_LEVEL).value_or("I"))));
+        m_level.store(LevelOf(*ini));
         const auto file = ini->Text(TvKeys::LOG_FILE);
         m_file = file ? TvFolder::Resolve(*file) : std::string();
         const std::string warning = Warning(ini->Problem(), m_iniProblem);
