@@ -85,7 +85,7 @@ int Report(const std::exception& error, ExitStatus status) {
 }  // namespace LocalCloud
 
 int main(int argc, char* argv[]) {
-    std::setlocale(LC_ALL, "");
+    static_cast<void>(std::setlocale(LC_ALL, ""));
     try {
         return LocalCloud::Run({argv + 1, argv + argc});
     } catch (const LocalCloud::UsageError& error) {

@@ -16,9 +16,9 @@ constexpr int OK = 200;
 constexpr int BAD_REQUEST = 400;
 constexpr int HIGHEST_PORT = 65535;
 
-CloudError NoServer(const Folder& folder) {
-    return CloudError("no server runs on " + folder.Path() +
-                      "; start one with: infosync-cloud serve --dir '" + folder.Path() + "'");
+[[noreturn]] void ThrowNoServer(const Folder& folder) {
+    throw CloudError("no server runs on " + folder.Path() + "; start one with: infosync-cloud serve --dir '" +
+                     folder.Path() + "'");
 }
 
 }  // namespace
@@ -40,14 +40,14 @@ Json::Value ControlClient::Call(const std::string& method, const std::string& pa
     m_folder.RequireReady();
     const auto running = ReadFileIfThere(m_folder.ServerFile());
     if (!running) {
-        throw NoServer(m_folder);
+        ThrowNoServer(m_folder);
     }
     const auto port = IntegerMember(ParseJsonObject(*running, m_folder.ServerFile()), "control_port");
     if (port < 1 || port > HIGHEST_PORT) {
-        throw NoServer(m_folder);
+        ThrowNoServer(m_folder);
     }
     httplib::SSLClient client("127.0.0.1", static_cast<int>(port));
-    client.set_ca_cert_path(m_folder.CaFile().c_str());
+    client.set_ca_cert_path(m_folder.CaFile());
     client.set_connection_timeout(TIMEOUT_SECONDS);
     client.set_read_timeout(TIMEOUT_SECONDS);
     httplib::Request request;
@@ -57,7 +57,7 @@ Json::Value ControlClient::Call(const std::string& method, const std::string& pa
     request.set_header(CONTROL_SECRET_HEADER, m_folder.ControlSecret());
     const auto result = client.send(request);
     if (!result) {
-        throw NoServer(m_folder);
+        ThrowNoServer(m_folder);
     }
     if (result->status == BAD_REQUEST) {
         throw UsageError(TextMember(ParseJsonObject(result->body, "answer"), "error"));

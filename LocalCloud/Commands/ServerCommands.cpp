@@ -45,6 +45,7 @@ void PrintStatus(const Json::Value& status) {
         {"failed_handshakes", "failed handshakes"},
         {"planned_faults", "planned faults"}};
     std::vector<std::vector<std::string>> rows;
+    rows.reserve(shown.size());
     for (const auto& [member, name] : shown) {
         rows.push_back({name, status[member].asString()});
     }

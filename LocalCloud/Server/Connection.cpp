@@ -4,7 +4,7 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <charconv>
 #include <cstring>
 
 namespace LocalCloud {
@@ -47,8 +47,12 @@ bool Connection::Send(const char* data, std::size_t size) {
 }
 
 int Connection::Status() const {
-    const bool hasStatusLine = m_answer.compare(0, sizeof(STATUS_LINE_START) - 1, STATUS_LINE_START) == 0;
-    return hasStatusLine ? std::atoi(m_answer.c_str() + sizeof(STATUS_LINE_START) - 1) : 0;
+    constexpr std::size_t START = sizeof(STATUS_LINE_START) - 1;
+    int status = 0;
+    if (m_answer.compare(0, START, STATUS_LINE_START) == 0) {
+        std::from_chars(m_answer.data() + START, m_answer.data() + m_answer.size(), status);
+    }
+    return status;
 }
 
 bool Connection::is_readable() const {

@@ -95,7 +95,7 @@ bool Fault::ReplacesAnswer() const {
 }
 
 std::string Fault::Describe() const {
-    const std::string name = KindName(kind);
+    std::string name = KindName(kind);
     switch (kind) {
         case FaultKind::Delay:
         case FaultKind::Dribble:

@@ -15,9 +15,11 @@ std::string FindHeaderFault(const httplib::Request& request, const std::vector<E
             return "the header " + name + " is missing";
         }
         const std::string actual = request.get_header_value(name);
-        if (value.empty() ? actual.empty() : actual != value) {
-            return value.empty() ? "the header " + name + " is empty"
-                                 : "the header " + name + " must be " + value;
+        if (actual.empty()) {
+            return "the header " + name + " is empty";
+        }
+        if (!value.empty() && actual != value) {
+            return std::string("the header ").append(name).append(" must be ").append(value);
         }
     }
     return {};

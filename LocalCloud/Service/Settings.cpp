@@ -30,10 +30,9 @@ const std::map<std::string, std::int64_t>& DefaultLifetimes() {
 using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
 
 [[noreturn]] void ThrowDamaged(const std::string& path, GError* error) {
-    const CloudError failure(path + ": " + error->message +
-                             "; mend it, or remove it and run: infosync-cloud init");
+    const std::string reason = error->message;
     g_error_free(error);
-    throw failure;
+    throw CloudError(path + ": " + reason + "; mend it, or remove it and run: infosync-cloud init");
 }
 
 KeyFile Load(const std::string& path, const std::string& content) {

@@ -48,15 +48,17 @@ Json::Value ParseUserFile(const std::string& text, const std::string& name) {
     if (!records.isArray()) {
         throw CloudError(name + ": \"records\" must be an array");
     }
+    const auto refuse = [&name](Json::ArrayIndex index, const std::string& reason) {
+        throw CloudError(name + ": record " + std::to_string(index + 1) + reason);
+    };
     std::unordered_set<std::string> ids;
     for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
         const std::string id = TextMember(records[i], "record_id");
-        std::string where = name + ": record " + std::to_string(i + 1);
         if (id.empty()) {
-            throw CloudError(where + " needs a text \"record_id\"");
+            refuse(i, " needs a text \"record_id\"");
         }
         if (!ids.insert(id).second) {
-            throw CloudError(where + " has the record_id \"" + id + "\" of an earlier one");
+            refuse(i, " has the record_id \"" + id + "\" of an earlier one");
         }
     }
     return document;

@@ -18,9 +18,9 @@ namespace LocalCloud {
 namespace {
 
 [[noreturn]] void ThrowAndFree(GError* error) {
-    const CloudError failure(error->message);
+    const std::string reason = error->message;
     g_error_free(error);
-    throw failure;
+    throw CloudError(reason);
 }
 
 [[noreturn]] void ThrowErrno(const std::string& what, int code) {
@@ -98,7 +98,7 @@ std::vector<std::string> NamesIn(const std::string& path) {
 }
 
 FileLock::FileLock(const std::string& path, Wait wait)
-    : m_file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, PRIVATE_FILE)), m_held(false) {
+    : m_file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, PRIVATE_FILE)) {
     if (m_file < 0) {
         ThrowErrno("could not open " + path, errno);
     }

@@ -55,7 +55,7 @@ public:
 
 private:
     int m_file;
-    bool m_held;
+    bool m_held = false;
 };
 
 }  // namespace LocalCloud

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <iostream>
 
 namespace LocalCloud::Terminal {
@@ -29,9 +28,8 @@ std::string Line(const std::vector<std::string>& cells, const std::vector<std::s
 }
 
 std::string Escape(unsigned char byte) {
-    char text[5] = {};
-    std::snprintf(text, sizeof(text), "\\x%02x", static_cast<unsigned>(byte));
-    return text;
+    constexpr char DIGITS[] = "0123456789abcdef";
+    return {'\\', 'x', DIGITS[byte >> 4U], DIGITS[byte & 0xFU]};
 }
 
 }  // namespace
