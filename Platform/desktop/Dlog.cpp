@@ -88,7 +88,7 @@ std::string Head(int priority, const char* tag) {
 int LevelOf(const TvIni& ini) {
     const char* chosen = std::getenv("INFOSYNC_TV_LOG_LEVEL");
     std::size_t position = chosen == nullptr ? std::string_view::npos : LETTERS.find(chosen);
-    if (position == std::string_view::npos || chosen[0] == '\0') {
+    if (position == std::string_view::npos || std::string_view(chosen).size() != 1) {
         position = LETTERS.find(ini.Text(TvKeys::LOG_LEVEL).value_or("I"));
     }
     return DLOG_VERBOSE + static_cast<int>(position);

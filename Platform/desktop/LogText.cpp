@@ -104,7 +104,7 @@ std::size_t AppendSpecial(std::string& line, std::string_view text) {
 void AppendEscaped(std::string& line, std::string_view text) {
     const auto isPlain = [](char byte) { return byte >= ' ' && byte <= '~'; };
     while (!text.empty()) {
-        const auto* special = std::find_if_not(text.begin(), text.end(), isPlain);
+        const auto special = std::find_if_not(text.begin(), text.end(), isPlain);
         const auto plain = static_cast<std::size_t>(special - text.begin());
         line += text.substr(0, plain);
         text.remove_prefix(plain);

@@ -1,9 +1,11 @@
-/** Ends a transfer that stalls or grows too large: rules that libcurl has none for, or only inexact ones. */
+/** Runs a transfer, and ends it when it stalls or grows too large: libcurl's own rules for that are inexact.
+ */
 #pragma once
 
 #include <curl/curl.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -14,30 +16,27 @@ public:
     TransferWatch(const TransferWatch&) = delete;
     TransferWatch& operator=(const TransferWatch&) = delete;
 
-    /** Installs the watch, which must outlive the transfer. */
-    void Attach(CURL* handle);
+    /** Performs what the handle is set up for. @throws std::runtime_error when the watch ended it */
+    CURLcode Run(CURL* handle);
 
-    /** Counts bytes of the answer. @return false when they are too many: the transfer has to end */
+    /** Counts bytes of the answer. @return false when they are too many: the write function then has to end
+     * it */
     bool Count(std::size_t bytes);
-
-    /** Why the watch ended the transfer; empty when it did not. */
-    const std::string& Problem() const {
-        return m_problem;
-    }
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    void Attach(CURL* handle);
+    /** Until when to wait for a byte, at most; 0 when the time is up. */
+    int MillisecondsLeft() const;
+
     static int OnConnected(void* watch, char* remoteAddress, char* localAddress, int remotePort,
                            int localPort);
     static int OnActivity(CURL* handle, curl_infotype type, char* data, std::size_t size, void* watch);
-    static int OnProgress(void* watch, curl_off_t downloadTotal, curl_off_t downloaded,
-                          curl_off_t uploadTotal, curl_off_t uploaded);
 
     const std::chrono::seconds m_longestStall;
     const std::int64_t m_mostBytes;
     std::int64_t m_bytes = 0;
     bool m_connected = false;
     Clock::time_point m_lastActivity;
-    std::string m_problem;
 };
