@@ -126,6 +126,7 @@ Value ReadOr(Value fallback, Value (*read)(GKeyFile*, const TvKey&), GKeyFile* f
 TvIni::TvIni() : m_file(g_key_file_new(), &g_key_file_unref) {}
 
 TvIni::TvIni(std::string content, const std::string& path) : TvIni() {
+    m_path = path;
     m_content = std::move(content);
     Fault fault;
     if (g_key_file_load_from_data(m_file.get(), m_content.data(), m_content.size(), G_KEY_FILE_NONE,

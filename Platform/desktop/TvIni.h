@@ -79,11 +79,12 @@ public:
     }
 
     bool operator==(const TvIni& other) const {
-        return m_content == other.m_content && m_problem == other.m_problem;
+        return m_path == other.m_path && m_content == other.m_content && m_problem == other.m_problem;
     }
 
 private:
     TvIni();
+    std::string m_path;
     std::string m_content;
     std::string m_problem;
     std::unique_ptr<GKeyFile, void (*)(GKeyFile*)> m_file;

@@ -1,0 +1,113 @@
+#include <ckmc/ckmc-manager.h>
+#include <sys/stat.h>
+#include <vconf.h>
+
+#include "Television.h"
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using namespace std::string_literals;
+
+using StoreTest = Television;
+
+namespace {
+
+int Save(const char* alias, std::string content) {
+    ckmc_raw_buffer_s buffer = {reinterpret_cast<unsigned char*>(content.data()), content.size()};
+    return ckmc_save_data(alias, buffer, {nullptr, true});
+}
+
+std::string Read(const char* alias) {
+    ckmc_raw_buffer_s* buffer = nullptr;
+    EXPECT_EQ(ckmc_get_data(alias, nullptr, &buffer), CKMC_ERROR_NONE);
+    const std::string content(reinterpret_cast<const char*>(buffer->data), buffer->size);
+    ckmc_buffer_free(buffer);
+    return content;
+}
+
+}  // namespace
+
+TEST_F(StoreTest, RecordsKeepEveryByteAndAreTheUsersAlone) {
+    std::filesystem::create_directory(File("keys"));
+    for (const std::string& content : {"text"s, ""s, "a\0b\n\xFF"s, std::string(1 << 20, 'x')}) {
+        ASSERT_EQ(Save("alias", content), CKMC_ERROR_NONE);
+        EXPECT_EQ(Get("keys/alias"), content);
+        EXPECT_EQ(Read("alias"), content);
+        EXPECT_EQ(ModeOf("keys"), 0700U);
+        EXPECT_EQ(ModeOf("keys/alias"), 0600U);
+        EXPECT_EQ(ckmc_remove_alias("alias"), CKMC_ERROR_NONE);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(File("keys")));
+}
+
+TEST_F(StoreTest, RecordsAreNeverReplacedAndMissingOnesAreNoFault) {
+    ckmc_raw_buffer_s* buffer = nullptr;
+    EXPECT_EQ(ckmc_get_data("alias", nullptr, &buffer), CKMC_ERROR_DB_ALIAS_UNKNOWN);
+    EXPECT_EQ(ckmc_remove_alias("alias"), CKMC_ERROR_DB_ALIAS_UNKNOWN);
+    EXPECT_THAT(Logged(), IsEmpty());
+    Save("alias", "first");
+    EXPECT_EQ(Save("alias", "second"), CKMC_ERROR_DB_ALIAS_EXISTS);
+    EXPECT_EQ(Read("alias"), "first");
+    EXPECT_EQ(buffer, nullptr);
+}
+
+TEST_F(StoreTest, AliasesLeadNowhereElse) {
+    for (const char* alias : {"", ".", "..", "../tv.ini", "a/b", "/etc/passwd"}) {
+        ckmc_raw_buffer_s* buffer = nullptr;
+        EXPECT_EQ(Save(alias, "x"), CKMC_ERROR_INVALID_PARAMETER) << alias;
+        EXPECT_EQ(ckmc_get_data(alias, nullptr, &buffer), CKMC_ERROR_INVALID_PARAMETER) << alias;
+        EXPECT_EQ(ckmc_remove_alias(alias), CKMC_ERROR_INVALID_PARAMETER) << alias;
+    }
+}
+
+TEST_F(StoreTest, FailureOfTheStoreIsAnErrorWithItsReason) {
+    std::filesystem::create_directories(File("keys/folder"));
+    ASSERT_EQ(mkfifo(File("keys/pipe").c_str(), 0600), 0);
+    ckmc_raw_buffer_s* buffer = nullptr;
+    for (const char* alias : {"folder", "pipe"}) {
+        EXPECT_EQ(ckmc_get_data(alias, nullptr, &buffer), CKMC_ERROR_DB_ERROR) << alias;
+        EXPECT_THAT(Logged(), HasSubstr("E/CKMC    (PID): " + File("keys").string() + "/" + alias + ": "));
+    }
+    EXPECT_EQ(ckmc_remove_alias("folder"), CKMC_ERROR_DB_ERROR);
+    std::filesystem::remove_all(File("keys"));
+    Put("keys", "a file where the folder should be");
+    EXPECT_EQ(Save("alias", "x"), CKMC_ERROR_DB_ERROR);
+    EXPECT_THAT(Logged(), HasSubstr("Not a directory"));
+}
+
+TEST_F(StoreTest, IntegersAreDecimalTextAndNothingElse) {
+    ASSERT_EQ(vconf_set_int("db/owner/flag", -7), 0);
+    EXPECT_EQ(Get("settings/db/owner/flag"), "-7");
+    EXPECT_EQ(ModeOf("settings/db/owner"), 0700U);
+    const std::pair<std::string, std::optional<int>> cases[] = {
+        {"1", 1},    {"1\n", 1},         {"-2147483648", INT32_MIN},  {"", {}},    {"x", {}}, {"1 2", {}},
+        {"0x1", {}}, {"2147483648", {}}, {"9999999999999999999", {}}, {"1.0", {}},
+    };
+    for (const auto& [text, number] : cases) {
+        Put("settings/db/owner/flag", text);
+        int value = 42;
+        EXPECT_EQ(vconf_get_int("db/owner/flag", &value), number ? 0 : -1) << text;
+        EXPECT_EQ(value, number.value_or(42)) << text;
+    }
+}
+
+TEST_F(StoreTest, SettingsAreReplacedWholeAndReadUpToANul) {
+    EXPECT_EQ(vconf_get_str("db/owner/devices"), nullptr);
+    EXPECT_THAT(Logged(), IsEmpty());
+    for (const char* text : {"a longer text", "short", ""}) {
+        ASSERT_EQ(vconf_set_str("db/owner/devices", text), 0);
+        EXPECT_EQ(Get("settings/db/owner/devices"), text);
+    }
+    Put("settings/db/owner/devices", "up to\0here"s);
+    char* text = vconf_get_str("db/owner/devices");
+    EXPECT_STREQ(text, "up to");
+    free(text);
+}
+
+TEST_F(StoreTest, SettingsKeysLeadNowhereElse) {
+    for (const char* key : {"", "/", "/etc/passwd", "..", "db/../../tv.ini", "db//a", "db/", "db/."}) {
+        EXPECT_EQ(vconf_set_str(key, "x"), -1) << key;
+        EXPECT_EQ(vconf_get_str(key), nullptr) << key;
+    }
+    EXPECT_FALSE(std::filesystem::exists(File("settings")));
+}

@@ -1,0 +1,64 @@
+/** A television in a temporary folder, for one test. */
+#pragma once
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+class Television : public ::testing::Test {
+protected:
+    Television() : m_folder(MakeFolder()) {
+        setenv("INFOSYNC_TV_DIR", m_folder.c_str(), 1);
+        unsetenv("INFOSYNC_TV_LOG_LEVEL");
+        SetIni("");
+    }
+    ~Television() override {
+        std::filesystem::remove_all(m_folder);
+    }
+
+    /** The log goes to a file of its own; what is set is the rest. */
+    void SetIni(const std::string& groups, const std::string& level = "V") {
+        Put("tv.ini", groups + "\n[log]\nfile=log\nlevel=" + level + "\n");
+    }
+    void Put(const std::string& name, const std::string& content) {
+        std::filesystem::create_directories(File(name).parent_path());
+        std::ofstream(File(name), std::ios::binary) << content;
+    }
+    std::string Get(const std::string& name) {
+        std::ostringstream text;
+        text << std::ifstream(File(name), std::ios::binary).rdbuf();
+        return text.str();
+    }
+    /** What was logged since the last call, each process id as "PID". */
+    std::string Logged() {
+        std::string text = Get("log");
+        std::filesystem::remove(File("log"));
+        const std::string pid = std::to_string(getpid());
+        for (std::size_t at = text.find(pid); at != std::string::npos; at = text.find(pid, at)) {
+            text.replace(at, pid.size(), "PID");
+        }
+        return text;
+    }
+    std::filesystem::path File(const std::string& name) {
+        return m_folder / name;
+    }
+    unsigned ModeOf(const std::string& name) {
+        return static_cast<unsigned>(std::filesystem::status(File(name)).permissions());
+    }
+
+private:
+    static std::filesystem::path MakeFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "platform-tests-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        return name;
+    }
+
+    std::filesystem::path m_folder;
+};

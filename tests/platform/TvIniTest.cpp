@@ -1,0 +1,78 @@
+#include <system_info.h>
+
+#include "GateSite.h"
+#include "Television.h"
+#include "TvFolder.h"
+#include "TvIni.h"
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+using TvIniTest = Television;
+
+TEST_F(TvIniTest, ValueThatDoesNotFitCountsAsNotSetAndIsNamed) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"[sso]\nstate=one", "[sso] state: "},
+        {"[sso]\nstate=99999999999", "[sso] state: "},
+        {"[http]\nmax_seconds=0", "[http] max_seconds: "},
+        {"[log]\nlevel=X", "[log] level: "},
+        {"[log]\nlevel=", "[log] level: "},
+        {"[bluetooth]\nsource=both", "[bluetooth] source: "},
+        {"[system]\nmodel=\xFF", "[system] model: "},
+        {"[bluetooth]\nbonded=a\\qb", "[bluetooth] bonded: "},
+        {"no key file", "the television has nothing set"},
+    };
+    for (const auto& [content, problem] : cases) {
+        const TvIni ini(content, "PATH");
+        EXPECT_THAT(ini.Problem(), HasSubstr("PATH: ")) << content;
+        EXPECT_THAT(ini.Problem(), HasSubstr(problem)) << content;
+        EXPECT_EQ(ini.Integer(TvKeys::SSO_STATE), 0);
+        EXPECT_EQ(ini.Integer(TvKeys::MAX_SECONDS), 600);
+        EXPECT_EQ(ini.Text(TvKeys::LOG_LEVEL), "I");
+        EXPECT_EQ(ini.Text(TvKeys::BT_SOURCE), "lists");
+        EXPECT_EQ(ini.Text(TvKeys::MODEL), std::nullopt);
+        EXPECT_THAT(ini.List(TvKeys::BONDED), IsEmpty());
+    }
+}
+
+TEST_F(TvIniTest, ChangeIsSeenAtTheNextCall) {
+    for (int state = 0; state < 200; ++state) {
+        SetIni("[sso]\nstate=" + std::to_string(100 + state));
+        ASSERT_EQ(TvFolder::ReadIni()->Integer(TvKeys::SSO_STATE), 100 + state);
+    }
+    std::filesystem::remove(File("tv.ini"));
+    EXPECT_THAT(TvFolder::ReadIni()->Problem(), HasSubstr(File("tv.ini").string() + ": No such file"));
+    std::filesystem::create_directory(File("tv.ini"));
+    EXPECT_THAT(TvFolder::ReadIni()->Problem(), HasSubstr("Is a directory"));
+}
+
+TEST_F(TvIniTest, ListsAreReadWithoutTheBlanksAroundTheirItems) {
+    EXPECT_THAT(TvIni("[http]\nconnect_to=a:1:b:2; c ;;\n", "").List(TvKeys::CONNECT_TO),
+                ElementsAre("a:1:b:2", "c"));
+}
+
+TEST_F(TvIniTest, SystemInformationTellsMissingFromEmpty) {
+    SetIni("[system]\nmodel=\ntizen_id=T");
+    char* value = nullptr;
+    EXPECT_EQ(system_info_get_value_string(SYSTEM_INFO_KEY_MODEL, &value), 0);
+    EXPECT_STREQ(value, "");
+    free(value);
+    EXPECT_EQ(system_info_get_platform_string("http://tizen.org/system/tizenid", &value), 0);
+    EXPECT_STREQ(value, "T");
+    free(value);
+    EXPECT_NE(system_info_get_value_string(SYSTEM_INFO_KEY_SW_VERSION, &value), 0);
+    EXPECT_EQ(value, nullptr);
+}
+
+TEST_F(TvIniTest, GateSiteIsAnHttpsOriginOrNothing) {
+    EXPECT_EQ(GateSite::Read().origin, "https://auth.quorlen.example");
+    SetIni("[http]\ngate_site=https://auth.example:8443/");
+    EXPECT_EQ(GateSite::Read().origin, "https://auth.example:8443");
+    EXPECT_EQ(GateSite::Read().host, "auth.example");
+    for (const char* site : {"http://auth.example", "auth.example", "https://", "https://a.example/path",
+                             "https://u@a.example", "https://a.example?q", "https://a.example#f", ""}) {
+        SetIni(std::string("[http]\ngate_site=") + site);
+        EXPECT_THROW(GateSite::Read(), std::runtime_error) << site;
+    }
+}
