@@ -11,6 +11,7 @@ namespace {
 
 std::vector<std::string> OptionNames(const std::vector<Option>& options) {
     std::vector<std::string> names;
+    names.reserve(options.size());
     for (const Option& option : options) {
         names.push_back("--" + option.name);
     }
@@ -83,16 +84,20 @@ std::string SharedBody(const Tool& tool) {
     }
     body += "            -*) continue ;;\n        esac\n        case \"${begun:+$begun }$word\" in\n";
     const auto continuations = Continuations(tool);
+    std::string choices;
     for (const auto& [begun, words] : continuations) {
+        const std::string pattern = "'" + begun + "'";
         if (!begun.empty()) {
-            body += "            '" + begun + "') begun='" + begun + "' ;;\n";
+            body.append("            ").append(pattern).append(") begun=").append(pattern).append(" ;;\n");
         }
+        choices.append("        ")
+            .append(pattern)
+            .append(") choices='")
+            .append(Join(words, " "))
+            .append("' ;;\n");
     }
-    body += "        esac\n    done\n    [ -n \"$value\" ] || case \"$begun\" in\n";
-    for (const auto& [begun, words] : continuations) {
-        body += "        '" + begun + "') choices='" + Join(words, " ") + "' ;;\n";
-    }
-    return body + "    esac\n";
+    return body + "        esac\n    done\n    [ -n \"$value\" ] || case \"$begun\" in\n" + choices +
+           "    esac\n";
 }
 
 }  // namespace

@@ -30,6 +30,7 @@ std::string TwoColumns(const std::vector<Entry>& entries) {
 std::string Options(std::vector<Option> options) {
     options.push_back({"help", "", "show this help"});
     std::vector<Entry> entries;
+    entries.reserve(options.size());
     for (const Option& option : options) {
         entries.emplace_back("--" + option.name + (option.valueName.empty() ? "" : " " + option.valueName),
                              option.help);

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include <cstdio>
+#include <iostream>
 #include <utility>
 
 #include "Cli/Completion.h"
@@ -151,7 +151,7 @@ int Dispatch(const Tool& tool, const std::vector<std::string>& words, std::strin
 void Report(const Tool& tool, const std::string& message) {
     const Style style(STDERR_FILENO);
     // Our own messages have lines; what they quote is escaped where it is put in.
-    std::fprintf(stderr, "%s %s\n", style(Colour::RED, tool.name + ":").c_str(), message.c_str());
+    std::cerr << style(Colour::RED, tool.name + ":") << " " << message << "\n";
 }
 
 }  // namespace
@@ -170,7 +170,7 @@ int Run(Tool tool, int argc, char** argv) {
         Report(tool, error.what());
         return EXIT_FAILED;
     }
-    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    if (!std::cout.flush()) {
         Report(tool, "the output could not be written");
         return EXIT_FAILED;
     }
@@ -178,7 +178,7 @@ int Run(Tool tool, int argc, char** argv) {
 }
 
 void Print(const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stdout);
+    std::cout << text;
 }
 
 }  // namespace Cli

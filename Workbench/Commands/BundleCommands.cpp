@@ -1,5 +1,5 @@
 #include <filesystem>
-#include <fstream>
+#include <iostream>
 #include <stdexcept>
 
 #include "Cli/Json.h"
@@ -27,7 +27,7 @@ int Export(const Arguments& arguments) {
     const bool withSecrets = arguments.Has("with-secrets");
     const std::string text = Cli::JsonText(Television::Export(withSecrets, unreadable));
     for (const std::string& problem : unreadable) {
-        std::fprintf(stderr, "infosync-tv: left out: %s\n", Cli::Escape(problem).c_str());
+        std::cerr << "infosync-tv: left out: " << Cli::Escape(problem) << "\n";
     }
     if (toOutput) {
         Cli::Print(text);

@@ -2,12 +2,14 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
 
 #include "Cli/Style.h"
 #include "Cli/Text.h"
@@ -84,7 +86,7 @@ Television::LogReader::LineHandler PassOn(char level, bool showSecrets) {
         }
         const bool isError = line.find("<<Not Error>>") == std::string::npos;
         const std::string shown = showSecrets ? line : Television::MaskLogLine(line);
-        std::fprintf(stderr, "%s\n", style(isError ? LineColour(priority) : Colour::PLAIN, shown).c_str());
+        std::cerr << style(isError ? LineColour(priority) : Colour::PLAIN, shown) << "\n";
     };
 }
 
@@ -143,12 +145,12 @@ int Run(const Arguments& arguments) {
     const Style style(STDOUT_FILENO);
     const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
     Cli::Print(ChangesText(before, Television::ReadDeviceList(), style));
-    std::array<char, 32> seconds = {};
-    std::snprintf(seconds.data(), seconds.size(), "%.2f", duration.count());
+    std::ostringstream seconds;
+    seconds << std::fixed << std::setprecision(2) << duration.count();
     Cli::Print(
         "run: " +
         style(isSuccess ? Colour::GREEN : Colour::RED, Cli::Escape(Television::OutcomeWords(outcome))) +
-        " (" + seconds.data() + " s)\n");
+        " (" + seconds.str() + " s)\n");
     Television::WriteLastRun(outcome, std::time(nullptr), duration.count());
     return isSuccess ? Cli::EXIT_FINE : Cli::EXIT_FAILED;
 }

@@ -1,6 +1,8 @@
 #include <glib.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -52,9 +54,9 @@ void Connect(Television::IniFile& ini, const CloudAddress& cloud) {
 std::string ConnectionText(const CloudAddress& cloud) {
     const std::string name = "the local cloud in " + Cli::Escape(cloud.folder);
     return cloud.port != 0
-               ? "connected to " + name + ", port " + std::to_string(cloud.port) + "\n"
+               ? "connected to " + name + ", port " + std::to_string(cloud.port)
                : name + " does not run\nStart it: infosync-cloud serve --dir '" + Cli::Escape(cloud.folder) +
-                     "'   and then: infosync-tv connect '" + Cli::Escape(cloud.folder) + "'\n";
+                     "'   and then: infosync-tv connect '" + Cli::Escape(cloud.folder) + "'";
 }
 
 /** The cloud that was named, or the default one where there is one. */
@@ -87,7 +89,7 @@ int Init(const Arguments& arguments) {
     const auto cloud = CloudOf(arguments.Value("cloud"));
     const std::string folder = Cli::Escape(TvFolder::Path());
     if (!arguments.Has("force") && std::filesystem::exists(TvFolder::IniPath())) {
-        Television::IniFile();
+        const Television::IniFile soundOrThrow;
         MakeFolders();
         Print("the television in " + folder + " is there already and stays as it is\n");
         return Cli::EXIT_FINE;
@@ -101,8 +103,8 @@ int Init(const Arguments& arguments) {
     }
     ini.Save();
     Print("made a television in " + folder + "\n" +
-          (cloud ? ConnectionText(*cloud) : "not connected to a local cloud: infosync-tv connect\n") +
-          "Next: infosync-tv sign-in USER, then infosync-tv run\n");
+          (cloud ? ConnectionText(*cloud) : "not connected to a local cloud: infosync-tv connect") +
+          "\nNext: infosync-tv sign-in USER, then infosync-tv run\n");
     return Cli::EXIT_FINE;
 }
 
@@ -111,10 +113,13 @@ int ConnectCommand(const Arguments& arguments) {
     const std::string named = arguments.Operand(0);
     const CloudAddress cloud =
         Television::FindCloud(named.empty() ? Television::DefaultCloudFolder() : named);
+    if (cloud.port == 0) {
+        throw std::runtime_error(ConnectionText(cloud));
+    }
     Connect(ini, cloud);
     ini.Save();
-    Print(ConnectionText(cloud));
-    return cloud.port != 0 ? Cli::EXIT_FINE : Cli::EXIT_FAILED;
+    Print(ConnectionText(cloud) + "\n");
+    return Cli::EXIT_FINE;
 }
 
 std::vector<std::string> KeyNames() {

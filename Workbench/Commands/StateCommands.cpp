@@ -42,7 +42,7 @@ int SignOut(const Arguments& /*arguments*/) {
 /** @throws UsageError unless the operand is six pairs of hexadecimal digits */
 std::string AddressOperand(const Arguments& arguments) {
     constexpr std::size_t LENGTH = 17;
-    const std::string address = arguments.Operand(0);
+    std::string address = arguments.Operand(0);
     bool fits = address.size() == LENGTH;
     for (std::size_t i = 0; fits && i < LENGTH; ++i) {
         fits = i % 3 == 2 ? address[i] == ':' : g_ascii_isxdigit(address[i]) != FALSE;

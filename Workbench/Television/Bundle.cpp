@@ -56,7 +56,7 @@ std::string ToBytes(const std::string& name, const Json::Value& file) {
             g_base64_decode(file["base64"].asCString(), &length), &g_free);
         return {reinterpret_cast<const char*>(decoded.get()), length};
     }
-    throw std::runtime_error("the file " + Cli::Escape(name) + " has neither \"text\" nor \"base64\"");
+    throw std::runtime_error("the file " + Cli::Escape(name) + R"( has neither "text" nor "base64")");
 }
 
 /** Whether a name leads to a place that a television has, and nowhere else. */

@@ -95,6 +95,7 @@ std::vector<std::string> IniFile::List(const TvKey& key) const {
 
 void IniFile::SetList(const TvKey& key, const std::vector<std::string>& items) {
     std::vector<const char*> texts;
+    texts.reserve(items.size());
     for (const std::string& item : items) {
         texts.push_back(item.c_str());
     }

@@ -109,7 +109,7 @@ void LogReader::TakeServiceLine(const std::string& function, const std::string& 
     if (message == std::string(NOT_AN_ERROR) + "End main loop") {
         m_ended = true;
     } else if (message == "Exit process") {
-        m_failure = "nobody is signed in";
+        m_failure = "nobody is signed in; see infosync-tv sign-in";
     } else if (message == "fail to get access Token") {
         m_failure = m_lastError.empty() ? message : m_lastError;
     } else if (isError && !StartsWith(message, NOT_AN_ERROR)) {

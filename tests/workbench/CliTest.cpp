@@ -11,6 +11,9 @@
 namespace {
 
 constexpr std::int64_t LOWEST = std::numeric_limits<std::int64_t>::min();
+// In bytes, so that no editor turns this file around.
+const std::string BIDI_OVERRIDE = {'\xe2', '\x80', '\xae'};
+
 constexpr std::int64_t HIGHEST = std::numeric_limits<std::int64_t>::max();
 
 /** A tool whose commands note what they were called with, and end with status 1 for the operand "fail". */
@@ -20,6 +23,7 @@ struct CalledTool {
     int Run(std::vector<std::string> words) {
         words.insert(words.begin(), "tool");
         std::vector<char*> argv;
+        argv.reserve(words.size());
         for (std::string& word : words) {
             argv.push_back(word.data());
         }
@@ -81,11 +85,11 @@ TEST(Duration, StopsAtTheLimits) {
 TEST(Text, NoTextFromElsewhereReachesTheTerminalRaw) {
     const std::pair<std::string, const char*> cases[] = {
         {"Küche 台所", "Küche 台所"},
-        {"a\x1b[31mb\n\t", "a\\x1b[31mb\\n\\t"},
+        {"a\x1b[31mb\n\t", R"(a\x1b[31mb\n\t)"},
         {std::string("a\0b", 3), "a\\x00b"},
         {"bad \xff\xc3", "bad \\xff\\xc3"},
         {"C1 \xc2\x9b", "C1 \\x9b"},
-        {"bidi \xe2\x80\xae, line \xe2\x80\xa8", "bidi \\u202e, line \\u2028"},
+        {BIDI_OVERRIDE + ", line \xe2\x80\xa8", R"(\u202e, line \u2028)"},
     };
     for (const auto& [text, shown] : cases) {
         EXPECT_EQ(Cli::Escape(text), shown);

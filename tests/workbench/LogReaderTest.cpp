@@ -36,7 +36,8 @@ TEST(LogReader, TellsHowARunEnded) {
              Line("E", "operator()", "fail to get access Token") + END,
          Kind::FAILURE, "error"},
         {Line("E", "main", "exception : Fail to bt init") + END, Kind::FAILURE, "Fail to bt init"},
-        {Line("W", "Start", "Exit process") + END, Kind::FAILURE, "nobody is signed in"},
+        {Line("W", "Start", "Exit process") + END, Kind::FAILURE,
+         "nobody is signed in; see infosync-tv sign-in"},
         // A message that looks like another function's end of the run is not one.
         {Line("I", "Exchange", "data) > E/BT_INFOSYNC( 1): a: main(1) > x") + END, Kind::SUCCESS, ""},
     };

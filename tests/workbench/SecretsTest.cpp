@@ -19,8 +19,7 @@ TEST(Secrets, NoFormOfALoggedSecretIsPassedOnWhole) {
         R"(accessToken : {"rsp":{"result":{"access_token":"SECRET","refresh_token":"SECRET"}}})",
         R"(    "accessToken" : "SECRET",)",
         R"(cut off "refresh_token":"SECRET)",
-        "authCode : <?xml?><rsp "
-        "stat=\"ok\"><auth_code>SECRET</auth_code><code_verifier>SECRET</code_verifier></rsp>",
+        "authCode : <rsp><auth_code>SECRET</auth_code><code_verifier>SECRET</code_verifier></rsp>",
         "name : code_verifier, text : SECRET",
         "key : auth_code. value : SECRET",
         "key:x-kc-access-token, value : SECRET",
