@@ -17,21 +17,36 @@ namespace {
 
 enum ExitStatus { FINE = 0, FAILED = 1, WRONG_USAGE = 2 };
 
+constexpr std::size_t SUMMARY_COLUMN = 34;
+
+/** One line for each command whose name begins so. @return whether there is any */
+bool PrintCommands(std::ostream& output, const std::string& prefix) {
+    bool any = false;
+    for (const auto& command : AllCommands()) {
+        if (command.text.name.compare(0, prefix.size(), prefix) == 0) {
+            any = true;
+            std::string line = "  " + command.text.name + " " + command.text.words;
+            line.append(line.size() < SUMMARY_COLUMN ? SUMMARY_COLUMN - line.size() : 1, ' ');
+            output << line << command.text.summary << "\n";
+        }
+    }
+    return any;
+}
+
 void PrintOverview(std::ostream& output) {
     output << "Usage: infosync-cloud COMMAND [WORDS] [OPTIONS]\n\n"
            << "The authorisation server and the cloud service of the device synchronisation, on this "
               "machine.\n\n";
-    constexpr std::size_t COLUMN = 34;
-    for (const auto& command : AllCommands()) {
-        std::string line = "  " + command.text.name + " " + command.text.words;
-        line.append(line.size() < COLUMN ? COLUMN - line.size() : 1, ' ');
-        output << line << command.text.summary << "\n";
-    }
+    PrintCommands(output, "");
     output << "\nEvery command knows --help and --dir. Begin with:\n"
            << "  infosync-cloud init\n"
            << "  infosync-cloud user add ann@example.com\n"
            << "  infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22\n"
            << "  infosync-cloud serve\n";
+}
+
+bool AsksForHelp(const std::string& word) {
+    return word == "--help" || word == "-h" || word == "help";
 }
 
 /** Finds the command that the words begin with and takes its words away. */
@@ -56,14 +71,21 @@ int Run(std::vector<std::string> words) {
         PrintOverview(std::cerr);
         return WRONG_USAGE;
     }
-    if (words[0] == "--help" || words[0] == "-h" || words[0] == "help") {
+    if (AsksForHelp(words[0])) {
         PrintOverview(std::cout);
         return FINE;
     }
     const std::string first = words[0];
+    const std::string second = words.size() > 1 ? words[1] : "";
+    if (AsksForHelp(second) && PrintCommands(std::cout, first + " ")) {
+        return FINE;
+    }
     const Command* command = TakeCommand(words);
     if (command == nullptr) {
-        throw UsageError("there is no command \"" + first + (words.size() > 1 ? " " + words[1] : "") +
+        if (second.empty() && PrintCommands(std::cerr, first + " ")) {
+            return WRONG_USAGE;
+        }
+        throw UsageError("there is no command \"" + first + (second.empty() ? "" : " " + second) +
                          "\"; see: infosync-cloud --help");
     }
     CommandLine line(command->text, std::move(words));

@@ -15,13 +15,13 @@ constexpr char FUNCTION_START[] = R"(_infosync_cloud() {
     if [[ $current == -* ]]; then
         local command=("${COMP_WORDS[0]}" "${COMP_WORDS[1]}")
         [[ $COMP_CWORD -gt 2 && ${COMP_WORDS[2]} != -* ]] && command+=("${COMP_WORDS[2]}")
-        words=$("${command[@]}" --help 2>/dev/null | grep -o -- '--[a-z-]*')
+        words=$("${command[@]}" --help 2>/dev/null | grep -oE '^  (-h, )?--[a-z-]+' | grep -o -- '--.*')
     else
         case $COMP_CWORD:${COMP_WORDS[1]} in
 )";
 constexpr char FUNCTION_END[] = R"(        esac
     fi
-    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+    COMPREPLY=($(compgen -W "$words" -- "$current"))
 }
 complete -o default -F _infosync_cloud infosync-cloud
 )";

@@ -35,18 +35,23 @@ void ControlClient::Delete(const std::string& path) const {
     Call("DELETE", path, {});
 }
 
+int ControlClient::FindPort() const {
+    try {
+        const auto port =
+            IntegerMember(ParseJsonObject(ReadFile(m_folder.ServerFile()), "server"), "control_port");
+        if (port >= 1 && port <= HIGHEST_PORT) {
+            return static_cast<int>(port);
+        }
+    } catch (const CloudError&) {
+        // Not there, or not what a server wrote: either way there is nobody to talk to.
+    }
+    ThrowNoServer(m_folder);
+}
+
 Json::Value ControlClient::Call(const std::string& method, const std::string& path,
                                 const std::string& body) const {
     m_folder.RequireReady();
-    const auto running = ReadFileIfThere(m_folder.ServerFile());
-    if (!running) {
-        ThrowNoServer(m_folder);
-    }
-    const auto port = IntegerMember(ParseJsonObject(*running, m_folder.ServerFile()), "control_port");
-    if (port < 1 || port > HIGHEST_PORT) {
-        ThrowNoServer(m_folder);
-    }
-    httplib::SSLClient client("127.0.0.1", static_cast<int>(port));
+    httplib::SSLClient client("127.0.0.1", FindPort());
     client.set_ca_cert_path(m_folder.CaFile());
     client.set_connection_timeout(TIMEOUT_SECONDS);
     client.set_read_timeout(TIMEOUT_SECONDS);

@@ -21,6 +21,7 @@ public:
     void Delete(const std::string& path) const;
 
 private:
+    int FindPort() const;
     Json::Value Call(const std::string& method, const std::string& path, const std::string& body) const;
 
     Folder m_folder;

@@ -104,8 +104,6 @@ void CloudServer::SetUpErrorAnswers() {
         }
         // The library would read until the peer closes.
         response.status = LENGTH_REQUIRED;
-        response.set_header("Connection", "close");
-        ThisThread().exchange.closes = true;
         return HandlerResponse::Handled;
     });
     set_error_handler(

@@ -1,0 +1,141 @@
+#include "Service/AuthorizationServer.h"
+#include "Util/Crypto.h"
+#include "Util/Errors.h"
+#include "Util/Files.h"
+#include "Util/Json.h"
+#include "cloud_folder.h"
+
+namespace LocalCloud {
+namespace {
+
+class AuthorizationTest : public CloudTest {
+protected:
+    const std::string verifier = std::string(43, 'v');
+
+    std::string Code(const std::string& login, const std::string& nonce) const {
+        return "lc1." + Base64UrlEncode(login) + "." + Base64UrlEncode(Sha256(verifier)) + "." +
+               Base64UrlEncode(nonce);
+    }
+
+    std::string Form(const std::string& code) const {
+        return "code=" + code + "&client_id=58hq27rnez&auth_server_url=auth&code_verifier=" + verifier;
+    }
+
+    static httplib::Request Request(const std::string& body) {
+        httplib::Request request;
+        request.body = body;
+        request.headers = {{"Content-Type", "application/x-www-form-urlencoded; charset=utf-8"},
+                           {"Content-Length", std::to_string(body.size())},
+                           {"Package-Name", "com.quorlen.tv.bt-orbmanager"},
+                           {"Package-Version", "1.0.0"},
+                           {"Client-OS-Verseion", "Tizen 6.5"},
+                           {"Client-Model", "Ostra9"}};
+        return request;
+    }
+
+    static Json::Value Rsp(const Answer& answer) {
+        return ParseJsonObject(*answer.body, "answer")["rsp"];
+    }
+
+    static std::string Error(const Answer& answer) {
+        return answer.status == 200 ? "none" : TextMember(Rsp(answer), "error");
+    }
+
+    std::string Refresh(const std::string& token, std::string* next = nullptr) {
+        const Answer answer = server.RefreshToken(
+            Request("refresh_token=" + token + "&client_id=58hq27rnez&auth_server_url=auth"));
+        if (next != nullptr) {
+            *next = TextMember(Rsp(answer)["result"], "refresh_token");
+        }
+        return Error(answer);
+    }
+
+    std::string SignIn(const std::string& nonce) {
+        return TextMember(Rsp(server.IssueToken(Request(Form(Code(ANN, nonce)))))["result"], "refresh_token");
+    }
+
+    TokenStore tokens{folder, [this] { return now; }};
+    AuthorizationServer server{users, tokens, false};
+};
+
+TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
+    const std::string good = Form(Code(ANN, "n"));
+    const auto with = [&good](const std::string& from, const std::string& to) {
+        return std::string(good).replace(good.find(from), from.size(), to);
+    };
+    const std::pair<std::string, const char*> cases[] = {
+        {"", "invalid_request"},
+        {with("&auth_server_url=auth", ""), "invalid_request"},
+        {with("auth_server_url=auth", "auth_server_url="), "invalid_request"},
+        {good + "&more=1", "invalid_request"},
+        {with(verifier, "short"), "invalid_request"},
+        {with("58hq27rnez", "other"), "invalid_client"},
+        {with(verifier, std::string(43, 'w')), "invalid_grant"},
+        {with("code=lc1.", "code=lc2."), "invalid_grant"},
+        {with("code=lc1.", "code=lc1%2E"), "invalid_grant"},
+        {Form(Code("nobody", "n")), "access_denied"},
+    };
+    for (const auto& [body, error] : cases) {
+        EXPECT_EQ(Error(server.IssueToken(Request(body))), error) << body;
+    }
+    EXPECT_EQ(Error(server.IssueToken(Request(good))), "none");
+}
+
+TEST_F(AuthorizationTest, RefusesRequestsWithoutTheClientsHeaders) {
+    for (const auto& [name, value] : Request("").headers) {
+        httplib::Request request = Request(Form(Code(ANN, "n")));
+        request.headers.erase(name);
+        EXPECT_EQ(Error(server.IssueToken(request)), "invalid_request") << name;
+    }
+}
+
+TEST_F(AuthorizationTest, CodeWorksOnceEvenAfterARestart) {
+    const auto request = Request(Form(Code(ANN, "n")));
+    EXPECT_EQ(Error(server.IssueToken(request)), "none");
+    EXPECT_EQ(Error(server.IssueToken(request)), "invalid_grant");
+    TokenStore restarted(folder, [this] { return now; });
+    EXPECT_EQ(Error(AuthorizationServer(users, restarted, false).IssueToken(request)), "invalid_grant");
+}
+
+TEST_F(AuthorizationTest, RefreshTokenStaysGoodUntilTheNextOneIsUsed) {
+    const std::string first = SignIn("n");
+    std::string lost;
+    std::string second;
+    std::string third;
+    EXPECT_EQ(Refresh(first, &lost), "none");
+    EXPECT_EQ(Refresh(first, &second), "none");
+    EXPECT_EQ(Refresh(lost), "invalid_grant");
+    EXPECT_EQ(Refresh(second, &third), "none");
+    EXPECT_EQ(Refresh(first), "invalid_grant");
+    EXPECT_EQ(Refresh(third), "none");
+}
+
+TEST_F(AuthorizationTest, TokensExpireAfterTheirLastSecond) {
+    const std::string refresh = SignIn("n");
+    const std::string access = tokens.Issue(ANN).accessToken;
+    now += 3600;
+    EXPECT_EQ(tokens.AccessTokenOwner(access), ANN);
+    now += 1;
+    EXPECT_EQ(tokens.AccessTokenOwner(access), std::nullopt);
+    now += 30 * 86400;
+    EXPECT_EQ(Refresh(refresh), "invalid_grant");
+}
+
+TEST_F(AuthorizationTest, RemovedUserIsRefused) {
+    const std::string refresh = SignIn("n");
+    users.Remove(ANN);
+    EXPECT_EQ(Refresh(refresh), "access_denied");
+}
+
+TEST_F(AuthorizationTest, DamagedStoreIsAnErrorThatNamesTheFile) {
+    ReplaceFile(folder.StateFile("tokens.json"), "{\"grants\":7}", PRIVATE_FILE);
+    try {
+        TokenStore(folder, [] { return 0; });
+        FAIL();
+    } catch (const CloudError& error) {
+        EXPECT_NE(std::string(error.what()).find("tokens.json"), std::string::npos);
+    }
+}
+
+}  // namespace
+}  // namespace LocalCloud

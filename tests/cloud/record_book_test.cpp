@@ -1,0 +1,129 @@
+#include "Service/RecordBook.h"
+#include "Util/Errors.h"
+#include "Util/Files.h"
+#include "Util/Json.h"
+#include "cloud_folder.h"
+
+namespace LocalCloud {
+namespace {
+
+using Outcome = Selection::Outcome;
+
+class RecordBookTest : public CloudTest {
+protected:
+    /** Records in the short form "id=name id=name". */
+    void Write(const std::string& records) {
+        Json::Value document;
+        document["records"] = Json::arrayValue;
+        std::size_t start = 0;
+        while (start < records.size()) {
+            const auto equals = records.find('=', start);
+            const auto end = std::min(records.find(' ', equals), records.size());
+            Json::Value record;
+            record["record_id"] = records.substr(start, equals - start);
+            record["name"] = records.substr(equals + 1, end - equals - 1);
+            record["address"] = "AA:BB:CC:00:11:22";
+            document["records"].append(record);
+            start = end + 1;
+        }
+        users.Save(ANN, document);
+    }
+
+    /** What a download brings, in the same form; a deletion is "id!". Keeps its mark. */
+    std::string Download(std::optional<std::int64_t> after) {
+        const Selection selection = book->Select(ANN, after);
+        EXPECT_EQ(selection.outcome, Outcome::Records);
+        const Json::Value answer = ParseJsonObject(*selection.body, "answer");
+        mark = answer["meta"]["synced_timestamp"].asInt64();
+        EXPECT_EQ(answer["records"].size(), selection.count);
+        std::string records;
+        for (const auto& record : answer["records"]) {
+            records += records.empty() ? "" : " ";
+            records += TextMember(record, "record_id");
+            records += record.isMember("address") ? "=" + TextMember(record, "name") : "!";
+        }
+        return records;
+    }
+
+    void Restart() {
+        book = std::make_unique<RecordBook>(folder, [this] { return now; });
+    }
+
+    std::unique_ptr<RecordBook> book = std::make_unique<RecordBook>(folder, [this] { return now; });
+    std::int64_t mark = 0;
+};
+
+TEST_F(RecordBookTest, SendsOnlyWhatChangedAfterTheMark) {
+    Write("a=1 b=1");
+    EXPECT_EQ(Download({}), "a=1 b=1");
+    const auto first = mark;
+    EXPECT_EQ(Download(first), "");
+    Write("a=1 b=2 c=1");
+    EXPECT_EQ(Download(first), "b=2 c=1");
+    EXPECT_EQ(Download(mark), "");
+    EXPECT_EQ(Download({}), "a=1 b=2 c=1");
+}
+
+TEST_F(RecordBookTest, TellsOfDeletionsUntilTheRecordComesBack) {
+    Write("a=1 b=1");
+    Download({});
+    const auto first = mark;
+    Write("b=1");
+    EXPECT_EQ(Download(first), "a!");
+    const auto second = mark;
+    EXPECT_EQ(Download(second), "");
+    EXPECT_EQ(Download({}), "b=1");
+    Write("b=1 a=1");
+    EXPECT_EQ(Download(second), "a=1");
+    EXPECT_EQ(Download(first), "a=1");
+}
+
+TEST_F(RecordBookTest, MarksRiseWhenTheClockDoesNot) {
+    Write("a=1");
+    Download({});
+    const auto first = mark;
+    now -= 1000;
+    Write("a=2");
+    EXPECT_EQ(Download(first), "a=2");
+    EXPECT_GT(mark, first);
+}
+
+TEST_F(RecordBookTest, ChangesMadeBetweenTwoServersAreSeen) {
+    Write("a=1 b=1 c=1");
+    Download({});
+    const auto first = mark;
+    Write("b=2 c=1");
+    Restart();
+    EXPECT_EQ(Download(first), "b=2 a!");
+    Restart();
+    EXPECT_EQ(Download(first), "b=2 a!");
+    EXPECT_EQ(Download(mark), "");
+}
+
+TEST_F(RecordBookTest, RefusesMarksThatItDidNotGive) {
+    Write("a=1");
+    Download({});
+    EXPECT_EQ(book->Select(ANN, mark - 1).outcome, Outcome::MarkTooOld);
+    EXPECT_EQ(book->Select(ANN, mark + 1).outcome, Outcome::MarkUnknown);
+}
+
+TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {
+    Write("a=1");
+    Download({});
+    const auto first = mark;
+    for (const char* text : {"{\"records\":[", "{}", "{\"records\":[{\"record_id\":7}]}",
+                             "{\"records\":[{\"record_id\":\"a\"},{\"record_id\":\"a\"}]}"}) {
+        ReplaceFile(folder.RecordsFile(ANN), text, PUBLIC_FILE);
+        EXPECT_THROW(book->Select(ANN, {}), CloudError) << text;
+    }
+    Write("a=1 b=1");
+    EXPECT_EQ(Download(first), "b=1");
+}
+
+TEST_F(RecordBookTest, DamagedLedgerIsAnError) {
+    ReplaceFile(folder.LedgerFile(ANN), "{\"oldest\":1}", PRIVATE_FILE);
+    EXPECT_THROW(book->Select(ANN, {}), CloudError);
+}
+
+}  // namespace
+}  // namespace LocalCloud

@@ -1,0 +1,143 @@
+#include "Service/AppToken.h"
+#include "Service/CloudService.h"
+#include "Util/Files.h"
+#include "Util/Json.h"
+#include "cloud_folder.h"
+
+namespace LocalCloud {
+namespace {
+
+constexpr char ACTIVATION[] =
+    R"({"device":{"deviceIds":{"cdid":"0123456789ABCDEF0123456789ABCDEF"},"deviceType":"10","model":"M","osType":2,)"
+    R"("osVersion":"6.5"},"service":{"package":{"packageVersion":"1.0.0","packageVersionCode":"1.0.0"}}})";
+
+class ServiceTest : public CloudTest {
+protected:
+    httplib::Request Request(const std::string& body) {
+        httplib::Request request;
+        request.body = body;
+        request.headers = {{"User-Agent", "M;B;bt-orbmanager=1.0.0;Tizen=6.5;"},
+                           {"x-kc-uid", tokens.UserId(ANN)},
+                           {"x-kc-access-token", access},
+                           {"x-kc-app-id", "58hq27rnez"},
+                           {"Content-Type", "application/json; charset=UTF-8"},
+                           {"Content-Length", std::to_string(body.size())}};
+        return request;
+    }
+
+    static httplib::Request Download(const std::string& token, const httplib::Params& params) {
+        httplib::Request request;
+        request.headers = {{"User-Agent", "M;B;bt-orbmanager=1.0.0;Tizen=6.5; ;"},
+                           {"Authorization", "Bearer " + token}};
+        request.params = params;
+        return request;
+    }
+
+    static int ResultCodeOf(const Answer& answer) {
+        return ParseJsonObject(*answer.body, "answer")["rcode"].asInt();
+    }
+
+    std::string AppToken() {
+        const auto activation = ParseJsonObject(*cloud.Activate(Request(ACTIVATION)).body, "answer");
+        auto request = Request("");
+        request.headers.emplace("x-kc-dvc-id", TextMember(activation, "dvcId"));
+        return TextMember(ParseJsonObject(*cloud.IssueAppToken(request).body, "answer"), "accessToken");
+    }
+
+    TokenStore tokens{folder, [this] { return now; }};
+    CloudService cloud{folder, tokens, [this] { return now; }, [this] { return now * 1000; }, false};
+    const std::string access = tokens.Issue(ANN).accessToken;
+};
+
+TEST_F(ServiceTest, ActivationRefusesWrongHeadersAndBodies) {
+    const std::pair<const char*, int> headers[] = {
+        {"User-Agent", 4000001},  {"x-kc-uid", 4030001},     {"x-kc-access-token", 4010001},
+        {"x-kc-app-id", 4000001}, {"Content-Type", 4000001}, {"Content-Length", 4000001}};
+    for (const auto& [name, code] : headers) {
+        auto request = Request(ACTIVATION);
+        request.headers.find(name)->second = "wrong";
+        EXPECT_EQ(ResultCodeOf(cloud.Activate(request)), code) << name;
+    }
+    const std::string good = ACTIVATION;
+    const std::pair<const char*, const char*> edits[] = {{"\"osType\":2", "\"osType\":\"2\""},
+                                                         {"\"10\"", "10"},
+                                                         {"0123456789ABCDEF\"", "0123456789abcdef\""},
+                                                         {"\"6.5\"", "6.5"},
+                                                         {"\"package\":{", "\"other\":{"},
+                                                         {"}}}", "}}"}};
+    for (const auto& [from, to] : edits) {
+        const std::string body = std::string(good).replace(good.find(from), std::string(from).size(), to);
+        EXPECT_EQ(ResultCodeOf(cloud.Activate(Request(body))), 4000001) << body;
+    }
+    EXPECT_EQ(ResultCodeOf(cloud.Activate(Request(good))), 0);
+}
+
+TEST_F(ServiceTest, DeviceIdBelongsToOneUserAndLapses) {
+    const Activation activation = tokens.Activate(ANN, "C");
+    EXPECT_EQ(tokens.Activate(ANN, "C").deviceId, activation.deviceId);
+    EXPECT_TRUE(tokens.IsActivated(ANN, activation.deviceId));
+    EXPECT_FALSE(tokens.IsActivated("ben", activation.deviceId));
+    now = activation.expiresAt + 1;
+    EXPECT_FALSE(tokens.IsActivated(ANN, activation.deviceId));
+    auto request = Request("");
+    request.headers.emplace("x-kc-dvc-id", "unknown");
+    request.headers.find("x-kc-access-token")->second = tokens.Issue(ANN).accessToken;
+    EXPECT_EQ(ResultCodeOf(cloud.IssueAppToken(request)), 4030002);
+}
+
+TEST_F(ServiceTest, DownloadNeedsATokenThatThisCloudSigned) {
+    const std::string token = AppToken();
+    EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 200);
+    std::string forged = token;
+    forged[forged.find('.') + 3] ^= 1;
+    for (const std::string& bad : {forged, std::string("a.b.c"), std::string("."), std::string()}) {
+        EXPECT_EQ(cloud.Download(Download(bad, {{"table_ver", "1"}})).status, 401) << bad;
+    }
+    now += 86401;
+    EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 401);
+}
+
+TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSense) {
+    const std::string token = AppToken();
+    const httplib::Params cases[] = {
+        {},
+        {{"table_ver", "2"}},
+        {{"table_ver", "1"}, {"table_ver", "1"}},
+        {{"table_ver", "1"}, {"other", "1"}},
+        {{"table_ver", "1"}, {"coldStartable", "true"}},
+        {{"table_ver", "1"}, {"changed_after", "5"}},
+        {{"table_ver", "1"}, {"changed_after", "0"}, {"coldStartable", "true"}},
+        {{"table_ver", "1"}, {"changed_after", "5x"}, {"coldStartable", "true"}}};
+    for (const auto& params : cases) {
+        EXPECT_EQ(ResultCodeOf(cloud.Download(Download(token, params))), 4000001);
+    }
+}
+
+TEST_F(ServiceTest, ExpiredMarkIsToldOnceAndOnlyToThoseWhoAskFromOne) {
+    const std::string token = AppToken();
+    const Answer full = cloud.Download(Download(token, {{"table_ver", "1"}}));
+    const auto mark = ParseJsonObject(*full.body, "answer")["meta"]["synced_timestamp"].asString();
+    const auto marked =
+        Download(token, {{"table_ver", "1"}, {"changed_after", mark}, {"coldStartable", "true"}});
+    ReplaceFile(folder.ExpiredMarkFile(ANN), "4009100\n", PRIVATE_FILE);
+    EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 200);
+    const Answer refused = cloud.Download(marked);
+    EXPECT_EQ(refused.status, 400);
+    EXPECT_EQ(ResultCodeOf(refused), 4009100);
+    EXPECT_EQ(cloud.Download(marked).status, 200);
+}
+
+TEST_F(ServiceTest, LoginsBecomeFileNamesThatLeadNowhereElse) {
+    for (const char* login : {"../up", ".", "a/b", "a%2Fb", "\xc3\xa4 b+c@d"}) {
+        EXPECT_TRUE(users.Add(login)) << login;
+        EXPECT_EQ(FileNameOfLogin(login).find('/'), std::string::npos);
+    }
+    EXPECT_EQ(users.List().size(), 6U);
+    for (const std::string& login :
+         {std::string(), std::string("a\nb"), std::string("\xff"), std::string(300, 'a')}) {
+        EXPECT_FALSE(IsLogin(login)) << login;
+    }
+}
+
+}  // namespace
+}  // namespace LocalCloud
