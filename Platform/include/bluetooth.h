@@ -26,7 +26,8 @@ int bt_initialize(void);
 
 int bt_deinitialize(void);
 
-/** Looks a remote device up. *device_info is the caller's, to be released with bt_adapter_free_device_info(). */
+/** Looks a remote device up. *device_info is the caller's, to be released with bt_adapter_free_device_info().
+ */
 int bt_adapter_get_bonded_device_info(const char* remote_address, bt_device_info_s** device_info);
 
 int bt_adapter_free_device_info(bt_device_info_s* device_info);

@@ -11,7 +11,8 @@ typedef enum {
     SYSTEM_INFO_KEY_SW_VERSION = 128,
 } system_info_key_e;
 
-/** Reads a text by its numeric key. *value is the caller's, to be released with free(). @return 0 or an error */
+/** Reads a text by its numeric key. *value is the caller's, to be released with free(). @return 0 or an error
+ */
 int system_info_get_value_string(system_info_key_e key, char** value);
 
 /** Reads a text by its feature key, such as "http://tizen.org/system/tizenid"; as above. */

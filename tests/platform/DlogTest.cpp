@@ -22,19 +22,16 @@ int Log(int priority, const std::string& text) {
 TEST_F(DlogTest, TextOfOthersCannotPassForALineOrHideOne) {
     const std::string head = "E/LONGER_TAG(PID): File.cpp: Do(7) > ";
     const std::pair<std::string, std::string> cases[] = {
-        {"plain \\n {\"a\":1}", "plain \\n {\"a\":1}"},
+        {R"(plain \n {"a":1})", R"(plain \n {"a":1})"},
         {"tab\tstays", "tab\tstays"},
         {"a\nE/LONGER_TAG(1): b", "a\n" + head + "E/LONGER_TAG(1): b"},
         {"ends\n", "ends"},
         {"\n\na", "\n" + head + "\n" + head + "a"},
-        {"esc\x1b[2K\r\x7f", "esc\\x1b[2K\\x0d\\x7f"},
+        {"esc\x1b[2K\r\x7f", R"(esc\x1b[2K\x0d\x7f)"},
         {"c1 \xC2\x9B", "c1 \\u009b"},
-        {"separators \xE2\x80\xA8\xE2\x80\xA9", "separators \\u2028\\u2029"},
-        {"K\xC3\xBC"
-         "che \xF0\x9F\x8E\xA7",
-         "K\xC3\xBC"
-         "che \xF0\x9F\x8E\xA7"},
-        {"bad \xFF \xC3( \xED\xA0\x80 \xF0\x9F", "bad \\xff \\xc3( \\xed\\xa0\\x80 \\xf0\\x9f"},
+        {"separators \xE2\x80\xA8\xE2\x80\xA9", R"(separators \u2028\u2029)"},
+        {"\xC3\xBC \xF0\x9F\x8E\xA7", "\xC3\xBC \xF0\x9F\x8E\xA7"},
+        {"bad \xFF \xC3( \xED\xA0\x80 \xF0\x9F", R"(bad \xff \xc3( \xed\xa0\x80 \xf0\x9f)"},
     };
     for (const auto& [text, shown] : cases) {
         Log(DLOG_ERROR, text);

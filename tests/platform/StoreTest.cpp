@@ -20,7 +20,7 @@ int Save(const char* alias, std::string content) {
 std::string Read(const char* alias) {
     ckmc_raw_buffer_s* buffer = nullptr;
     EXPECT_EQ(ckmc_get_data(alias, nullptr, &buffer), CKMC_ERROR_NONE);
-    const std::string content(reinterpret_cast<const char*>(buffer->data), buffer->size);
+    std::string content(reinterpret_cast<const char*>(buffer->data), buffer->size);
     ckmc_buffer_free(buffer);
     return content;
 }
