@@ -117,7 +117,7 @@ TEST_F(AuthorizationTest, TokensExpireAfterTheirLastSecond) {
     EXPECT_EQ(tokens.AccessTokenOwner(access), ANN);
     now += 1;
     EXPECT_EQ(tokens.AccessTokenOwner(access), std::nullopt);
-    now += 30 * 86400;
+    now += 2'592'000;
     EXPECT_EQ(Refresh(refresh), "invalid_grant");
 }
 
@@ -128,9 +128,9 @@ TEST_F(AuthorizationTest, RemovedUserIsRefused) {
 }
 
 TEST_F(AuthorizationTest, DamagedStoreIsAnErrorThatNamesTheFile) {
-    ReplaceFile(folder.StateFile("tokens.json"), "{\"grants\":7}", PRIVATE_FILE);
+    ReplaceFile(folder.StateFile("tokens.json"), R"({"grants":7})", PRIVATE_FILE);
     try {
-        TokenStore(folder, [] { return 0; });
+        const TokenStore store(folder, [] { return 0; });
         FAIL();
     } catch (const CloudError& error) {
         EXPECT_NE(std::string(error.what()).find("tokens.json"), std::string::npos);

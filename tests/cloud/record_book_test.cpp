@@ -111,8 +111,8 @@ TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {
     Write("a=1");
     Download({});
     const auto first = mark;
-    for (const char* text : {"{\"records\":[", "{}", "{\"records\":[{\"record_id\":7}]}",
-                             "{\"records\":[{\"record_id\":\"a\"},{\"record_id\":\"a\"}]}"}) {
+    for (const char* text : {R"({"records":[)", "{}", R"({"records":[{"record_id":7}]})",
+                             R"({"records":[{"record_id":"a"},{"record_id":"a"}]})"}) {
         ReplaceFile(folder.RecordsFile(ANN), text, PUBLIC_FILE);
         EXPECT_THROW(book->Select(ANN, {}), CloudError) << text;
     }
@@ -121,7 +121,7 @@ TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {
 }
 
 TEST_F(RecordBookTest, DamagedLedgerIsAnError) {
-    ReplaceFile(folder.LedgerFile(ANN), "{\"oldest\":1}", PRIVATE_FILE);
+    ReplaceFile(folder.LedgerFile(ANN), R"({"oldest":1})", PRIVATE_FILE);
     EXPECT_THROW(book->Select(ANN, {}), CloudError);
 }
 

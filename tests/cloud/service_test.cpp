@@ -59,12 +59,9 @@ TEST_F(ServiceTest, ActivationRefusesWrongHeadersAndBodies) {
         EXPECT_EQ(ResultCodeOf(cloud.Activate(request)), code) << name;
     }
     const std::string good = ACTIVATION;
-    const std::pair<const char*, const char*> edits[] = {{"\"osType\":2", "\"osType\":\"2\""},
-                                                         {"\"10\"", "10"},
-                                                         {"0123456789ABCDEF\"", "0123456789abcdef\""},
-                                                         {"\"6.5\"", "6.5"},
-                                                         {"\"package\":{", "\"other\":{"},
-                                                         {"}}}", "}}"}};
+    const std::pair<const char*, const char*> edits[] = {
+        {R"("osType":2)", R"("osType":"2")"}, {R"("10")", "10"}, {R"(DEF")", R"(def")"}, {R"("6.5")", "6.5"},
+        {R"("package":{)", R"("other":{)"},   {"}}}", "}}"}};
     for (const auto& [from, to] : edits) {
         const std::string body = std::string(good).replace(good.find(from), std::string(from).size(), to);
         EXPECT_EQ(ResultCodeOf(cloud.Activate(Request(body))), 4000001) << body;
