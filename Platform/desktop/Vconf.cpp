@@ -31,9 +31,7 @@ void LogFailure(const char* key, const std::exception& error) {
 /** The key's text; nothing where there is none, and, with a line in the log, where it cannot be read. */
 std::optional<std::string> Read(const char* key) {
     try {
-        std::string text = TvFolder::ReadFile(PathOf(key));
-        text.resize(std::strlen(text.c_str()));
-        return text;
+        return TvFolder::ReadFile(PathOf(key));
     } catch (const std::system_error& error) {
         if (error.code() != std::errc::no_such_file_or_directory) {
             LogFailure(key, error);
