@@ -73,6 +73,7 @@ TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
         {with(verifier, std::string(43, 'w')), "invalid_grant"},
         {with("code=lc1.", "code=lc2."), "invalid_grant"},
         {with("code=lc1.", "code=lc1%2E"), "invalid_grant"},
+        {with("code=lc1.", "code=lc1.!"), "invalid_grant"},
         {Form(Code("nobody", "n")), "access_denied"},
     };
     for (const auto& [body, error] : cases) {

@@ -128,6 +128,7 @@ TEST_F(ServiceTest, LoginsBecomeFileNamesThatLeadNowhereElse) {
     for (const char* login : {"../up", ".", "a/b", "a%2Fb", "\xc3\xa4 b+c@d"}) {
         EXPECT_TRUE(users.Add(login)) << login;
         EXPECT_EQ(FileNameOfLogin(login).find('/'), std::string::npos);
+        EXPECT_NE(FileNameOfLogin(login)[0], '.');
     }
     EXPECT_EQ(users.List().size(), 6U);
     for (const std::string& login :
