@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 #include <string>
 
@@ -38,9 +39,10 @@ protected:
     std::string Logged() {
         std::string text = Get("log");
         std::filesystem::remove(File("log"));
-        const std::string pid = std::to_string(getpid());
-        for (std::size_t at = text.find(pid); at != std::string::npos; at = text.find(pid, at)) {
-            text.replace(at, pid.size(), "PID");
+        std::ostringstream pid;
+        pid << '(' << std::setw(5) << getpid() << ')';
+        for (auto at = text.find(pid.str()); at != std::string::npos; at = text.find(pid.str(), at)) {
+            text.replace(at, pid.str().size(), "(PID)");
         }
         return text;
     }
