@@ -24,7 +24,7 @@ std::string SignAppToken(const Json::Value& claims, const std::string& secret) {
 std::optional<Json::Value> VerifyAppToken(const std::string& token, const std::string& secret) {
     const auto end = token.rfind('.');
     const auto begin = token.find('.');
-    if (begin == end || !SameSecret(token.substr(end + 1), Signature(token.substr(0, end), secret))) {
+    if (!SameSecret(token.substr(end + 1), Signature(token.substr(0, end), secret))) {
         return std::nullopt;
     }
     try {
