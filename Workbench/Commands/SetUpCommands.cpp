@@ -95,8 +95,7 @@ int Init(const Arguments& arguments) {
         return Cli::EXIT_FINE;
     }
     MakeFolders();
-    TvFolder::WriteFile(TvFolder::IniPath(), TEMPLATE);
-    Television::IniFile ini;
+    Television::IniFile ini{TEMPLATE};
     ini.Set(TvKeys::TIZEN_ID, NewTizenId());
     if (cloud) {
         Connect(ini, *cloud);

@@ -45,11 +45,17 @@ std::string ProblemOf(const std::string& content) {
 }  // namespace
 
 void Require() {
-    ReadIniText();
+    try {
+        ReadIniText();
+    } catch (const std::system_error&) {
+        // It is there: a television that is damaged, which is for each command to deal with.
+    }
 }
 
-IniFile::IniFile() : m_path(TvFolder::IniPath()), m_file(g_key_file_new(), &g_key_file_free) {
-    const std::string text = ReadIniText();
+IniFile::IniFile() : IniFile(ReadIniText()) {}
+
+IniFile::IniFile(const std::string& text)
+    : m_path(TvFolder::IniPath()), m_file(g_key_file_new(), &g_key_file_free) {
     GError* error = nullptr;
     if (!text.empty() && g_key_file_load_from_data(m_file.get(), text.data(), text.size(),
                                                    G_KEY_FILE_KEEP_COMMENTS, &error) == FALSE) {

@@ -17,8 +17,12 @@ void Require();
 
 class IniFile {
 public:
-    /** @throws std::runtime_error, saying what to do, when the file is not there or is no key file */
+    /** As the file has it. @throws std::runtime_error, saying what to do, when it is not there or no key file
+     */
     IniFile();
+
+    /** With another text, that of a key file, which is not in the file before Save(). */
+    explicit IniFile(const std::string& text);
 
     /** @throws std::invalid_argument when the value does not fit the key; nothing is then changed */
     void Set(const TvKey& key, const std::string& value);

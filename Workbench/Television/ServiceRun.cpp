@@ -21,6 +21,7 @@ namespace Television {
 namespace {
 
 constexpr unsigned GRACE_SECONDS = 2;
+constexpr unsigned MILLISECONDS = 1000;
 
 /** One service process, from its start to its end. */
 class Process {
@@ -50,7 +51,7 @@ public:
         };
         const guint sources[] = {
             g_unix_signal_add(SIGINT, onSignal, this), g_unix_signal_add(SIGTERM, onSignal, this),
-            g_timeout_add_seconds(m_timeoutSeconds, &OnTimeout, this),
+            g_timeout_add(m_timeoutSeconds * MILLISECONDS, &OnTimeout, this),
             g_unix_fd_add(m_output, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), &OnOutput, this)};
         g_child_watch_add(m_pid, &OnEnd, this);
         g_main_loop_run(m_loop);

@@ -3,6 +3,7 @@
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import tempfile
@@ -105,6 +106,10 @@ class ToolTest(unittest.TestCase):
             self.assertEqual((self.tv / "tv.ini").read_text(), damage)
             self.assertEqual(json.loads(self.run_tool("status", "--json").stdout)["damaged"][0]["document"], "tv.ini")
             shutil.rmtree(self.tv)
+        (self.tv / "tv.ini").mkdir(parents=True)
+        for words in (["status"], ["status", "--json"]):
+            self.assertIn("Is a directory", self.run_tool(*words).stdout)
+        self.run_tool("sign-out", status=1)
 
     def test_status_in_words(self):
         self.television()
@@ -213,6 +218,28 @@ class ToolTest(unittest.TestCase):
                 self.assertIn(f"run: {outcome}", done.stdout)
                 self.assertIn(outcome, self.run_tool("status").stdout)
         self.assertIn("--service", self.run_tool("run", "--service", self.work / "none", status=1).stderr)
+
+    def test_no_secret_of_a_whole_run_is_shown(self):
+        cloud, folder = TOOL.with_name("infosync-cloud"), self.work / "cloud"
+        subprocess.run([cloud, "init", "--dir", folder], check=True, capture_output=True)
+        subprocess.run([cloud, "user", "add", USER, "--dir", folder], check=True, capture_output=True)
+        server = subprocess.Popen([cloud, "serve", "--dir", folder, "--port", "0"], stdout=subprocess.PIPE, text=True)
+        try:
+            server.stdout.readline()
+            self.run_tool("init", "--cloud", folder)
+            self.run_tool("sign-in", USER)
+            masked = self.run_tool("run", "--level", "V")
+            stored = [json.loads((self.tv / "keys" / name).read_text())[USER] for name in ("InfoSyncAccessToken", "InfoSyncJWT")]
+            code = (self.tv / "keys/InfoSyncAuthCode").read_text()
+            secrets = [entry[name] for entry in stored for name in ("access_token", "refresh_token", "accessToken") if name in entry]
+            secrets += [re.search(f"<{name}>(.+?)<", code).group(1) for name in ("auth_code", "code_verifier")]
+            for words in (masked.stderr, self.run_tool("status").stdout, self.run_tool("export", "-").stdout):
+                self.assertEqual([secret for secret in secrets if secret in words], [])
+            self.assertEqual(len(secrets), 5)
+            self.assertIn(secrets[2], self.run_tool("run", "--level", "V", "--show-secrets").stderr)
+        finally:
+            server.terminate()
+            server.communicate(timeout=10)
 
 
 if __name__ == "__main__":
