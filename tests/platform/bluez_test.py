@@ -8,6 +8,7 @@ import subprocess
 import tempfile
 import time
 import unittest
+import unittest.mock
 
 import dbus
 import dbusmock
@@ -19,14 +20,31 @@ NOT_INITIALIZED = -0x01900000 | 0x0101
 NOT_BONDED = -0x01900000 | 0x0108
 
 
+BUS = """<busconfig>
+  <type>session</type><listen>unix:path={socket}</listen>
+  <policy context="default"><allow own="*"/><allow send_destination="*"/><allow receive_sender="*"/></policy>
+</busconfig>"""
+
+
 class Bluez(dbusmock.DBusTestCase):
     def setUp(self):
-        # A bus of the class's own would outlive its test; one for each test keeps the cases apart.
-        self.start_system_bus()
-        self.addCleanup(self.tearDownClass)
-        self.folder = tempfile.TemporaryDirectory()
-        self.addCleanup(self.folder.cleanup)
-        pathlib.Path(self.folder.name, "tv.ini").write_text("[bluetooth]\nsource=bluez\n")
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        (self.folder / "tv.ini").write_text("[bluetooth]\nsource=bluez\n")
+        self.start_bus()
+
+    def start_bus(self):
+        """A bus for this test alone, which ends with it: dbusmock's own is made for a whole class."""
+        config = self.folder / "bus.conf"
+        config.write_text(BUS.format(socket=self.folder / "socket"))
+        bus = subprocess.Popen(["dbus-daemon", "--nofork", "--print-address", f"--config-file={config}"],
+                               stdout=subprocess.PIPE, text=True)
+        self.addCleanup(bus.communicate)
+        self.addCleanup(bus.terminate)
+        environment = unittest.mock.patch.dict(os.environ, DBUS_SYSTEM_BUS_ADDRESS=bus.stdout.readline().strip())
+        environment.start()
+        self.addCleanup(environment.stop)
 
     def start_bluez(self):
         self.bluez, self.mock = self.spawn_server_template("bluez5", {}, stdout=subprocess.DEVNULL)
@@ -45,7 +63,7 @@ class Bluez(dbusmock.DBusTestCase):
                 device.AddProperty("org.bluez.Device1", name, dbus.Boolean(value), dbus_interface="org.freedesktop.DBus.Mock")
 
     def probe(self, *addresses, **environment):
-        done = subprocess.run([PROBE, *addresses], env={**os.environ, "INFOSYNC_TV_DIR": self.folder.name, **environment},
+        done = subprocess.run([PROBE, *addresses], env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder), **environment},
                               capture_output=True, text=True, timeout=60, check=True)
         return done.stdout.splitlines(), done.stderr.splitlines()
 
@@ -88,7 +106,7 @@ class Bluez(dbusmock.DBusTestCase):
         self.fails(r"BlueZ \(org.bluez\): no answer within 5 seconds")
 
     def test_bus_that_does_not_answer(self):
-        path = str(pathlib.Path(self.folder.name, "bus"))
+        path = str(self.folder / "silent")
         with socket.socket(socket.AF_UNIX) as silent:
             silent.bind(path)
             silent.listen()
