@@ -66,7 +66,18 @@ const Command* TakeCommand(std::vector<std::string>& words) {
     return nullptr;
 }
 
+/** Takes a "--dir DIR" that stands before the command. */
+std::vector<std::string> TakeFolderOption(std::vector<std::string>& words) {
+    const bool joined = !words.empty() && words[0].rfind("--dir=", 0) == 0;
+    const bool apart = words.size() > 1 && words[0] == "--dir";
+    const auto end = words.begin() + (joined ? 1 : apart ? 2 : 0);
+    std::vector<std::string> option(words.begin(), end);
+    words.erase(words.begin(), end);
+    return option;
+}
+
 int Run(std::vector<std::string> words) {
+    const auto folderOption = TakeFolderOption(words);
     if (words.empty()) {
         PrintOverview(std::cerr);
         return WRONG_USAGE;
@@ -88,6 +99,7 @@ int Run(std::vector<std::string> words) {
         throw UsageError("there is no command \"" + first + (second.empty() ? "" : " " + second) +
                          "\"; see: infosync-cloud --help");
     }
+    words.insert(words.begin(), folderOption.begin(), folderOption.end());
     CommandLine line(command->text, std::move(words));
     command->run(line);
     std::cout.flush();
