@@ -4,8 +4,9 @@
 
 class NxCurlEasy::Transfer {
 public:
-    void Set(const std::string& setting) {
-        request.settings.push_back(setting);
+    bool Set(NXCURL_OPTION_TYPE option, const std::string& value = "") {
+        request.settings.push_back(std::to_string(static_cast<int>(option)) + value);
+        return true;
     }
 
     Fake::HttpRequest request;
@@ -13,14 +14,6 @@ public:
     NxCurlWriteFunction write = nullptr;
     void* sink = nullptr;
 };
-
-namespace {
-
-std::string Name(NXCURL_OPTION_TYPE option) {
-    return std::to_string(static_cast<int>(option));
-}
-
-}  // namespace
 
 namespace Fake {
 
@@ -55,51 +48,45 @@ bool NxCurlEasy::Initialize() {
 }
 
 bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, const std::string& value) {
-    m_transfer->Set(Name(option) + "=" + value);
+    auto& request = m_transfer->request;
     if (option == NXCURL_OPTION_URL) {
-        m_transfer->request.url = value;
-    } else if (option == NXCURL_OPTION_POSTFIELDS) {
-        m_transfer->request.body = value;
+        request.url = value;
     } else {
-        Fake::Misused("no text option: " + Name(option));
+        request.body = value;
     }
-    return true;
+    return m_transfer->Set(option, "=" + value);
 }
 
 bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, long value) {
-    m_transfer->Set(Name(option) + "=" + std::to_string(value));
-    m_transfer->request.isPost |= option == NXCURL_OPTION_POST && value == 1;
-    return true;
+    return m_transfer->Set(option, "=" + std::to_string(value));
 }
 
 bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, void* value) {
-    m_transfer->Set(Name(option));
-    m_transfer->sink = option == NXCURL_OPTION_WRITEDATA ? value : nullptr;
-    return true;
+    m_transfer->sink = value;
+    return m_transfer->Set(option);
 }
 
 bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, NxCurlWriteFunction value) {
-    m_transfer->Set(Name(option));
-    m_transfer->write = option == NXCURL_OPTION_WRITEFUNCTION ? value : nullptr;
-    return true;
+    m_transfer->write = value;
+    return m_transfer->Set(option);
 }
 
 bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, const std::list<std::string>& value) {
-    m_transfer->Set(Name(option));
     m_transfer->request.header.assign(value.begin(), value.end());
-    return true;
+    return m_transfer->Set(option);
 }
 
 void NxCurlEasy::setTimeout(long connectSeconds, long stallSeconds) {
-    m_transfer->Set("timeout " + std::to_string(connectSeconds) + " " + std::to_string(stallSeconds));
+    m_transfer->request.settings.push_back("timeout " + std::to_string(connectSeconds) + " " +
+                                           std::to_string(stallSeconds));
 }
 
 void NxCurlEasy::setSmartTVHeader(t_HdrOption option) {
-    m_transfer->Set("tv header " + std::to_string(option));
+    m_transfer->request.settings.push_back("tv header " + std::to_string(option));
 }
 
 void NxCurlEasy::setQuorlenGatesiteSSLContext() {
-    m_transfer->Set("gate site");
+    m_transfer->request.settings.emplace_back("gate site");
 }
 
 bool NxCurlEasy::send() {

@@ -46,7 +46,6 @@ struct LogEntry {
     int priority;
     std::string file;
     std::string function;
-    int line;
     std::string message;
 };
 
@@ -72,7 +71,6 @@ struct HttpRequest {
     std::string url;
     std::vector<std::string> header;
     std::optional<std::string> body;
-    bool isPost = false;
 };
 
 /** A new television, signed in, with nothing stored. */

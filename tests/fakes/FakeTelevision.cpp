@@ -42,21 +42,21 @@ int Write(const std::optional<int>& error, Map& values, const char* key, const V
 }  // namespace
 
 int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
-    constexpr char LAYOUT[] = "%s: %s(%d) > ";
-    constexpr std::size_t LAYOUT_LENGTH = sizeof(LAYOUT) - 1;
     if (log_id != LOG_ID_MAIN || std::strcmp(tag, "BT_INFOSYNC") != 0 ||
-        std::strncmp(fmt, LAYOUT, LAYOUT_LENGTH) != 0) {
+        std::strncmp(fmt, "%s: %s(%d) > ", std::strlen("%s: %s(%d) > ")) != 0) {
         Misused(std::string("a log entry of another kind: ") + fmt);
     }
     va_list args;
     va_start(args, fmt);
-    const std::string file = va_arg(args, const char*);
-    const std::string function = va_arg(args, const char*);
-    const int line = va_arg(args, int);
-    char* message = g_strdup_vprintf(fmt + LAYOUT_LENGTH, args);
+    char* text = g_strdup_vprintf(fmt, args);
     va_end(args);
-    TheState().log.push_back({prio, file, function, line, message});
-    g_free(message);
+    const std::string entry = text;
+    g_free(text);
+    const auto file = entry.find(": ");
+    const auto arrow = entry.find(") > ");
+    const auto line = entry.rfind('(', arrow);
+    TheState().log.push_back(
+        {prio, entry.substr(0, file), entry.substr(file + 2, line - file - 2), entry.substr(arrow + 4)});
     return 0;
 }
 
@@ -98,12 +98,9 @@ int ckmc_save_data(const char* alias, const ckmc_raw_buffer_s data, const ckmc_p
                  std::string(reinterpret_cast<const char*>(data.data), data.size));
 }
 
-int ckmc_get_data(const char* alias, const char* password, ckmc_raw_buffer_s** data) {
+int ckmc_get_data(const char* alias, const char* /*password*/, ckmc_raw_buffer_s** data) {
     const auto error = Enter("ckmc_get_data", alias);
     const auto record = Tv().records.find(alias);
-    if (password != nullptr) {
-        Misused("a password for a record that has none");
-    }
     if (error || record == Tv().records.end()) {
         return error.value_or(CKMC_ERROR_DB_ALIAS_UNKNOWN);
     }

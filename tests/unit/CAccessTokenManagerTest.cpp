@@ -5,7 +5,6 @@
 #include "Manager/CAccessTokenManager.h"
 #include "ServiceTest.h"
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -56,17 +55,16 @@ TEST_F(CAccessTokenManagerTest, StoredTokenDecidesTheWay) {
         std::string way;
         std::vector<std::string> warnings;
     };
-    const Case cases[] = {
-        {Token(100, 100), "at once", {}},
-        {Token(99, 100), "refresh", {"Token expired. need to refresh token"}},
-        {Token(99, 99), "new code", {"Refresh Token Expired, need to issue new token"}},
-        {Token(100, 99), "new code", {"Refresh Token Expired, need to issue new token"}},
-        {"not JSON", "new code", {"null", NOT_EXIST}},
-        {R"({"user-0":{"access_token":"x"}})", "new code", {NOT_EXIST}},
-        {R"({"user-1":{"refresh_token":"x"}})", "new code", {NOT_EXIST}},
-        {R"({"user-1":"text"})", "new code", {NOT_EXIST}},
-        {R"({"user-1":{"access_token":{}}})", "new code", {NOT_EXIST}},
-    };
+    const Case cases[] = {{Token(100, 100), "at once", {}},
+                          {Token(99, 100), "refresh", {"Token expired. need to refresh token"}},
+                          {Token(99, 99), "new code", {"Refresh Token Expired, need to issue new token"}},
+                          {Token(100, 99), "new code", {"Refresh Token Expired, need to issue new token"}},
+                          {"not JSON", "new code", {"null", NOT_EXIST}},
+                          {R"({"user-0":{"access_token":"x"}})", "new code", {NOT_EXIST}},
+                          {R"({"user-1":{"refresh_token":"x"}})", "new code", {NOT_EXIST}},
+                          {R"({"user-1":"text"})", "new code", {NOT_EXIST}},
+                          {R"({"user-1":{"access_token":{}}})", "new code", {NOT_EXIST}},
+                          {R"({"user-1":{"access_token":"x","refresh_token":[]}})", "new code", {NOT_EXIST}}};
     for (const auto& [token, way, warnings] : cases) {
         SCOPED_TRACE(token);
         Fake::Reset();
@@ -124,8 +122,7 @@ TEST_F(CAccessTokenManagerTest, FailedRefreshKeepsTheStoredToken) {
         {{{"{}"}, 4001}, "exception : error"},
         {{{"<html>"}}, "exception : fail to parse"},
         {{{}}, "exception : token is empty"},
-        {{{R"({"rsp":1})"}}, "exception : "},
-    };
+        {{{R"({"rsp":1})"}}, "exception : "}};
     for (const auto& [answer, error] : cases) {
         SCOPED_TRACE(error);
         Fake::Reset();
@@ -153,8 +150,7 @@ TEST_F(CAccessTokenManagerTest, UnusableCodeDocumentSendsNothing) {
         {"<rsp stat='fail'/>", "exception : server return failed.", false},
         {"<rsp stat='ok'><auth_code/></rsp>", "exception : ", false},
         {"<rsp stat='ok'><auth_code>A</auth_code><kap_auth_domain>D</kap_auth_domain></rsp>",
-         "exception : fail to read", true},
-    };
+         "exception : fail to read", true}};
     for (const auto& [document, error, stored] : cases) {
         SCOPED_TRACE(document);
         Fake::Reset();
@@ -191,6 +187,10 @@ TEST_F(CAccessTokenManagerTest, CallbackThatThrowsIsToldOfAFailure) {
     EXPECT_THAT(m_results, ElementsAre(1, 0, 1, 0));
     EXPECT_THAT(Fake::Logged(DLOG_ERROR),
                 ElementsAre("Exception : from the callback", "exception : from the callback"));
+    m_callback = [](auto, const auto&) { throw std::runtime_error("from the callback"); };
+    Fake::Tv().authCodeAnswer = {SSO_TRUE, "no document"};
+    Run("{}");
+    EXPECT_EQ(Fake::AuthCodeRequests().at(0).returned, -1);
 }
 
 TEST_F(CAccessTokenManagerTest, SecondCallTakesTheResult) {

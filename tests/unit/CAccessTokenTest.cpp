@@ -29,21 +29,19 @@ TEST_F(CAccessTokenTest, LastSecondOfALifetimeStillCounts) {
         std::time_t now;
         bool expired;
     };
-    const Case cases[] = {
-        {"3600", 4600, false},    {"3600", 4601, true},
-        {"0", 1000, false},       {"0", 1001, true},
-        {"null", 1000, false},    {"null", 1001, true},
-        {"\"3600\"", 1001, true}, {"9223372036854775807", 4601, false},
-        {"1e300", 4601, false},   {"-1e300", 4601, true},
-    };
+    const Case cases[] = {{"3600", 4600, false},     {"3600", 4601, true},
+                          {"0", 1000, false},        {"0", 1001, true},
+                          {"null", 1000, false},     {"null", 1001, true},
+                          {R"("3600")", 1001, true}, {"9223372036854775807", 4601, false},
+                          {"1e300", 4601, false},    {"-1e300", 4601, true}};
     for (const auto& [lifetime, now, expired] : cases) {
         SCOPED_TRACE(lifetime + " at " + std::to_string(now));
         Fake::Tv().now = now;
-        Load("\"issued_time_in_second\":1000,\"access_token_expires_in\":" + lifetime +
-             ",\"refresh_token_expires_in\":1");
+        Load(R"("issued_time_in_second":1000,"refresh_token_expires_in":1,"access_token_expires_in":)" +
+             lifetime);
         EXPECT_EQ(m_token.IsTokenExpired(), expired);
-        Load("\"issued_time_in_second\":1000,\"refresh_token_expires_in\":" + lifetime +
-             ",\"access_token_expires_in\":1");
+        Load(R"("issued_time_in_second":1000,"access_token_expires_in":1,"refresh_token_expires_in":)" +
+             lifetime);
         EXPECT_EQ(m_token.IsRefreshTokenExpired(), expired);
     }
     EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains("issuedTime 1000, expiredTime 3600, currtneTime 4601"));
@@ -77,8 +75,7 @@ TEST_F(CAccessTokenTest, RefusedAnswerChangesNothing) {
     const std::string before = Stored("InfoSyncAccessToken");
     const std::pair<std::string, std::string> cases[] = {
         {"", "token is empty"},    {"<html>", "fail to parse"},    {"[]", "fail to parse"},
-        {"{} x", "fail to parse"}, {R"({"rsp":"text"})", "Value"}, {R"({"rsp":{"result":[1]}})", "Value"},
-    };
+        {"{} x", "fail to parse"}, {R"({"rsp":"text"})", "Value"}, {R"({"rsp":{"result":[1]}})", "Value"}};
     for (const auto& [answer, failure] : cases) {
         SCOPED_TRACE(answer);
         EXPECT_THAT(Failure([&, &text = answer] { m_token.ImportAccessToken(text); }), HasSubstr(failure));

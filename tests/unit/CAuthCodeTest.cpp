@@ -25,8 +25,7 @@ TEST_F(CAuthCodeTest, RefusedDocumentIsNotStored) {
         {"<rsp stat='OK'><auth_code>A</auth_code></rsp>", "server return failed."},
         {"<rsp stat=' ok'><auth_code>A</auth_code></rsp>", "server return failed."},
         {"<rsp><auth_code>A</auth_code></rsp>", "server return failed."},
-        {"<other stat='ok'><auth_code>A</auth_code></other>", "server return failed."},
-    };
+        {"<other stat='ok'><auth_code>A</auth_code></other>", "server return failed."}};
     for (const auto& [document, failure] : cases) {
         SCOPED_TRACE(document);
         EXPECT_EQ(Failure([&, &text = document] { m_code.ImportAuthCode(text); }), failure);

@@ -11,16 +11,14 @@ TEST_F(CJsonWebTokenTest, HoldsUntilItsSecond) {
         bool valid;
         std::string verdict;
     };
-    const Case cases[] = {
-        {R"({"user-1":{"tokenExpireTimeSec":1001}})", true, "Valid Token"},
-        {R"({"user-1":{"tokenExpireTimeSec":18446744073709551615}})", true, "Valid Token"},
-        {R"({"user-1":{"tokenExpireTimeSec":1000}})", false, "Expired Token"},
-        {R"({"user-1":{"tokenExpireTimeSec":"1001"}})", false, "Expired Token"},
-        {R"({"user-1":{}})", false, "Expired Token"},
-        {R"({"user-1":{"tokenExpireTimeSec":1001,"accessToken":[]}})", false, "No token"},
-        {R"({"user-1":null})", false, "No token"},
-        {R"({"user-0":{"tokenExpireTimeSec":1001}})", false, "No token"},
-    };
+    const Case cases[] = {{R"({"user-1":{"tokenExpireTimeSec":1001}})", true, "Valid Token"},
+                          {R"({"user-1":{"tokenExpireTimeSec":18446744073709551615}})", true, "Valid Token"},
+                          {R"({"user-1":{"tokenExpireTimeSec":1000}})", false, "Expired Token"},
+                          {R"({"user-1":{"tokenExpireTimeSec":"1001"}})", false, "Expired Token"},
+                          {R"({"user-1":{}})", false, "Expired Token"},
+                          {R"({"user-1":{"tokenExpireTimeSec":1001,"accessToken":[]}})", false, "No token"},
+                          {R"({"user-1":null})", false, "No token"},
+                          {R"({"user-0":{"tokenExpireTimeSec":1001}})", false, "No token"}};
     for (const auto& [stored, valid, verdict] : cases) {
         SCOPED_TRACE(stored);
         Fake::Reset();

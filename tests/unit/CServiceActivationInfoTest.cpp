@@ -12,17 +12,15 @@ TEST_F(CServiceActivationInfoTest, HoldsUntilItsMillisecond) {
         bool valid;
         std::string warning;
     };
-    const Case cases[] = {
-        {R"({"user-1":{"expireTime":1000001}})", true, ""},
-        {R"({"user-1":{"expireTime":1e300}})", true, ""},
-        {R"({"user-1":{"expireTime":1000000}})", false, "Expired Token"},
-        {R"({"user-1":{"expireTime":1001}})", false, "Expired Token"},
-        {R"({"user-1":{}})", false, "Expired Token"},
-        {R"({"user-1":{"expireTime":1000001,"dvcId":{}}})", false, "No token"},
-        {R"({"user-1":"text"})", false, "No token"},
-        {R"({"user-0":{"expireTime":1000001}})", false, "No token"},
-        {R"([])", false, "No token"},
-    };
+    const Case cases[] = {{R"({"user-1":{"expireTime":1000001}})", true, ""},
+                          {R"({"user-1":{"expireTime":1e300}})", true, ""},
+                          {R"({"user-1":{"expireTime":1000000}})", false, "Expired Token"},
+                          {R"({"user-1":{"expireTime":1001}})", false, "Expired Token"},
+                          {R"({"user-1":{}})", false, "Expired Token"},
+                          {R"({"user-1":{"expireTime":1000001,"dvcId":{}}})", false, "No token"},
+                          {R"({"user-1":"text"})", false, "No token"},
+                          {R"({"user-0":{"expireTime":1000001}})", false, "No token"},
+                          {R"([])", false, "No token"}};
     for (const auto& [stored, valid, warning] : cases) {
         SCOPED_TRACE(stored);
         Fake::Reset();

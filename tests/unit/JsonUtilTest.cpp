@@ -31,7 +31,7 @@ TEST_F(JsonUtilTest, RefusesWhatIsNotJsonAndSaysWhere) {
         {"[\"a\0b\"]"s, "a bare control character"},
         {"[\"a\nb\"]", "a bare control character"},
         {"[\"abc", "a text without its end at line 1, column 6"},
-        {"[\"\\x\"]", "an unknown escape"},
+        {R"(["\x"])", "an unknown escape"},
         {"[\"\\", "an unknown escape"},
         {"[\"\\u12", "four hexadecimal digits expected"},
         {"[NaN]", "a value expected"},
@@ -44,8 +44,7 @@ TEST_F(JsonUtilTest, RefusesWhatIsNotJsonAndSaysWhere) {
         {"[1e999]", "'1e999' is not a number"},
         {"\xEF\xBB\xBF{}", "a value expected"},
         {Nested(257), "nested too deep at line 1, column 257"},
-        {std::string(1000000, '['), "nested too deep"},
-    };
+        {std::string(1000000, '['), "nested too deep"}};
     for (const auto& [text, failure] : cases) {
         SCOPED_TRACE(text.substr(0, 40));
         const std::string said = Failure([&source = text] { InfoSyncUtil::ParseJson(source); });
@@ -61,15 +60,19 @@ TEST_F(JsonUtilTest, WhatIsReadIsWrittenAndReadTheSame) {
         {R"(["\u0000\ud83d\ude00\/\n"])", R"(["\u0000\ud83d\ude00/\n"])"},
         {"[\"\xC3\xA9\"]", R"(["\u00e9"])"},
         {"[\"a\xFF\xC3\"]", R"(["a\ufffd\ufffd"])"},
-        {R"(["\ud83d","\ude00x","\ud83d\u0041"])", R"(["\ufffd","\ufffdx","\ufffdA"])"},
+        {R"(["\ud83d","\ude00x","\ud83d\u0041\ud83d\ud83d\ude00"])",
+         R"(["\ufffd","\ufffdx","\ufffdA\ufffd\ud83d\ude00"])"},
         {"[18446744073709551615,-9223372036854775808]", "[18446744073709551615,-9223372036854775808]"},
-        {"true", "true"},
-    };
+        {"true", "true"}};
     for (const auto& [text, written] : cases) {
         SCOPED_TRACE(text);
         EXPECT_EQ(InfoSyncUtil::WriteJson(InfoSyncUtil::ParseJson(text)), written);
         EXPECT_EQ(InfoSyncUtil::WriteJson(InfoSyncUtil::ParseJson(written)), written);
     }
+}
+
+TEST_F(JsonUtilTest, BytesThatAreNotUtf8AreReplacedBeforeAnyoneReadsThem) {
+    EXPECT_EQ(InfoSyncUtil::ParseJson("\"a\xFF\"").asString(), "a\uFFFD");
 }
 
 TEST_F(JsonUtilTest, AcceptedAnswerCanBeReadOnceItIsStored) {
@@ -78,6 +81,11 @@ TEST_F(JsonUtilTest, AcceptedAnswerCanBeReadOnceItIsStored) {
                 HasSubstr("nested too deep"));
     EXPECT_EQ(Failure([] { InfoSyncUtil::ParseStoredObject("{\"a\":" + Nested(255) + "}"); }),
               "nothing thrown");
+    std::string wide = R"({"a":[{})";
+    for (int i = 0; i < 300; ++i) {
+        wide += ",[],{}";
+    }
+    EXPECT_EQ(Failure([&wide] { InfoSyncUtil::ParseAnswer(wide + "]}"); }), "nothing thrown");
     for (const char* text : {"[]", "null", "\"text\"", "1"}) {
         EXPECT_THAT(Failure([text] { InfoSyncUtil::ParseAnswer(text); }), HasSubstr("fail to parse"));
         EXPECT_THAT(Failure([text] { InfoSyncUtil::ParseStoredObject(text); }), HasSubstr("fail to parse"));
@@ -87,19 +95,17 @@ TEST_F(JsonUtilTest, AcceptedAnswerCanBeReadOnceItIsStored) {
 TEST_F(JsonUtilTest, TimeBeyondTheRangeIsTheNearestOne) {
     constexpr std::int64_t LOWEST = std::numeric_limits<std::int64_t>::min();
     constexpr std::int64_t HIGHEST = std::numeric_limits<std::int64_t>::max();
-    const std::pair<std::string, std::int64_t> cases[] = {
-        {"12", 12},
-        {"12.9", 12},
-        {"9223372036854775807", HIGHEST},
-        {"9223372036854775808", HIGHEST},
-        {"1e300", HIGHEST},
-        {"-1e300", LOWEST},
-        {"-9223372036854775809", LOWEST},
-        {"null", 0},
-        {"\"12\"", 0},
-        {"true", 0},
-        {"{}", 0},
-    };
+    const std::pair<std::string, std::int64_t> cases[] = {{"12", 12},
+                                                          {"12.9", 12},
+                                                          {"9223372036854775807", HIGHEST},
+                                                          {"9223372036854775808.0", HIGHEST},
+                                                          {"1e300", HIGHEST},
+                                                          {"-1e300", LOWEST},
+                                                          {"-9223372036854775809", LOWEST},
+                                                          {"null", 0},
+                                                          {"\"12\"", 0},
+                                                          {"true", 0},
+                                                          {"{}", 0}};
     for (const auto& [text, number] : cases) {
         EXPECT_EQ(InfoSyncUtil::ToInt64(InfoSyncUtil::ParseJson(text)), number) << text;
     }
