@@ -32,7 +32,8 @@ start_cloud() {
     cloud user add $USER_ID >/dev/null
     cloud device add $USER_ID Kitchen AA:BB:CC:00:00:01 --id kitchen >/dev/null
     cloud device add $USER_ID Phones AA:BB:CC:00:00:02 --id phones >/dev/null
-    cloud serve --port 0 >"$work/cloud.log" 2>&1 &
+    # Not through the function: the process to end would then be a shell's.
+    INFOSYNC_CLOUD_DIR=$work/cloud "$TOOLS/infosync-cloud" serve --port 0 >"$work/cloud.log" 2>&1 &
     server=$!
     for _ in $(seq 100); do
         grep -q 'https://127.0.0.1:' "$work/cloud.log" && return
@@ -60,4 +61,15 @@ expect_synchronised() {
         cat "$2" "$work/cloud.log" >&2
         die "the run did not synchronise: the device list holds [$listed]"
     fi
+}
+
+# The clean root with the .deb in it: $root, its service unit: $unit, the television's folder in it: $state.
+# shellcheck disable=SC2034  # for those who call it
+unpack_root() {
+    root=$work/root
+    state=$root/var/lib/bt-infosync
+    unit=$root/usr/lib/systemd/system/bt-infosync.service
+    [ -f "$STAGE/root.tar" ] || die "there is no clean root; run packaging/check-packages first"
+    mkdir "$root"
+    tar -C "$root" -xf "$STAGE/root.tar" --exclude='./dev/*'
 }
