@@ -10,7 +10,8 @@ ENDPOINTS = ("token", "activate", "app", "records")
 
 # Planned fault, what the HTTP client or the service must say of it.
 TRANSPORT = [
-    (("drop",), "request failed"),
+    # Twice: libcurl itself repeats a request when a connection that it kept turns out to be closed.
+    (("drop", "--times", "2"), "request failed"),
     (("cut", "40", "--headers"), "request failed"),
     (("cut", "5"), "request failed"),
     (("garbage",), "request failed"),
@@ -63,7 +64,8 @@ class Faults(EndToEnd):
             self.assertTrue(any(text in line for line in said), f"{text!r} not in {said}")
         after = self.tv.stored()
         for name, content in before.items():
-            self.assertEqual(after.get(name), content, name)
+            if name != "keys/InfoSyncAuthCode":  # a new code was accepted before the failure
+                self.assertEqual(after.get(name), content, name)
         return lines
 
     def converges(self):
@@ -128,7 +130,7 @@ class Faults(EndToEnd):
         for endpoint, (name, (body, text)) in itertools.product(ENDPOINTS, BODIES.items()):
             with self.subTest(endpoint=endpoint, body=name):
                 self.fault_body(endpoint, body)
-                self.fails(text)
+                self.fails(text if body or endpoint != "token" else "token is empty")
                 self.converges()
 
     def test_bodies_cut_at_every_16th_byte(self):
@@ -137,8 +139,8 @@ class Faults(EndToEnd):
         self.forget_tokens()
         self.tv.sync()
         for endpoint, exchange in zip(ENDPOINTS, self.cloud.exchanges()):
-            body = exchange["response_body"].encode()
-            for length in range(0, len(body), 16):
+            body = exchange["response"]["body"].encode()
+            for length in range(16, len(body), 16):
                 with self.subTest(endpoint=endpoint, length=length):
                     self.fault_body(endpoint, body[:length])
                     self.fails("fail to parse", level="W")
@@ -160,7 +162,7 @@ class Faults(EndToEnd):
         for endpoint, exchange in zip(ENDPOINTS, self.cloud.exchanges()):
             for path, value in itertools.product(used[endpoint], wrong):
                 with self.subTest(endpoint=endpoint, member=path, value=value):
-                    answer = json.loads(exchange["response_body"])
+                    answer = json.loads(exchange["response"]["body"])
                     *parents, last = path.split(".")
                     holder = answer
                     for parent in parents:
@@ -181,6 +183,8 @@ class Faults(EndToEnd):
         lines = self.tv.sync()
         self.assertEqual(list(self.tv.devices()), ["good"])
         self.assertEqual(sum("skip record" in line for line in messages(lines, "E")), len(rows))
+        # The cloud never gave that mark out: it refuses it once, and everything is downloaded.
+        self.tv.sync()
         self.tv.sync()
         self.assertEqual(set(self.tv.devices()), {"good"} | self.BASE)
 

@@ -42,11 +42,11 @@ class Cloud:
 
     def start(self, *options):
         self.process = subprocess.Popen(
-            [BIN / "infosync-cloud", "--dir", self.folder, "serve", "--port", "0", "--record", self.recording, *options],
+            [BIN / "infosync-cloud", "--dir", self.folder, "serve", "--port", "0", "--quiet", "--record", self.recording,
+             *options],
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         first = self.process.stdout.readline()
         self.port = int(re.search(r"https://127\.0\.0\.1:(\d+)", first).group(1))
-        # Later lines go to a file, so that a full pipe never stops the server.
         return self
 
     def stop(self):

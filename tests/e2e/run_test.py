@@ -41,22 +41,22 @@ class Run(EndToEnd):
         self.tv.sync()
         token, activate, app_token, records = self.cloud.exchanges()
         agent = "User-Agent: {model};{software_version};bt-orbmanager=1.0.0;Tizen={tizen_version}".format(**self.system())
-        own = [line for line in token["request_headers"] if not line.startswith(("Host:", "Accept:"))]
+        own = [line for line in token["request"]["headers"] if not line.startswith(("Host:", "Accept:"))]
         self.assertEqual(own, [
             "Content-Type: application/x-www-form-urlencoded; charset=utf-8",
-            f"Content-Length: {len(token['request_body'])}",
+            f"Content-Length: {len(token['request']['body'])}",
             "Package-Name: com.quorlen.tv.bt-orbmanager",
             "Package-Version: 1.0.0",
             "Client-OS-Verseion: Tizen 6.5",
             "Client-Model: Ostra9",
         ])
-        self.assertIn(agent + ";", activate["request_headers"])
-        self.assertIn(agent + ";", app_token["request_headers"])
-        self.assertIn("Content-Length: 0", app_token["request_headers"])
-        self.assertEqual(app_token["request_body"], "")
-        self.assertIn(agent + "; ;", records["request_headers"])
+        self.assertIn(agent + ";", activate["request"]["headers"])
+        self.assertIn(agent + ";", app_token["request"]["headers"])
+        self.assertIn("Content-Length: 0", app_token["request"]["headers"])
+        self.assertEqual(app_token["request"]["body"], "")
+        self.assertIn(agent + "; ;", records["request"]["headers"])
         jwt = json.loads(self.tv.key("InfoSyncJWT"))[USER]["accessToken"]
-        self.assertIn(f"Authorization: Bearer {jwt}", records["request_headers"])
+        self.assertIn(f"Authorization: Bearer {jwt}", records["request"]["headers"])
 
     def system(self):
         import configparser
