@@ -26,9 +26,9 @@ std::string Bounded(const char* format) {
         if (*format == '\0') {
             break;
         }
-        const std::size_t specification = 1 + std::strspn(format + 1, "-+ #0'I$123456789*");
-        bounded.append(format, specification);
-        format += specification;
+        const std::size_t flags = 1 + std::strspn(format + 1, "-+ #0'I$123456789*");
+        bounded.append(format, flags);
+        format += flags;
         if (*format == 's') {
             bounded += precision;
         }
