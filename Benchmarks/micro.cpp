@@ -65,7 +65,7 @@ void Forget() {
 void FirstMerge(benchmark::State& state) {
     Television().SetLogLevel("W");
     const std::string batch = Batch(state.range(0));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         Forget();
         CDeviceInfo info;
         info.Init(USER);
@@ -82,7 +82,7 @@ void LaterMerge(benchmark::State& state) {
     CDeviceInfo first;
     first.Init(USER);
     first.ImportData(Batch(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         CDeviceInfo info;
         info.Init(USER);
         info.ImportData(R"({"meta":{"synced_timestamp":1700000000001},"records":[]})");
@@ -96,7 +96,7 @@ void DeviceListRebuild(benchmark::State& state) {
     CDeviceInfo info;
     info.Init(USER);
     info.ImportData(Batch(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         info.UpdateDeviceList();
     }
     state.SetComplexityN(state.range(0));
@@ -105,7 +105,7 @@ void DeviceListRebuild(benchmark::State& state) {
 void LogLine(benchmark::State& state, const char* level, std::size_t length) {
     Television().SetLogLevel(level);
     const std::string text(length, 'x');
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         INFOSYNC_LOG(DLOG_INFO, "%s", text.c_str());
     }
 }

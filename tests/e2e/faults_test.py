@@ -158,7 +158,7 @@ class Faults(EndToEnd):
             "app": ("rcode", "accessToken", "tokenExpireTimeSec"),
             "records": ("meta", "meta.synced_timestamp", "records"),
         }
-        wrong = (None, True, -1, 1e300, 18446744073709551615, "text", [], {}, [[]], {"a": {}})
+        wrong = ("missing", "twice", None, True, -1, 1e300, 18446744073709551615, "text", [], {}, [[]], {"a": {}})
         for endpoint, exchange in zip(ENDPOINTS, self.cloud.exchanges()):
             for path, value in itertools.product(used[endpoint], wrong):
                 with self.subTest(endpoint=endpoint, member=path, value=value):
@@ -167,8 +167,13 @@ class Faults(EndToEnd):
                     holder = answer
                     for parent in parents:
                         holder = holder[parent]
-                    holder[last] = value
-                    self.fault_body(endpoint, json.dumps(answer).encode())
+                    good = holder.pop(last)
+                    if value != "missing":
+                        holder[last] = good if value == "twice" else value
+                    body = json.dumps(answer)
+                    if value == "twice":
+                        body = body.replace(f'"{last}":', f'"{last}": [], "{last}":', 1)
+                    self.fault_body(endpoint, body.encode())
                     self.forget_tokens()
                     lines = self.tv.sync(level="W")
                     self.assertEqual(messages(lines)[-1], "<<Not Error>>End main loop")

@@ -80,7 +80,7 @@ class Store(EndToEnd):
                 self.assertEqual(self.tv.devices()["kitchen"]["users"], [USER])
 
     def test_a_store_that_cannot_be_written(self):
-        """A full disk: a tmpfs too small for what a run stores."""
+        """A full disk and a read-only one: a tmpfs too small for what a run stores, then closed to writing."""
         small = self.folder / "small"
         small.mkdir()
         mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=16k", "tmpfs", small], capture_output=True, check=False)
@@ -91,10 +91,11 @@ class Store(EndToEnd):
         ini = (self.tv.folder / "tv.ini").read_text()
         (small / "tv.ini").write_text(ini)
         (small / "filler").write_bytes(b"x" * (4096 * 2))
-        done = tool(BIN / "bt-infosync", env={**os.environ, "INFOSYNC_TV_DIR": str(small)})
-        self.assertIn("CKMC error", done.stderr)
-        (small / "filler").unlink()
-        subprocess.run(["mount", "-o", "remount,size=1m", small], check=True)
+        for option in ("size=16k", "ro"):
+            subprocess.run(["mount", "-o", f"remount,{option}", small], check=True)
+            done = tool(BIN / "bt-infosync", env={**os.environ, "INFOSYNC_TV_DIR": str(small)})
+            self.assertIn("CKMC error", done.stderr)
+        subprocess.run(["mount", "-o", "remount,rw,size=1m", small], check=True)
         tool(BIN / "bt-infosync", env={**os.environ, "INFOSYNC_TV_DIR": str(small)})
         listed = json.loads((small / "settings/db/com.quorlen.tv.bt-orbmanager/btinfosync/devices").read_text())
         self.assertEqual(set(listed), self.BASE)
