@@ -13,7 +13,6 @@
 #include <openssl/rand.h>
 
 #include <array>
-#include <cstdio>
 #include <ctime>
 #include <map>
 #include <memory>
@@ -193,7 +192,7 @@ std::string Cdid(const std::string& tizenId) {
     std::string text;
     for (const unsigned char byte : bytes) {
         std::array<char, 3> hex{};
-        std::snprintf(hex.data(), hex.size(), "%02X", byte);
+        g_snprintf(hex.data(), hex.size(), "%02X", byte);
         text += hex.data();
     }
     return text;
@@ -325,14 +324,14 @@ void Synchronise(const std::string& folder) {
 
 int main(int argc, char** argv) {
     if (argc != 2) {
-        std::fputs("usage: floor TELEVISION-FOLDER\n", stderr);
+        g_printerr("usage: floor TELEVISION-FOLDER\n");
         return 2;
     }
     try {
         Synchronise(argv[1]);
         return 0;
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "floor: %s\n", e.what());
+        g_printerr("floor: %s\n", e.what());
         return 1;
     }
 }

@@ -14,6 +14,8 @@
 namespace {
 
 constexpr char USER[] = "ann@example.com";
+constexpr char UUIDS[] =
+    R"(","uuids":"0000110a-0000-1000-8000-00805f9b34fb,0000110b-0000-1000-8000-00805f9b34fb"})";
 
 /** A television in a temporary folder, gone with the process. */
 class ScratchTelevision {
@@ -49,9 +51,8 @@ std::string Batch(std::int64_t count) {
     std::string text = R"({"meta":{"synced_timestamp":1700000000000},"records":[)";
     for (std::int64_t i = 0; i < count; ++i) {
         const std::string n = std::to_string(1000000 + i);
-        text += i == 0 ? "" : ",";
-        text += R"({"record_id":"r)" + n + R"(","name":"Speaker )" + n + R"(","address":"AA:BB:)" + n +
-                R"(","uuids":"0000110a-0000-1000-8000-00805f9b34fb,0000110b-0000-1000-8000-00805f9b34fb"})";
+        text.append(i == 0 ? "" : ",").append(R"({"record_id":"r)").append(n).append(R"(","name":"Speaker )");
+        text.append(n).append(R"(","address":"AA:BB:)").append(n).append(UUIDS);
     }
     return text + "]}";
 }
