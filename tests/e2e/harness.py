@@ -15,7 +15,6 @@ import unittest
 
 BIN = pathlib.Path(os.environ["INFOSYNC_BIN"])
 USER = "ann@example.com"
-AUDIO_SINK = "0000110b-0000-1000-8000-00805f9b34fb"
 OWNER = "db/com.quorlen.tv.bt-orbmanager/btinfosync"
 
 LINE = re.compile(r"^(?P<priority>[VDIWEF])/(?P<tag>\S+?) *\( *\d+\): (?P<text>.*)$")
@@ -39,6 +38,7 @@ class Cloud:
         self.run("init")
         self.run("user", "add", USER)
         self.process = None
+        self._seen = 0
 
     def start(self, *options):
         self.process = subprocess.Popen(
@@ -61,7 +61,7 @@ class Cloud:
     def exchanges(self):
         """What was asked and answered since the last call."""
         lines = self.recording.read_text().splitlines() if self.recording.exists() else []
-        seen, self._seen = getattr(self, "_seen", 0), len(lines)
+        seen, self._seen = self._seen, len(lines)
         return [json.loads(line) for line in lines[seen:]]
 
 

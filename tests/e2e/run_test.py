@@ -1,11 +1,14 @@
 """Whole runs of the service against the local cloud, over TLS."""
 
+import configparser
 import json
 import pathlib
 import time
 import unittest
 
-from harness import AUDIO_SINK, USER, EndToEnd, messages
+import jsonschema
+
+from harness import USER, EndToEnd, messages
 
 SCHEMA = pathlib.Path(__file__).parents[2] / "docs" / "device-list.schema.json"
 
@@ -59,7 +62,6 @@ class Run(EndToEnd):
         self.assertIn(f"Authorization: Bearer {jwt}", records["request"]["headers"])
 
     def system(self):
-        import configparser
         ini = configparser.ConfigParser(strict=False)
         ini.read(self.tv.folder / "tv.ini")
         return ini["system"]
@@ -87,7 +89,6 @@ class Run(EndToEnd):
 
     def validated(self, text):
         """What a JSON Schema validator has to say of the stored list."""
-        import jsonschema
         schema = json.loads(SCHEMA.read_text())
         return [e.message for e in jsonschema.Draft202012Validator(schema).iter_errors(json.loads(text))]
 
