@@ -1,6 +1,7 @@
 #include <dlog.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -56,27 +57,73 @@ private:
 
 /** @return the number of bytes written, or a negative error number */
 int WriteAll(int descriptor, std::string_view text) {
-    BrokenPipeGuard guard;
     const auto whole = static_cast<int>(text.size());
     while (!text.empty()) {
         const ssize_t written = write(descriptor, text.data(), text.size());
         if (written >= 0) {
             text.remove_prefix(static_cast<std::size_t>(written));
         } else if (errno != EINTR) {
-            const int error = errno;
-            if (error == EPIPE) {
-                guard.Raised();
-            }
-            return -error;
+            return -errno;
         }
     }
     return whole;
 }
 
+/** The same to what may be a pipe. */
+int WriteAllGuarded(int descriptor, std::string_view text) {
+    BrokenPipeGuard guard;
+    const int result = WriteAll(descriptor, text);
+    if (result == -EPIPE) {
+        guard.Raised();
+    }
+    return result;
+}
+
+/** The log's file, kept open while its path names it: opening it for each entry costs more than the entry. */
+class LogFile {
+public:
+    LogFile() = default;
+    ~LogFile() {
+        Close();
+    }
+    LogFile(const LogFile&) = delete;
+    LogFile& operator=(const LogFile&) = delete;
+
+    /** @return 0, or the error number of the opening */
+    int Open(const std::string& path) {
+        struct stat named = {};
+        if (m_descriptor >= 0 && stat(path.c_str(), &named) == 0 && named.st_dev == m_status.st_dev &&
+            named.st_ino == m_status.st_ino) {
+            return 0;
+        }
+        Close();
+        // A named pipe never blocks us.
+        m_descriptor =
+            open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
+        return m_descriptor >= 0 && fstat(m_descriptor, &m_status) == 0 ? 0 : errno;
+    }
+
+    int Write(const std::string& lines) const {
+        return S_ISREG(m_status.st_mode) ? WriteAll(m_descriptor, lines)
+                                         : WriteAllGuarded(m_descriptor, lines);
+    }
+
+private:
+    void Close() {
+        if (m_descriptor >= 0) {
+            close(m_descriptor);
+        }
+        m_descriptor = -1;
+    }
+
+    int m_descriptor = -1;
+    struct stat m_status = {};
+};
+
 /** The log viewer's brief form: tag and process id stand in columns where they are short. */
 std::string Head(int priority, const char* tag) {
+    static const std::string pid = std::to_string(getpid());
     std::string head = {LETTERS[static_cast<std::size_t>(priority - DLOG_VERBOSE)], '/'};
-    const std::string pid = std::to_string(getpid());
     head += tag;
     head.resize(std::max(head.size(), std::size_t{10}), ' ');
     head += '(';
@@ -103,16 +150,13 @@ public:
         }
     }
 
-    /** Next to free for an entry below the level: for such, tv.ini is looked at once in a clock tick. */
+    /** Next to free for an entry below the level: tv.ini is looked at once in a clock tick. */
     bool IsWanted(int priority) {
-        timespec now = {};
-        clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-        const std::int64_t tick = std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-        if (priority < m_level.load() && tick == m_tick.load()) {
-            return false;
+        const std::int64_t tick = TvFolder::Tick();
+        if (tick != m_tick.load()) {
+            Refresh();
+            m_tick.store(tick);
         }
-        Refresh();
-        m_tick.store(tick);
         return priority >= m_level.load();
     }
 
@@ -126,13 +170,14 @@ private:
     void Refresh() {
         const std::shared_ptr<const TvIni> ini = TvFolder::ReadIni();
         const std::lock_guard<std::mutex> lock(m_mutex);
+        m_fileIsCurrent = false;
         if (ini == m_ini) {
             return;
         }
         m_ini = ini;
         m_level.store(LevelOf(*ini));
         const auto file = ini->Text(TvKeys::LOG_FILE);
-        m_file = file ? TvFolder::Resolve(*file) : std::string();
+        m_path = file ? TvFolder::Resolve(*file) : std::string();
         const std::string warning = Warning(ini->Problem(), m_iniProblem);
         if (!warning.empty()) {
             WriteLocked(warning);
@@ -140,19 +185,19 @@ private:
     }
 
     int WriteLocked(const std::string& lines) {
-        if (m_file.empty()) {
-            return WriteAll(STDERR_FILENO, lines);
+        if (m_path.empty()) {
+            return WriteAllGuarded(STDERR_FILENO, lines);
         }
-        // Opened for each entry, so that the file may be moved away meanwhile; a named pipe never blocks us.
-        const int descriptor = open(m_file.c_str(), LOG_FILE_FLAGS, 0600);
-        if (descriptor < 0) {
-            const std::string problem = m_file + ": " + std::generic_category().message(errno) +
-                                        "; the log goes to standard error instead";
-            return WriteAll(STDERR_FILENO, Warning(problem, m_fileProblem) + lines);
+        if (!m_fileIsCurrent) {
+            const int error = m_file.Open(m_path);
+            if (error != 0) {
+                const std::string problem = m_path + ": " + std::generic_category().message(error) +
+                                            "; the log goes to standard error instead";
+                return WriteAllGuarded(STDERR_FILENO, Warning(problem, m_fileProblem) + lines);
+            }
+            m_fileIsCurrent = true;
         }
-        const int result = WriteAll(descriptor, lines);
-        close(descriptor);
-        return result;
+        return m_file.Write(lines);
     }
 
     /** What is wrong as log lines; empty while that has been told already, or where the level hides it. */
@@ -165,13 +210,13 @@ private:
                                                              : LogText::Split(Head(DLOG_WARN, "TV"), problem);
     }
 
-    static constexpr int LOG_FILE_FLAGS = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-
     std::atomic<int> m_level{DLOG_UNKNOWN};
     std::atomic<std::int64_t> m_tick{-1};
     std::mutex m_mutex;
     std::shared_ptr<const TvIni> m_ini;
-    std::string m_file;
+    std::string m_path;
+    LogFile m_file;
+    bool m_fileIsCurrent = false;
     std::string m_iniProblem;
     std::string m_fileProblem;
 };

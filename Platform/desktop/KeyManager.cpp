@@ -1,11 +1,9 @@
 #include <ckmc/ckmc-manager.h>
 #include <dlog.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -14,8 +12,6 @@
 #include "TvFolder.h"
 
 namespace {
-
-using Buffer = std::unique_ptr<ckmc_raw_buffer_s, decltype(&ckmc_buffer_free)>;
 
 /** Runs an operation on the alias's file; what goes wrong ends in the log and as the key manager's error. */
 template <typename Operation>
@@ -50,7 +46,7 @@ int ckmc_save_data(const char* alias, const ckmc_raw_buffer_s data, const ckmc_p
             return CKMC_ERROR_DB_ALIAS_EXISTS;
         }
         const auto* bytes = reinterpret_cast<const char*>(data.data);
-        TvFolder::WriteFile(path, bytes == nullptr ? std::string() : std::string(bytes, data.size));
+        TvFolder::WriteFile(path, {bytes, data.size});
         // The folder may have been made by hand, or copied.
         fs::permissions(fs::path(path).parent_path(), fs::perms::owner_all);
         return CKMC_ERROR_NONE;
@@ -62,18 +58,12 @@ int ckmc_get_data(const char* alias, const char* password, ckmc_raw_buffer_s** d
         return CKMC_ERROR_INVALID_PARAMETER;
     }
     return OnRecord(alias, [&](const std::string& path) -> int {
-        const std::string content = TvFolder::ReadFile(path);
-        Buffer buffer(static_cast<ckmc_raw_buffer_s*>(std::calloc(1, sizeof(ckmc_raw_buffer_s))),
-                      &ckmc_buffer_free);
-        // One byte more, so that an empty record has an address too.
-        auto* bytes = static_cast<unsigned char*>(std::malloc(content.size() + 1));
-        if (!buffer || bytes == nullptr) {
-            std::free(bytes);
+        TvFolder::Bytes content = TvFolder::ReadBytes(path);
+        *data = static_cast<ckmc_raw_buffer_s*>(std::calloc(1, sizeof(ckmc_raw_buffer_s)));
+        if (*data == nullptr) {
             throw std::bad_alloc();
         }
-        std::copy(content.begin(), content.end(), bytes);
-        *buffer = {bytes, content.size()};
-        *data = buffer.release();
+        **data = {reinterpret_cast<unsigned char*>(content.data.release()), content.size};
         return CKMC_ERROR_NONE;
     });
 }

@@ -17,24 +17,19 @@ namespace {
  * megabytes are logged. One byte above the longest message, so that a cut still shows in the length.
  */
 std::string Bounded(const char* format) {
-    const std::string precision = "." + std::to_string(LONGEST_MESSAGE + 1);
+    static const std::string precision = "." + std::to_string(LONGEST_MESSAGE + 1);
     std::string bounded;
-    while (*format != '\0') {
-        const std::size_t text = std::strcspn(format, "%");
-        bounded.append(format, text);
-        format += text;
-        if (*format == '\0') {
-            break;
+    bool inConversion = false;
+    for (; *format != '\0'; ++format) {
+        if (!inConversion) {
+            inConversion = *format == '%';
+        } else if (std::strchr("-+ #0'I$123456789*", *format) == nullptr) {
+            inConversion = false;
+            if (*format == 's') {
+                bounded += precision;
+            }
         }
-        const std::size_t flags = 1 + std::strspn(format + 1, "-+ #0'I$123456789*");
-        bounded.append(format, flags);
-        format += flags;
-        if (*format == 's') {
-            bounded += precision;
-        }
-        if (*format != '\0') {
-            bounded += *format++;
-        }
+        bounded += *format;
     }
     return bounded;
 }

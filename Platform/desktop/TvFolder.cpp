@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
@@ -161,7 +162,24 @@ std::shared_ptr<const TvIni> ReadIni() {
     return ini;
 }
 
-std::string ReadFile(const std::string& path) {
+std::int64_t Tick() {
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
+}
+
+std::shared_ptr<const TvIni> ReadIniOncePerTick() {
+    thread_local std::int64_t readAt = -1;
+    thread_local std::shared_ptr<const TvIni> ini;
+    const std::int64_t tick = Tick();
+    if (tick != readAt) {
+        ini = ReadIni();
+        readAt = tick;
+    }
+    return ini;
+}
+
+Bytes ReadBytes(const std::string& path) {
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
         Fail(errno, path);
@@ -178,11 +196,15 @@ std::string ReadFile(const std::string& path) {
     if (g_file_get_contents(path.c_str(), &content, &length, &error) == FALSE) {
         Fail(error);
     }
-    const std::unique_ptr<char, decltype(&g_free)> owned(content, &g_free);
-    return {content, length};
+    return {{content, &std::free}, length};
 }
 
-void WriteFile(const std::string& path, const std::string& content) {
+std::string ReadFile(const std::string& path) {
+    const Bytes bytes = ReadBytes(path);
+    return {bytes.data.get(), bytes.size};
+}
+
+void WriteFile(const std::string& path, std::string_view content) {
     const std::string folder = FolderOf(path);
     if (g_mkdir_with_parents(folder.c_str(), FOLDER_MODE) != 0) {
         throw std::runtime_error(folder + ": " + g_strerror(errno));

@@ -1,9 +1,13 @@
 /** The folder that stands for a television: where its files are, and how they are read and written. */
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 class TvIni;
 
@@ -26,11 +30,26 @@ std::optional<std::string> KeyPath(const std::string& alias);
 /** The television as tv.ini has it now. The same object as before when the file has not changed. */
 std::shared_ptr<const TvIni> ReadIni();
 
+/** The coarse clock's time, which steps every few milliseconds and is cheap to read. */
+std::int64_t Tick();
+
+/** The television as tv.ini had it at this tick's first look: for what is asked once for each record. */
+std::shared_ptr<const TvIni> ReadIniOncePerTick();
+
+/** Bytes as GLib made them, with a NUL after the last; from GLib's allocator, which is malloc. */
+struct Bytes {
+    std::unique_ptr<char, decltype(&std::free)> data;
+    std::size_t size;
+};
+
 /**
  * The file's bytes.
  * @throws std::system_error with ENOENT where there is none, std::runtime_error for any other failure, which
  * includes what is no ordinary file or is over 256 MiB
  */
+Bytes ReadBytes(const std::string& path);
+
+/** The same as a text. */
 std::string ReadFile(const std::string& path);
 
 /**
@@ -38,7 +57,7 @@ std::string ReadFile(const std::string& path);
  * new content, never a part of it; after the return the content survives a power cut.
  * @throws std::runtime_error, with the file as it was
  */
-void WriteFile(const std::string& path, const std::string& content);
+void WriteFile(const std::string& path, std::string_view content);
 
 /** Deletes the file, durably. @throws std::system_error with ENOENT where there is none, else with the reason
  */

@@ -3,11 +3,11 @@
 #include <vconf.h>
 
 #include <cerrno>
-#include <cstring>
 #include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 #include "TvFolder.h"
@@ -29,9 +29,9 @@ void LogFailure(const char* key, const std::exception& error) {
 }
 
 /** The key's text; nothing where there is none, and, with a line in the log, where it cannot be read. */
-std::optional<std::string> Read(const char* key) {
+std::optional<TvFolder::Bytes> Read(const char* key) {
     try {
-        return TvFolder::ReadFile(PathOf(key));
+        return TvFolder::ReadBytes(PathOf(key));
     } catch (const std::system_error& error) {
         if (error.code() != std::errc::no_such_file_or_directory) {
             LogFailure(key, error);
@@ -42,7 +42,7 @@ std::optional<std::string> Read(const char* key) {
     return std::nullopt;
 }
 
-int Write(const char* key, const std::string& text) {
+int Write(const char* key, std::string_view text) {
     try {
         TvFolder::WriteFile(PathOf(key), text);
         return 0;
@@ -61,7 +61,7 @@ int vconf_get_int(const char* in_key, int* intval) {
     }
     // Whoever writes the file by hand ends it with a newline.
     gint64 number = 0;
-    if (g_ascii_string_to_signed(g_strchomp(text->data()), 10, std::numeric_limits<int>::min(),
+    if (g_ascii_string_to_signed(g_strchomp(text->data.get()), 10, std::numeric_limits<int>::min(),
                                  std::numeric_limits<int>::max(), &number, nullptr) == FALSE) {
         __dlog_print(LOG_ID_MAIN, DLOG_ERROR, TAG, "%s: not an integer", in_key);
         return -1;
@@ -75,8 +75,8 @@ int vconf_set_int(const char* in_key, int intval) {
 }
 
 char* vconf_get_str(const char* in_key) {
-    const auto text = Read(in_key);
-    return text ? strdup(text->c_str()) : nullptr;
+    auto text = Read(in_key);
+    return text ? text->data.release() : nullptr;
 }
 
 int vconf_set_str(const char* in_key, const char* strval) {

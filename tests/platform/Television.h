@@ -10,6 +10,9 @@
 #include <iomanip>
 #include <sstream>
 #include <string>
+#include <thread>
+
+#include "TvFolder.h"
 
 class Television : public ::testing::Test {
 protected:
@@ -29,6 +32,7 @@ protected:
     void Put(const std::string& name, const std::string& content) {
         std::filesystem::create_directories(File(name).parent_path());
         std::ofstream(File(name), std::ios::binary) << content;
+        NextTick();
     }
     std::string Get(const std::string& name) {
         std::ostringstream text;
@@ -39,6 +43,7 @@ protected:
     std::string Logged() {
         std::string text = Get("log");
         std::filesystem::remove(File("log"));
+        NextTick();
         std::ostringstream pid;
         pid << '(' << std::setw(5) << getpid() << ')';
         for (auto at = text.find(pid.str()); at != std::string::npos; at = text.find(pid.str(), at)) {
@@ -54,6 +59,13 @@ protected:
     }
 
 private:
+    /** Files are looked at once in a tick at most. */
+    static void NextTick() {
+        const auto now = TvFolder::Tick();
+        while (TvFolder::Tick() == now) {
+            std::this_thread::yield();
+        }
+    }
     static std::filesystem::path MakeFolder() {
         std::string name = (std::filesystem::temp_directory_path() / "platform-tests-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) {
