@@ -1,4 +1,5 @@
 #include <bluetooth.h>
+#include <dlfcn.h>
 #include <dlog.h>
 #include <glib.h>
 
@@ -8,8 +9,8 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
-#include <unordered_map>
 
 #include "Bluez.h"
 #include "TvFolder.h"
@@ -17,39 +18,55 @@
 
 namespace {
 
-/** Bonded or not, by address in upper case. */
-using Devices = std::unordered_map<std::string, bool>;
+using Bluez::Devices;
 
 std::string UpperCase(const char* text) {
     const std::unique_ptr<char, decltype(&g_free)> upper(g_ascii_strup(text, -1), &g_free);
     return upper.get();
 }
 
-bool IsFromBluez(const TvIni& ini) {
-    return ini.Text(TvKeys::BT_SOURCE) == "bluez";
-}
-
-/** The devices that tv.ini lists, put into a table anew when the file has changed. */
-class ListedDevices {
+/** What tv.ini says of the adapter, taken out of it anew when the file has changed. */
+class Settings {
 public:
-    const Devices& Get(const std::shared_ptr<const TvIni>& ini) {
-        if (ini != m_ini) {
-            m_devices.clear();
-            for (const std::string& address : ini->List(TvKeys::KNOWN)) {
-                m_devices[UpperCase(address.c_str())] = false;
-            }
-            for (const std::string& address : ini->List(TvKeys::BONDED)) {
-                m_devices[UpperCase(address.c_str())] = true;
-            }
-            m_ini = ini;
+    void Refresh() {
+        const auto ini = TvFolder::ReadIniOncePerTick();
+        if (ini == m_ini) {
+            return;
         }
+        m_isFromBluez = ini->Text(TvKeys::BT_SOURCE) == "bluez";
+        m_devices.clear();
+        for (const std::string& address : ini->List(TvKeys::KNOWN)) {
+            m_devices[UpperCase(address.c_str())] = false;
+        }
+        for (const std::string& address : ini->List(TvKeys::BONDED)) {
+            m_devices[UpperCase(address.c_str())] = true;
+        }
+        m_ini = ini;
+    }
+    bool IsFromBluez() const {
+        return m_isFromBluez;
+    }
+    const Devices& Listed() const {
         return m_devices;
     }
 
 private:
     std::shared_ptr<const TvIni> m_ini;
+    bool m_isFromBluez = false;
     Devices m_devices;
 };
+
+Devices ReadFromBluez() {
+    // Never closed: GIO's types cannot be unloaded.
+    static void* const module = dlopen(Bluez::MODULE, RTLD_NOW);
+    void* const read = module == nullptr ? nullptr : dlsym(module, Bluez::READ_DEVICES);
+    if (read == nullptr) {
+        throw std::runtime_error(dlerror());
+    }
+    Devices devices;
+    reinterpret_cast<Bluez::ReadDevices*>(read)(devices);
+    return devices;
+}
 
 /** What BlueZ said last; it is asked again after some seconds, not for each of many thousand look-ups. */
 class BluezDevices {
@@ -71,7 +88,7 @@ private:
     void Read() {
         std::string problem;
         try {
-            m_devices = Bluez::ReadDevices();
+            m_devices = ReadFromBluez();
         } catch (const std::exception& error) {
             m_devices.reset();
             problem = error.what();
@@ -89,7 +106,7 @@ private:
 
 struct Adapter {
     bool initialized = false;
-    ListedDevices listed;
+    Settings settings;
     BluezDevices bluez;
 };
 
@@ -113,12 +130,12 @@ int MakeInfo(const std::string& address, bool isBonded, bt_device_info_s** info)
 
 int bt_initialize(void) {
     Adapter& adapter = TheAdapter();
-    const auto ini = TvFolder::ReadIni();
-    if (IsFromBluez(*ini)) {
+    adapter.settings.Refresh();
+    if (adapter.settings.IsFromBluez()) {
         adapter.initialized = adapter.bluez.Get() != nullptr;
         return adapter.initialized ? BT_ERROR_NONE : BT_ERROR_OPERATION_FAILED;
     }
-    const auto result = static_cast<int>(ini->Integer(TvKeys::BT_INIT_RESULT));
+    const auto result = static_cast<int>(TvFolder::ReadIni()->Integer(TvKeys::BT_INIT_RESULT));
     adapter.initialized = result == BT_ERROR_NONE;
     return result;
 }
@@ -141,8 +158,9 @@ int bt_adapter_get_bonded_device_info(const char* remote_address, bt_device_info
     if (!adapter.initialized) {
         return BT_ERROR_NOT_INITIALIZED;
     }
-    const auto ini = TvFolder::ReadIni();
-    const Devices* devices = IsFromBluez(*ini) ? adapter.bluez.Get() : &adapter.listed.Get(ini);
+    adapter.settings.Refresh();
+    const Devices* devices =
+        adapter.settings.IsFromBluez() ? adapter.bluez.Get() : &adapter.settings.Listed();
     if (devices == nullptr) {
         return BT_ERROR_OPERATION_FAILED;
     }

@@ -5,9 +5,9 @@
 #include <memory>
 #include <stdexcept>
 
-namespace Bluez {
-
 namespace {
+
+using Bluez::Devices;
 
 constexpr int TIMEOUT_MS = 5000;
 
@@ -135,13 +135,12 @@ void AddDevice(GVariant* device, Devices& devices) {
 
 }  // namespace
 
-Devices ReadDevices() {
+void infosync_bluez_read_devices(Devices& devices) {
     PrivateLoop loop;
     const Object<GDBusConnection> connection = Connect(loop);
     const Variant answer = GetManagedObjects(connection.get(), loop);
     const Variant objects(g_variant_get_child_value(answer.get(), 0), &g_variant_unref);
 
-    Devices devices;
     bool hasAdapter = false;
     for (gsize i = 0; i < g_variant_n_children(objects.get()); ++i) {
         const Variant entry(g_variant_get_child_value(objects.get(), i), &g_variant_unref);
@@ -155,7 +154,4 @@ Devices ReadDevices() {
     if (!hasAdapter) {
         throw std::runtime_error("BlueZ has no Bluetooth adapter");
     }
-    return devices;
 }
-
-}  // namespace Bluez
