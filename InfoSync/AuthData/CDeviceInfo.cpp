@@ -74,6 +74,10 @@ bool HasTexts(const Json::Value& record, const std::string& recordId) {
     return true;
 }
 
+Json::Value AsText(const Json::Value& value) {
+    return value.isString() ? value : Json::Value(value.asString());
+}
+
 /** The stored device list; null when there is none. @throws CInfoSyncException when it is not JSON */
 Json::Value ReadDeviceList() {
     const std::string text = InfoSyncUtil::GetDeviceList();
@@ -90,13 +94,12 @@ Json::Value ReadDeviceList() {
  * takes longer to make than the list.
  */
 std::string IndentedForLog(const Json::Value& list) {
-    constexpr Json::ArrayIndex MORE_THAN_AN_ENTRY_SHOWS = 1000;
-    if (list.size() <= MORE_THAN_AN_ENTRY_SHOWS) {
-        return list.toStyledString();
-    }
-    Json::Value shown;
-    for (auto entry = list.begin(); shown.size() < MORE_THAN_AN_ENTRY_SHOWS; ++entry) {
-        shown[entry.name()] = *entry;
+    constexpr std::size_t MORE_THAN_AN_ENTRY_SHOWS = 16384;
+    Json::Value shown = list.isObject() ? Json::Value(Json::objectValue) : list;
+    std::size_t length = 0;
+    for (auto device = list.begin(); device != list.end() && length < MORE_THAN_AN_ENTRY_SHOWS; ++device) {
+        shown[device.name()] = *device;
+        length += device.name().size() + InfoSyncUtil::WriteJson(*device).size();
     }
     return shown.toStyledString();
 }
@@ -114,7 +117,10 @@ void CDeviceInfo::ReadFromSecureStorage() {
     try {
         std::string text;
         InfoSyncUtil::GetData(m_alias, text);
-        m_data = InfoSyncUtil::ParseStoredObject(text);
+        if (m_text.empty() || text != m_text) {
+            m_data = InfoSyncUtil::ParseStoredObject(text);
+            m_text = std::move(text);
+        }
     } catch (const std::exception& e) {
         INFOSYNC_LOG(DLOG_ERROR, "exception: %s, No data", e.what());
     }
@@ -122,7 +128,7 @@ void CDeviceInfo::ReadFromSecureStorage() {
 
 void CDeviceInfo::ImportData(const std::string& data) {
     ApiTracker tracker("void CDeviceInfo::ImportData(const string&)", __LINE__);
-    ReadFromSecureStorage();
+    Reload();
     Json::Value batch = ParseBatch(data);
     INFOSYNC_LOG(DLOG_INFO, "data:%s", data.c_str());
     if (HasUserData()) {
@@ -137,7 +143,7 @@ void CDeviceInfo::ImportData(const std::string& data) {
 
 void CDeviceInfo::Reset() {
     ApiTracker tracker("void CDeviceInfo::Reset()", __LINE__);
-    ReadFromSecureStorage();
+    Reload();
     m_data.removeMember(m_userId);
     WriteSecureStorage(InfoSyncUtil::WriteJson(m_data));
     UpdateDeviceList();
@@ -195,11 +201,12 @@ void CDeviceInfo::AddToDeviceList(Json::Value& list, const Json::Value& record, 
     if (!users.isArray()) {
         users = Json::Value(Json::arrayValue);
     }
-    if (std::find(users.begin(), users.end(), Json::Value(userId)) == users.end()) {
-        users.append(userId);
+    Json::Value user(userId);
+    if (std::find(users.begin(), users.end(), user) == users.end()) {
+        users.append(std::move(user));
     }
-    entry[NAME] = record[NAME].asString();
-    entry[ADDRESS] = record[ADDRESS].asString();
+    entry[NAME] = AsText(record[NAME]);
+    entry[ADDRESS] = AsText(record[ADDRESS]);
     INFOSYNC_LOG(DLOG_DEBUG, "Add : %s ", InfoSyncUtil::WriteJson(entry).c_str());
 }
 
@@ -231,7 +238,15 @@ void CDeviceInfo::RemoveFromDeviceList(Json::Value& list, const std::string& rec
 }
 
 Json::Value& CDeviceInfo::GetUserData() {
+    if (!HasUserData()) {
+        m_text.clear();  // the caller makes what the stored text does not hold
+    }
     return m_data[m_userId];
+}
+
+void CDeviceInfo::Reload() {
+    ReadFromSecureStorage();
+    m_text = std::string();
 }
 
 bool CDeviceInfo::HasUserData() const {
@@ -240,12 +255,13 @@ bool CDeviceInfo::HasUserData() const {
 
 void CDeviceInfo::MergeBatch(Json::Value& batch) {
     Json::Value& user = m_data[m_userId];
+    // Both come in the order of their ids as a rule, so that a record's place is mostly at the end.
     std::map<std::string, Json::Value> merged;
     ForEachRecord(user[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
-        merged.try_emplace(id, std::move(record));
+        merged.try_emplace(merged.end(), id, std::move(record));
     });
     ForEachRecord(batch[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
-        merged.insert_or_assign(id, std::move(record));
+        merged.insert_or_assign(merged.end(), id, std::move(record));
     });
     Json::Value records(Json::arrayValue);
     for (auto& [id, record] : merged) {

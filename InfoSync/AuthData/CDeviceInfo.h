@@ -44,10 +44,14 @@ public:
     Json::Value& GetUserData();
 
 private:
+    /** Reads what is stored in order to change it. */
+    void Reload();
     bool HasUserData() const;
     void MergeBatch(Json::Value& batch);
 
     Json::Value m_data;
+    /** What m_data was parsed from while nothing has changed it: reading the same again need not parse it. */
+    std::string m_text;
     std::string m_userId;
     std::string m_alias = InfoSyncUtil::ALIAS_RECORDS;
 };

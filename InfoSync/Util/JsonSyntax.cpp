@@ -1,6 +1,7 @@
 #include "Util/JsonSyntax.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 
@@ -11,6 +12,14 @@ namespace InfoSyncUtil {
 namespace {
 
 constexpr std::size_t UNICODE_ESCAPE_LENGTH = 6;
+
+constexpr std::array<bool, 256> PLAIN = [] {
+    std::array<bool, 256> plain = {};
+    for (unsigned char byte = ' '; byte < 0x80U; ++byte) {
+        plain[byte] = byte != '"' && byte != '\\';
+    }
+    return plain;
+}();
 
 bool IsDigit(char c) {
     return c >= '0' && c <= '9';
@@ -111,8 +120,7 @@ private:
     }
 
     void String() {
-        ++m_at;
-        while (*m_at != '"') {
+        for (m_at = SkipPlain(m_at + 1); *m_at != '"'; m_at = SkipPlain(m_at)) {
             const auto c = static_cast<unsigned char>(*m_at);
             if (c < 0x20U) {
                 Fail(c == 0 && Offset() == m_text.size() ? "a text without its end"
@@ -122,7 +130,7 @@ private:
                 Escape();
                 continue;
             }
-            m_findings.nonAscii |= c >= 0x80U;
+            m_findings.nonAscii = true;
             ++m_at;
         }
         ++m_at;
@@ -244,6 +252,13 @@ private:
 };
 
 }  // namespace
+
+const char* SkipPlain(const char* text) {
+    while (PLAIN[static_cast<unsigned char>(*text)]) {
+        ++text;
+    }
+    return text;
+}
 
 JsonFindings CheckJsonSyntax(const std::string& text, int depthLimit) {
     return Checker(text, depthLimit).Run();

@@ -15,6 +15,12 @@ struct JsonFindings {
 };
 
 /**
+ * The first byte from here on that cannot simply be taken over into or out of a text in quotes: anything but
+ * printable ASCII, a quote and a backslash. What is passed must end with a NUL, which is such a byte.
+ */
+const char* SkipPlain(const char* text);
+
+/**
  * Checks that the text is one JSON value and nothing else, nested at most depthLimit levels deep.
  * @throws CInfoSyncException "fail to parse JSON: ..." with the line and column of the fault
  */

@@ -174,6 +174,16 @@ TEST_F(CDeviceInfoTest, ResetForgetsTheRecordsAndKeepsTheEntries) {
     EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") + "}");
 }
 
+TEST_F(CDeviceInfoTest, WhatWasStoredMeanwhileIsMergedInto) {
+    Records() = R"({"user-1":)" + Batch(Record("a", "A")) + "}";
+    CDeviceInfo info;
+    info.Init(Fake::LOGIN_ID);
+    Records() = R"({"user-0":{},"user-1":)" + Batch(Record("c", "C")) + "}";
+    info.ImportData(Batch(Record("b", "B")));
+    EXPECT_EQ(Stored("InfoSyncRecords"),
+              R"({"user-0":{},"user-1":)" + Batch(Record("b", "B") + "," + Record("c", "C")) + "}");
+}
+
 TEST_F(CDeviceInfoTest, UnreadableStorageKeepsWhatIsHeld) {
     Records() = R"({"user-1":{"meta":{},"records":[)" + Record("a", "A") + "]}}";
     CDeviceInfo info;

@@ -71,6 +71,26 @@ TEST_F(JsonUtilTest, WhatIsReadIsWrittenAndReadTheSame) {
     }
 }
 
+TEST_F(JsonUtilTest, WritesWhatTheLibraryWrites) {
+    Json::StreamWriterBuilder compact;
+    compact["indentation"] = "";
+    Json::Value value;
+    for (int byte = 0; byte < 0x80; ++byte) {
+        const std::string text = std::string("a") + static_cast<char>(byte) + "\u00FC\U0001F3A7";
+        value[text] = text;
+        value["plain"].append(std::string(1, static_cast<char>(byte)));
+    }
+    for (const double number : {0.0, -0.1, 1.0, 1e300, 1.0 / 3}) {
+        value["numbers"].append(number);
+    }
+    value["others"].append(Json::Value());
+    value["others"].append(true);
+    value["others"].append(Json::Value(Json::arrayValue));
+    value["others"].append(Json::Value(Json::objectValue));
+    value[""] = "";
+    EXPECT_EQ(InfoSyncUtil::WriteJson(value), Json::writeString(compact, value));
+}
+
 TEST_F(JsonUtilTest, BytesThatAreNotUtf8AreReplacedBeforeAnyoneReadsThem) {
     EXPECT_EQ(InfoSyncUtil::ParseJson("\"a\xFF\"").asString(), "a\uFFFD");
 }
