@@ -6,7 +6,6 @@
  *
  * usage: floor TELEVISION-FOLDER
  */
-#include <curl/curl.h>
 #include <glib.h>
 #include <json/json.h>
 #include <openssl/evp.h>
@@ -19,79 +18,24 @@
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "FloorClient.h"
+#include "FloorTelevision.h"
+
 namespace {
+
+using Floor::Client;
+using Floor::Compact;
+using Floor::Parse;
+using Floor::Read;
+using Floor::Television;
+using Floor::Write;
 
 constexpr char AUTH[] = "https://auth.quorlen.example";
 constexpr char CLOUD[] = "https://api.cloud.quorlen.example";
 constexpr char AUDIO_SINK[] = "0000110b-0000-1000-8000-00805f9b34fb";
-
-using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)>;
-
-struct Television {
-    std::string folder;
-    KeyFile ini{g_key_file_new(), &g_key_file_unref};
-
-    std::string Text(const char* group, const char* key) const {
-        const std::unique_ptr<char, decltype(&g_free)> text(
-            g_key_file_get_string(ini.get(), group, key, nullptr), &g_free);
-        return text ? text.get() : "";
-    }
-    std::vector<std::string> List(const char* group, const char* key) const {
-        const std::unique_ptr<char*, decltype(&g_strfreev)> list(
-            g_key_file_get_string_list(ini.get(), group, key, nullptr, nullptr), &g_strfreev);
-        std::vector<std::string> texts;
-        for (char** text = list.get(); text != nullptr && *text != nullptr; ++text) {
-            texts.emplace_back(*text);
-        }
-        return texts;
-    }
-    std::string Key(const std::string& alias) const {
-        return folder + "/keys/" + alias;
-    }
-    std::string Devices() const {
-        return folder + "/settings/db/com.quorlen.tv.bt-orbmanager/btinfosync/devices";
-    }
-};
-
-Json::Value Parse(const char* text, std::size_t size) {
-    const Json::CharReaderBuilder builder;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value value;
-    std::string errors;
-    if (!reader->parse(text, text + size, &value, &errors)) {
-        throw std::runtime_error(errors);
-    }
-    return value;
-}
-
-Json::Value Read(const std::string& path) {
-    char* text = nullptr;
-    gsize size = 0;
-    if (g_file_get_contents(path.c_str(), &text, &size, nullptr) == FALSE) {
-        return {};
-    }
-    const std::unique_ptr<char, decltype(&g_free)> owned(text, &g_free);
-    return size == 0 ? Json::Value() : Parse(text, size);
-}
-
-void Write(const std::string& path, const std::string& text) {
-    const std::unique_ptr<char, decltype(&g_free)> folder(g_path_get_dirname(path.c_str()), &g_free);
-    g_mkdir_with_parents(folder.get(), 0700);
-    constexpr auto SAFE =
-        static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT | G_FILE_SET_CONTENTS_DURABLE);
-    if (g_file_set_contents_full(path.c_str(), text.data(), static_cast<gssize>(text.size()), SAFE, 0600,
-                                 nullptr) == FALSE) {
-        throw std::runtime_error("cannot write " + path);
-    }
-}
-
-std::string Compact(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    return Json::writeString(builder, value);
-}
 
 std::string Base64Url(const unsigned char* bytes, std::size_t size) {
     const std::unique_ptr<char, decltype(&g_free)> text(g_base64_encode(bytes, size), &g_free);
@@ -101,72 +45,6 @@ std::string Base64Url(const unsigned char* bytes, std::size_t size) {
     }
     return url.substr(0, url.find('='));
 }
-
-/** One curl handle for the whole run, so that each server is connected to once. */
-class Client {
-public:
-    explicit Client(const Television& tv) : m_curl(curl_easy_init(), &curl_easy_cleanup) {
-        for (const std::string& entry : tv.List("http", "connect_to")) {
-            m_connectTo = curl_slist_append(m_connectTo, entry.c_str());
-        }
-        Set(CURLOPT_CONNECT_TO, m_connectTo);
-        const std::string ca = tv.Text("http", "ca_file");
-        m_caFile = g_path_is_absolute(ca.c_str()) != FALSE ? ca : tv.folder + "/" + ca;
-        Set(CURLOPT_CAINFO, m_caFile.c_str());
-        Set(CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
-        Set(CURLOPT_NOSIGNAL, 1L);
-        Set(
-            CURLOPT_WRITEFUNCTION, +[](char* data, std::size_t size, std::size_t count, void* answer) {
-                static_cast<std::string*>(answer)->append(data, size * count);
-                return size * count;
-            });
-    }
-    ~Client() {
-        curl_slist_free_all(m_connectTo);
-    }
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-
-    std::string Get(const std::string& url, const std::vector<std::string>& headers) {
-        Set(CURLOPT_HTTPGET, 1L);
-        return Perform(url, headers);
-    }
-
-    std::string Post(const std::string& url, const std::vector<std::string>& headers,
-                     const std::string& body) {
-        Set(CURLOPT_POST, 1L);
-        Set(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-        Set(CURLOPT_POSTFIELDS, body.c_str());
-        return Perform(url, headers);
-    }
-
-private:
-    template <typename Value>
-    void Set(CURLoption option, Value value) {
-        curl_easy_setopt(m_curl.get(), option, value);
-    }
-
-    std::string Perform(const std::string& url, const std::vector<std::string>& headers) {
-        std::string answer;
-        curl_slist* list = nullptr;
-        for (const std::string& header : headers) {
-            list = curl_slist_append(list, header.c_str());
-        }
-        Set(CURLOPT_URL, url.c_str());
-        Set(CURLOPT_HTTPHEADER, list);
-        Set(CURLOPT_WRITEDATA, &answer);
-        const CURLcode result = curl_easy_perform(m_curl.get());
-        curl_slist_free_all(list);
-        if (result != CURLE_OK) {
-            throw std::runtime_error(curl_easy_strerror(result));
-        }
-        return answer;
-    }
-
-    std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> m_curl;
-    curl_slist* m_connectTo = nullptr;
-    std::string m_caFile;
-};
 
 /** A code as the simulated sign-in service makes it, and the PKCE verifier that belongs to it. */
 std::pair<std::string, std::string> NewCode(const std::string& login) {
