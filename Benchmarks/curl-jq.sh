@@ -64,9 +64,9 @@ ask "$cloud/data/v2/com.quorlen.bluetooth.device_sync$query" -H "$agent; ;" \
             records: (reduce ((.[$u].records // [])[], $batch.records[]) as $r ({}; .[$r.record_id] = $r) | [.[]])}' |
     store "$keys/InfoSyncRecords"
 jq -c --arg u "$login" --arg bonded "$(ini bluetooth bonded)" --slurpfile old "$devices" '
-    ($bonded | split(";")) as $paired
-    | reduce .[$u].records[] as $r ($old[0];
-        if $r.address == null then del(.[$r.record_id])
-        elif ($r.uuids // "" | split(",") | index("0000110b-0000-1000-8000-00805f9b34fb")) and ($paired | index($r.address) | not)
-        then .[$r.record_id] = {address: $r.address, deleted_on_tv: false, name: $r.name, users: [$u]} else . end)' \
-    "$keys/InfoSyncRecords" | store "$devices"
+    ($bonded | split(";")) as $paired | .[$u].records
+    | (map(select(.address == null) | [.record_id])) as $gone
+    | map(select(.address != null and (.uuids // "" | split(",") | index("0000110b-0000-1000-8000-00805f9b34fb"))
+                 and (.address as $a | $paired | index($a) | not))
+          | {key: .record_id, value: {address, deleted_on_tv: false, name, users: [$u]}})
+    | ($old[0] | delpaths($gone)) + from_entries' "$keys/InfoSyncRecords" | store "$devices"

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <utility>
 
+#include "Server/ConnectionThreads.h"
 #include "Server/Delivery.h"
 #include "Service/CloudService.h"
 #include "Util/Errors.h"
@@ -17,7 +18,6 @@ namespace {
 constexpr char LOOPBACK[] = "127.0.0.1";
 constexpr char JSON_TYPE[] = "application/json;charset=UTF-8";
 
-constexpr std::size_t THREADS = 16;
 constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;
 constexpr std::size_t LARGEST_REQUEST = 1U << 20U;
 constexpr time_t SOCKET_TIMEOUT_SECONDS = 10;
@@ -85,7 +85,7 @@ std::string LastTlsError() {
 
 CloudServer::CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, Recorder* recorder)
     : m_tls(tls), m_faults(faults), m_console(console), m_recorder(recorder) {
-    new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
+    new_task_queue = [] { return new ConnectionThreads; };
     set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
     set_keep_alive_timeout(KEEP_ALIVE.count());
     set_payload_max_length(LARGEST_REQUEST);
@@ -142,6 +142,8 @@ int CloudServer::Bind(int port) {
         throw CloudError("could not listen on port " + std::to_string(port) +
                          " of 127.0.0.1; another program may have it: try --port 0");
     }
+    // The library has five connections wait; the sixth of a fleet would come again after a second.
+    ::listen(svr_sock_, SOMAXCONN);
     return port;
 }
 

@@ -15,10 +15,10 @@ constexpr std::size_t TOKEN_BYTES = 32;
 constexpr std::size_t USER_ID_BYTES = 10;
 constexpr std::size_t DEVICE_ID_BYTES = 16;
 
-// Older entries make way, so that a client that signs in over and over cannot make the state grow without
-// end.
-constexpr Json::ArrayIndex CODES_KEPT = 1000;
-constexpr Json::ArrayIndex TOKENS_KEPT = 200;
+// Many more than the televisions of a fleet. Older entries make way, so that a client that signs in over and
+// over cannot make the state grow without end.
+constexpr Json::ArrayIndex CODES_KEPT = 2000;
+constexpr Json::ArrayIndex TOKENS_KEPT = 2000;
 
 constexpr char CODES[] = "used_codes";
 constexpr char ACCESS[] = "access_tokens";
