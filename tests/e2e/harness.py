@@ -17,6 +17,9 @@ BIN = pathlib.Path(os.environ["INFOSYNC_BIN"])
 USER = "ann@example.com"
 OWNER = "db/com.quorlen.tv.bt-orbmanager/btinfosync"
 
+# For a sanitized build: no leak check under a tracer, and no complaint about what faketime puts first.
+UNDER_TOOLS = {"ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
+
 LINE = re.compile(r"^(?P<priority>[VDIWEF])/(?P<tag>\S+?) *\( *\d+\): (?P<text>.*)$")
 
 
@@ -57,6 +60,10 @@ class Cloud:
 
     def run(self, *words, **options):
         return tool(BIN / "infosync-cloud", "--dir", self.folder, *words, **options)
+
+    def counts(self):
+        """How many connections and full_handshakes there were so far, among others."""
+        return json.loads(self.run("status", "--json").stdout)
 
     def exchanges(self):
         """What was asked and answered since the last call."""

@@ -75,6 +75,14 @@ class Run(EndToEnd):
                          [("GET", f"{RECORDS}?table_ver=1&changed_after={mark}&coldStartable=true")])
         self.assertEqual(sorted(self.tv.devices()), ["kitchen", "phones"])
 
+    def test_one_connection_to_each_server_is_enough(self):
+        counts = [self.cloud.counts()]
+        for _ in ("first run", "later run"):
+            self.tv.sync()
+            counts.append(self.cloud.counts())
+        for name in ("connections", "full_handshakes"):
+            self.assertEqual([after[name] - before[name] for before, after in zip(counts, counts[1:])], [2, 1], name)
+
     def test_changes_in_the_cloud_reach_the_list(self):
         self.tv.sync()
         self.add_device("bath", "Bath radio", "AA:BB:CC:00:00:03")

@@ -8,16 +8,13 @@ import signal
 import subprocess
 import unittest
 
-from harness import BIN, USER, EndToEnd, messages, tool
+from harness import BIN, UNDER_TOOLS, USER, EndToEnd, messages, tool
 
 ALIASES = ("InfoSyncAccessToken", "InfoSyncAuthCode", "InfoSyncRecords", "InfoSyncJWT", "InfoSyncServiceActivationInfo")
 
 # The system calls that change a file system; the n-th call of each is where the process is killed.
 WRITES = ("write", "pwrite64", "rename", "renameat", "renameat2", "fsync", "fdatasync", "unlink", "unlinkat",
           "ftruncate", "fallocate", "mkdir", "mkdirat", "fchmod")
-
-# For a sanitized build: no leak check under a tracer, and no complaint about what faketime puts first.
-UNDER_TOOLS = {"ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
 
 
 class Store(EndToEnd):
