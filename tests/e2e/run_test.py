@@ -32,6 +32,8 @@ class Run(EndToEnd):
         self.assertEqual(self.tv.stray, [])
         self.assertEqual(messages(lines)[0], "<<Not Error>>Start main loop")
         self.assertEqual(messages(lines)[-1], "<<Not Error>>End main loop")
+        self.assert_logged(lines, "key:kap_api_domain, value : ", *(f"IN >> [void {name}::Deinit()" for name in (
+            "CAccessToken", "CAuthCode", "CJsonWebToken", "CAccessTokenManager", "CBtInfoSync")))
         self.assertEqual(self.tv.devices(), {
             "kitchen": {"address": "AA:BB:CC:00:00:01", "deleted_on_tv": False, "name": "Kitchen speaker", "users": [USER]},
             "phones": {"address": "AA:BB:CC:00:00:02", "deleted_on_tv": False, "name": "Headphones", "users": [USER]},

@@ -126,8 +126,9 @@ TEST_F(CDeviceInfoTest, UsersShareAnEntryUntilTheLastOneDeletesIt) {
 }
 
 TEST_F(CDeviceInfoTest, DeletionTakesOneOccurrenceAndEmptyEntries) {
-    List() = "{" + Entry("a", "A", R"(["user-1","x","user-1"])") + "," + Entry("b", "B", "[]") + R"(,"c":7})";
-    Import(Batch(Deletion("a") + "," + Deletion("b") + "," + Deletion("c")));
+    List() = "{" + Entry("a", "A", R"(["user-1","x","user-1"])") + "," + Entry("b", "B", "[]") +
+             R"(,"c":7,"d":{"users":7}})";
+    Import(Batch(Deletion("a") + "," + Deletion("b") + "," + Deletion("c") + "," + Deletion("d")));
     EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["x","user-1"])") + "}");
 }
 
@@ -141,10 +142,10 @@ TEST_F(CDeviceInfoTest, RefusedBatchWritesNothing) {
 }
 
 TEST_F(CDeviceInfoTest, MalformedRecordIsSkippedAndTheOthersAreNot) {
-    Import(
-        Batch(R"(7,{"name":"no id"},{"record_id":null},{"record_id":[]},)"
-              R"({"record_id":"x","address":{},"uuids":"u"},{"record_id":3,"address":4,"name":5,"uuids":")" +
-              std::string(SINK) + "\"}"));
+    Import(Batch(R"(7,{"name":"no id"},{"record_id":null},{"record_id":[]},)"
+                 R"({"record_id":"x","address":{},"uuids":")" +
+                 std::string(SINK) + R"("},{"record_id":3,"address":4,"name":5,"uuids":")" +
+                 std::string(SINK) + "\"}"));
     EXPECT_EQ(List(), R"({"3":{"address":"4","deleted_on_tv":false,"name":"5","users":["user-1"]}})");
     EXPECT_THAT(Fake::Logged(DLOG_ERROR),
                 testing::IsSupersetOf({"skip record 0: no record_id", "skip record 1: no record_id",
@@ -152,6 +153,24 @@ TEST_F(CDeviceInfoTest, MalformedRecordIsSkippedAndTheOthersAreNot) {
                                        "skip record x: no text in address"}));
     Import(Batch(Record("a", "A")));
     EXPECT_THAT(List(), HasSubstr(Entry("a", "A", R"(["user-1"])")));
+}
+
+TEST_F(CDeviceInfoTest, EntriesThatAreNoneAreMadeAnew) {
+    List() = R"({"a":7,"b":{"users":7}})";
+    Import(Batch(Record("a", "A") + "," + Record("b", "B")));
+    EXPECT_EQ(List(), R"({"a":{"address":"A-A","deleted_on_tv":false,"name":"A","users":["user-1"]},)"
+                      R"("b":{"address":"A-B","name":"B","users":["user-1"]}})");
+}
+
+TEST_F(CDeviceInfoTest, LongListIsLoggedAsFarAsAnEntryShowsIt) {
+    std::string records;
+    for (int i = 1000; i < 2000; ++i) {
+        records += (records.empty() ? "" : ",") + Record(std::to_string(i), "A");
+    }
+    Import(Batch(records));
+    const auto logged = Fake::Logged(DLOG_INFO);
+    EXPECT_THAT(logged.back(), testing::StartsWith("{\n\t\"1000\" : "));
+    EXPECT_THAT(logged.back().size(), testing::AllOf(testing::Gt(8000U), testing::Lt(40000U)));
 }
 
 TEST_F(CDeviceInfoTest, DamagedListIsLeftAndTheRecordsAreStored) {
@@ -169,8 +188,9 @@ TEST_F(CDeviceInfoTest, ResetForgetsTheRecordsAndKeepsTheEntries) {
     List() = "{ " + Entry("a", "A", R"(["user-1"])") + "}";
     CDeviceInfo info;
     info.Init(Fake::LOGIN_ID);
+    Records() = R"({"user-1":{},"user-2":{"records":[]}})";
     info.Reset();
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-0":{"records":[]}})");
+    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-2":{"records":[]}})");
     EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") + "}");
 }
 
