@@ -56,12 +56,22 @@ private:
     Devices m_devices;
 };
 
+/** Looks beside the program first: a search path in the program itself would serve others' libraries too. */
+void* LoadBluez() {
+    const std::unique_ptr<char, decltype(&g_free)> program(g_file_read_link("/proc/self/exe", nullptr),
+                                                           &g_free);
+    const std::unique_ptr<char, decltype(&g_free)> folder(g_path_get_dirname(program ? program.get() : "/"),
+                                                          &g_free);
+    void* const beside = dlopen((std::string(folder.get()) + "/" + Bluez::MODULE).c_str(), RTLD_NOW);
+    return beside != nullptr ? beside : dlopen(Bluez::MODULE, RTLD_NOW);
+}
+
 Devices ReadFromBluez() {
     // Never closed: GIO's types cannot be unloaded.
-    static void* const module = dlopen(Bluez::MODULE, RTLD_NOW);
+    static void* const module = LoadBluez();
     void* const read = module == nullptr ? nullptr : dlsym(module, Bluez::READ_DEVICES);
     if (read == nullptr) {
-        throw std::runtime_error(dlerror());
+        throw std::runtime_error(std::string(Bluez::MODULE) + " could not be loaded");
     }
     Devices devices;
     reinterpret_cast<Bluez::ReadDevices*>(read)(devices);
