@@ -1,8 +1,8 @@
-#include "Service/AuthorizationServer.h"
-#include "Util/Crypto.h"
-#include "Util/Errors.h"
-#include "Util/Files.h"
-#include "Util/Json.h"
+#include "Cloud/Service/AuthorizationServer.h"
+#include "Cloud/Util/Crypto.h"
+#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Files.h"
+#include "Cloud/Util/Json.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "Service/Folder.h"
-#include "Service/Users.h"
+#include "Cloud/Service/Folder.h"
+#include "Cloud/Service/Users.h"
 
 namespace LocalCloud {
 

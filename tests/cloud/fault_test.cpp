@@ -1,9 +1,9 @@
-#include "Server/Fault.h"
+#include "Cloud/Server/Fault.h"
 
 #include <gtest/gtest.h>
 
-#include "Server/FaultPlan.h"
-#include "Util/Errors.h"
+#include "Cloud/Server/FaultPlan.h"
+#include "Cloud/Util/Errors.h"
 
 namespace LocalCloud {
 namespace {

@@ -1,7 +1,7 @@
-#include "Service/RecordBook.h"
-#include "Util/Errors.h"
-#include "Util/Files.h"
-#include "Util/Json.h"
+#include "Cloud/Service/RecordBook.h"
+#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Files.h"
+#include "Cloud/Util/Json.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {

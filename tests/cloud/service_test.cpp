@@ -1,7 +1,7 @@
-#include "Service/AppToken.h"
-#include "Service/CloudService.h"
-#include "Util/Files.h"
-#include "Util/Json.h"
+#include "Cloud/Service/AppToken.h"
+#include "Cloud/Service/CloudService.h"
+#include "Cloud/Util/Files.h"
+#include "Cloud/Util/Json.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {

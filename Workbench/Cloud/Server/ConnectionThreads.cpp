@@ -1,0 +1,25 @@
+#include "Cloud/Server/ConnectionThreads.h"
+
+#include <thread>
+#include <utility>
+
+namespace LocalCloud {
+
+void ConnectionThreads::enqueue(std::function<void()> serve) {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_ended.wait(lock, [this] { return m_running < MOST; });
+    ++m_running;
+    std::thread([this, serve = std::move(serve)] {
+        serve();
+        const std::lock_guard<std::mutex> ending(m_mutex);
+        --m_running;
+        m_ended.notify_all();
+    }).detach();
+}
+
+void ConnectionThreads::shutdown() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_ended.wait(lock, [this] { return m_running == 0; });
+}
+
+}  // namespace LocalCloud

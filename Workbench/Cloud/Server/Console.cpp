@@ -1,0 +1,65 @@
+#include "Cloud/Server/Console.h"
+
+#include <glib.h>
+
+#include <iostream>
+#include <memory>
+
+#include "Cloud/Util/Terminal.h"
+
+namespace LocalCloud {
+
+namespace {
+
+constexpr std::size_t LONGEST_TARGET = 200;
+constexpr int FIRST_ERROR = 400;
+constexpr int FIRST_SERVER_ERROR = 500;
+
+std::string TimeOfDay() {
+    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_local(),
+                                                                       &g_date_time_unref);
+    const std::unique_ptr<char, decltype(&g_free)> text(g_date_time_format(now.get(), "%H:%M:%S"), &g_free);
+    return text.get();
+}
+
+}  // namespace
+
+Console::Console(bool quiet) : m_quiet(quiet), m_colours(Terminal::HasColours(Terminal::Output::Standard)) {}
+
+void Console::Say(const std::string& line) {
+    Print(line);
+}
+
+void Console::Show(const Exchange& exchange) {
+    if (m_quiet && exchange.status < FIRST_SERVER_ERROR) {
+        return;
+    }
+    std::string status = exchange.status == 0 ? "---" : std::to_string(exchange.status);
+    if (m_colours) {
+        status = Terminal::Paint(
+            status, exchange.status < FIRST_ERROR ? Terminal::Colour::Green : Terminal::Colour::Red);
+    }
+    std::string line = TimeOfDay() + " " + Terminal::Printable(exchange.method) + " " +
+                       Terminal::Printable(exchange.target.substr(0, LONGEST_TARGET)) + " " + status + " " +
+                       Terminal::Printable(exchange.decided);
+    if (!exchange.login.empty()) {
+        line += " [" + Terminal::Printable(exchange.login) + "]";
+    }
+    if (exchange.fault) {
+        line += " (fault: " + exchange.fault->Describe() + ")";
+    }
+    Print(line);
+}
+
+void Console::ShowConnection(const std::string& what) {
+    if (!m_quiet) {
+        Print(TimeOfDay() + " " + Terminal::Printable(what));
+    }
+}
+
+void Console::Print(const std::string& line) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::cout << line << std::endl;
+}
+
+}  // namespace LocalCloud

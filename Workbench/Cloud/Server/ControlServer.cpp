@@ -1,0 +1,98 @@
+#include "Cloud/Server/ControlServer.h"
+
+#include <chrono>
+#include <utility>
+
+#include "Cloud/Util/Crypto.h"
+#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Json.h"
+
+namespace LocalCloud {
+
+namespace {
+
+constexpr char JSON_TYPE[] = "application/json";
+constexpr int BAD_REQUEST = 400;
+constexpr int FORBIDDEN = 403;
+constexpr std::size_t THREADS = 2;
+
+void Reply(httplib::Response& response, const Json::Value& value) {
+    response.set_content(CompactJson(value), JSON_TYPE);
+}
+
+}  // namespace
+
+ControlServer::ControlServer(const Folder& folder, FaultPlan& faults, std::function<Json::Value()> status,
+                             std::function<void()> stop)
+    : m_secret(folder.ControlSecret()),
+      m_faults(faults),
+      m_status(std::move(status)),
+      m_stop(std::move(stop)),
+      m_server((folder.TlsFolder() + "/server.pem").c_str(), (folder.TlsFolder() + "/server.key").c_str()) {
+    m_server.new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
+    m_server.set_keep_alive_max_count(1);
+    SetUpRoutes();
+}
+
+ControlServer::~ControlServer() {
+    m_server.stop();
+    if (m_thread.joinable()) {
+        m_thread.join();
+    }
+}
+
+int ControlServer::Start() {
+    const int port = m_server.bind_to_any_port("127.0.0.1");
+    if (port <= 0) {
+        throw CloudError("could not listen for commands on 127.0.0.1");
+    }
+    m_thread = std::thread([this] { m_server.listen_after_bind(); });
+    // To stop a server that does not run yet would have no effect.
+    while (!m_server.is_running()) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return port;
+}
+
+void ControlServer::SetUpRoutes() {
+    using httplib::Request;
+    using httplib::Response;
+    m_server.set_pre_routing_handler([this](const Request& request, Response& response) {
+        if (SameSecret(request.get_header_value(CONTROL_SECRET_HEADER), m_secret)) {
+            return httplib::Server::HandlerResponse::Unhandled;
+        }
+        response.status = FORBIDDEN;
+        return httplib::Server::HandlerResponse::Handled;
+    });
+    m_server.Get("/status", [this](const Request&, Response& response) { Reply(response, m_status()); });
+    m_server.Get("/faults", [this](const Request&, Response& response) {
+        Json::Value list;
+        list["faults"] = Json::arrayValue;
+        for (const auto& fault : m_faults.List()) {
+            list["faults"].append(ToJson(fault));
+        }
+        Reply(response, list);
+    });
+    m_server.Post("/faults", [this](const Request& request, Response& response) {
+        try {
+            const Fault fault = FaultFromJson(ParseJsonObject(request.body, "fault"));
+            m_faults.Add(fault);
+            Reply(response, ToJson(fault));
+        } catch (const std::runtime_error& error) {
+            Json::Value reply;
+            reply["error"] = error.what();
+            response.status = BAD_REQUEST;
+            Reply(response, reply);
+        }
+    });
+    m_server.Delete("/faults", [this](const Request&, Response& response) {
+        m_faults.Clear();
+        Reply(response, Json::objectValue);
+    });
+    m_server.Post("/stop", [this](const Request&, Response& response) {
+        Reply(response, Json::objectValue);
+        m_stop();
+    });
+}
+
+}  // namespace LocalCloud

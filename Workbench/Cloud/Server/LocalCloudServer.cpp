@@ -1,0 +1,145 @@
+#include "Cloud/Server/LocalCloudServer.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <ctime>
+#include <memory>
+#include <thread>
+
+#include "Cloud/Server/CloudServer.h"
+#include "Cloud/Server/ControlServer.h"
+#include "Cloud/Service/AuthorizationServer.h"
+#include "Cloud/Service/CloudService.h"
+#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Files.h"
+#include "Cloud/Util/Json.h"
+
+namespace LocalCloud {
+
+namespace {
+
+using SteadyTime = std::chrono::steady_clock::time_point;
+
+std::int64_t Now() {
+    return std::time(nullptr);
+}
+
+std::int64_t NowInMilliseconds() {
+    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch).count();
+}
+
+std::string AddressOf(int port) {
+    return "https://127.0.0.1:" + std::to_string(port);
+}
+
+/** Ends this process the way a signal from outside would. */
+void AskToStop() {
+    ::kill(::getpid(), SIGTERM);
+}
+
+sigset_t BlockStopSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+/** Tells the commands where the server is, for as long as it runs. */
+class Announcement {
+public:
+    Announcement(const Folder& folder, int port, int controlPort) : m_file(folder.ServerFile()) {
+        Json::Value value;
+        value["pid"] = static_cast<Json::Int64>(::getpid());
+        value["port"] = port;
+        value["control_port"] = controlPort;
+        ReplaceFile(m_file, ReadableJson(value), PRIVATE_FILE);
+    }
+    ~Announcement() {
+        ::unlink(m_file.c_str());
+    }
+    Announcement(const Announcement&) = delete;
+    Announcement& operator=(const Announcement&) = delete;
+
+private:
+    std::string m_file;
+};
+
+Json::Value StatusOf(const Folder& folder, int port, SteadyTime start, const Statistics& counted,
+                     const FaultPlan& faults) {
+    const auto uptime = std::chrono::steady_clock::now() - start;
+    Json::Value status;
+    status["running"] = true;
+    status["address"] = AddressOf(port);
+    status["port"] = port;
+    status["pid"] = static_cast<Json::Int64>(::getpid());
+    status["dir"] = folder.Path();
+    status["ca_file"] = folder.CaFile();
+    status["uptime_seconds"] = Json::Int64(std::chrono::duration_cast<std::chrono::seconds>(uptime).count());
+    status["requests"] = Json::Int64(counted.requests);
+    status["connections"] = Json::Int64(counted.connections);
+    status["full_handshakes"] = Json::Int64(counted.fullHandshakes);
+    status["resumed_handshakes"] = Json::Int64(counted.resumedHandshakes);
+    status["failed_handshakes"] = Json::Int64(counted.failedHandshakes);
+    status["planned_faults"] = Json::UInt64(faults.List().size());
+    return status;
+}
+
+void RouteAll(CloudServer& server, AuthorizationServer& authorization, CloudService& cloud) {
+    using httplib::Request;
+    server.Route(TOKEN_ENDPOINT, [&](const Request& request) { return authorization.IssueToken(request); });
+    server.Route(REFRESH_ENDPOINT,
+                 [&](const Request& request) { return authorization.RefreshToken(request); });
+    server.Route(ACTIVATE_ENDPOINT, [&](const Request& request) { return cloud.Activate(request); });
+    server.Route(APP_ENDPOINT, [&](const Request& request) { return cloud.IssueAppToken(request); });
+    server.Route(RECORDS_ENDPOINT, [&](const Request& request) { return cloud.Download(request); });
+}
+
+/** Serves on a thread of its own while this one waits for a signal. */
+void ServeUntilSignal(CloudServer& server, const sigset_t& signals) {
+    std::thread serving([&server] {
+        server.Serve();
+        AskToStop();
+    });
+    int signal = 0;
+    sigwait(&signals, &signal);
+    server.Stop();
+    serving.join();
+}
+
+}  // namespace
+
+void ServeUntilStopped(const Folder& folder, const ServeOptions& options) {
+    const sigset_t signals = BlockStopSignals();
+    const SteadyTime start = std::chrono::steady_clock::now();
+    folder.Prepare();
+    const FileLock onlyServer(folder.StateFile("serve.lock"), FileLock::Wait::No);
+    if (!onlyServer.IsHeld()) {
+        throw CloudError("a server runs on " + folder.Path() +
+                         " already; see: infosync-cloud status --dir '" + folder.Path() + "'");
+    }
+    const auto recorder =
+        options.recordFile.empty() ? nullptr : std::make_unique<Recorder>(options.recordFile);
+    Console console(options.quiet);
+    const TlsContexts tls(folder.TlsFolder());
+    const Users users(folder);
+    TokenStore tokens(folder, Now);
+    AuthorizationServer authorization(users, tokens, options.anyUser);
+    CloudService cloud(folder, tokens, Now, NowInMilliseconds, options.anyUser);
+    FaultPlan faults;
+    CloudServer server(tls, faults, console, recorder.get());
+    RouteAll(server, authorization, cloud);
+    const int port = server.Bind(options.port);
+    ControlServer control(
+        folder, faults, [&] { return StatusOf(folder, port, start, server.Counted(), faults); }, AskToStop);
+    const Announcement announcement(folder, port, control.Start());
+    console.Say("infosync-cloud: serving " + AddressOf(port) + " from " + folder.Path() + ", CA file " +
+                folder.CaFile());
+    ServeUntilSignal(server, signals);
+}
+
+}  // namespace LocalCloud

@@ -1,0 +1,24 @@
+/** The whole server: both services, the faults, and the way in for the commands. */
+#pragma once
+
+#include <string>
+
+#include "Cloud/Service/Folder.h"
+
+namespace LocalCloud {
+
+struct ServeOptions {
+    int port = 0;
+    /** Empty: nothing is recorded. */
+    std::string recordFile;
+    bool anyUser = false;
+    bool quiet = false;
+};
+
+/**
+ * Serves until SIGINT, SIGTERM or the stop command. Must be called before the process has any other thread.
+ * @throws CloudError when it cannot begin
+ */
+void ServeUntilStopped(const Folder& folder, const ServeOptions& options);
+
+}  // namespace LocalCloud

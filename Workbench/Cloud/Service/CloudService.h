@@ -1,0 +1,59 @@
+/** The cloud service: activation, application token, device records. */
+#pragma once
+
+#include <httplib.h>
+
+#include <string>
+
+#include "Cloud/Service/Answer.h"
+#include "Cloud/Service/RecordBook.h"
+#include "Cloud/Service/TokenStore.h"
+#include "Cloud/Service/Users.h"
+
+namespace LocalCloud {
+
+/** The result codes of refused requests. */
+enum class ResultCode {
+    BadRequest = 4000001,
+    MarkUnknown = 4000002,
+    MarkTooOld = 4009100,
+    BadAccessToken = 4010001,
+    BadAppToken = 4010002,
+    WrongUser = 4030001,
+    NotActivated = 4030002,
+    NotFound = 4040001,
+    InternalError = 5000001,
+};
+
+/** A refusal; the message is sent and shown. */
+Answer Refusal(ResultCode code, const std::string& message, const std::string& login = {});
+
+class CloudService {
+public:
+    CloudService(const Folder& folder, TokenStore& tokens, Clock clock, RecordBook::Clock millisecondClock,
+                 bool anyUser);
+
+    Answer Activate(const httplib::Request& request);
+    Answer IssueAppToken(const httplib::Request& request);
+    Answer Download(const httplib::Request& request);
+
+private:
+    /** Checks the headers that the first two requests share. @return whose request it is, or a refusal's code
+     */
+    Answer Identify(const httplib::Request& request) const;
+    Answer SelectRecords(const httplib::Request& request, const std::string& login);
+    bool IsKnown(const std::string& login) const;
+    /** The code to refuse a user's mark with, once, when somebody made the mark expire. */
+    std::string TakeExpiredMark(const std::string& login) const;
+
+    Folder m_folder;
+    Users m_users;
+    Settings m_settings;
+    TokenStore& m_tokens;
+    RecordBook m_records;
+    Clock m_clock;
+    std::string m_secret;
+    bool m_anyUser;
+};
+
+}  // namespace LocalCloud

@@ -1,0 +1,78 @@
+#include "Cloud/Service/Folder.h"
+
+#include <glib.h>
+
+#include <memory>
+
+#include "Cloud/Service/Settings.h"
+#include "Cloud/Service/Users.h"
+#include "Cloud/Util/Certificates.h"
+#include "Cloud/Util/Crypto.h"
+#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Files.h"
+
+namespace LocalCloud {
+
+namespace {
+
+std::string Absolute(const std::string& path) {
+    const std::unique_ptr<char, decltype(&g_free)> absolute(g_canonicalize_filename(path.c_str(), nullptr),
+                                                            &g_free);
+    return absolute.get();
+}
+
+std::string DefaultPath() {
+    const char* path = g_getenv("INFOSYNC_CLOUD_DIR");
+    return path != nullptr && *path != '\0' ? path : std::string(g_get_user_state_dir()) + "/infosync-cloud";
+}
+
+}  // namespace
+
+Folder::Folder(const std::string& path) : m_path(Absolute(path.empty() ? DefaultPath() : path)) {}
+
+std::string Folder::RecordsFile(const std::string& login) const {
+    return UsersFolder() + "/" + FileNameOfLogin(login) + ".json";
+}
+
+std::string Folder::LedgerFile(const std::string& login) const {
+    return StateFile("records/" + FileNameOfLogin(login) + ".json");
+}
+
+std::string Folder::ExpiredMarkFile(const std::string& login) const {
+    return StateFile("expired-marks/" + FileNameOfLogin(login));
+}
+
+bool Folder::IsReady() const {
+    return StampOf(SettingsFile()) && StampOf(ControlSecretFile()) && StampOf(CaFile());
+}
+
+std::string Folder::ControlSecret() const {
+    std::string secret = ReadFile(ControlSecretFile());
+    secret.erase(secret.find_last_not_of(" \n") + 1);
+    if (secret.empty()) {
+        throw CloudError(ControlSecretFile() + " is empty; remove it and run: infosync-cloud init");
+    }
+    return secret;
+}
+
+void Folder::RequireReady() const {
+    if (!IsReady()) {
+        throw CloudError("there is no cloud in " + m_path + "; make one with: infosync-cloud init --dir '" +
+                         m_path + "'");
+    }
+}
+
+void Folder::Prepare() const {
+    constexpr std::size_t SECRET_BYTES = 32;
+    for (const auto& part : {UsersFolder(), TlsFolder(), StateFile("records"), StateFile("expired-marks")}) {
+        MakeFolder(part);
+    }
+    const FileLock oneAtATime(StateFile("edit.lock"), FileLock::Wait::Yes);
+    MakeCertificates(TlsFolder());
+    Settings(SettingsFile()).Prepare();
+    if (!StampOf(ControlSecretFile())) {
+        ReplaceFile(ControlSecretFile(), Hex(RandomBytes(SECRET_BYTES)) + "\n", PRIVATE_FILE);
+    }
+}
+
+}  // namespace LocalCloud

@@ -1,0 +1,121 @@
+#include "Cloud/Service/Users.h"
+
+#include <glib.h>
+
+#include <memory>
+#include <unordered_set>
+
+#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Files.h"
+#include "Cloud/Util/Json.h"
+
+namespace LocalCloud {
+
+namespace {
+
+using Text = std::unique_ptr<char, decltype(&g_free)>;
+
+constexpr char SUFFIX[] = ".json";
+// A file name has 255 bytes at most, the suffix included.
+constexpr std::size_t LONGEST_FILE_NAME = 240;
+
+}  // namespace
+
+std::string FileNameOfLogin(const std::string& login) {
+    const Text escaped(g_uri_escape_string(login.c_str(), "@+ ", TRUE), &g_free);
+    std::string name = escaped.get();
+    if (name.compare(0, 1, ".") == 0) {
+        name.replace(0, 1, "%2E");
+    }
+    return name;
+}
+
+bool IsLogin(const std::string& login) {
+    if (login.empty() || g_utf8_validate(login.data(), static_cast<gssize>(login.size()), nullptr) == FALSE) {
+        return false;
+    }
+    for (const char byte : login) {
+        if (g_ascii_iscntrl(byte)) {
+            return false;
+        }
+    }
+    return FileNameOfLogin(login).size() <= LONGEST_FILE_NAME;
+}
+
+Json::Value ParseUserFile(const std::string& text, const std::string& name) {
+    Json::Value document = ParseJsonObject(text, name);
+    const Json::Value& records = document["records"];
+    if (!records.isArray()) {
+        throw CloudError(name + ": \"records\" must be an array");
+    }
+    const auto refuse = [&name](Json::ArrayIndex index, const std::string& reason) {
+        throw CloudError(name + ": record " + std::to_string(index + 1) + reason);
+    };
+    std::unordered_set<std::string> ids;
+    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
+        const std::string id = TextMember(records[i], "record_id");
+        if (id.empty()) {
+            refuse(i, " needs a text \"record_id\"");
+        }
+        if (!ids.insert(id).second) {
+            refuse(i, " has the record_id \"" + id + "\" of an earlier one");
+        }
+    }
+    return document;
+}
+
+std::vector<std::string> Users::List() const {
+    std::vector<std::string> logins;
+    for (const auto& name : NamesIn(m_folder.UsersFolder())) {
+        if (g_str_has_suffix(name.c_str(), SUFFIX) != FALSE) {
+            const std::string stem = name.substr(0, name.size() - sizeof(SUFFIX) + 1);
+            const Text login(g_uri_unescape_string(stem.c_str(), nullptr), &g_free);
+            if (login && IsLogin(login.get()) && FileNameOfLogin(login.get()) == stem) {
+                logins.emplace_back(login.get());
+            }
+        }
+    }
+    return logins;
+}
+
+bool Users::Exists(const std::string& login) const {
+    return IsLogin(login) && StampOf(m_folder.RecordsFile(login)).has_value();
+}
+
+void Users::RequireExists(const std::string& login) const {
+    if (!Exists(login)) {
+        throw CloudError("there is no user " + login + "; add one with: infosync-cloud user add '" + login +
+                         "'");
+    }
+}
+
+bool Users::Add(const std::string& login) const {
+    if (!IsLogin(login)) {
+        throw CloudError("\"" + login + "\" cannot be a login id");
+    }
+    if (Exists(login)) {
+        return false;
+    }
+    Json::Value document;
+    document["records"] = Json::arrayValue;
+    Save(login, document);
+    return true;
+}
+
+void Users::Remove(const std::string& login) const {
+    if (!IsLogin(login) || !RemoveFile(m_folder.RecordsFile(login))) {
+        throw CloudError("there is no user " + login + "; see: infosync-cloud user list");
+    }
+}
+
+Json::Value Users::Load(const std::string& login) const {
+    RequireExists(login);
+    const std::string path = m_folder.RecordsFile(login);
+    return ParseUserFile(ReadFile(path), path);
+}
+
+void Users::Save(const std::string& login, const Json::Value& document) const {
+    ReplaceFile(m_folder.RecordsFile(login), ReadableJson(document), PUBLIC_FILE);
+}
+
+}  // namespace LocalCloud

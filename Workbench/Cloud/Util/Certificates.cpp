@@ -1,0 +1,199 @@
+#include "Cloud/Util/Certificates.h"
+
+#include <openssl/ec.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+
+#include <array>
+
+#include "Cloud/Util/Crypto.h"
+#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Files.h"
+
+namespace LocalCloud {
+
+namespace {
+
+constexpr long DAY = 24L * 60 * 60;
+constexpr long AUTHORITY_LIFETIME = 3650 * DAY;
+constexpr long SERVER_LIFETIME = 365 * DAY;
+// A server certificate with less than this left is made anew.
+constexpr long RENEWAL_TIME = 7 * DAY;
+// Clocks that differ a little must not make a new certificate look as if it came from the future.
+constexpr long BACKDATING = DAY;
+
+constexpr char HOSTS[] =
+    "DNS:auth.quorlen.example,DNS:api.cloud.quorlen.example,DNS:api-staging.cloud.quorlen.example,"
+    "DNS:localhost,IP:127.0.0.1";
+constexpr char WRONG_HOSTS[] = "DNS:elsewhere.quorlen.example";
+
+using Bio = std::unique_ptr<BIO, decltype(&BIO_free)>;
+
+/** What a certificate says. */
+struct Contents {
+    const char* commonName;
+    const char* hosts;
+    long validFrom;  // seconds from now
+    long validTo;
+    const char* basicConstraints;
+    const char* keyUsage;
+    const char* extendedKeyUsage;
+};
+
+void Require(bool success) {
+    if (!success) {
+        std::array<char, 256> reason = {};
+        ERR_error_string_n(ERR_get_error(), reason.data(), reason.size());
+        throw CloudError(std::string("could not make a certificate: ") + reason.data());
+    }
+}
+
+void AddExtension(X509* certificate, X509* issuer, int kind, const char* value) {
+    if (value == nullptr) {
+        return;
+    }
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
+    const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
+        X509V3_EXT_conf_nid(nullptr, &context, kind, value), &X509_EXTENSION_free);
+    Require(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
+}
+
+void SetSerialNumber(X509* certificate) {
+    constexpr std::size_t SERIAL_BYTES = 16;
+    std::string bytes = RandomBytes(SERIAL_BYTES);
+    bytes[0] = static_cast<char>(bytes[0] & 0x7F);
+    const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(
+        BN_bin2bn(reinterpret_cast<const unsigned char*>(bytes.data()), SERIAL_BYTES, nullptr), &BN_free);
+    Require(number && BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr);
+}
+
+void SetName(X509* certificate, const char* commonName) {
+    X509_NAME* name = X509_get_subject_name(certificate);
+    const auto* text = reinterpret_cast<const unsigned char*>(commonName);
+    Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, text, -1, -1, 0) == 1);
+}
+
+/** A new key and a certificate for it; without an issuer it is signed by itself. */
+Identity Issue(const Contents& contents, const Identity* issuer) {
+    Identity identity;
+    identity.key.reset(EVP_EC_gen("P-256"));
+    identity.certificate.reset(X509_new());
+    X509* certificate = identity.certificate.get();
+    Require(identity.key && certificate != nullptr && X509_set_version(certificate, X509_VERSION_3) == 1 &&
+            X509_set_pubkey(certificate, identity.key.get()) == 1);
+    const Identity& signer = issuer != nullptr ? *issuer : identity;
+    SetSerialNumber(certificate);
+    SetName(certificate, contents.commonName);
+    Require(X509_gmtime_adj(X509_getm_notBefore(certificate), contents.validFrom) != nullptr &&
+            X509_gmtime_adj(X509_getm_notAfter(certificate), contents.validTo) != nullptr &&
+            X509_set_issuer_name(certificate, X509_get_subject_name(signer.certificate.get())) == 1);
+    AddExtension(certificate, signer.certificate.get(), NID_basic_constraints, contents.basicConstraints);
+    AddExtension(certificate, signer.certificate.get(), NID_key_usage, contents.keyUsage);
+    AddExtension(certificate, signer.certificate.get(), NID_ext_key_usage, contents.extendedKeyUsage);
+    AddExtension(certificate, signer.certificate.get(), NID_subject_key_identifier, "hash");
+    AddExtension(certificate, signer.certificate.get(), NID_authority_key_identifier, "keyid:always");
+    AddExtension(certificate, signer.certificate.get(), NID_subject_alt_name, contents.hosts);
+    Require(X509_sign(certificate, signer.key.get(), EVP_sha256()) > 0);
+    return identity;
+}
+
+Identity MakeAuthority() {
+    return Issue({"infosync-cloud local authority", nullptr, -BACKDATING, AUTHORITY_LIFETIME,
+                  "critical,CA:TRUE", "critical,keyCertSign,cRLSign", nullptr},
+                 nullptr);
+}
+
+std::string TextOf(BIO* bio) {
+    char* data = nullptr;
+    const long length = BIO_get_mem_data(bio, &data);
+    return {data, static_cast<std::size_t>(length)};
+}
+
+void Save(const Identity& identity, const std::string& folder, const std::string& name) {
+    const Bio key(BIO_new(BIO_s_mem()), &BIO_free);
+    const Bio certificate(BIO_new(BIO_s_mem()), &BIO_free);
+    Require(key && certificate &&
+            PEM_write_bio_PKCS8PrivateKey(key.get(), identity.key.get(), nullptr, nullptr, 0, nullptr,
+                                          nullptr) == 1 &&
+            PEM_write_bio_X509(certificate.get(), identity.certificate.get()) == 1);
+    ReplaceFile(folder + "/" + name + ".key", TextOf(key.get()), PRIVATE_FILE);
+    ReplaceFile(folder + "/" + name + ".pem", TextOf(certificate.get()), PUBLIC_FILE);
+}
+
+Bio Open(const std::string& text) {
+    return {BIO_new_mem_buf(text.data(), static_cast<int>(text.size())), &BIO_free};
+}
+
+bool IsThere(const std::string& folder, const std::string& name) {
+    return StampOf(folder + "/" + name + ".pem") && StampOf(folder + "/" + name + ".key");
+}
+
+/** Whether the server's certificate comes from this authority and will last for a while. */
+bool IsStillGood(const Identity& server, const Identity& authority) {
+    time_t soon = time(nullptr) + RENEWAL_TIME;
+    return X509_verify(server.certificate.get(), authority.key.get()) == 1 &&
+           X509_cmp_time(X509_get0_notAfter(server.certificate.get()), &soon) > 0;
+}
+
+}  // namespace
+
+void MakeCertificates(const std::string& folder) {
+    if (!IsThere(folder, "ca")) {
+        Save(MakeAuthority(), folder, "ca");
+    }
+    const Identity authority = LoadIdentity(folder, "ca");
+    if (!IsThere(folder, "server") || !IsStillGood(LoadIdentity(folder, "server"), authority)) {
+        Save(MakeServerIdentity(authority, CertificateFlaw::Nothing), folder, "server");
+    }
+}
+
+Identity LoadIdentity(const std::string& folder, const std::string& name) {
+    const std::string certificate = ReadFile(folder + "/" + name + ".pem");
+    const std::string key = ReadFile(folder + "/" + name + ".key");
+    Identity identity;
+    identity.certificate.reset(PEM_read_bio_X509(Open(certificate).get(), nullptr, nullptr, nullptr));
+    identity.key.reset(PEM_read_bio_PrivateKey(Open(key).get(), nullptr, nullptr, nullptr));
+    if (!identity.certificate || !identity.key ||
+        X509_check_private_key(identity.certificate.get(), identity.key.get()) != 1) {
+        ERR_clear_error();
+        throw CloudError(folder + "/" + name +
+                         ".pem and .key are damaged or do not belong together; remove both " +
+                         "and run: infosync-cloud init");
+    }
+    return identity;
+}
+
+Identity MakeServerIdentity(const Identity& authority, CertificateFlaw flaw) {
+    Contents contents = {"infosync-cloud",    HOSTS,
+                         -BACKDATING,         SERVER_LIFETIME,
+                         "critical,CA:FALSE", "critical,digitalSignature",
+                         "serverAuth"};
+    switch (flaw) {
+        case CertificateFlaw::Nothing:
+            break;
+        case CertificateFlaw::WrongHost:
+            contents.hosts = WRONG_HOSTS;
+            break;
+        case CertificateFlaw::Expired:
+            contents.validFrom = -30 * DAY;
+            contents.validTo = -DAY;
+            break;
+        case CertificateFlaw::NotYetValid:
+            contents.validFrom = 30 * DAY;
+            break;
+        case CertificateFlaw::SelfSigned:
+            return Issue(contents, nullptr);
+        case CertificateFlaw::UnknownAuthority: {
+            const Identity stranger = MakeAuthority();
+            return Issue(contents, &stranger);
+        }
+        case CertificateFlaw::ClientOnly:
+            contents.extendedKeyUsage = "clientAuth";
+            break;
+    }
+    return Issue(contents, &authority);
+}
+
+}  // namespace LocalCloud

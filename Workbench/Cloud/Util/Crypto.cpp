@@ -1,0 +1,96 @@
+#include "Cloud/Util/Crypto.h"
+
+#include <glib.h>
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+#include <openssl/hmac.h>
+#include <openssl/rand.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+#include "Cloud/Util/Errors.h"
+
+namespace LocalCloud {
+
+namespace {
+
+using Digest = std::array<unsigned char, EVP_MAX_MD_SIZE>;
+
+const unsigned char* Bytes(const std::string& text) {
+    return reinterpret_cast<const unsigned char*>(text.data());
+}
+
+std::string FirstBytes(const Digest& digest, unsigned int length) {
+    return {digest.begin(), digest.begin() + length};
+}
+
+}  // namespace
+
+std::string Sha256(const std::string& bytes) {
+    Digest digest = {};
+    unsigned int length = 0;
+    EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_sha256(), nullptr);
+    return FirstBytes(digest, length);
+}
+
+std::string HmacSha256(const std::string& key, const std::string& bytes) {
+    Digest digest = {};
+    unsigned int length = 0;
+    HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), Bytes(bytes), bytes.size(), digest.data(),
+         &length);
+    return FirstBytes(digest, length);
+}
+
+std::string RandomBytes(std::size_t count) {
+    std::string bytes(count, '\0');
+    if (RAND_bytes(reinterpret_cast<unsigned char*>(bytes.data()), static_cast<int>(count)) != 1) {
+        throw CloudError("no random numbers: OpenSSL's generator is not seeded");
+    }
+    return bytes;
+}
+
+std::string Base64UrlEncode(const std::string& bytes) {
+    const std::unique_ptr<char, decltype(&g_free)> encoded(g_base64_encode(Bytes(bytes), bytes.size()),
+                                                           &g_free);
+    std::string text = encoded.get();
+    std::replace(text.begin(), text.end(), '+', '-');
+    std::replace(text.begin(), text.end(), '/', '_');
+    text.erase(std::find(text.begin(), text.end(), '='), text.end());
+    return text;
+}
+
+std::optional<std::string> Base64UrlDecode(const std::string& text) {
+    std::string padded = text;
+    std::replace(padded.begin(), padded.end(), '-', '+');
+    std::replace(padded.begin(), padded.end(), '_', '/');
+    padded.append((4 - padded.size() % 4) % 4, '=');
+    gsize length = 0;
+    const std::unique_ptr<guchar, decltype(&g_free)> decoded(g_base64_decode(padded.c_str(), &length),
+                                                             &g_free);
+    std::string bytes(reinterpret_cast<const char*>(decoded.get()), length);
+    // The library skips what it does not know; only the one right spelling survives this.
+    if (Base64UrlEncode(bytes) != text) {
+        return std::nullopt;
+    }
+    return bytes;
+}
+
+std::string Hex(const std::string& bytes) {
+    constexpr char DIGITS[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(bytes.size() * 2);
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        text += DIGITS[value >> 4U];
+        text += DIGITS[value & 0xFU];
+    }
+    return text;
+}
+
+bool SameSecret(const std::string& left, const std::string& right) {
+    return left.size() == right.size() && CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
+}
+
+}  // namespace LocalCloud

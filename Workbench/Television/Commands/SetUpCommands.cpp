@@ -1,0 +1,195 @@
+#include <glib.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "Cli/Text.h"
+#include "Television/CloudFolder.h"
+#include "Television/Commands/Commands.h"
+#include "Television/IniFile.h"
+#include "TvFolder.h"
+
+namespace Commands {
+
+namespace {
+
+using Cli::Arguments;
+using Cli::Print;
+using Television::CloudAddress;
+
+constexpr char TEMPLATE[] =
+    R"(# A simulated television. It is read anew at each call of the platform, so changes take effect at once:
+# with an editor, or with infosync-tv set GROUP.KEY VALUE. All keys: infosync-tv set --help
+[system]
+# What the set says of itself. Without a key, the platform has no such value.
+model=SIM-TV-55
+software_version=1001.2
+tizen_version=8.0
+tizen_id=
+[sso]
+# 1 while a user is signed in: infosync-tv sign-in USER
+state=0
+[bluetooth]
+# Devices that are paired with the set: infosync-tv bond ADDRESS
+bonded=
+[http]
+# Where the service's requests really go and whose certificates are trusted: infosync-tv connect
+[log]
+# V, D, I, W, E or F. At I and below, the log holds tokens whole.
+level=I
+)";
+
+/** Points the television at the cloud. What cannot be known before the cloud runs is left as it is. */
+void Connect(Television::IniFile& ini, const CloudAddress& cloud) {
+    ini.Set(TvKeys::CA_FILE, cloud.caFile);
+    if (cloud.port != 0) {
+        ini.SetList(TvKeys::CONNECT_TO, {"::127.0.0.1:" + std::to_string(cloud.port)});
+    }
+}
+
+std::string ConnectionText(const CloudAddress& cloud) {
+    const std::string name = "the local cloud in " + Cli::Escape(cloud.folder);
+    return cloud.port != 0
+               ? "connected to " + name + ", port " + std::to_string(cloud.port)
+               : name + " does not run\nStart it: infosync-cloud serve --dir '" + Cli::Escape(cloud.folder) +
+                     "'   and then: infosync-tv connect '" + Cli::Escape(cloud.folder) + "'";
+}
+
+/** The cloud that was named, or the default one where there is one. */
+std::unique_ptr<CloudAddress> CloudOf(const std::string& named) {
+    if (named.empty() && !std::filesystem::exists(Television::DefaultCloudFolder())) {
+        return nullptr;
+    }
+    return std::make_unique<CloudAddress>(
+        Television::FindCloud(named.empty() ? Television::DefaultCloudFolder() : named));
+}
+
+/** An id as the set's maker gives it: another one for each television. */
+std::string NewTizenId() {
+    const std::unique_ptr<char, decltype(&g_free)> uuid(g_uuid_string_random(), &g_free);
+    std::string id = uuid.get();
+    id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
+    return id;
+}
+
+void MakeFolders() {
+    for (const char* part : {"keys", "settings"}) {
+        const std::string folder = TvFolder::Resolve(part);
+        if (g_mkdir_with_parents(folder.c_str(), S_IRWXU) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot make " + Cli::Escape(folder));
+        }
+    }
+}
+
+int Init(const Arguments& arguments) {
+    const auto cloud = CloudOf(arguments.Value("cloud"));
+    const std::string folder = Cli::Escape(TvFolder::Path());
+    if (!arguments.Has("force") && std::filesystem::exists(TvFolder::IniPath())) {
+        const Television::IniFile soundOrThrow;
+        MakeFolders();
+        Print("the television in " + folder + " is there already and stays as it is\n");
+        return Cli::EXIT_FINE;
+    }
+    MakeFolders();
+    Television::IniFile ini{TEMPLATE};
+    ini.Set(TvKeys::TIZEN_ID, NewTizenId());
+    if (cloud) {
+        Connect(ini, *cloud);
+    }
+    ini.Save();
+    Print("made a television in " + folder + "\n" +
+          (cloud ? ConnectionText(*cloud) : "not connected to a local cloud: infosync-tv connect") +
+          "\nNext: infosync-tv sign-in USER, then infosync-tv run\n");
+    return Cli::EXIT_FINE;
+}
+
+int ConnectCommand(const Arguments& arguments) {
+    Television::IniFile ini;
+    const std::string named = arguments.Operand(0);
+    const CloudAddress cloud =
+        Television::FindCloud(named.empty() ? Television::DefaultCloudFolder() : named);
+    if (cloud.port == 0) {
+        throw std::runtime_error(ConnectionText(cloud));
+    }
+    Connect(ini, cloud);
+    ini.Save();
+    Print(ConnectionText(cloud) + "\n");
+    return Cli::EXIT_FINE;
+}
+
+std::vector<std::string> KeyNames() {
+    std::vector<std::string> names;
+    for (const TvKey* key : TvKeys::ALL) {
+        names.push_back(Television::KeyName(*key));
+    }
+    return names;
+}
+
+int Set(const Arguments& arguments) {
+    const std::string name = arguments.Operand(0);
+    const bool unset = arguments.Has("unset");
+    if (unset == (arguments.Operands().size() > 1)) {
+        throw Cli::UsageError(unset ? "a VALUE and --unset exclude each other" : "VALUE is missing");
+    }
+    const TvKey* key = Television::FindKey(name);
+    if (key == nullptr) {
+        throw Cli::UsageError("\"" + name + "\" is no key of tv.ini; its keys are " +
+                              Cli::Join(KeyNames(), ", "));
+    }
+    Television::IniFile ini;
+    if (unset) {
+        ini.Unset(*key);
+    } else {
+        try {
+            ini.Set(*key, arguments.Operand(1));
+        } catch (const std::invalid_argument& error) {
+            throw Cli::UsageError(error.what());
+        }
+    }
+    ini.Save();
+    return Cli::EXIT_FINE;
+}
+
+}  // namespace
+
+std::vector<Cli::Command> SetUpCommands() {
+    return {
+        {"init",
+         {},
+         "Make a television in the folder",
+         "Writes tv.ini, with a Tizen ID of its own, and connects it to the local cloud. A television that "
+         "is there "
+         "stays\nas it is.",
+         {"infosync-tv init", "infosync-tv --dir /tmp/tv init --cloud /tmp/cloud"},
+         {{"cloud", "DIR", "the local cloud's folder (default: $INFOSYNC_CLOUD_DIR or infosync-cloud's own)"},
+          {"force", "", "write tv.ini anew; what the service stored stays"}},
+         {},
+         &Init},
+        {"connect",
+         {"[CLOUD-DIR]"},
+         "Connect the television to a local cloud that runs",
+         "Sets [http] connect_to and ca_file; needed again when the cloud listens on another port.",
+         {"infosync-tv connect", "infosync-tv connect /tmp/cloud"},
+         {},
+         {},
+         &ConnectCommand},
+        {"set",
+         {"GROUP.KEY", "[VALUE]"},
+         "Set a value of tv.ini",
+         "Takes effect at once, also while the service runs. The items of a list are separated by "
+         ";.\nKeys: " +
+             Cli::Join(KeyNames(), ", "),
+         {"infosync-tv set log.level D",
+          "infosync-tv set bluetooth.known 'AA:BB:CC:00:11:22;AA:BB:CC:00:11:33'",
+          "infosync-tv set sso.result -- -1", "infosync-tv set system.tizen_id --unset"},
+         {{"unset", "", "remove the key instead"}},
+         KeyNames(),
+         &Set},
+    };
+}
+
+}  // namespace Commands
