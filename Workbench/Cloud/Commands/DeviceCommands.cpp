@@ -2,6 +2,7 @@
 #include <functional>
 #include <iostream>
 
+#include "Cli/FileLock.h"
 #include "Cloud/Commands/Command.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Crypto.h"
@@ -22,7 +23,7 @@ constexpr std::size_t ID_BYTES = 6;
 void Edit(const Folder& folder, const std::string& login,
           const std::function<void(Json::Value& records)>& change) {
     folder.RequireReady();
-    const FileLock oneAtATime(folder.StateFile("edit.lock"), FileLock::Wait::Yes);
+    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
     const Users users(folder);
     Json::Value document = users.Load(login);
     change(document["records"]);

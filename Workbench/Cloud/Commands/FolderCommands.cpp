@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "Cli/FileLock.h"
 #include "Cloud/Commands/Command.h"
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Service/Settings.h"
@@ -70,7 +71,7 @@ void Lifetime(CommandLine& line) {
         return;
     }
     const std::int64_t seconds = ParseInteger(words[1], "SECONDS", 0, LONGEST_LIFETIME);
-    const FileLock oneAtATime(folder.StateFile("edit.lock"), FileLock::Wait::Yes);
+    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
     settings.SetLifetime(words[0], seconds);
     std::cout << words[0] << ": " << seconds << " s from the next one on\n";
 }

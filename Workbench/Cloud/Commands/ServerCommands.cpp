@@ -5,6 +5,7 @@
 #include <optional>
 #include <thread>
 
+#include "Cli/FileLock.h"
 #include "Cloud/Commands/Command.h"
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/LocalCloudServer.h"
@@ -78,7 +79,7 @@ void Stop(CommandLine& line) {
     const ControlClient client(folder);
     client.Post("/stop", Json::objectValue);
     // The lock is let go of when the process has ended.
-    const FileLock ended(folder.StateFile("serve.lock"), FileLock::Wait::Yes);
+    const Cli::FileLock ended(folder.StateFile("serve.lock"), Cli::FileLock::Wait::YES);
     std::cout << "stopped\n";
 }
 

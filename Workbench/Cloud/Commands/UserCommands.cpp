@@ -1,5 +1,6 @@
 #include <iostream>
 
+#include "Cli/FileLock.h"
 #include "Cloud/Commands/Command.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Errors.h"
@@ -15,7 +16,7 @@ void AddUser(CommandLine& line) {
     const auto words = line.Parse();
     const Folder folder = line.CloudFolder();
     folder.RequireReady();
-    const FileLock oneAtATime(folder.StateFile("edit.lock"), FileLock::Wait::Yes);
+    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
     const bool added = Users(folder).Add(words[0]);
     std::cout << (added ? "added " : "there already: ") << words[0] << ", devices in "
               << folder.RecordsFile(words[0]) << "\n";
@@ -47,7 +48,7 @@ void RemoveUser(CommandLine& line) {
     const auto words = line.Parse();
     const Folder folder = line.CloudFolder();
     folder.RequireReady();
-    const FileLock oneAtATime(folder.StateFile("edit.lock"), FileLock::Wait::Yes);
+    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
     Users(folder).Remove(words[0]);
     std::cout << "removed " << words[0] << "\n";
 }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <thread>
 
+#include "Cli/FileLock.h"
 #include "Cloud/Server/CloudServer.h"
 #include "Cloud/Server/ControlServer.h"
 #include "Cloud/Service/AuthorizationServer.h"
@@ -117,7 +118,7 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options) {
     const sigset_t signals = BlockStopSignals();
     const SteadyTime start = std::chrono::steady_clock::now();
     folder.Prepare();
-    const FileLock onlyServer(folder.StateFile("serve.lock"), FileLock::Wait::No);
+    const Cli::FileLock onlyServer(folder.StateFile("serve.lock"), Cli::FileLock::Wait::NO);
     if (!onlyServer.IsHeld()) {
         throw CloudError("a server runs on " + folder.Path() +
                          " already; see: infosync-cloud status --dir '" + folder.Path() + "'");

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "Cli/FileLock.h"
 #include "Cloud/Service/Settings.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Certificates.h"
@@ -67,7 +68,7 @@ void Folder::Prepare() const {
     for (const auto& part : {UsersFolder(), TlsFolder(), StateFile("records"), StateFile("expired-marks")}) {
         MakeFolder(part);
     }
-    const FileLock oneAtATime(StateFile("edit.lock"), FileLock::Wait::Yes);
+    const Cli::FileLock oneAtATime(StateFile("edit.lock"), Cli::FileLock::Wait::YES);
     MakeCertificates(TlsFolder());
     Settings(SettingsFile()).Prepare();
     if (!StampOf(ControlSecretFile())) {

@@ -1,11 +1,8 @@
 #include "Cloud/Util/Files.h"
 
-#include <fcntl.h>
 #include <glib.h>
 #include <glib/gstdio.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -95,18 +92,6 @@ std::vector<std::string> NamesIn(const std::string& path) {
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-FileLock::FileLock(const std::string& path, Wait wait)
-    : m_file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, PRIVATE_FILE)) {
-    if (m_file < 0) {
-        ThrowErrno("could not open " + path, errno);
-    }
-    m_held = ::flock(m_file, wait == Wait::Yes ? LOCK_EX : LOCK_EX | LOCK_NB) == 0;
-}
-
-FileLock::~FileLock() {
-    ::close(m_file);
 }
 
 }  // namespace LocalCloud

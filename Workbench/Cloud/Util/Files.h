@@ -37,25 +37,4 @@ void MakeFolder(const std::string& path);
 /** The names in a folder, sorted; none when there is no such folder. */
 std::vector<std::string> NamesIn(const std::string& path);
 
-/** Holds a lock file for as long as it lives; the system lets go of it when the process ends in any way. */
-class FileLock {
-public:
-    enum class Wait { Yes, No };
-
-    /** @throws CloudError when the lock file cannot be made */
-    FileLock(const std::string& path, Wait wait);
-    ~FileLock();
-    FileLock(const FileLock&) = delete;
-    FileLock& operator=(const FileLock&) = delete;
-
-    /** False only with Wait::No, when another process holds it. */
-    bool IsHeld() const {
-        return m_held;
-    }
-
-private:
-    int m_file;
-    bool m_held = false;
-};
-
 }  // namespace LocalCloud
