@@ -93,24 +93,21 @@ void CBtInfoSync::Start() {
 void CBtInfoSync::ScheduleRetry() {
     const GSourceFunc onTimeout = [](gpointer self) -> gboolean {
         static_cast<CBtInfoSync*>(self)->m_retrySourceId = 0;
-        const GSourceFunc retry = [](gpointer service) -> gboolean {
-            static_cast<CBtInfoSync*>(service)->Retry();
+        const GSourceFunc retry = [](gpointer data) -> gboolean {
+            auto* service = static_cast<CBtInfoSync*>(data);
+            INFOSYNC_LOG(DLOG_INFO, "retry!");
+            try {
+                service->Start();
+            } catch (const std::exception& e) {
+                INFOSYNC_LOG(DLOG_ERROR, "Exception : %s", e.what());
+                g_main_loop_quit(service->m_mainLoop);
+            }
             return FALSE;
         };
         g_idle_add(retry, self);
         return FALSE;
     };
     m_retrySourceId = g_timeout_add_seconds(RETRY_INTERVAL_SECONDS, onTimeout, this);
-}
-
-void CBtInfoSync::Retry() {
-    INFOSYNC_LOG(DLOG_INFO, "retry!");
-    try {
-        Start();
-    } catch (const std::exception& e) {
-        INFOSYNC_LOG(DLOG_ERROR, "Exception : %s", e.what());
-        g_main_loop_quit(m_mainLoop);
-    }
 }
 
 void CBtInfoSync::GetAccessToken() {

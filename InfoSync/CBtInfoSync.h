@@ -45,7 +45,6 @@ private:
     bool IsFactoryReset();
     void ResetAllDatas();
     void ScheduleRetry();
-    void Retry();
 
     std::int32_t m_retryLimit = 5;
     std::int32_t m_tryCount = 0;

@@ -19,8 +19,8 @@ public:
     std::string GetLogInId();
 
     /**
-     * Asks for an OAuth 2.0 authorisation code. Returns at once; the completion runs later, on the main
-     * loop's thread, and not at all when the service refuses the request.
+     * Asks for an OAuth 2.0 authorisation code. The completion is run by the sign-in service, once, and not
+     * at all when the service refuses the request.
      */
     static void RequestAuthCode(const std::string& clientId, const std::string& scope,
                                 AuthCodeCompletion completion, void* userData);

@@ -1,9 +1,7 @@
 #include <glib.h>
-#include <malloc.h>
 
 #include <exception>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <utility>
 
@@ -13,24 +11,7 @@
 #include "Manager/CCloudServerManager.h"
 #include "Util/Log.h"
 
-namespace {
-
-/**
- * A run handles a few texts and trees of up to many megabytes, one after another: what one gives back stays
- * for the next, and the small pieces of a tree are joined as they come back, not all at the next large one.
- */
-void TuneAllocator() {
-    constexpr int LARGEST_THRESHOLD = 32 * 1024 * 1024;
-    mallopt(M_MMAP_THRESHOLD, LARGEST_THRESHOLD);
-    mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
-    mallopt(M_TOP_PAD, LARGEST_THRESHOLD / 2);
-    mallopt(M_MXFAST, 0);
-}
-
-}  // namespace
-
 int main() {
-    TuneAllocator();
     INFOSYNC_LOG(DLOG_ERROR, "<<Not Error>>Start main loop");
     // Lives as long as the process; static, so that a leak checker sees that it is still held at the end.
     static GMainLoop* loop = nullptr;

@@ -1,31 +1,32 @@
 #include "AuthData/CAccessToken.h"
 
-#include <cstdint>
-#include <ctime>
-#include <limits>
-
 #include "Util/CInfoSyncException.h"
 #include "Util/JsonUtil.h"
 #include "Util/Log.h"
+#include "Util/TimeUtil.h"
 
 namespace {
 
 constexpr char ACCESS_TOKEN[] = "access_token";
-constexpr char REFRESH_TOKEN[] = "refresh_token";
-constexpr char USER_ID[] = "userId";
 constexpr char ISSUED_TIME[] = "issued_time_in_second";
 
-/** The sum, or the limit that it lies beyond. */
-std::int64_t AddSaturating(std::int64_t a, std::int64_t b) {
-    constexpr std::int64_t LOWEST = std::numeric_limits<std::int64_t>::min();
-    constexpr std::int64_t HIGHEST = std::numeric_limits<std::int64_t>::max();
-    if (b > 0 && a > HIGHEST - b) {
-        return HIGHEST;
+/** A token's age beside its lifetime, all in seconds. */
+struct Clock {
+    long long issued;
+    long long lifetime;
+    long long now;
+
+    /** The lifetime is over after its last second; one that ends beyond 64 bits is not over, or always was.
+     */
+    bool IsOver() const {
+        long long end = 0;
+        return __builtin_add_overflow(issued, lifetime, &end) ? lifetime < 0 : end < now;
     }
-    if (b < 0 && a < LOWEST - b) {
-        return LOWEST;
-    }
-    return a + b;
+};
+
+Clock ReadClock(const Json::Value& record, const char* lifetime) {
+    return {InfoSyncUtil::ToInt64(record[ISSUED_TIME]), InfoSyncUtil::ToInt64(record[lifetime]),
+            TimeUtil::Now()};
 }
 
 }  // namespace
@@ -48,17 +49,23 @@ void CAccessToken::ReadFromSecureStorage() {
 
 std::string CAccessToken::GetAccessToken() {
     ApiTracker tracker("std::string CAccessToken::GetAccessToken()", __LINE__);
-    return InfoSyncUtil::TextMember(GetRecord(), ACCESS_TOKEN);
+    return GetRecord()[ACCESS_TOKEN].asString();
 }
 
 bool CAccessToken::IsTokenExpired() {
     ApiTracker tracker("bool CAccessToken::IsTokenExpired()", __LINE__);
-    return IsLifetimeOver("access_token_expires_in");
+    const Clock clock = ReadClock(GetRecord(), "access_token_expires_in");
+    INFOSYNC_LOG(DLOG_INFO, "issuedTime %lld, expiredTime %lld, currtneTime %lld", clock.issued,
+                 clock.lifetime, clock.now);
+    return clock.IsOver();
 }
 
 bool CAccessToken::IsRefreshTokenExpired() {
     ApiTracker tracker("bool CAccessToken::IsRefreshTokenExpired()", __LINE__);
-    return IsLifetimeOver("refresh_token_expires_in");
+    const Clock clock = ReadClock(GetRecord(), "refresh_token_expires_in");
+    INFOSYNC_LOG(DLOG_INFO, "issuedTime %lld, expiredTime %lld, currtneTime %lld", clock.issued,
+                 clock.lifetime, clock.now);
+    return clock.IsOver();
 }
 
 void CAccessToken::ImportAccessToken(const std::string& token) {
@@ -83,7 +90,7 @@ void CAccessToken::ParseAccessToken(const std::string& token) {
         INFOSYNC_LOG(DLOG_DEBUG, "%s", name.c_str());
         record[name] = result[name];
     }
-    record[ISSUED_TIME] = static_cast<Json::UInt64>(std::time(nullptr));
+    record[ISSUED_TIME] = static_cast<Json::UInt64>(TimeUtil::Now());
     m_token[m_loginId] = std::move(record);
 }
 
@@ -100,29 +107,17 @@ void CAccessToken::Deinit() {
 
 bool CAccessToken::HasUsableToken() const {
     const Json::Value& record = GetRecord();
-    const auto sendable = [&record](const char* name) { return InfoSyncUtil::HasTextForm(record[name]); };
-    return record.isMember(ACCESS_TOKEN) && sendable(ACCESS_TOKEN) && sendable(REFRESH_TOKEN) &&
-           sendable(USER_ID);
+    return record.isMember(ACCESS_TOKEN) && InfoSyncUtil::HasTextForm(record[ACCESS_TOKEN]);
 }
 
 std::string CAccessToken::GetRefreshToken() const {
-    return InfoSyncUtil::TextMember(GetRecord(), REFRESH_TOKEN);
+    return GetRecord()["refresh_token"].asString();
 }
 
 std::string CAccessToken::GetUserId() const {
-    return InfoSyncUtil::TextMember(GetRecord(), USER_ID);
+    return GetRecord()["userId"].asString();
 }
 
 const Json::Value& CAccessToken::GetRecord() const {
     return InfoSyncUtil::ObjectMember(m_token, m_loginId);
-}
-
-bool CAccessToken::IsLifetimeOver(const char* lifetimeName) const {
-    const std::int64_t issued = InfoSyncUtil::ToInt64(GetRecord()[ISSUED_TIME]);
-    const std::int64_t lifetime = InfoSyncUtil::ToInt64(GetRecord()[lifetimeName]);
-    const auto now = static_cast<std::int64_t>(std::time(nullptr));
-    INFOSYNC_LOG(DLOG_INFO, "issuedTime %lld, expiredTime %lld, currtneTime %lld",
-                 static_cast<long long>(issued), static_cast<long long>(lifetime),
-                 static_cast<long long>(now));
-    return AddSaturating(issued, lifetime) < now;
 }

@@ -18,7 +18,7 @@ public:
      * they are */
     void ReadFromSecureStorage();
 
-    /** The access token; empty when the user has none. */
+    /** The access token; empty when the user has none. @throws Json::Exception when it is no text */
     std::string GetAccessToken();
 
     /** The access token's lifetime is over; its last second still counts. */
@@ -40,18 +40,16 @@ public:
         return m_token.isObject();
     }
 
-    /** Whether the user has an access token, with companions that can be sent. */
+    /** Whether the user has an access token that can be sent. */
     bool HasUsableToken() const;
 
+    /** As GetAccessToken, also the id: the one under which the servers know the user, not the login id. */
     std::string GetRefreshToken() const;
-
-    /** The id under which the servers know the user; not the login id. */
     std::string GetUserId() const;
 
 private:
     /** The user's tokens, or a null value. */
     const Json::Value& GetRecord() const;
-    bool IsLifetimeOver(const char* lifetimeName) const;
 
     Json::Value m_token;
     std::string m_loginId;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <exception>
 #include <map>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -28,28 +27,39 @@ constexpr char UUIDS[] = "uuids";
 constexpr char USERS[] = "users";
 constexpr char DELETED_ON_TV[] = "deleted_on_tv";
 
-/** The record's identity; a record without one is reported by its position and skipped by the caller. */
-std::optional<std::string> RecordId(const Json::Value& record, Json::ArrayIndex position) {
-    const Json::Value* id =
-        record.isObject() ? record.find(RECORD_ID, RECORD_ID + sizeof(RECORD_ID) - 1) : nullptr;
-    if (id == nullptr || id->isNull() || !InfoSyncUtil::HasTextForm(*id)) {
-        INFOSYNC_LOG(DLOG_ERROR, "skip record %u: no record_id", position);
-        return std::nullopt;
-    }
-    return id->asString();
+/** Whether the record can be told from others; a missing id is the empty one. */
+bool HasId(const Json::Value& record) {
+    return record.isObject() && InfoSyncUtil::HasTextForm(record[RECORD_ID]);
 }
+
+bool HasTexts(const Json::Value& record) {
+    return InfoSyncUtil::HasTextForm(record[UUIDS]) && InfoSyncUtil::HasTextForm(record[NAME]) &&
+           InfoSyncUtil::HasTextForm(record[ADDRESS]);
+}
+
+/** Records that cannot be read: counted, since a damaged answer may be made of nothing else. */
+struct SkippedRecords {
+    unsigned count = 0;
+    Json::ArrayIndex first = 0;
+
+    void Add(Json::ArrayIndex position) {
+        first = count == 0 ? position : first;
+        ++count;
+    }
+};
 
 /** Hands each record over with its id; anything but an array has none. */
 template <typename Put>
-void ForEachRecord(Json::Value& records, const Put& put) {
-    if (!records.isArray()) {
-        return;
-    }
-    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
-        if (const auto id = RecordId(records[i], i)) {
-            put(*id, std::move(records[i]));
+SkippedRecords ForEachRecord(Json::Value& records, const Put& put) {
+    SkippedRecords skipped;
+    for (Json::ArrayIndex i = 0; records.isArray() && i < records.size(); ++i) {
+        if (HasId(records[i])) {
+            put(std::as_const(records)[i][RECORD_ID].asString(), std::move(records[i]));
+        } else {
+            skipped.Add(i);
         }
     }
+    return skipped;
 }
 
 Json::Value ParseBatch(const std::string& data) {
@@ -60,22 +70,6 @@ Json::Value ParseBatch(const std::string& data) {
         throw CInfoSyncException("fail to parse the records: an array expected");
     }
     return batch;
-}
-
-/** Whether the record's texts can be read; one that cannot is reported by its id and skipped by the caller.
- */
-bool HasTexts(const Json::Value& record, const std::string& recordId) {
-    for (const char* name : {UUIDS, NAME, ADDRESS}) {
-        if (!InfoSyncUtil::HasTextForm(record[name])) {
-            INFOSYNC_LOG(DLOG_ERROR, "skip record %s: no text in %s", recordId.c_str(), name);
-            return false;
-        }
-    }
-    return true;
-}
-
-Json::Value AsText(const Json::Value& value) {
-    return value.isString() ? value : Json::Value(value.asString());
 }
 
 /** The stored device list; null when there is none. @throws CInfoSyncException when it is not JSON */
@@ -89,19 +83,16 @@ Json::Value ReadDeviceList() {
     return list;
 }
 
-/**
- * The list in indented form, without what no log entry is long enough to show: the whole text of a long list
- * takes longer to make than the list.
- */
-std::string IndentedForLog(const Json::Value& list) {
-    constexpr std::size_t MORE_THAN_AN_ENTRY_SHOWS = 16384;
-    Json::Value shown = list.isObject() ? Json::Value(Json::objectValue) : list;
-    std::size_t length = 0;
-    for (auto device = list.begin(); device != list.end() && length < MORE_THAN_AN_ENTRY_SHOWS; ++device) {
-        shown[device.name()] = *device;
-        length += device.name().size() + InfoSyncUtil::WriteJson(*device).size();
+/** The users of a list entry; what is no entry, or no array of users, is made one. */
+Json::Value& UsersOf(Json::Value& entry) {
+    if (!entry.isObject()) {
+        entry = Json::Value(Json::objectValue);
     }
-    return shown.toStyledString();
+    Json::Value& users = entry[USERS];
+    if (!users.isArray()) {
+        users = Json::Value(Json::arrayValue);
+    }
+    return users;
 }
 
 }  // namespace
@@ -117,10 +108,7 @@ void CDeviceInfo::ReadFromSecureStorage() {
     try {
         std::string text;
         InfoSyncUtil::GetData(m_alias, text);
-        if (m_text.empty() || text != m_text) {
-            m_data = InfoSyncUtil::ParseStoredObject(text);
-            m_text = std::move(text);
-        }
+        m_data = InfoSyncUtil::ParseStoredObject(text);
     } catch (const std::exception& e) {
         INFOSYNC_LOG(DLOG_ERROR, "exception: %s, No data", e.what());
     }
@@ -128,10 +116,10 @@ void CDeviceInfo::ReadFromSecureStorage() {
 
 void CDeviceInfo::ImportData(const std::string& data) {
     ApiTracker tracker("void CDeviceInfo::ImportData(const string&)", __LINE__);
-    Reload();
+    ReadFromSecureStorage();
     Json::Value batch = ParseBatch(data);
     INFOSYNC_LOG(DLOG_INFO, "data:%s", data.c_str());
-    if (HasUserData()) {
+    if (InfoSyncUtil::HasEntry(m_data, m_userId)) {
         MergeBatch(batch);
     } else {
         INFOSYNC_LOG(DLOG_INFO, "No data for this user. add all");
@@ -143,7 +131,7 @@ void CDeviceInfo::ImportData(const std::string& data) {
 
 void CDeviceInfo::Reset() {
     ApiTracker tracker("void CDeviceInfo::Reset()", __LINE__);
-    Reload();
+    ReadFromSecureStorage();
     m_data.removeMember(m_userId);
     WriteSecureStorage(InfoSyncUtil::WriteJson(m_data));
     UpdateDeviceList();
@@ -159,21 +147,32 @@ void CDeviceInfo::UpdateDeviceList() {
     Json::Value list = ReadDeviceList();
     INFOSYNC_LOG(DLOG_INFO, "user : %s", m_userId.c_str());
     const Json::Value& records = InfoSyncUtil::ObjectMember(m_data, m_userId)[RECORDS];
+    SkippedRecords skipped;
     for (Json::ArrayIndex i = 0; records.isArray() && i < records.size(); ++i) {
         const Json::Value& record = records[i];
-        const auto recordId = RecordId(record, i);
-        if (!recordId) {
+        if (!HasId(record) || (record.isMember(ADDRESS) && !HasTexts(record))) {
+            skipped.Add(i);
             continue;
         }
-        INFOSYNC_LOG(DLOG_INFO, "record_id : %s", recordId->c_str());
-        if (!record.isMember(ADDRESS)) {
-            RemoveFromDeviceList(list, *recordId, m_userId);
-        } else if (HasTexts(record, *recordId)) {
-            AddToDeviceList(list, record, *recordId, m_userId);
+        const std::string recordId = record[RECORD_ID].asString();
+        INFOSYNC_LOG(DLOG_INFO, "record_id : %s", recordId.c_str());
+        if (record.isMember(ADDRESS)) {
+            AddToDeviceList(list, record, recordId, m_userId);
+        } else {
+            RemoveFromDeviceList(list, recordId, m_userId);
         }
     }
-    INFOSYNC_LOG(DLOG_INFO, "%s", IndentedForLog(list).c_str());
+    if (skipped.count > 0) {
+        INFOSYNC_LOG(DLOG_ERROR, "skip %u malformed records, the first at position %u", skipped.count,
+                     skipped.first);
+    }
+    INFOSYNC_LOG(DLOG_INFO, "%s", list.toStyledString().c_str());
     InfoSyncUtil::SetDeviceList(InfoSyncUtil::WriteJson(list));
+}
+
+bool CDeviceInfo::IsAudioSink(const Json::Value& record) {
+    const std::vector<std::string> uuids = CommonUtil::SplitString(record[UUIDS].asString());
+    return std::find(uuids.begin(), uuids.end(), AUDIO_SINK_UUID) != uuids.end();
 }
 
 void CDeviceInfo::AddToDeviceList(Json::Value& list, const Json::Value& record, const std::string& recordId,
@@ -181,32 +180,28 @@ void CDeviceInfo::AddToDeviceList(Json::Value& list, const Json::Value& record, 
     ApiTracker tracker(
         "void CDeviceInfo::AddToDeviceList(Json::Value&, const Json::Value&, const string&, const string&)",
         __LINE__);
-    const std::vector<std::string> uuids = CommonUtil::SplitString(record[UUIDS].asString());
-    if (std::find(uuids.begin(), uuids.end(), AUDIO_SINK_UUID) == uuids.end()) {
+    if (!IsAudioSink(record)) {
         return;
     }
     if (BluetoothUtil::IsBondedDevice(record[ADDRESS].asString())) {
         INFOSYNC_LOG(DLOG_INFO, "already locally bonded device");
         return;
     }
+    const bool isListed = InfoSyncUtil::HasEntry(list, recordId);
     Json::Value& entry = list[recordId];
-    if (entry.isObject()) {
+    if (isListed) {
         INFOSYNC_LOG(DLOG_INFO, "already exist records, add user id only.");
     } else {
         INFOSYNC_LOG(DLOG_INFO, "new data. add it");
         entry = Json::Value(Json::objectValue);
         entry[DELETED_ON_TV] = false;
     }
-    Json::Value& users = entry[USERS];
-    if (!users.isArray()) {
-        users = Json::Value(Json::arrayValue);
+    Json::Value& users = UsersOf(entry);
+    if (std::find(users.begin(), users.end(), Json::Value(userId)) == users.end()) {
+        users.append(userId);
     }
-    Json::Value user(userId);
-    if (std::find(users.begin(), users.end(), user) == users.end()) {
-        users.append(std::move(user));
-    }
-    entry[NAME] = AsText(record[NAME]);
-    entry[ADDRESS] = AsText(record[ADDRESS]);
+    entry[NAME] = record[NAME].asString();
+    entry[ADDRESS] = record[ADDRESS].asString();
     INFOSYNC_LOG(DLOG_DEBUG, "Add : %s ", InfoSyncUtil::WriteJson(entry).c_str());
 }
 
@@ -218,10 +213,7 @@ void CDeviceInfo::RemoveFromDeviceList(Json::Value& list, const std::string& rec
     if (!list.isMember(recordId)) {
         return;
     }
-    Json::Value users = InfoSyncUtil::ObjectMember(list, recordId)[USERS];
-    if (!users.isArray()) {
-        users = Json::Value(Json::arrayValue);
-    }
+    Json::Value& users = UsersOf(list[recordId]);
     for (Json::ArrayIndex i = 0; i < users.size(); ++i) {
         if (users[i] == Json::Value(userId)) {
             users.removeIndex(i, nullptr);
@@ -232,41 +224,31 @@ void CDeviceInfo::RemoveFromDeviceList(Json::Value& list, const std::string& rec
     if (users.empty()) {
         list.removeMember(recordId);
         INFOSYNC_LOG(DLOG_INFO, "%s", recordId.c_str());
-    } else {
-        list[recordId][USERS] = std::move(users);
     }
 }
 
 Json::Value& CDeviceInfo::GetUserData() {
-    if (!HasUserData()) {
-        m_text.clear();  // the caller makes what the stored text does not hold
-    }
     return m_data[m_userId];
-}
-
-void CDeviceInfo::Reload() {
-    ReadFromSecureStorage();
-    m_text = std::string();
-}
-
-bool CDeviceInfo::HasUserData() const {
-    return !InfoSyncUtil::ObjectMember(m_data, m_userId).isNull();
 }
 
 void CDeviceInfo::MergeBatch(Json::Value& batch) {
     Json::Value& user = m_data[m_userId];
-    // Both come in the order of their ids as a rule, so that a record's place is mostly at the end.
+    user[META] = std::move(batch[META]);
     std::map<std::string, Json::Value> merged;
     ForEachRecord(user[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
-        merged.try_emplace(merged.end(), id, std::move(record));
+        merged.try_emplace(id, std::move(record));
     });
-    ForEachRecord(batch[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
-        merged.insert_or_assign(merged.end(), id, std::move(record));
-    });
+    const SkippedRecords skipped =
+        ForEachRecord(batch[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
+            merged.insert_or_assign(id, std::move(record));
+        });
+    if (skipped.count > 0) {
+        INFOSYNC_LOG(DLOG_ERROR, "skip %u malformed records, the first at position %u", skipped.count,
+                     skipped.first);
+    }
     Json::Value records(Json::arrayValue);
     for (auto& [id, record] : merged) {
         records.append(std::move(record));
     }
-    user[META] = std::move(batch[META]);
     user[RECORDS] = std::move(records);
 }

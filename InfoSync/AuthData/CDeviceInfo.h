@@ -33,6 +33,9 @@ public:
      * JSON */
     void UpdateDeviceList();
 
+    /** Whether the record offers the Bluetooth SIG's Audio Sink service; only such devices are listed. */
+    static bool IsAudioSink(const Json::Value& record);
+
     /** Adds an audio sink that is not paired with this set, or refreshes its entry; leaves others alone. */
     void AddToDeviceList(Json::Value& list, const Json::Value& record, const std::string& recordId,
                          const std::string& userId);
@@ -44,14 +47,9 @@ public:
     Json::Value& GetUserData();
 
 private:
-    /** Reads what is stored in order to change it. */
-    void Reload();
-    bool HasUserData() const;
     void MergeBatch(Json::Value& batch);
 
     Json::Value m_data;
-    /** What m_data was parsed from while nothing has changed it: reading the same again need not parse it. */
-    std::string m_text;
     std::string m_userId;
     std::string m_alias = InfoSyncUtil::ALIAS_RECORDS;
 };

@@ -1,11 +1,11 @@
 #include "AuthData/CJsonWebToken.h"
 
 #include <cstdint>
-#include <ctime>
 #include <exception>
 
 #include "Util/JsonUtil.h"
 #include "Util/Log.h"
+#include "Util/TimeUtil.h"
 
 namespace {
 
@@ -33,12 +33,12 @@ void CJsonWebToken::ReadFromSecureStorage() {
 bool CJsonWebToken::IsValid() {
     ApiTracker tracker("bool CJsonWebToken::IsValid()", __LINE__);
     const Json::Value& response = InfoSyncUtil::ObjectMember(m_root, m_key);
-    if (response.isNull() || !InfoSyncUtil::HasTextForm(response[TOKEN])) {
+    if (!InfoSyncUtil::HasEntry(m_root, m_key) || !InfoSyncUtil::HasTextForm(response[TOKEN])) {
         INFOSYNC_LOG(DLOG_WARN, "No token");
         return false;
     }
     const std::int64_t expireTime = InfoSyncUtil::ToInt64(response["tokenExpireTimeSec"]);
-    const auto now = static_cast<std::int64_t>(std::time(nullptr));
+    const std::int64_t now = TimeUtil::Now();
     INFOSYNC_LOG(DLOG_INFO, "expired time : %lld, currtne time : %lld", static_cast<long long>(expireTime),
                  static_cast<long long>(now));
     if (now < expireTime) {
@@ -60,7 +60,7 @@ void CJsonWebToken::WriteJWTToSecureStorage(const std::string& data) {
 }
 
 std::string CJsonWebToken::GetToken() const {
-    return InfoSyncUtil::TextMember(InfoSyncUtil::ObjectMember(m_root, m_key), TOKEN);
+    return InfoSyncUtil::ObjectMember(m_root, m_key)[TOKEN].asString();
 }
 
 void CJsonWebToken::Deinit() {

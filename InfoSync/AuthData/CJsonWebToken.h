@@ -25,7 +25,8 @@ public:
 
     void WriteJWTToSecureStorage(const std::string& data);
 
-    /** The token, to be sent as it is; empty when there is none. */
+    /** The token, to be sent as it is; empty when there is none. @throws Json::Exception when it is no text
+     */
     std::string GetToken() const;
 
     void Deinit();

@@ -1,11 +1,11 @@
 #include "AuthData/CServiceActivationInfo.h"
 
 #include <cstdint>
-#include <ctime>
 #include <exception>
 
 #include "Util/JsonUtil.h"
 #include "Util/Log.h"
+#include "Util/TimeUtil.h"
 
 namespace {
 
@@ -35,12 +35,12 @@ void CServiceActivationInfo::ReadFromSecureStorage() {
 bool CServiceActivationInfo::IsValid() {
     ApiTracker tracker("bool CServiceActivationInfo::IsValid()", __LINE__);
     const Json::Value& response = InfoSyncUtil::ObjectMember(m_root, m_key);
-    if (response.isNull() || !InfoSyncUtil::HasTextForm(response[DEVICE_ID])) {
+    if (!InfoSyncUtil::HasEntry(m_root, m_key) || !InfoSyncUtil::HasTextForm(response[DEVICE_ID])) {
         INFOSYNC_LOG(DLOG_WARN, "No token");
         return false;
     }
     const std::int64_t expireTime = InfoSyncUtil::ToInt64(response["expireTime"]);
-    const std::int64_t now = static_cast<std::int64_t>(std::time(nullptr)) * MILLISECONDS_PER_SECOND;
+    const std::int64_t now = TimeUtil::Now() * MILLISECONDS_PER_SECOND;
     INFOSYNC_LOG(DLOG_INFO, "expired time : %lld, currtne time : %lld", static_cast<long long>(expireTime),
                  static_cast<long long>(now));
     if (now < expireTime) {
@@ -62,7 +62,7 @@ void CServiceActivationInfo::WriteToSecureStorage(const std::string& data) {
 }
 
 std::string CServiceActivationInfo::GetDviceId() const {
-    std::string deviceId = InfoSyncUtil::TextMember(InfoSyncUtil::ObjectMember(m_root, m_key), DEVICE_ID);
+    std::string deviceId = InfoSyncUtil::ObjectMember(m_root, m_key)[DEVICE_ID].asString();
     INFOSYNC_LOG(DLOG_INFO, "%s", deviceId.c_str());
     return deviceId;
 }

@@ -24,7 +24,9 @@ public:
 
     void WriteToSecureStorage(const std::string& data);
 
-    /** The id that the cloud gave the set; empty when it gave none. */
+    /** The id that the cloud gave the set; empty when it gave none. @throws Json::Exception when it is no
+     * text
+     */
     std::string GetDviceId() const;
 
 private:

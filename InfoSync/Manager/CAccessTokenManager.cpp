@@ -19,6 +19,32 @@ constexpr char ISSUE_PATH[] = "/auth/openapi/v1/oauth2/accesstoken";
 constexpr char REFRESH_PATH[] = "/auth/openapi/v1/oauth2/refreshtoken";
 constexpr int REJECTED = -1;
 
+/** Takes the sign-in service's answer to a request for a code; userData is the manager that asked. */
+constexpr auto ON_AUTH_CODE = [](void* userData, int result, const char* authCode) -> int {
+    ApiTracker tracker(
+        "CAccessTokenManager::GetAccessToken(CAccessTokenManager::AccessTokenCallback)::<lambda(void*, int, "
+        "const char*)>",
+        __LINE__);
+    if (userData == nullptr) {
+        INFOSYNC_LOG(DLOG_ERROR, "userData is nullptr");
+        return REJECTED;
+    }
+    if (authCode == nullptr) {
+        INFOSYNC_LOG(DLOG_ERROR, "userData is authcode");
+        return REJECTED;
+    }
+    if (result != CSsoManager::AUTH_CODE_ISSUED) {
+        INFOSYNC_LOG(DLOG_ERROR, "result != SSO_TRUE");
+        return REJECTED;
+    }
+    try {
+        static_cast<CAccessTokenManager*>(userData)->OnAuthCodeIssued(result, authCode);
+    } catch (const std::exception&) {
+        return REJECTED;
+    }
+    return 0;
+};
+
 }  // namespace
 
 CAccessTokenManager::CAccessTokenManager() {
@@ -55,61 +81,32 @@ void CAccessTokenManager::GetAccessToken(AccessTokenCallback callback) {
     ApiTracker tracker("void CAccessTokenManager::GetAccessToken(CAccessTokenManager::AccessTokenCallback)",
                        __LINE__);
     m_callback = std::move(callback);
-    const auto onAuthCode = [](void* userData, int result, const char* authCode) -> int {
-        ApiTracker lambdaTracker(
-            "CAccessTokenManager::GetAccessToken(CAccessTokenManager::AccessTokenCallback)::<lambda(void*, "
-            "int, const "
-            "char*)>",
-            __LINE__);
-        if (userData == nullptr) {
-            INFOSYNC_LOG(DLOG_ERROR, "userData is nullptr");
-            return REJECTED;
-        }
-        if (authCode == nullptr) {
-            INFOSYNC_LOG(DLOG_ERROR, "userData is authcode");
-            return REJECTED;
-        }
-        if (result != CSsoManager::AUTH_CODE_ISSUED) {
-            INFOSYNC_LOG(DLOG_ERROR, "result != SSO_TRUE");
-            return REJECTED;
-        }
-        try {
-            static_cast<CAccessTokenManager*>(userData)->OnAuthCodeIssued(result, authCode);
-        } catch (const std::exception&) {
-            return REJECTED;
-        }
-        return 0;
-    };
     try {
-        RequireValidToken();
+        if (!m_accessToken || !m_accessToken->HasTokens()) {
+            INFOSYNC_LOG(DLOG_WARN, "null");
+            throw CInfoSyncTokenNotExistException();
+        }
+        if (!m_accessToken->HasUsableToken()) {
+            throw CInfoSyncTokenNotExistException();
+        }
+        // First, since an access token cannot be refreshed once both have run out.
+        if (m_accessToken->IsRefreshTokenExpired()) {
+            throw CInfoSyncTokenNotExistException("Refresh Token Expired, need to issue new token",
+                                                  INFOSYNC_ERROR_TOKEN_NOT_EXIST);
+        }
+        if (m_accessToken->IsTokenExpired()) {
+            throw CInfoSyncTokenExpiredException();
+        }
         CallAccessTokenCallback(Success, m_accessToken);
     } catch (const CInfoSyncTokenExpiredException& e) {
         INFOSYNC_LOG(DLOG_WARN, "%s", e.what());
         RefreshAccessToken();
     } catch (const CInfoSyncTokenNotExistException& e) {
         INFOSYNC_LOG(DLOG_WARN, "%s", e.what());
-        CSsoManager::RequestAuthCode(ClientIdentity::OAUTH_CLIENT_ID, SSO_SCOPE, onAuthCode, this);
+        CSsoManager::RequestAuthCode(ClientIdentity::OAUTH_CLIENT_ID, SSO_SCOPE, ON_AUTH_CODE, this);
     } catch (const std::exception& e) {
         INFOSYNC_LOG(DLOG_ERROR, "Exception : %s", e.what());
         CallAccessTokenCallback(Failure, m_accessToken);
-    }
-}
-
-void CAccessTokenManager::RequireValidToken() {
-    if (!m_accessToken || !m_accessToken->HasTokens()) {
-        INFOSYNC_LOG(DLOG_WARN, "null");
-        throw CInfoSyncTokenNotExistException();
-    }
-    if (!m_accessToken->HasUsableToken()) {
-        throw CInfoSyncTokenNotExistException();
-    }
-    // First, since an access token cannot be refreshed once both have run out.
-    if (m_accessToken->IsRefreshTokenExpired()) {
-        throw CInfoSyncTokenNotExistException("Refresh Token Expired, need to issue new token",
-                                              INFOSYNC_ERROR_TOKEN_NOT_EXIST);
-    }
-    if (m_accessToken->IsTokenExpired()) {
-        throw CInfoSyncTokenExpiredException();
     }
 }
 
@@ -180,8 +177,10 @@ void CAccessTokenManager::CallAccessTokenCallback(AccessTokenResult result,
         "void CAccessTokenManager::CallAccessTokenCallback(CAccessTokenManager::AccessTokenResult, const "
         "std::shared_ptr<CAccessToken>&)",
         __LINE__);
-    if (m_callback) {
-        m_callback(result, token);
+    // A copy: one that asks for a token again replaces the one that is held.
+    const AccessTokenCallback callback = m_callback;
+    if (callback) {
+        callback(result, token);
     }
 }
 

@@ -30,8 +30,9 @@ public:
 
     /**
      * Runs the callback once with the outcome: within the call when a stored or refreshed token will do, and
-     * later, on the main loop, when a new authorisation code is needed. It is not run at all when the sign-in
-     * service rejects the request for a code. A second call takes the place of the first one's callback.
+     * later, from the sign-in service, when a new authorisation code is needed. It is not run at all when the
+     * sign-in service rejects the request for a code. A second call takes the place of the first one's
+     * callback.
      */
     void GetAccessToken(AccessTokenCallback callback);
 
@@ -49,7 +50,6 @@ public:
     void Deinit();
 
 private:
-    void RequireValidToken();
     void ImportAnswer(IHttpMessage& message);
 
     AccessTokenCallback m_callback;

@@ -34,7 +34,6 @@ std::string Exchange(IHttpMessage& message, RequestType type) {
     message.Request(type);
     std::string answer = message.GetHttpResponse();
     message.Reset();
-    INFOSYNC_LOG(DLOG_INFO, "%s", answer.c_str());
     return answer;
 }
 
@@ -45,16 +44,6 @@ Json::Value ParseSuccess(const std::string& answer, const char* failure) {
         throw CInfoSyncException(failure);
     }
     return response;
-}
-
-/** Drops the user's records when the cloud says that they cannot be built upon any more. */
-void HandleRefusedDownload(const CInfoSyncHttpException& refusal, CDeviceInfo& deviceInfo) {
-    const Json::Value error = InfoSyncUtil::ParseJson(refusal.GetResponse());
-    INFOSYNC_LOG(DLOG_ERROR, "%s", error.toStyledString().c_str());
-    const int resultCode = error.isObject() ? InfoSyncUtil::ResultCode(error) : RESULT_SUCCESS;
-    if (resultCode == RESULT_MARK_EXPIRED || resultCode == RESULT_MARK_INVALID) {
-        deviceInfo.Reset();
-    }
 }
 
 }  // namespace
@@ -100,6 +89,7 @@ void CCloudServerManager::ActivateCloudServer() {
     message->AddHttpMessageData("osVersion", SystemUtil::GetTizenVersion());
     message->AddHttpMessageData("packageVersion", ClientIdentity::PACKAGE_VERSION);
     const std::string answer = Exchange(*message, RequestType::Post);
+    INFOSYNC_LOG(DLOG_INFO, "%s", answer.c_str());
     m_serviceActivationInfo->ImportResponse(ParseSuccess(answer, "Fail to activate"));
 }
 
@@ -116,6 +106,7 @@ void CCloudServerManager::IssueJWT() {
     AddUserCredentials(*message);
     message->AddHttpMessageData("x-kc-dvc-id", m_serviceActivationInfo->GetDviceId());
     const std::string answer = Exchange(*message, RequestType::Post);
+    INFOSYNC_LOG(DLOG_INFO, "%s", answer.c_str());
     m_jwt->ImportResponse(ParseSuccess(answer, "Fail to get JWT"));
 }
 
@@ -123,7 +114,7 @@ void CCloudServerManager::DownSyncBtInfoFromCloud() {
     ApiTracker tracker("void CCloudServerManager::DownSyncBtInfoFromCloud()", __LINE__);
     CDeviceInfo deviceInfo;
     deviceInfo.Init(m_ssoManager->GetLogInId());
-    const std::shared_ptr<IHttpMessage> message = std::make_shared<CKCloudDataHttpMessage>(RECORDS_PATH);
+    const std::shared_ptr<IHttpMessage> message = std::make_unique<CKCloudDataHttpMessage>(RECORDS_PATH);
     message->Init();
     SystemUtil::AddClientIdentity(*message);
     message->AddHttpMessageData("Authorization", m_jwt->GetToken());
@@ -137,9 +128,15 @@ void CCloudServerManager::DownSyncBtInfoFromCloud() {
     try {
         answer = Exchange(*message, RequestType::Get);
     } catch (const CInfoSyncHttpException& refusal) {
-        HandleRefusedDownload(refusal, deviceInfo);
+        const Json::Value error = InfoSyncUtil::ParseAnswer(refusal.GetResponse());
+        INFOSYNC_LOG(DLOG_ERROR, "%s", error.toStyledString().c_str());
+        const int resultCode = InfoSyncUtil::ResultCode(error);
+        if (resultCode == RESULT_MARK_EXPIRED || resultCode == RESULT_MARK_INVALID) {
+            deviceInfo.Reset();
+        }
         throw;
     }
+    INFOSYNC_LOG(DLOG_INFO, "%s", answer.c_str());
     deviceInfo.ImportData(answer);
 }
 

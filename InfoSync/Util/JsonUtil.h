@@ -1,4 +1,4 @@
-/** The one way in which the service reads and writes JSON. */
+/** How this tree reads and writes JSON. */
 #pragma once
 
 #include <json/json.h>
@@ -8,10 +8,7 @@
 
 namespace InfoSyncUtil {
 
-/**
- * Parses a text that is JSON (RFC 8259) and nothing else. Bytes that are not UTF-8 and surrogates without
- * their other half are read as U+FFFD, so that one bad name does not cost the whole document.
- * @throws CInfoSyncException with "fail to parse" and the place, also when nested too deep
+/** @throws CInfoSyncException with "fail to parse" and the place, also when nested more than 40 levels deep
  */
 Json::Value ParseJson(const std::string& text);
 
@@ -23,7 +20,7 @@ Json::Value ParseJson(const std::string& text);
 Json::Value ParseAnswer(const std::string& text);
 
 /**
- * Parses a stored document, which must be an object.
+ * Parses a stored document: an object, or null where nothing was ever put into it.
  * @throws CInfoSyncException as above
  */
 Json::Value ParseStoredObject(const std::string& text);
@@ -39,6 +36,9 @@ std::string TextMember(const Json::Value& object, const std::string& name);
 
 /** The member when it is an object itself, as a user's entry must be; otherwise a null value. */
 const Json::Value& ObjectMember(const Json::Value& object, const std::string& name);
+
+/** Whether the document holds an entry of this name that can be worked with: an object, or null. */
+bool HasEntry(const Json::Value& document, const std::string& name);
 
 /**
  * A time or a lifetime as a server sent it: beyond 64 bits it is the nearest limit, since far in the future

@@ -37,11 +37,13 @@ guint g_timeout_add_seconds(guint interval, GSourceFunc function, gpointer data)
 }
 
 GMainLoop* g_main_loop_new(GMainContext* /*context*/, gboolean /*is_running*/) {
+    Fake::Note("> g_main_loop_new");
     static GMainLoop loop;
     return &loop;
 }
 
 void g_main_loop_run(GMainLoop* loop) {
+    Fake::Note("> g_main_loop_run");
     loop->quit = false;
     while (!loop->quit && g_main_context_iteration(nullptr, FALSE) == TRUE) {
     }

@@ -5,8 +5,13 @@
 class NxCurlEasy::Transfer {
 public:
     bool Set(NXCURL_OPTION_TYPE option, const std::string& value = "") {
-        request.settings.push_back(std::to_string(static_cast<int>(option)) + value);
+        Set(std::to_string(static_cast<int>(option)) + value);
         return true;
+    }
+
+    void Set(const std::string& setting) {
+        Fake::Note("> NxCurlEasy: " + setting);
+        request.settings.push_back(setting);
     }
 
     Fake::HttpRequest request;
@@ -73,20 +78,22 @@ bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, NxCurlWriteFunction value)
 
 bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, const std::list<std::string>& value) {
     m_transfer->request.header.assign(value.begin(), value.end());
+    for (const auto& line : value) {
+        Fake::Note("> header " + line);
+    }
     return m_transfer->Set(option);
 }
 
 void NxCurlEasy::setTimeout(long connectSeconds, long stallSeconds) {
-    m_transfer->request.settings.push_back("timeout " + std::to_string(connectSeconds) + " " +
-                                           std::to_string(stallSeconds));
+    m_transfer->Set("timeout " + std::to_string(connectSeconds) + " " + std::to_string(stallSeconds));
 }
 
 void NxCurlEasy::setSmartTVHeader(t_HdrOption option) {
-    m_transfer->request.settings.push_back("tv header " + std::to_string(option));
+    m_transfer->Set("tv header " + std::to_string(option));
 }
 
 void NxCurlEasy::setQuorlenGatesiteSSLContext() {
-    m_transfer->request.settings.emplace_back("gate site");
+    m_transfer->Set("gate site");
 }
 
 bool NxCurlEasy::send() {
@@ -108,6 +115,7 @@ bool NxCurlEasy::send() {
 }
 
 bool NxCurlEasy::getInfo(NXCURL_INFO_TYPE info, long* value) {
+    Fake::Note("> NxCurlEasy::getInfo");
     if (info != NXCURL_INFO_RESPONSE_CODE || m_transfer->status == 0) {
         return false;
     }

@@ -19,8 +19,17 @@ void Misused(const std::string& what) {
     std::abort();
 }
 
-std::optional<int> Enter(const std::string& operation, const std::string& arguments) {
+void Note(const std::string& what) {
+    for (const char c : what) {
+        TheState().transcript.append(c == '\n' ? "\n    " : std::string(1, c));
+    }
+    TheState().transcript += '\n';
+}
+
+std::optional<int> Enter(const std::string& operation, const std::string& arguments,
+                         const std::string& data) {
     TheState().calls.emplace_back(operation, arguments);
+    Note("> " + operation + (arguments.empty() ? "" : " ") + arguments + (data.empty() ? "" : " ") + data);
     std::optional<int> error;
     auto& failures = TheState().failures;
     for (auto& failure : failures) {
@@ -85,6 +94,10 @@ std::vector<std::string> Calls(std::initializer_list<const char*> operations) {
         }
     }
     return calls;
+}
+
+const std::string& Transcript() {
+    return TheState().transcript;
 }
 
 const std::vector<LogEntry>& Log() {

@@ -92,6 +92,12 @@ std::vector<std::string> Calls(std::initializer_list<const char*> operations = {
 
 const std::vector<LogEntry>& Log();
 
+/**
+ * All that the service did, in one order: "> OPERATION ARGUMENTS" for a call of the platform, "P FUNCTION:
+ * MESSAGE" for a log entry of the priority P. Source lines are left out.
+ */
+const std::string& Transcript();
+
 /** The messages of one priority, in order. */
 std::vector<std::string> Logged(int priority);
 

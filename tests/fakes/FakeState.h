@@ -21,6 +21,7 @@ struct State {
     std::vector<PlannedFailure> failures;
     std::vector<std::pair<std::string, std::string>> calls;
     std::vector<LogEntry> log;
+    std::string transcript;
     std::vector<AuthCodeRequest> authCodeRequests;
     std::deque<HttpAnswer> answers;
     std::vector<HttpRequest> httpRequests;
@@ -33,8 +34,16 @@ State& TheState();
 
 [[noreturn]] void Misused(const std::string& what);
 
-/** Records the call. @return the error that was planned for it */
-std::optional<int> Enter(const std::string& operation, const std::string& arguments = "");
+/** Adds what happened to the transcript, a line or more. */
+void Note(const std::string& what);
+
+/**
+ * Records the call.
+ * @param data what is handed over besides: for the transcript only
+ * @return the error that was planned for it
+ */
+std::optional<int> Enter(const std::string& operation, const std::string& arguments = "",
+                         const std::string& data = "");
 
 void HandOut(const void* object);
 void TakeBack(const void* object);

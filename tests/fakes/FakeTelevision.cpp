@@ -10,6 +10,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
 
 #include "FakeState.h"
 
@@ -55,8 +56,12 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
     const auto file = entry.find(": ");
     const auto arrow = entry.find(") > ");
     const auto line = entry.rfind('(', arrow);
-    TheState().log.push_back(
-        {prio, entry.substr(0, file), entry.substr(file + 2, line - file - 2), entry.substr(arrow + 4)});
+    const Fake::LogEntry logged{prio, entry.substr(0, file), entry.substr(file + 2, line - file - 2),
+                                entry.substr(arrow + 4)};
+    static const std::regex tracedLine(R"(\(\d+\)\]$)");
+    Fake::Note(std::string(1, "UVDIWEF"[prio - 1]) + " " + logged.function + ": " +
+               std::regex_replace(logged.message, tracedLine, "]"));
+    TheState().log.push_back(logged);
     return 0;
 }
 
@@ -87,7 +92,8 @@ int vconf_set_str(const char* in_key, const char* strval) {
 }
 
 int ckmc_save_data(const char* alias, const ckmc_raw_buffer_s data, const ckmc_policy_s policy) {
-    const auto error = Enter("ckmc_save_data", alias);
+    const auto error =
+        Enter("ckmc_save_data", alias, std::string(reinterpret_cast<const char*>(data.data), data.size));
     if (policy.password != nullptr || !policy.extractable) {
         Misused("a record that could not be read back");
     }
@@ -122,6 +128,7 @@ int ckmc_remove_alias(const char* alias) {
 }
 
 void ckmc_buffer_free(ckmc_raw_buffer_s* buffer) {
+    Fake::Note("> ckmc_buffer_free");
     Fake::TakeBack(buffer);
     delete[] buffer->data;
     delete buffer;
@@ -156,6 +163,7 @@ int bt_adapter_get_bonded_device_info(const char* remote_address, bt_device_info
 }
 
 int bt_adapter_free_device_info(bt_device_info_s* device_info) {
+    Fake::Note("> bt_adapter_free_device_info");
     Fake::TakeBack(device_info);
     std::free(device_info->remote_address);
     delete device_info;

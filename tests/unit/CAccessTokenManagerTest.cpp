@@ -64,7 +64,13 @@ TEST_F(CAccessTokenManagerTest, StoredTokenDecidesTheWay) {
                           {R"({"user-1":{"refresh_token":"x"}})", "new code", {NOT_EXIST}},
                           {R"({"user-1":"text"})", "new code", {NOT_EXIST}},
                           {R"({"user-1":{"access_token":{}}})", "new code", {NOT_EXIST}},
-                          {R"({"user-1":{"access_token":"x","refresh_token":[]}})", "new code", {NOT_EXIST}}};
+                          {"null", "new code", {"null", NOT_EXIST}},
+                          {R"({"user-1":null})", "new code", {NOT_EXIST}},
+                          {R"({"user-1":{"access_token":"x","issued_time_in_second":1000}})", "at once", {}},
+                          {R"({"user-1":{"access_token":"x","userId":[],"refresh_token":[],)"
+                           R"("issued_time_in_second":1000}})",
+                           "at once",
+                           {}}};
     for (const auto& [token, way, warnings] : cases) {
         SCOPED_TRACE(token);
         Fake::Reset();
@@ -78,41 +84,6 @@ TEST_F(CAccessTokenManagerTest, StoredTokenDecidesTheWay) {
         EXPECT_THAT(Fake::AuthCodeRequests(), SizeIs(way == "new code" ? 1 : 0));
         EXPECT_EQ(Fake::Logged(DLOG_WARN), warnings);
     }
-}
-
-TEST_F(CAccessTokenManagerTest, RefreshedTokenIsStoredBeforeItIsReported) {
-    Fake::Answer(TOKEN_ANSWER);
-    Run(Token(10, 200));
-    EXPECT_EQ(Fake::HttpRequests().at(0).body, "refresh_token=R&client_id=58hq27rnez&auth_server_url=D");
-    EXPECT_THAT(Fake::Calls(),
-                ElementsAre("sso_get_login_user_id", "ckmc_get_data InfoSyncAccessToken",
-                            "ckmc_get_data InfoSyncAuthCode", "NxCurlEasy::Initialize",
-                            "NxCurlEasy::send /auth/openapi/v1/oauth2/refreshtoken", "NxCurlEasy::reset",
-                            "ckmc_remove_alias InfoSyncAccessToken", "ckmc_save_data InfoSyncAccessToken"));
-    EXPECT_EQ(Stored("InfoSyncAccessToken"), NEW_TOKEN);
-    EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Success));
-}
-
-TEST_F(CAccessTokenManagerTest, NewCodeIsStoredAndExchanged) {
-    Fake::Tv().authCodeAnswer = {SSO_TRUE, AUTH_CODE};
-    Fake::Answer(TOKEN_ANSWER);
-    Run("{}", "<rsp stat='ok'><auth_code>old</auth_code></rsp>");
-    EXPECT_EQ(Fake::AuthCodeRequests().at(0).clientId, "58hq27rnez");
-    EXPECT_EQ(Fake::AuthCodeRequests().at(0).scope, "offline.access");
-    EXPECT_EQ(Fake::AuthCodeRequests().at(0).returned, 0);
-    EXPECT_EQ(Fake::HttpRequests().at(0).body,
-              "code=A&client_id=58hq27rnez&auth_server_url=D&code_verifier=V");
-    EXPECT_THAT(
-        Fake::Calls({"ckmc_save_data", "NxCurlEasy::send", "NxCurlEasy::reset"}),
-        ElementsAre("ckmc_save_data InfoSyncAuthCode", "NxCurlEasy::send /auth/openapi/v1/oauth2/accesstoken",
-                    "NxCurlEasy::reset", "ckmc_save_data InfoSyncAccessToken"));
-    EXPECT_EQ(Stored("InfoSyncAuthCode"), AUTH_CODE);
-    EXPECT_EQ(Stored("InfoSyncAccessToken"), NEW_TOKEN);
-    EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Success));
-    EXPECT_THAT(Fake::Logged(DLOG_INFO),
-                testing::IsSupersetOf({std::string("authCode : ") + AUTH_CODE + " ",
-                                       std::string("key:code, value : A"),
-                                       std::string("key:kap_api_domain, value : K")}));
 }
 
 TEST_F(CAccessTokenManagerTest, FailedRefreshKeepsTheStoredToken) {
@@ -166,8 +137,8 @@ TEST_F(CAccessTokenManagerTest, UnusableCodeDocumentSendsNothing) {
 TEST_F(CAccessTokenManagerTest, RejectedCodeRequestIsNotReported) {
     Run("{}");
     const auto& request = Fake::AuthCodeRequests().at(0);
-    EXPECT_EQ(request.callback(nullptr, SSO_TRUE, AUTH_CODE), -1);
-    EXPECT_EQ(request.callback(request.userData, SSO_TRUE, nullptr), -1);
+    EXPECT_EQ(request.callback(nullptr, 1, nullptr), -1);
+    EXPECT_EQ(request.callback(request.userData, 1, nullptr), -1);
     EXPECT_EQ(request.callback(request.userData, 1, AUTH_CODE), -1);
     EXPECT_THAT(Fake::Logged(DLOG_ERROR),
                 ElementsAre("userData is nullptr", "userData is authcode", "result != SSO_TRUE"));
@@ -191,6 +162,24 @@ TEST_F(CAccessTokenManagerTest, CallbackThatThrowsIsToldOfAFailure) {
     Fake::Tv().authCodeAnswer = {SSO_TRUE, "no document"};
     Run("{}");
     EXPECT_EQ(Fake::AuthCodeRequests().at(0).returned, -1);
+}
+
+TEST_F(CAccessTokenManagerTest, CallbackMayAskAgain) {
+    std::vector<int> second;
+    m_callback = [&, marker = std::string("the callback's own copy, too long to be kept inside of it")](
+                     auto /*result*/, const auto& /*token*/) {
+        m_manager.GetAccessToken([&second](auto result, const auto&) { second.push_back(result); });
+        second.push_back(static_cast<int>(marker.size()));
+    };
+    Run(Token(200, 200));
+    EXPECT_THAT(second, ElementsAre(CAccessTokenManager::Success, 57));
+}
+
+TEST_F(CAccessTokenManagerTest, RefreshTokenThatIsNoTextIsNotSent) {
+    Run(R"({"user-1":{"access_token":"x","refresh_token":{},"issued_time_in_second":900,)"
+        R"("access_token_expires_in":1,"refresh_token_expires_in":100}})");
+    EXPECT_THAT(m_results, ElementsAre(CAccessTokenManager::Failure));
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR), ElementsAre(testing::StartsWith("exception : ")));
 }
 
 TEST_F(CAccessTokenManagerTest, SecondCallTakesTheResult) {

@@ -34,29 +34,6 @@ protected:
 
 }  // namespace
 
-TEST_F(CBtInfoSyncTest, FactoryResetWipesEverythingBeforeTheFirstCheck) {
-    Fake::Tv().signInStates = {0};
-    Fake::Tv().intSettings[Fake::RESET_KEY] = 1;
-    for (const auto& alias : ALIASES) {
-        Fake::Tv().records[alias] = "{}";
-    }
-    Fake::FailCall("ckmc_remove_alias", 2);
-    EXPECT_THAT(RunProcess(),
-                ElementsAre("<<Not Error>>Start main loop", "<<Not Error>> Factory Reset Flag : 1",
-                            "Set Factory Reset Flag as 0", "<<Not Error>> Reset all datas",
-                            "<<Not Error>>End main loop"));
-    std::vector<std::string> expected = {"bt_initialize", std::string("vconf_get_int ") + Fake::RESET_KEY,
-                                         std::string("vconf_set_int ") + Fake::RESET_KEY + "=0",
-                                         std::string("vconf_set_str ") + Fake::DEVICES_KEY + "="};
-    for (const auto& alias : ALIASES) {
-        expected.push_back("ckmc_remove_alias " + alias);
-    }
-    expected.emplace_back("sso_get_login_state");
-    auto calls = Fake::Calls();
-    calls.resize(expected.size());
-    EXPECT_EQ(calls, expected);
-}
-
 TEST_F(CBtInfoSyncTest, AnyOtherFlagChangesNothing) {
     for (const int flag : {0, 2, -1}) {
         Fake::Reset();
@@ -70,18 +47,6 @@ TEST_F(CBtInfoSyncTest, AnyOtherFlagChangesNothing) {
     Fake::Tv().intSettings[Fake::RESET_KEY] = 1;
     Fake::FailCall("vconf_get_int");
     EXPECT_THAT(RunProcess(), Contains("<<Not Error>> Factory Reset Flag : 0"));
-}
-
-TEST_F(CBtInfoSyncTest, NobodySignedInEndsTheProcessAfterFiveChecks) {
-    Fake::Tv().signInStates = {0, 2, -1};
-    EXPECT_THAT(RunProcess(DLOG_WARN),
-                ElementsAre("Not logged in, try : 1", "Not logged in, try : 2", "Not logged in, try : 3",
-                            "Not logged in, try : 4", "Not logged in, try : 5", "Exit process"));
-    EXPECT_THAT(Fake::Calls({"g_timeout_add_seconds", "g_main_loop_quit"}),
-                ElementsAre("g_timeout_add_seconds 5", "g_timeout_add_seconds 5", "g_timeout_add_seconds 5",
-                            "g_timeout_add_seconds 5", "g_main_loop_quit"));
-    EXPECT_EQ(Fake::Logged(DLOG_INFO), std::vector<std::string>(4, "retry!"));
-    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "<<Not Error>>End main loop");
 }
 
 TEST_F(CBtInfoSyncTest, SignInOnTheLastCheckStillRuns) {
@@ -124,27 +89,6 @@ TEST_F(CBtInfoSyncTest, RejectedCodeLeavesTheProcessWaiting) {
     EXPECT_THAT(RunProcess(), Contains("result != SSO_TRUE"));
     EXPECT_EQ(Fake::AuthCodeRequests().at(0).returned, -1);
     EXPECT_TRUE(Fake::LoopWasLeftWaiting());
-}
-
-TEST_F(CBtInfoSyncTest, RunGoesFromSignInToTheDeviceList) {
-    Fake::Tv().authCodeAnswer = {
-        SSO_TRUE,
-        "<rsp stat='ok'><auth_code>A</auth_code><code_verifier>V</code_verifier>"
-        "<kap_auth_domain>D</kap_auth_domain><kap_api_domain>K</kap_api_domain></rsp>"};
-    for (const char* answer : {R"({"rsp":{"result":{"access_token":"T"}}})", "{}", "{}",
-                               R"({"meta":{},"records":[{"record_id":"r","address":"a","name":"n",)"
-                               R"("uuids":"0000110b-0000-1000-8000-00805f9b34fb"}]})"}) {
-        Fake::Answer(answer);
-    }
-    EXPECT_THAT(RunProcess(DLOG_DEBUG),
-                testing::IsSupersetOf({StartsWith("IN >> [void CBtInfoSync::Stop()("),
-                                       StartsWith("IN >> [void CAccessTokenManager::Deinit()("),
-                                       StartsWith("OUT << [CBtInfoSync::~CBtInfoSync()(")}));
-    EXPECT_EQ(Fake::Tv().textSettings[Fake::DEVICES_KEY],
-              R"({"r":{"address":"a","deleted_on_tv":false,"name":"n","users":["user-1"]}})");
-    EXPECT_FALSE(Fake::LoopWasLeftWaiting());
-    EXPECT_THAT(Fake::Calls({"g_main_loop_quit", "bt_deinitialize"}),
-                ElementsAre("g_main_loop_quit", "bt_deinitialize"));
 }
 
 TEST_F(CBtInfoSyncTest, StopTakesThePendingRetryAway) {

@@ -9,6 +9,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
+using ::testing::StartsWith;
 
 namespace {
 
@@ -30,12 +31,12 @@ protected:
     }
 
     /** A whole run of a new process. */
-    static void Run() {
+    static void Run(const std::string& userId = R"("uid")") {
         CCloudServerManager manager;
         manager.Init(std::make_shared<CSsoManager>());
         const auto token = std::make_shared<CAccessToken>();
         token->Init(Fake::LOGIN_ID);
-        token->ParseAccessToken(R"({"rsp":{"result":{"access_token":"access","userId":"uid"}}})");
+        token->ParseAccessToken(R"({"rsp":{"result":{"access_token":"access","userId":)" + userId + "}}}");
         manager.GetBTInfoDataFromCloud(token);
     }
 
@@ -50,63 +51,42 @@ protected:
 
 }  // namespace
 
-TEST_F(CCloudServerManagerTest, EachAnswerIsStoredBeforeTheNextRequest) {
+TEST_F(CCloudServerManagerTest, OtherUsersKeepTheirAnswersWhateverTheStatus) {
     Fake::Tv().records["InfoSyncServiceActivationInfo"] = R"({"user-0":{"dvcId":"other"}})";
     Fake::Tv().records["InfoSyncJWT"] = R"({"user-0":{"accessToken":"other"},"user-1":{"old":1}})";
-    for (const char* answer : {ACTIVATION, APP_TOKEN, DOWNLOAD}) {
-        Fake::Answer(answer);
-    }
-    Run();
-    const std::string base = std::string("NxCurlEasy::send ") + CLOUD;
-    EXPECT_THAT(Fake::Calls({"NxCurlEasy::send", "NxCurlEasy::reset", "ckmc_save_data", "vconf_set_str"}),
-                ElementsAre(base + "/user/v7/activate", "NxCurlEasy::reset",
-                            "ckmc_save_data InfoSyncServiceActivationInfo", base + "/auth/kc/tokens/v1/app",
-                            "NxCurlEasy::reset", "ckmc_save_data InfoSyncJWT",
-                            base + "/data/v2/com.quorlen.bluetooth.device_sync?table_ver=1",
-                            "NxCurlEasy::reset", "ckmc_save_data InfoSyncRecords",
-                            std::string("vconf_set_str ") + Fake::DEVICES_KEY + "=null"));
-    EXPECT_EQ(Stored("InfoSyncServiceActivationInfo"),
-              R"({"user-0":{"dvcId":"other"},"user-1":)" + std::string(ACTIVATION) + "}");
-    EXPECT_EQ(Stored("InfoSyncJWT"),
-              R"({"user-0":{"accessToken":"other"},"user-1":)" + std::string(APP_TOKEN) + "}");
-    EXPECT_THAT(Fake::Logged(DLOG_WARN),
-                ElementsAre("No token", "Service is not acitivated", "Expired Token", "JWT is not valid"));
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
-                ElementsAre("status code : 200", "status code : 200",
-                            "exception: CKMC error, fail to get data, No data", "error code : 200",
-                            "exception: CKMC error, fail to get data, No data"));
-}
-
-TEST_F(CCloudServerManagerTest, RequestsCarryWhatTheRecordsHoldWhateverTheirStatus) {
     Fake::Answer(ACTIVATION, 500);
     Fake::Answer(APP_TOKEN, 404);
     Fake::Answer(DOWNLOAD);
     Run();
-    // As it came, and once it was whole.
-    EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains(DOWNLOAD).Times(2));
-    const auto& requests = Fake::HttpRequests();
-    ASSERT_THAT(requests, SizeIs(3));
-    for (const auto& request : {requests[0], requests[1]}) {
-        EXPECT_THAT(request.header, testing::IsSupersetOf({"x-kc-uid: uid", "x-kc-access-token: access",
-                                                           "x-kc-app-id: 58hq27rnez"}));
-    }
-    EXPECT_EQ(requests[0].body.value_or(""),
-              R"({"device":{"deviceIds":{"cdid":"C6FA19193E8F9E97CA22130E2EF6A014"},"deviceType":"10",)"
-              R"("model":"M","osType":2,"osVersion":"6.5"},)"
-              R"("service":{"package":{"packageVersion":"1.0.0","packageVersionCode":"1.0.0"}}})");
-    EXPECT_THAT(requests[1].header, Contains("x-kc-dvc-id: dvc"));
-    EXPECT_THAT(requests[2].header,
-                ElementsAre("User-Agent: M;B;bt-orbmanager=1.0.0;Tizen=6.5; ;", "Authorization: Bearer jwt"));
+    EXPECT_EQ(Stored("InfoSyncServiceActivationInfo"),
+              R"({"user-0":{"dvcId":"other"},"user-1":)" + std::string(ACTIVATION) + "}");
+    EXPECT_EQ(Stored("InfoSyncJWT"),
+              R"({"user-0":{"accessToken":"other"},"user-1":)" + std::string(APP_TOKEN) + "}");
 }
 
-TEST_F(CCloudServerManagerTest, ValidCredentialsAreNotAskedForAgain) {
+TEST_F(CCloudServerManagerTest, WhatHasNoTextFormIsNeverSent) {
+    const std::pair<std::vector<std::string>, int> cases[] = {
+        {{R"({"dvcId":["dvc"]})"}, 1}, {{ACTIVATION, R"({"accessToken":{}})"}, 2}, {{}, 0}};
+    for (const auto& [answers, requests] : cases) {
+        SCOPED_TRACE(requests);
+        Fake::Reset();
+        for (const auto& answer : answers) {
+            Fake::Answer(answer);
+        }
+        Run(requests == 0 ? "[7]" : "\"uid\"");
+        EXPECT_THAT(Fake::HttpRequests(), SizeIs(requests));
+        EXPECT_THAT(Fake::Logged(DLOG_ERROR).back(), HasSubstr("convertible to string"));
+    }
+}
+
+TEST_F(CCloudServerManagerTest, LoginIdIsAskedForAnew) {
     StoreCredentials();
+    CCloudServerManager manager;
+    manager.Init(std::make_shared<CSsoManager>());
+    Fake::Tv().loginId = "user-2";
     Fake::Answer(DOWNLOAD);
-    Run();
-    EXPECT_THAT(Paths(), SizeIs(1));
-    EXPECT_THAT(Fake::Logged(DLOG_INFO),
-                testing::IsSupersetOf({"Already activated", "Already valid JWT exist"}));
-    EXPECT_THAT(Fake::Calls({"ckmc_save_data"}), ElementsAre("ckmc_save_data InfoSyncRecords"));
+    manager.GetBTInfoDataFromCloud(std::make_shared<CAccessToken>());
+    EXPECT_THAT(Stored("InfoSyncRecords"), StartsWith(R"({"user-2":)"));
 }
 
 TEST_F(CCloudServerManagerTest, FirstFailureEndsTheRunAndStoresNothing) {
@@ -161,6 +141,7 @@ TEST_F(CCloudServerManagerTest, OnlyAPositiveMarkIsSentBack) {
                           {R"({"meta":{"synced_timestamp":-5}})", all},
                           {R"({"meta":{}})", all},
                           {R"({})", all},
+                          {"null", all},
                           {R"({"meta":{"synced_timestamp":"7"}})", all, true},
                           {R"({"meta":{"synced_timestamp":1e300}})", all, true},
                           {R"({"meta":7})", all, true},
@@ -173,7 +154,7 @@ TEST_F(CCloudServerManagerTest, OnlyAPositiveMarkIsSentBack) {
         Fake::Answer(DOWNLOAD);
         Run();
         EXPECT_THAT(Paths(), ElementsAre("/data/v2/com.quorlen.bluetooth.device_sync" + query));
-        EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains(testing::StartsWith(mark)).Times(query == all ? 0 : 1));
+        EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains(StartsWith(mark)).Times(query == all ? 0 : 1));
         EXPECT_EQ(Fake::Logged(DLOG_ERROR).front() == "fail to get json info.", unreadable);
         EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"("meta":{"synced_timestamp":9})"));
     }
@@ -204,7 +185,7 @@ TEST_F(CCloudServerManagerTest, RefusedDownloadForgetsTheRecordsOnlyWhenTheCloud
     const Case cases[] = {
         {R"({"rcode":4009100})", true, "HTTP error"},  {R"({"rcode":4000002})", true, "HTTP error"},
         {R"({"rcode":4009101})", false, "HTTP error"}, {R"({})", false, "HTTP error"},
-        {R"([4009100])", false, "HTTP error"},         {"<html>", false, "fail to parse"}};
+        {R"([4009100])", false, "fail to parse"},      {"<html>", false, "fail to parse"}};
     for (const auto& [body, forgotten, error] : cases) {
         SCOPED_TRACE(body);
         Fake::Reset();
@@ -220,13 +201,6 @@ TEST_F(CCloudServerManagerTest, RefusedDownloadForgetsTheRecordsOnlyWhenTheCloud
         Run();
         EXPECT_EQ(Paths().back().find("changed_after") == std::string::npos, forgotten);
     }
-}
-
-TEST_F(CCloudServerManagerTest, RefusalIsLoggedIndented) {
-    StoreCredentials();
-    Fake::Answer(R"({"rcode":1})", 400);
-    Run();
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR), Contains("{\n\t\"rcode\" : 1\n}\n"));
 }
 
 TEST_F(CCloudServerManagerTest, DeinitLetsGoOfTheSignInService) {

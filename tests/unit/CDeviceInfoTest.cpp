@@ -142,35 +142,42 @@ TEST_F(CDeviceInfoTest, RefusedBatchWritesNothing) {
 }
 
 TEST_F(CDeviceInfoTest, MalformedRecordIsSkippedAndTheOthersAreNot) {
-    Import(Batch(R"(7,{"name":"no id"},{"record_id":null},{"record_id":[]},)"
-                 R"({"record_id":"x","address":{},"uuids":")" +
-                 std::string(SINK) + R"("},{"record_id":3,"address":4,"name":5,"uuids":")" +
-                 std::string(SINK) + "\"}"));
-    EXPECT_EQ(List(), R"({"3":{"address":"4","deleted_on_tv":false,"name":"5","users":["user-1"]}})");
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
-                testing::IsSupersetOf({"skip record 0: no record_id", "skip record 1: no record_id",
-                                       "skip record 2: no record_id", "skip record 3: no record_id",
-                                       "skip record x: no text in address"}));
-    Import(Batch(Record("a", "A")));
-    EXPECT_THAT(List(), HasSubstr(Entry("a", "A", R"(["user-1"])")));
+    const std::string batch = Batch(Record("a", "A") +
+                                    R"(,7,{"record_id":[]},{"record_id":"x","address":{}},)"
+                                    R"({"record_id":3,"address":4,"name":5,"uuids":")" +
+                                    SINK + "\"}");
+    for (const char* before : {"", R"({"user-1":{}})"}) {
+        SCOPED_TRACE(before);
+        Fake::Reset();
+        if (*before != '\0') {
+            Records() = before;
+        }
+        Import(batch);
+        EXPECT_EQ(List(), R"({"3":{"address":"4","deleted_on_tv":false,"name":"5","users":["user-1"]},)" +
+                              Entry("a", "A", R"(["user-1"])") + "}");
+        EXPECT_THAT(Fake::Logged(DLOG_ERROR),
+                    Contains(HasSubstr("malformed records, the first at position 1")));
+    }
+    EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"({"address":{},"record_id":"x"})"));
+}
+
+TEST_F(CDeviceInfoTest, MissingIdIsTheEmptyOneOnBothWays) {
+    const std::string batch = Batch(R"({"address":"A","name":"N","uuids":")" + std::string(SINK) + "\"}");
+    for (const char* before : {R"({"user-0":{}})", R"({"user-1":null})"}) {
+        Fake::Reset();
+        Records() = before;
+        Import(batch);
+        EXPECT_EQ(List(), R"({"":{"address":"A","deleted_on_tv":false,"name":"N","users":["user-1"]}})");
+        EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(batch));
+    }
 }
 
 TEST_F(CDeviceInfoTest, EntriesThatAreNoneAreMadeAnew) {
-    List() = R"({"a":7,"b":{"users":7}})";
-    Import(Batch(Record("a", "A") + "," + Record("b", "B")));
-    EXPECT_EQ(List(), R"({"a":{"address":"A-A","deleted_on_tv":false,"name":"A","users":["user-1"]},)"
-                      R"("b":{"address":"A-B","name":"B","users":["user-1"]}})");
-}
-
-TEST_F(CDeviceInfoTest, LongListIsLoggedAsFarAsAnEntryShowsIt) {
-    std::string records;
-    for (int i = 1000; i < 2000; ++i) {
-        records += (records.empty() ? "" : ",") + Record(std::to_string(i), "A");
-    }
-    Import(Batch(records));
-    const auto logged = Fake::Logged(DLOG_INFO);
-    EXPECT_THAT(logged.back(), testing::StartsWith("{\n\t\"1000\" : "));
-    EXPECT_THAT(logged.back().size(), testing::AllOf(testing::Gt(8000U), testing::Lt(40000U)));
+    List() = R"({"a":7,"b":{"users":7},"c":null})";
+    Import(Batch(Record("a", "A") + "," + Record("b", "B") + "," + Record("c", "C")));
+    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") +
+                          R"(,"b":{"address":"A-B","name":"B","users":["user-1"]},)"
+                          R"("c":{"address":"A-C","name":"C","users":["user-1"]}})");
 }
 
 TEST_F(CDeviceInfoTest, DamagedListIsLeftAndTheRecordsAreStored) {
@@ -202,6 +209,13 @@ TEST_F(CDeviceInfoTest, WhatWasStoredMeanwhileIsMergedInto) {
     info.ImportData(Batch(Record("b", "B")));
     EXPECT_EQ(Stored("InfoSyncRecords"),
               R"({"user-0":{},"user-1":)" + Batch(Record("b", "B") + "," + Record("c", "C")) + "}");
+}
+
+TEST_F(CDeviceInfoTest, StoredNullIsAnEmptyStore) {
+    Records() = "null";
+    Import(Batch(""));
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR), IsEmpty());
+    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch("") + "}");
 }
 
 TEST_F(CDeviceInfoTest, UnreadableStorageKeepsWhatIsHeld) {

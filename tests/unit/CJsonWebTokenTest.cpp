@@ -17,7 +17,8 @@ TEST_F(CJsonWebTokenTest, HoldsUntilItsSecond) {
                           {R"({"user-1":{"tokenExpireTimeSec":"1001"}})", false, "Expired Token"},
                           {R"({"user-1":{}})", false, "Expired Token"},
                           {R"({"user-1":{"tokenExpireTimeSec":1001,"accessToken":[]}})", false, "No token"},
-                          {R"({"user-1":null})", false, "No token"},
+                          {R"({"user-1":null})", false, "Expired Token"},
+                          {R"({"user-1":7})", false, "No token"},
                           {R"({"user-0":{"tokenExpireTimeSec":1001}})", false, "No token"}};
     for (const auto& [stored, valid, verdict] : cases) {
         SCOPED_TRACE(stored);

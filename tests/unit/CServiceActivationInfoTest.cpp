@@ -2,7 +2,6 @@
 #include "ServiceTest.h"
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 using CServiceActivationInfoTest = ServiceTest;
 
@@ -30,18 +29,6 @@ TEST_F(CServiceActivationInfoTest, HoldsUntilItsMillisecond) {
         EXPECT_EQ(info.IsValid(), valid);
         EXPECT_EQ(Fake::Logged(DLOG_WARN), valid ? std::vector<std::string>() : std::vector{warning});
     }
-}
-
-TEST_F(CServiceActivationInfoTest, LogsWhatItReadsAndJudges) {
-    const std::string stored = R"({ "user-1" : {"expireTime":1000001,"dvcId":7}})";
-    Fake::Tv().records["InfoSyncServiceActivationInfo"] = stored;
-    CServiceActivationInfo info;
-    info.Init(Fake::LOGIN_ID);
-    info.IsValid();
-    EXPECT_EQ(info.GetDviceId(), "7");
-    EXPECT_THAT(Fake::Logged(DLOG_INFO),
-                ElementsAre(stored, "expired time : 1000001, currtne time : 1000000", "valid token", "7"));
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR), IsEmpty());
 }
 
 TEST_F(CServiceActivationInfoTest, UnreadableStorageIsNotFatal) {

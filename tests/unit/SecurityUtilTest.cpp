@@ -63,13 +63,6 @@ TEST_F(SecurityUtilTest, FailedSaveIsNotMistakenForASave) {
                                                       "CKMC error, fail to write new data "));
 }
 
-TEST_F(SecurityUtilTest, RemovalOfAnAbsentRecordIsSilent) {
-    InfoSyncUtil::RemoveData("alias");
-    ASSERT_EQ(Fake::Log().size(), 1U);
-    EXPECT_EQ(Fake::Log()[0].message, "remove alias");
-    EXPECT_EQ(Fake::Log()[0].priority, DLOG_INFO);
-}
-
 TEST_F(SecurityUtilTest, CloudDeviceIdIsTheOneTheCloudKnows) {
     // Made with Python's hashlib.pbkdf2_hmac("sha1", id, b"MERVAL", 30, 128)[:16].
     EXPECT_EQ(InfoSyncUtil::GetCdid("tizen-id"), "C6FA19193E8F9E97CA22130E2EF6A014");

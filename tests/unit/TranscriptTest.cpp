@@ -1,0 +1,152 @@
+/**
+ * Whole processes, compared line by line with what they are known to do: every log entry and every call of
+ * the platform, in one order. INFOSYNC_WRITE_TRANSCRIPTS=1 in the environment writes the files anew, to be
+ * looked at as a difference in version control.
+ */
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <sstream>
+
+#include "ServiceTest.h"
+
+/** The service's main, under the name that it has in this program. */
+int InfoSyncMain();
+
+namespace {
+
+constexpr char CODE[] =
+    R"(<rsp stat="ok"><auth_code>code</auth_code><code_verifier>verifier</code_verifier>)"
+    R"(<kap_auth_domain>auth.example</kap_auth_domain><kap_api_domain>api.example</kap_api_domain></rsp>)";
+constexpr char TOKEN_ANSWER[] =
+    R"({"rsp":{"stat":"ok","result":{"access_token":"access","refresh_token":"refresh","userId":"uid",)"
+    R"("access_token_expires_in":3600,"refresh_token_expires_in":7200}}})";
+constexpr char ACTIVATION[] = R"({"rcode":0,"dvcId":"dvc","expireTime":5000000000000})";
+constexpr char APP_TOKEN[] = R"({"rcode":0,"accessToken":"jwt","tokenExpireTimeSec":5000000000})";
+constexpr char RECORDS[] =
+    R"({"meta":{"synced_timestamp":7},"records":[)"
+    R"({"record_id":"b","name":"Bar","address":"BB","uuids":"0000110b-0000-1000-8000-00805f9b34fb"},)"
+    R"({"record_id":"a","name":"Pod","address":"AA","uuids":"x,0000110b-0000-1000-8000-00805f9b34fb"},)"
+    R"({"record_id":"c","name":"Mic","address":"CC","uuids":"0000111e-0000-1000-8000-00805f9b34fb"},)"
+    R"({"record_id":"d"}]})";
+constexpr char NOTHING_NEW[] = R"({"meta":{"synced_timestamp":8},"records":[]})";
+constexpr char CHANGES[] =
+    R"({"meta":{"synced_timestamp":9},"records":[{"record_id":"b"},{"record_id":"e","name":"New",)"
+    R"("address":null,"uuids":"0000110b-0000-1000-8000-00805f9b34fb"},{"record_id":"d","name":"Old",)"
+    R"("address":"DD","uuids":"0000110b-0000-1000-8000-00805f9b34fb"}]})";
+
+std::string OfUser(const std::string& entry) {
+    return R"({"user-1":)" + entry + "}";
+}
+
+/** A token that was issued at the second 900. */
+std::string Token(int lifetime, int refreshLifetime) {
+    return OfUser(R"({"access_token":"old","refresh_token":"renew","userId":"uid",)"
+                  R"("issued_time_in_second":900,"access_token_expires_in":)" +
+                  std::to_string(lifetime) + R"(,"refresh_token_expires_in":)" +
+                  std::to_string(refreshLifetime) + "}");
+}
+
+/** A set that has synchronised before, whose token is valid and that the cloud has nothing new for. */
+void SynchronisedBefore() {
+    Fake::Tv().records = {{"InfoSyncAccessToken", Token(200, 300)},
+                          {"InfoSyncAuthCode", CODE},
+                          {"InfoSyncServiceActivationInfo", OfUser(ACTIVATION)},
+                          {"InfoSyncJWT", OfUser(APP_TOKEN)},
+                          {"InfoSyncRecords", OfUser(RECORDS)}};
+    Fake::Tv().textSettings[Fake::DEVICES_KEY] =
+        R"({"b":{"address":"BB","deleted_on_tv":false,"name":"Bar","users":["user-1"]},)"
+        R"("d":{"address":"DD","deleted_on_tv":true,"name":"Older","users":["user-0"]}})";
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+struct Run {
+    std::string name;
+    std::function<void()> prepare;
+};
+
+void PrintTo(const Run& run, std::ostream* out) {
+    *out << run.name;
+}
+
+const Run RUNS[] = {
+    {"first",
+     [] {
+         Fake::Tv().authCodeAnswer = {SSO_TRUE, CODE};
+         Fake::Tv().bonds = {{"AA", true}};
+         for (const char* answer : {TOKEN_ANSWER, ACTIVATION, APP_TOKEN, RECORDS}) {
+             Fake::Answer(answer);
+         }
+     }},
+    {"later",
+     [] {
+         SynchronisedBefore();
+         Fake::Answer(CHANGES);
+     }},
+    {"refresh",
+     [] {
+         SynchronisedBefore();
+         Fake::Tv().records["InfoSyncAccessToken"] = Token(99, 300);
+         Fake::Answer(TOKEN_ANSWER);
+         Fake::Answer(NOTHING_NEW);
+     }},
+    {"refresh-token-run-out",
+     [] {
+         SynchronisedBefore();
+         Fake::Tv().records["InfoSyncAccessToken"] = Token(99, 99);
+         Fake::Tv().authCodeAnswer = {7, CODE};
+     }},
+    {"refused-mark",
+     [] {
+         SynchronisedBefore();
+         Fake::Answer(R"({"rcode":4009100,"rmsg":"too old"})", 409);
+     }},
+    {"sign-in-on-third-check",
+     [] {
+         SynchronisedBefore();
+         Fake::Tv().signInStates = {0, 2, 1};
+         Fake::Answer(NOTHING_NEW);
+     }},
+    {"factory-reset",
+     [] {
+         SynchronisedBefore();
+         Fake::Tv().signInStates = {0};
+         Fake::Tv().intSettings[Fake::RESET_KEY] = 1;
+         Fake::FailCall("vconf_set_int");
+         Fake::FailCall("vconf_set_str");
+         Fake::FailCall("ckmc_remove_alias", 2);
+     }},
+    {"failing-activation",
+     [] {
+         SynchronisedBefore();
+         Fake::Tv().records["InfoSyncServiceActivationInfo"] = OfUser("null");
+         Fake::FailCall("bt_deinitialize");
+         Fake::Answer(R"({"rcode":4030001,"rmsg":"unknown user"})", 403);
+     }},
+};
+
+class TranscriptTest : public ServiceTest, public ::testing::WithParamInterface<Run> {};
+
+}  // namespace
+
+TEST_P(TranscriptTest, EveryLineAndCallIsInItsPlace) {
+    GetParam().prepare();
+    EXPECT_EQ(InfoSyncMain(), 0);
+    const std::string path = std::string(INFOSYNC_TRANSCRIPTS) + "/" + GetParam().name + ".txt";
+    if (std::getenv("INFOSYNC_WRITE_TRANSCRIPTS") != nullptr) {
+        std::ofstream(path) << Fake::Transcript();
+    }
+    EXPECT_EQ(Fake::Transcript(), ReadFile(path)) << "the file is " << path;
+}
+
+INSTANTIATE_TEST_SUITE_P(Process, TranscriptTest, ::testing::ValuesIn(RUNS),
+                         [](const ::testing::TestParamInfo<Run>& run) {
+                             std::string name = run.param.name;
+                             std::replace(name.begin(), name.end(), '-', '_');
+                             return name;
+                         });
