@@ -13,7 +13,7 @@
 #include "Cli/Text.h"
 #include "Television/IniFile.h"
 #include "Television/LastRun.h"
-#include "Television/Secrets.h"
+#include "Television/Masker.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 
@@ -187,14 +187,17 @@ Json::Value Export(bool withSecrets, std::vector<std::string>& unreadable) {
     bundle["version"] = VERSION;
     bundle["exported"] = static_cast<Json::Int64>(std::time(nullptr));
     bundle["secrets"] = withSecrets ? "included" : "replaced";
+    Masker masker(Masker::Shows::LENGTH);
+    masker.LearnKeys();
     for (const std::string& name : FileNames(unreadable)) {
         try {
             if (Cli::Escape(name) != name) {
                 throw std::runtime_error(Cli::Escape(name) + ": not a name that a document can hold");
             }
             std::string bytes = TvFolder::ReadFile(TvFolder::Resolve(name));
-            if (!withSecrets && StartsWith(name, KEYS)) {
-                bytes = WithoutSecrets(name.substr(sizeof(KEYS) - 1), bytes);
+            if (!withSecrets) {
+                bytes = StartsWith(name, KEYS) ? masker.MaskRecord(name.substr(sizeof(KEYS) - 1), bytes)
+                                               : masker.MaskKnown(bytes);
             }
             bundle["files"][name] = FromBytes(bytes);
         } catch (const std::exception& error) {

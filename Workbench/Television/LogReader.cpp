@@ -12,38 +12,32 @@ constexpr char NOT_AN_ERROR[] = "<<Not Error>>";
 // Far more than a log line has: a stray program's output must not fill the memory.
 constexpr std::size_t LONGEST_LINE = 1U << 20U;
 
-/** The parts of "E/TAG( 123): FILE: FUNCTION(LINE) > MESSAGE"; the function is empty in other tags' lines. */
-struct LogLine {
-    char priority = '\0';
-    std::string tag;
-    std::string function;
-    std::string message;
-};
-
 std::string Before(const std::string& text, char end) {
     return text.substr(0, text.find(end));
 }
 
-LogLine Split(const std::string& line) {
-    LogLine parts;
-    const std::size_t prefixEnd = line.find("): ");
-    if (line.size() < 2 || line[1] != '/' || std::strchr(LOG_LEVELS, line[0]) == nullptr ||
+LogLine Split(std::string text) {
+    LogLine line;
+    line.text = std::move(text);
+    const std::size_t prefixEnd = line.text.find("): ");
+    if (line.text.size() < 2 || line.text[1] != '/' || std::strchr(LOG_LEVELS, line.text[0]) == nullptr ||
         prefixEnd == std::string::npos) {
-        return parts;
+        return line;
     }
-    parts.priority = line[0];
-    parts.tag = Before(line.substr(2), '(');
-    parts.tag.erase(parts.tag.find_last_not_of(' ') + 1);
-    parts.message = line.substr(prefixEnd + std::strlen("): "));
-    const std::size_t placeEnd = parts.message.find(") > ");
-    const std::size_t fileEnd = parts.message.find(": ");
-    if (placeEnd != std::string::npos && fileEnd < placeEnd) {
-        const std::string place = parts.message.substr(fileEnd + 2, placeEnd - fileEnd - 2);
+    line.priority = line.text[0];
+    line.tag = Before(line.text.substr(2), '(');
+    line.tag.erase(line.tag.find_last_not_of(' ') + 1);
+    line.messageAt = prefixEnd + std::strlen("): ");
+    const std::size_t fileEnd = line.text.find(": ", line.messageAt);
+    const std::size_t placeEnd = line.text.find(") > ", line.messageAt);
+    if (line.tag == SERVICE_TAG && fileEnd < placeEnd && placeEnd != std::string::npos) {
+        line.file = line.text.substr(line.messageAt, fileEnd - line.messageAt);
+        const std::string place = line.text.substr(fileEnd + 2, placeEnd - fileEnd - 2);
         // The function's own name may hold a pair of brackets, as that of a lambda does.
-        parts.function = place.substr(0, place.rfind('('));
-        parts.message.erase(0, placeEnd + std::strlen(") > "));
+        line.function = place.substr(0, place.rfind('('));
+        line.messageAt = placeEnd + std::strlen(") > ");
     }
-    return parts;
+    return line;
 }
 
 bool StartsWith(const std::string& text, const char* start) {
@@ -94,18 +88,19 @@ RunOutcome LogReader::Outcome() const {
     return {};
 }
 
-void LogReader::TakeLine(const std::string& line) {
-    const LogLine parts = Split(line);
-    m_onLine(line, parts.priority);
-    const bool isError = parts.priority == 'E' || parts.priority == 'F';
-    if (parts.tag == SERVICE_TAG) {
-        TakeServiceLine(parts.function, parts.message, isError);
+void LogReader::TakeLine(std::string text) {
+    const LogLine line = Split(std::move(text));
+    m_onLine(line);
+    const bool isError = line.priority == 'E' || line.priority == 'F';
+    if (line.tag == SERVICE_TAG) {
+        TakeServiceLine(line, isError);
     } else if (isError) {
-        m_platformError = m_lastError = parts.message;
+        m_platformError = m_lastError = line.Message();
     }
 }
 
-void LogReader::TakeServiceLine(const std::string& function, const std::string& message, bool isError) {
+void LogReader::TakeServiceLine(const LogLine& line, bool isError) {
+    const std::string message = line.Message();
     if (message == std::string(NOT_AN_ERROR) + "End main loop") {
         m_ended = true;
     } else if (message == "Exit process") {
@@ -115,7 +110,8 @@ void LogReader::TakeServiceLine(const std::string& function, const std::string& 
     } else if (isError && !StartsWith(message, NOT_AN_ERROR)) {
         m_lastError = Cause(message);
         // These catch what ends a run; other errors are reported and lived with.
-        if (function == "GetBTInfoDataFromCloud" || function == "Retry" || function == "main") {
+        if (line.function == "GetBTInfoDataFromCloud" || line.function == "Retry" ||
+            line.function == "main") {
             m_failure = m_lastError;
         }
     }

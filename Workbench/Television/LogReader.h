@@ -1,6 +1,7 @@
 /** Follows the service's log to tell how a run ended. */
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -11,11 +12,27 @@ namespace Television {
 /** The priority letters of the log, least to most severe. */
 inline constexpr char LOG_LEVELS[] = "VDIWEF";
 
+/** A line of the log: "E/TAG( 123): FILE: FUNCTION(LINE) > MESSAGE", the latter form in the service's own
+ * only. */
+struct LogLine {
+    /** The whole line, without its end. */
+    std::string text;
+    /** Where the message begins; 0 in a line of another form. */
+    std::size_t messageAt = 0;
+    /** The letter; '\0' in a line of another form. */
+    char priority = '\0';
+    std::string tag;
+    std::string file;
+    std::string function;
+
+    std::string Message() const {
+        return text.substr(messageAt);
+    }
+};
+
 class LogReader {
 public:
-    /** Gets each whole line, without its end, and its priority's letter ('\\0' for a line of another form).
-     */
-    using LineHandler = std::function<void(const std::string& line, char priority)>;
+    using LineHandler = std::function<void(const LogLine&)>;
 
     explicit LogReader(LineHandler onLine);
 
@@ -34,8 +51,8 @@ public:
     }
 
 private:
-    void TakeLine(const std::string& line);
-    void TakeServiceLine(const std::string& function, const std::string& message, bool isError);
+    void TakeLine(std::string text);
+    void TakeServiceLine(const LogLine& line, bool isError);
 
     LineHandler m_onLine;
     std::string m_begun;

@@ -44,7 +44,7 @@ TEST(LogReader, TellsHowARunEnded) {
     for (const auto& [log, kind, reason] : cases) {
         // In one piece, and byte by byte.
         for (const std::size_t step : {log.size(), std::size_t{1}}) {
-            LogReader reader([](const std::string&, char) {});
+            LogReader reader([](const Television::LogLine&) {});
             for (std::size_t at = 0; at < log.size(); at += step) {
                 reader.Feed(log.substr(at, step));
             }
@@ -57,8 +57,9 @@ TEST(LogReader, TellsHowARunEnded) {
 
 TEST(LogReader, PassesOnEveryLineOnce) {
     std::vector<std::string> seen;
-    LogReader reader([&seen](const std::string& line, char priority) {
-        seen.push_back(line + "|" + (priority == '\0' ? std::string("-") : std::string(1, priority)));
+    LogReader reader([&seen](const Television::LogLine& line) {
+        seen.push_back(line.text + "|" +
+                       (line.priority == '\0' ? std::string("-") : std::string(1, line.priority)));
     });
     reader.Feed("stray\n\nW/TV(1): ");
     reader.Feed("x\nlast");

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 #include <sstream>
 
 #include "Cli/Style.h"
@@ -18,7 +19,7 @@
 #include "Television/IniFile.h"
 #include "Television/LastRun.h"
 #include "Television/LogReader.h"
-#include "Television/Secrets.h"
+#include "Television/Masker.h"
 #include "Television/ServiceRun.h"
 #include "TvFolder.h"
 
@@ -80,13 +81,18 @@ Colour LineColour(char priority) {
 
 /** Passes on the lines that were asked for; a line that is no log line is always shown. */
 Television::LogReader::LineHandler PassOn(char level, bool showSecrets) {
-    return [level, showSecrets, style = Style(STDERR_FILENO)](const std::string& line, char priority) {
-        if (priority != '\0' && Severity(priority) < Severity(level)) {
+    const auto masker = std::make_shared<Television::Masker>();
+    masker->LearnKeys();
+    return [level, showSecrets, masker, style = Style(STDERR_FILENO)](const Television::LogLine& line) {
+        const std::string head = line.text.substr(0, line.messageAt);
+        // Lines that are not shown are learned from as well.
+        const std::string message =
+            showSecrets ? line.Message() : masker->Mask(line.Message(), line.file.empty() ? "" : head);
+        if (line.priority != '\0' && Severity(line.priority) < Severity(level)) {
             return;
         }
-        const bool isError = line.find("<<Not Error>>") == std::string::npos;
-        const std::string shown = showSecrets ? line : Television::MaskLogLine(line);
-        std::cerr << style(isError ? LineColour(priority) : Colour::PLAIN, shown) << "\n";
+        const bool isError = line.text.find("<<Not Error>>") == std::string::npos;
+        std::cerr << style(isError ? LineColour(line.priority) : Colour::PLAIN, head + message) << "\n";
     };
 }
 
