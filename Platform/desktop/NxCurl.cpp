@@ -93,8 +93,8 @@ bool NxCurlEasy::setOption(NXCURL_OPTION_TYPE option, const std::list<std::strin
 }
 
 void NxCurlEasy::setTimeout(long connectSeconds, long stallSeconds) {
-    m_transfer->request.connectTimeout = std::chrono::seconds(connectSeconds);
-    m_transfer->request.stallTimeout = std::chrono::seconds(stallSeconds);
+    m_transfer->request.connectSeconds = connectSeconds;
+    m_transfer->request.stallSeconds = stallSeconds;
 }
 
 // On a set the client adds the set's own identity here; there is none off the set.

@@ -8,6 +8,9 @@
 
 namespace {
 
+/** libcurl keeps all headers, interim answers and trailers in memory, and a server may send any number. */
+constexpr std::int64_t MOST_HEADER_BYTES = std::int64_t{256} * 1024;
+
 /** What all requests of the process share, so that one connection and one handshake serve a whole run. */
 class Share {
 public:
@@ -89,8 +92,9 @@ void NxCurlEasy::Transfer::Send() {
         throw std::runtime_error(request.refusal);
     }
     const auto ini = TvFolder::ReadIni();
-    TransferWatch watch(request.stallTimeout, ini->Integer(TvKeys::MAX_RESPONSE_BYTES));
-    m_watch = &watch;
+    m_headerBytes = 0;
+    m_bodyBytes = 0;
+    m_mostBodyBytes = ini->Integer(TvKeys::MAX_RESPONSE_BYTES);
     const List headers = HeaderList(request.headers);
     const List connectTo = ConnectToList(*ini);
     // libcurl must not keep the addresses of what lives for this call only.
@@ -121,7 +125,9 @@ void NxCurlEasy::Transfer::SetTarget(const TvIni& ini, const List& connectTo) {
     Set(CURLOPT_NOSIGNAL, 1L);
     // A look-up that outlives its time-out must not hold up the end of the process.
     Set(CURLOPT_QUICK_EXIT, 1L);
-    Set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(request.connectTimeout.count()));
+    Set(CURLOPT_CONNECTTIMEOUT, request.connectSeconds);
+    Set(CURLOPT_LOW_SPEED_LIMIT, 1L);
+    Set(CURLOPT_LOW_SPEED_TIME, request.stallSeconds);
     Set(CURLOPT_TIMEOUT, static_cast<long>(ini.Integer(TvKeys::MAX_SECONDS)));
     Set(CURLOPT_CONNECT_TO, connectTo.get());
 }
@@ -153,6 +159,8 @@ void NxCurlEasy::Transfer::SetMessage(const List& headers) {
         Set(CURLOPT_POSTFIELDS, request.body.c_str());
         Set(CURLOPT_POSTFIELDSIZE_LARGE, curl_off_t{request.bodySize.value_or(size)});
     }
+    Set(CURLOPT_HEADERFUNCTION, &OnHeader);
+    Set(CURLOPT_HEADERDATA, this);
     Set(CURLOPT_WRITEFUNCTION, &OnBody);
     Set(CURLOPT_WRITEDATA, this);
 }
@@ -160,7 +168,8 @@ void NxCurlEasy::Transfer::SetMessage(const List& headers) {
 void NxCurlEasy::Transfer::Perform() {
     std::array<char, CURL_ERROR_SIZE> detail = {};
     Set(CURLOPT_ERRORBUFFER, detail.data());
-    const CURLcode code = m_watch->Run(m_handle.get());
+    const CURLcode code = curl_easy_perform(m_handle.get());
+    CheckLength();
     if (code != CURLE_OK) {
         throw std::runtime_error(std::string(curl_easy_strerror(code)) +
                                  (detail.front() == '\0' ? "" : std::string(": ") + detail.data()));
@@ -168,9 +177,27 @@ void NxCurlEasy::Transfer::Perform() {
     curl_easy_getinfo(m_handle.get(), CURLINFO_RESPONSE_CODE, &responseCode);
 }
 
+void NxCurlEasy::Transfer::CheckLength() const {
+    if (m_headerBytes > MOST_HEADER_BYTES) {
+        throw std::runtime_error("the headers, interim answers and trailers are over " +
+                                 std::to_string(MOST_HEADER_BYTES) + " bytes");
+    }
+    if (m_bodyBytes > m_mostBodyBytes) {
+        throw std::runtime_error("the body is over " + std::to_string(m_mostBodyBytes) +
+                                 " bytes ([http] max_response_bytes)");
+    }
+}
+
+size_t NxCurlEasy::Transfer::OnHeader(char* /*data*/, size_t size, size_t count, void* transfer) {
+    auto& self = *static_cast<Transfer*>(transfer);
+    self.m_headerBytes += static_cast<std::int64_t>(size * count);
+    return self.m_headerBytes <= MOST_HEADER_BYTES ? size * count : 0;
+}
+
 size_t NxCurlEasy::Transfer::OnBody(char* data, size_t size, size_t count, void* transfer) {
-    const auto& self = *static_cast<Transfer*>(transfer);
-    if (!self.m_watch->Count(size * count)) {
+    auto& self = *static_cast<Transfer*>(transfer);
+    self.m_bodyBytes += static_cast<std::int64_t>(size * count);
+    if (self.m_bodyBytes > self.m_mostBodyBytes) {
         return 0;
     }
     if (self.request.write == nullptr) {

@@ -5,13 +5,12 @@
 #include <curl/curl.h>
 
 #include <array>
-#include <chrono>
+#include <cstdint>
 #include <list>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "TransferWatch.h"
 #include "TvIni.h"
 
 class NxCurlEasy::Transfer {
@@ -24,8 +23,8 @@ public:
         std::optional<long> bodySize;
         NxCurlWriteFunction write = nullptr;
         void* writeData = nullptr;
-        std::chrono::seconds connectTimeout{30};
-        std::chrono::seconds stallTimeout{60};
+        long connectSeconds = 30;
+        long stallSeconds = 60;
         /** Why the request must not be sent; empty when it may. */
         std::string refusal;
     };
@@ -53,8 +52,14 @@ private:
     void SetTrust(const TvIni& ini);
     void SetMessage(const List& headers);
     void Perform();
+    /** @throws std::runtime_error when the answer is too long */
+    void CheckLength() const;
+    static std::size_t OnHeader(char* data, std::size_t size, std::size_t count, void* transfer);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* transfer);
 
     Handle m_handle;
-    TransferWatch* m_watch = nullptr;
+    /** What came of the answer so far, and what may come. */
+    std::int64_t m_headerBytes = 0;
+    std::int64_t m_bodyBytes = 0;
+    std::int64_t m_mostBodyBytes = 0;
 };

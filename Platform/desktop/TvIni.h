@@ -45,7 +45,7 @@ inline constexpr TvKey GATE_SITE{"http", "gate_site", Type::Text, "https://auth.
 inline constexpr TvKey CONNECT_TO{"http", "connect_to", Type::List};
 inline constexpr TvKey CA_FILE{"http", "ca_file", Type::Text};
 inline constexpr TvKey MAX_RESPONSE_BYTES{
-    "http", "max_response_bytes", Type::Integer, nullptr, nullptr, std::int64_t{64} << 20U, 1};
+    "http", "max_response_bytes", Type::Integer, nullptr, nullptr, std::int64_t{8} << 20U, 1};
 inline constexpr TvKey MAX_SECONDS{"http", "max_seconds", Type::Integer, nullptr, nullptr, 600, 1, 86'400};
 inline constexpr TvKey LOG_LEVEL{"log", "level", Type::Choice, "I", "V D I W E F"};
 inline constexpr TvKey LOG_FILE{"log", "file", Type::Text};

@@ -41,7 +41,11 @@ public:
     /** Must succeed before any other operation. */
     bool Initialize();
 
-    /** Each overload takes the options of its type and copies the value; another option is refused. */
+    /**
+     * Each overload takes the options of its type and copies the value; another option is refused. So is a
+     * header line with a line break (CR or LF) or a NUL in it, and no request is sent then: the service puts
+     * what servers gave it into header lines as it came, and relies on this.
+     */
     bool setOption(NXCURL_OPTION_TYPE option, const std::string& value);
     bool setOption(NXCURL_OPTION_TYPE option, long value);
     bool setOption(NXCURL_OPTION_TYPE option, void* value);
@@ -56,7 +60,10 @@ public:
     /** Applies the trust settings for the account service's gate site. */
     void setQuorlenGatesiteSSLContext();
 
-    /** Sends the request and hands the body to the write function. @return false when no whole answer came */
+    /**
+     * Sends the request and hands the body to the write function.
+     * @return false when an option was refused or no whole answer came
+     */
     bool send();
 
     /** The response code of the last answer; *value is untouched when there is none. */

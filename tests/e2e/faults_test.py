@@ -212,7 +212,10 @@ class Faults(EndToEnd):
     def test_twenty_megabytes_of_records(self):
         one = {"name": "n" * 100, "address": "AA:02", "uuids": "0000110b-0000-1000-8000-00805f9b34fb"}
         records = [{"record_id": f"r{i:06}", **one} for i in range(100_000)]
-        self.fault_body("records", json.dumps({"meta": {"synced_timestamp": 1}, "records": records}).encode())
+        body = json.dumps({"meta": {"synced_timestamp": 1}, "records": records}).encode()
+        self.fault_body("records", body, "--times", "2")
+        self.fails("request failed")
+        self.tv.run_tool("set", "http.max_response_bytes", 32 << 20)
         self.tv.sync(level="W")
         self.assertEqual(len(self.tv.devices()), len(records))
 
