@@ -22,7 +22,8 @@ class ScratchTelevision {
 public:
     ScratchTelevision() : m_folder(g_dir_make_tmp("infosync-bench-XXXXXX", nullptr)) {
         g_setenv("INFOSYNC_TV_DIR", m_folder.c_str(), TRUE);
-        SetLogLevel("W");
+        constexpr char INI[] = "[log]\nlevel=W\nfile=/dev/null\n";
+        g_file_set_contents((m_folder + "/tv.ini").c_str(), INI, -1, nullptr);
     }
     ~ScratchTelevision() {
         const std::string command = "rm -rf " + m_folder;
@@ -33,19 +34,11 @@ public:
     ScratchTelevision(const ScratchTelevision&) = delete;
     ScratchTelevision& operator=(const ScratchTelevision&) = delete;
 
-    void SetLogLevel(const std::string& level) const {
-        const std::string text = "[log]\nlevel=" + level + "\nfile=/dev/null\n";
-        g_file_set_contents((m_folder + "/tv.ini").c_str(), text.c_str(), -1, nullptr);
-    }
-
 private:
     std::string m_folder;
 };
 
-ScratchTelevision& Television() {
-    static ScratchTelevision television;
-    return television;
-}
+const ScratchTelevision television;
 
 std::string Batch(std::int64_t count) {
     std::string text = R"({"meta":{"synced_timestamp":1700000000000},"records":[)";
@@ -64,7 +57,6 @@ void Forget() {
 
 /** A first batch: parsed, merged into nothing, stored, listed. */
 void FirstMerge(benchmark::State& state) {
-    Television().SetLogLevel("W");
     const std::string batch = Batch(state.range(0));
     for ([[maybe_unused]] auto _ : state) {
         Forget();
@@ -78,7 +70,6 @@ void FirstMerge(benchmark::State& state) {
 
 /** A batch that changes nothing, over stored records. */
 void LaterMerge(benchmark::State& state) {
-    Television().SetLogLevel("W");
     Forget();
     CDeviceInfo first;
     first.Init(USER);
@@ -92,7 +83,6 @@ void LaterMerge(benchmark::State& state) {
 }
 
 void DeviceListRebuild(benchmark::State& state) {
-    Television().SetLogLevel("W");
     Forget();
     CDeviceInfo info;
     info.Init(USER);
@@ -103,11 +93,10 @@ void DeviceListRebuild(benchmark::State& state) {
     state.SetComplexityN(state.range(0));
 }
 
-void LogLine(benchmark::State& state, const char* level, std::size_t length) {
-    Television().SetLogLevel(level);
+void LogLine(benchmark::State& state, log_priority priority, std::size_t length) {
     const std::string text(length, 'x');
     for ([[maybe_unused]] auto _ : state) {
-        INFOSYNC_LOG(DLOG_INFO, "%s", text.c_str());
+        INFOSYNC_LOG(priority, "%s", text.c_str());
     }
 }
 
@@ -118,9 +107,9 @@ BENCHMARK(DeviceListRebuild)
     ->Range(10, 100000)
     ->Unit(benchmark::kMillisecond)
     ->Complexity();
-BENCHMARK_CAPTURE(LogLine, below_the_level, "W", 100);
-BENCHMARK_CAPTURE(LogLine, short_text, "I", 100);
-BENCHMARK_CAPTURE(LogLine, text_of_20_megabytes, "I", 20000000);
+BENCHMARK_CAPTURE(LogLine, below_the_level, DLOG_INFO, 100);
+BENCHMARK_CAPTURE(LogLine, short_text, DLOG_WARN, 100);
+BENCHMARK_CAPTURE(LogLine, text_of_20_megabytes, DLOG_WARN, 20000000);
 
 }  // namespace
 

@@ -29,7 +29,7 @@ std::string UpperCase(const char* text) {
 class Settings {
 public:
     void Refresh() {
-        const auto ini = TvFolder::ReadIniOncePerTick();
+        const auto ini = TvFolder::ReadIni();
         if (ini == m_ini) {
             return;
         }

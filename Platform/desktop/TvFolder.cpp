@@ -1,6 +1,6 @@
 #include "TvFolder.h"
 
-#include <fcntl.h>
+#include <dirent.h>
 #include <glib.h>
 #include <glib/gstdio.h>
 #include <sys/stat.h>
@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <mutex>
 #include <stdexcept>
 #include <system_error>
@@ -52,17 +51,11 @@ bool IsPlainName(const std::string& name) {
            name.find('\0') == std::string::npos;
 }
 
-void SyncFolder(const std::string& folder) {
-    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) {
-        Fail(errno, folder);
-    }
-    const int result = fsync(descriptor);
-    const int error = errno;
-    close(descriptor);
-    if (result != 0) {
-        Fail(error, folder);
-    }
+/** Whether a write of the file, when it was killed, left this; GLib names it so. */
+bool IsLeftover(std::string_view name, std::string_view file) {
+    constexpr std::size_t SUFFIX = sizeof(".XXXXXX") - 1;
+    return name.size() == file.size() + SUFFIX && name[file.size()] == '.' &&
+           name.substr(0, file.size()) == file;
 }
 
 /** Tells one version of a file from another, as far as the file system can. */
@@ -162,23 +155,6 @@ std::shared_ptr<const TvIni> ReadIni() {
     return ini;
 }
 
-std::int64_t Tick() {
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
-}
-
-std::shared_ptr<const TvIni> ReadIniOncePerTick() {
-    thread_local std::int64_t readAt = -1;
-    thread_local std::shared_ptr<const TvIni> ini;
-    const std::int64_t tick = Tick();
-    if (tick != readAt) {
-        ini = ReadIni();
-        readAt = tick;
-    }
-    return ini;
-}
-
 Bytes ReadBytes(const std::string& path) {
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0) {
@@ -219,10 +195,32 @@ void WriteFile(const std::string& path, std::string_view content) {
 }
 
 void RemoveFile(const std::string& path) {
-    if (unlink(path.c_str()) != 0) {
-        Fail(errno, path);
+    const std::string folder = FolderOf(path);
+    const std::string file = path.substr(path.rfind('/') + 1);
+    // Opened first: what makes the removal durable must be there before anything is removed.
+    const auto close = [](DIR* dir) { closedir(dir); };
+    const std::unique_ptr<DIR, decltype(close)> opened(opendir(folder.c_str()), close);
+    if (!opened) {
+        Fail(errno, folder);
     }
-    SyncFolder(FolderOf(path));
+    const int descriptor = dirfd(opened.get());
+    bool isChanged = false;
+    while (const dirent* entry = readdir(opened.get())) {
+        if (IsLeftover(entry->d_name, file)) {
+            if (unlinkat(descriptor, entry->d_name, 0) == 0) {
+                isChanged = true;
+            } else if (errno != EISDIR) {
+                Fail(errno, Join(folder, entry->d_name));
+            }
+        }
+    }
+    const int error = unlinkat(descriptor, file.c_str(), 0) == 0 ? 0 : errno;
+    if (isChanged || error == 0) {
+        fsync(descriptor);  // a failure would come too late, and some file systems cannot do it for a folder
+    }
+    if (error != 0) {
+        Fail(error, path);
+    }
 }
 
 }  // namespace TvFolder

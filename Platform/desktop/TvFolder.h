@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -30,12 +29,6 @@ std::optional<std::string> KeyPath(const std::string& alias);
 /** The television as tv.ini has it now. The same object as before when the file has not changed. */
 std::shared_ptr<const TvIni> ReadIni();
 
-/** The coarse clock's time, which steps every few milliseconds and is cheap to read. */
-std::int64_t Tick();
-
-/** The television as tv.ini had it at this tick's first look: for what is asked once for each record. */
-std::shared_ptr<const TvIni> ReadIniOncePerTick();
-
 /** Bytes as GLib made them, with a NUL after the last; from GLib's allocator, which is malloc. */
 struct Bytes {
     std::unique_ptr<char, decltype(&std::free)> data;
@@ -59,7 +52,10 @@ std::string ReadFile(const std::string& path);
  */
 void WriteFile(const std::string& path, std::string_view content);
 
-/** Deletes the file, durably. @throws std::system_error with ENOENT where there is none, else with the reason
+/**
+ * Deletes the file, and what writes that were killed left beside it (NAME.XXXXXX).
+ * @throws std::system_error with ENOENT where there is no such file, else with the reason and the file as it
+ * was
  */
 void RemoveFile(const std::string& path);
 

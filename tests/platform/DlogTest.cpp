@@ -1,9 +1,11 @@
 #include <dlog.h>
 #include <fcntl.h>
 
-#include <csignal>
+#include <cstdarg>
 
+#include "LogSink.h"
 #include "Television.h"
+#include "TvIni.h"
 
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -15,6 +17,14 @@ namespace {
 int Log(int priority, const std::string& text) {
     return __dlog_print(LOG_ID_MAIN, priority, "LONGER_TAG", "%s: %s(%d) > %s", "File.cpp", "Do", 7,
                         text.c_str());
+}
+
+int Write(LogSink& sink, int priority, const char* format, ...) {
+    std::va_list values;
+    va_start(values, format);
+    const int result = sink.Write(priority, "TAG", format, values);
+    va_end(values);
+    return result;
 }
 
 }  // namespace
@@ -59,40 +69,38 @@ TEST_F(DlogTest, BoundingTextsLeavesOtherConversionsAlone) {
     EXPECT_EQ(Logged(), "I/TAG     (PID): %     a|b    |lo|l|5%s c\n");
 }
 
-TEST_F(DlogTest, LevelIsReadAfreshAndHidesWhatIsBelow) {
-    SetIni("", "E");
-    EXPECT_GT(Log(DLOG_ERROR, "shown"), 0);
-    EXPECT_EQ(Log(DLOG_WARN, "hidden"), 0);
-    EXPECT_EQ(Logged(), "E/LONGER_TAG(PID): File.cpp: Do(7) > shown\n");
-    SetIni("", "F");
-    EXPECT_EQ(Log(DLOG_ERROR, "hidden"), 0);
-    SetIni("", "D");
-    EXPECT_GT(Log(DLOG_FATAL, "shown"), 0);
-    EXPECT_GT(Log(DLOG_DEBUG, "shown"), 0);
+TEST_F(DlogTest, LevelHidesWhatIsBelowAndIsReadOnce) {
+    Log(DLOG_ERROR, "first");
+    Put("tv.ini", "[log]\nlevel=F\n");
+    EXPECT_GT(Log(DLOG_VERBOSE, "shown"), 0);
+    constexpr std::string_view LETTERS = "VDIWEF";
+    for (std::size_t level = 0; level < LETTERS.size(); ++level) {
+        LogSink sink(TvIni(std::string("[log]\nlevel=") + LETTERS[level], ""));
+        for (int priority = DLOG_VERBOSE; priority <= DLOG_FATAL; ++priority) {
+            EXPECT_EQ(Write(sink, priority, "text") > 0, priority - DLOG_VERBOSE >= static_cast<int>(level));
+        }
+    }
 }
 
-TEST_F(DlogTest, ProblemOfTheTelevisionIsToldOnceWithThePath) {
-    SetIni("[sso]\nstate=yes");
-    Log(DLOG_ERROR, "first");
-    Log(DLOG_ERROR, "second");
+TEST_F(DlogTest, ProblemOfTheTelevisionIsToldWithThePathUnlessTheLevelHidesIt) {
+    const LogSink shown(TvIni("[sso]\nstate=yes", "PATH"));
+    const LogSink hidden(TvIni("[sso]\nstate=yes\n[log]\nlevel=E", "PATH"));
     const std::string log = Logged();
-    EXPECT_THAT(log, StartsWith("W/TV      (PID): " + File("tv.ini").string() + ": [sso] state: "));
-    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 3);
+    EXPECT_THAT(log, StartsWith("W/TV      (PID): PATH: [sso] state: "));
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1);
 }
 
 TEST_F(DlogTest, LogThatCannotBeWrittenHarmsNobody) {
     std::filesystem::create_directory(File("log"));
-    ::testing::internal::CaptureStderr();
-    EXPECT_GT(Log(DLOG_ERROR, "to standard error"), 0);
-    Log(DLOG_ERROR, "again");
-    const std::string shown = ::testing::internal::GetCapturedStderr();
+    LogSink toFolder(TvIni("[log]\nfile=log", ""));
+    EXPECT_GT(Write(toFolder, DLOG_ERROR, "to standard error"), 0);
+    const std::string shown = Logged();
     EXPECT_THAT(shown, HasSubstr("log: Is a directory; the log goes to standard error instead\n"));
-    EXPECT_EQ(std::count(shown.begin(), shown.end(), '\n'), 3);
+    EXPECT_THAT(shown, HasSubstr("to standard error\n"));
 
-    Put("tv.ini", "[log]\nfile=/dev/full\n");
-    EXPECT_EQ(Log(DLOG_ERROR, "no space"), -ENOSPC);
+    LogSink toFullDisk(TvIni("[log]\nfile=/dev/full", ""));
+    EXPECT_EQ(Write(toFullDisk, DLOG_ERROR, "no space"), -ENOSPC);
 
-    Put("tv.ini", "[log]\nlevel=V\n");
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     const int standardError = dup(STDERR_FILENO);
@@ -102,4 +110,14 @@ TEST_F(DlogTest, LogThatCannotBeWrittenHarmsNobody) {
     EXPECT_EQ(Log(DLOG_ERROR, "nobody listens"), -EPIPE);
     dup2(standardError, STDERR_FILENO);
     close(standardError);
+}
+
+TEST_F(DlogTest, FileIsAppendedToAndIsTheUsersAlone) {
+    for (const char* text : {"first", "second"}) {
+        LogSink sink(TvIni("[log]\nfile=log", ""));
+        Write(sink, DLOG_ERROR, text);
+    }
+    EXPECT_THAT(Get("log"), ::testing::ContainsRegex("first\n.*second\n"));
+    EXPECT_EQ(ModeOf("log"), 0600U);
+    EXPECT_EQ(Logged(), "");
 }

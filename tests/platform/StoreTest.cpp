@@ -51,6 +51,32 @@ TEST_F(StoreTest, RecordsAreNeverReplacedAndMissingOnesAreNoFault) {
     EXPECT_EQ(buffer, nullptr);
 }
 
+TEST_F(StoreTest, RemovalTakesWhatKilledWritesLeft) {
+    Put("keys/alias.aB3x9Z", "half of a token");
+    Put("keys/alias.aB3x9", "another's");
+    Put("keys/aliases.aB3x9Z", "another's");
+    std::filesystem::create_directory(File("keys/alias.folder"));
+    EXPECT_EQ(ckmc_remove_alias("alias"), CKMC_ERROR_DB_ALIAS_UNKNOWN);
+    EXPECT_FALSE(std::filesystem::exists(File("keys/alias.aB3x9Z")));
+    EXPECT_TRUE(std::filesystem::exists(File("keys/alias.aB3x9")));
+    EXPECT_TRUE(std::filesystem::exists(File("keys/aliases.aB3x9Z")));
+}
+
+TEST_F(StoreTest, RemovalThatFailsHasNotHappened) {
+    using std::filesystem::perms;
+    Put("keys/alias", "token");
+    // A folder that can be changed but not opened. Root can open any, and so looks at it as another user.
+    std::filesystem::permissions(
+        File("keys"), perms::owner_write | perms::owner_exec | perms::others_write | perms::others_exec);
+    std::filesystem::permissions(File(""), perms::owner_all | perms::others_exec);
+    const uid_t user = geteuid();
+    ASSERT_TRUE(user != 0 || seteuid(65534) == 0);
+    EXPECT_EQ(ckmc_remove_alias("alias"), CKMC_ERROR_DB_ERROR);
+    ASSERT_EQ(seteuid(user), 0);
+    EXPECT_TRUE(std::filesystem::exists(File("keys/alias")));
+    std::filesystem::permissions(File("keys"), perms::owner_all);
+}
+
 TEST_F(StoreTest, AliasesLeadNowhereElse) {
     for (const char* alias : {"", ".", "..", "../tv.ini", "a/b", "/etc/passwd"}) {
         ckmc_raw_buffer_s* buffer = nullptr;

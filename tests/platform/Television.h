@@ -10,7 +10,6 @@
 #include <iomanip>
 #include <sstream>
 #include <string>
-#include <thread>
 
 #include "TvFolder.h"
 
@@ -20,19 +19,21 @@ protected:
         setenv("INFOSYNC_TV_DIR", m_folder.c_str(), 1);
         unsetenv("INFOSYNC_TV_LOG_LEVEL");
         SetIni("");
+        ::testing::internal::CaptureStderr();
     }
     ~Television() override {
+        ::testing::internal::GetCapturedStderr();
         std::filesystem::remove_all(m_folder);
     }
 
-    /** The log goes to a file of its own; what is set is the rest. */
-    void SetIni(const std::string& groups, const std::string& level = "V") {
-        Put("tv.ini", groups + "\n[log]\nfile=log\nlevel=" + level + "\n");
+    /** The level is the same in all tests of a process, since the log looks at it once; what is set is the
+     * rest. */
+    void SetIni(const std::string& groups) {
+        Put("tv.ini", groups + "\n[log]\nlevel=V\n");
     }
     void Put(const std::string& name, const std::string& content) {
         std::filesystem::create_directories(File(name).parent_path());
         std::ofstream(File(name), std::ios::binary) << content;
-        NextTick();
     }
     std::string Get(const std::string& name) {
         std::ostringstream text;
@@ -41,9 +42,8 @@ protected:
     }
     /** What was logged since the last call, each process id as "PID". */
     std::string Logged() {
-        std::string text = Get("log");
-        std::filesystem::remove(File("log"));
-        NextTick();
+        std::string text = ::testing::internal::GetCapturedStderr();
+        ::testing::internal::CaptureStderr();
         std::ostringstream pid;
         pid << '(' << std::setw(5) << getpid() << ')';
         for (auto at = text.find(pid.str()); at != std::string::npos; at = text.find(pid.str(), at)) {
@@ -59,13 +59,6 @@ protected:
     }
 
 private:
-    /** Files are looked at once in a tick at most. */
-    static void NextTick() {
-        const auto now = TvFolder::Tick();
-        while (TvFolder::Tick() == now) {
-            std::this_thread::yield();
-        }
-    }
     static std::filesystem::path MakeFolder() {
         std::string name = (std::filesystem::temp_directory_path() / "platform-tests-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) {

@@ -1,0 +1,144 @@
+#include "LogSink.h"
+
+#include <dlog.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <string_view>
+#include <system_error>
+
+#include "LogText.h"
+#include "TvFolder.h"
+#include "TvIni.h"
+
+namespace {
+
+constexpr std::string_view LETTERS = "VDIWEF";
+
+/** A reader of our log that has gone away must not end the process. */
+class BrokenPipeGuard {
+public:
+    BrokenPipeGuard() {
+        sigemptyset(&m_brokenPipe);
+        sigaddset(&m_brokenPipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &m_brokenPipe, &m_before);
+    }
+    ~BrokenPipeGuard() {
+        if (m_raised) {
+            const timespec now = {};
+            sigtimedwait(&m_brokenPipe, nullptr, &now);
+        }
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    }
+    BrokenPipeGuard(const BrokenPipeGuard&) = delete;
+    BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
+
+    void Raised() {
+        m_raised = true;
+    }
+
+private:
+    sigset_t m_brokenPipe = {};
+    sigset_t m_before = {};
+    bool m_raised = false;
+};
+
+/** @return the number of bytes written, or a negative error number */
+int WriteAll(int descriptor, std::string_view text) {
+    const auto whole = static_cast<int>(text.size());
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written >= 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+        } else if (errno != EINTR) {
+            return -errno;
+        }
+    }
+    return whole;
+}
+
+/** The same to what may be a pipe. */
+int WriteAllGuarded(int descriptor, std::string_view text) {
+    BrokenPipeGuard guard;
+    const int result = WriteAll(descriptor, text);
+    if (result == -EPIPE) {
+        guard.Raised();
+    }
+    return result;
+}
+
+/** The log viewer's brief form: tag and process id stand in columns where they are short. */
+std::string Head(int priority, const char* tag) {
+    static const std::string pid = std::to_string(getpid());
+    std::string head = {LETTERS[static_cast<std::size_t>(priority - DLOG_VERBOSE)], '/'};
+    head += tag;
+    head.resize(std::max(head.size(), std::size_t{10}), ' ');
+    head += '(';
+    head.append(5 - std::min(pid.size(), std::size_t{5}), ' ');
+    return head + pid + "): ";
+}
+
+/** The least priority that is written. A single run may have one of its own, with the television as it is. */
+int LevelOf(const TvIni& ini) {
+    const char* chosen = std::getenv("INFOSYNC_TV_LOG_LEVEL");
+    std::size_t position = chosen == nullptr ? std::string_view::npos : LETTERS.find(chosen);
+    if (position == std::string_view::npos || std::string_view(chosen).size() != 1) {
+        position = LETTERS.find(ini.Text(TvKeys::LOG_LEVEL).value_or("I"));
+    }
+    return DLOG_VERBOSE + static_cast<int>(position);
+}
+
+}  // namespace
+
+LogSink::LogSink(const TvIni& ini) : m_level(LevelOf(ini)) {
+    // A file of the service's that got the number of a closed standard error must not get our lines.
+    while (fcntl(STDERR_FILENO, F_GETFD) < 0 && open("/dev/null", O_WRONLY) >= 0) {
+    }
+    const auto file = ini.Text(TvKeys::LOG_FILE);
+    if (file) {
+        Open(TvFolder::Resolve(*file));
+    }
+    Warn(ini.Problem());
+}
+
+LogSink::~LogSink() {
+    if (m_descriptor != STDERR_FILENO) {
+        close(m_descriptor);
+    }
+}
+
+int LogSink::Write(int priority, const char* tag, const char* format, std::va_list values) {
+    return priority < m_level ? 0 : WriteLines(LogText::Lines(Head(priority, tag), format, values));
+}
+
+void LogSink::Open(const std::string& path) {
+    // A named pipe never blocks us.
+    const int descriptor =
+        open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600);
+    if (descriptor < 0) {
+        const std::string reason = std::generic_category().message(errno);
+        Warn(path + ": " + reason + "; the log goes to standard error instead");
+        return;
+    }
+    struct stat status = {};
+    m_isFile = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    m_descriptor = descriptor;
+}
+
+void LogSink::Warn(const std::string& problem) {
+    if (!problem.empty() && m_level <= DLOG_WARN) {
+        WriteLines(LogText::Split(Head(DLOG_WARN, "TV"), problem));
+    }
+}
+
+int LogSink::WriteLines(const std::string& lines) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_isFile ? WriteAll(m_descriptor, lines) : WriteAllGuarded(m_descriptor, lines);
+}
