@@ -16,10 +16,7 @@ make_work_folder() {
 }
 
 finish() {
-    if [ -n "${server:-}" ]; then
-        kill "$server" 2>/dev/null || true
-        wait "$server" || true
-    fi
+    cloud stop >/dev/null 2>&1 || true
     rm -rf "$work"
 }
 
@@ -32,16 +29,7 @@ start_cloud() {
     cloud user add $USER_ID >/dev/null
     cloud device add $USER_ID Kitchen AA:BB:CC:00:00:01 --id kitchen >/dev/null
     cloud device add $USER_ID Phones AA:BB:CC:00:00:02 --id phones >/dev/null
-    # Not through the function: the process to end would then be a shell's.
-    INFOSYNC_CLOUD_DIR=$work/cloud "$TOOLS/infosync-cloud" serve --port 0 >"$work/cloud.log" 2>&1 &
-    server=$!
-    for _ in $(seq 100); do
-        grep -q 'https://127.0.0.1:' "$work/cloud.log" && return
-        kill -0 "$server" 2>/dev/null || break
-        sleep 0.1
-    done
-    cat "$work/cloud.log" >&2
-    die "the local cloud did not start"
+    cloud serve --detach --port 0 >/dev/null || die "the local cloud did not start"
 }
 
 # make_television FOLDER: signed in, set up for the running cloud, and in need of nothing outside its folder.

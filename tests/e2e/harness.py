@@ -8,7 +8,6 @@ import os
 import pathlib
 import re
 import shutil
-import signal
 import subprocess
 import tempfile
 import unittest
@@ -40,23 +39,15 @@ class Cloud:
         self.recording = folder.parent / "exchanges.jsonl"
         self.run("init")
         self.run("user", "add", USER)
-        self.process = None
         self._seen = 0
 
     def start(self, *options):
-        self.process = subprocess.Popen(
-            [BIN / "infosync-cloud", "--dir", self.folder, "serve", "--port", "0", "--quiet", "--record", self.recording,
-             *options],
-            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-        first = self.process.stdout.readline()
-        self.port = int(re.search(r"https://127\.0\.0\.1:(\d+)", first).group(1))
+        self.run("serve", "--detach", "--port", "0", "--record", self.recording, *options)
+        self.port = self.counts()["port"]
         return self
 
     def stop(self):
-        if self.process:
-            self.process.send_signal(signal.SIGTERM)
-            self.process.communicate(timeout=10)
-            self.process = None
+        self.run("stop", check=False)
 
     def run(self, *words, **options):
         return tool(BIN / "infosync-cloud", "--dir", self.folder, *words, **options)

@@ -8,6 +8,7 @@
 #include "Cli/FileLock.h"
 #include "Cloud/Commands/Command.h"
 #include "Cloud/Commands/ControlClient.h"
+#include "Cloud/Server/Detached.h"
 #include "Cloud/Server/LocalCloudServer.h"
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
@@ -20,17 +21,29 @@ namespace {
 
 constexpr char DEFAULT_PORT[] = "8443";
 constexpr int HIGHEST_PORT = 65535;
+constexpr std::chrono::seconds LONGEST_END(10);
 
 void Serve(CommandLine& line) {
     ServeOptions options;
+    bool detach = false;
     std::string port = DEFAULT_PORT;
     line.Option("port", "N", "the port on 127.0.0.1; 0 picks a free one (default: 8443)", port);
     line.Option("record", "FILE", "append every exchange to FILE, one line of JSON each", options.recordFile);
     line.Flag("any-user", "accept every login id, not only those of 'user list'", options.anyUser);
     line.Flag("quiet", "show no line for each request", options.quiet);
+    line.Flag("detach", "return when the server answers; it goes on until 'infosync-cloud stop'", detach);
     line.Parse();
     options.port = static_cast<int>(ParseInteger(port, "--port", 0, HIGHEST_PORT));
-    ServeUntilStopped(line.CloudFolder(), options);
+    const auto say = [&options](const std::string& where) {
+        if (!options.quiet) {
+            std::cout << "infosync-cloud: " << where << std::endl;
+        }
+    };
+    if (detach) {
+        say(ServeDetached(line.CloudFolder(), options));
+    } else {
+        ServeUntilStopped(line.CloudFolder(), options, say);
+    }
 }
 
 void PrintStatus(const Json::Value& status) {
@@ -79,7 +92,14 @@ void Stop(CommandLine& line) {
     const ControlClient client(folder);
     client.Post("/stop", Json::objectValue);
     // The lock is let go of when the process has ended.
-    const Cli::FileLock ended(folder.StateFile("serve.lock"), Cli::FileLock::Wait::YES);
+    const auto last = std::chrono::steady_clock::now() + LONGEST_END;
+    while (!Cli::FileLock(folder.StateFile("serve.lock"), Cli::FileLock::Wait::NO).IsHeld()) {
+        if (std::chrono::steady_clock::now() > last) {
+            throw CloudError("the server on " + folder.Path() + " was told to end and has not after " +
+                             std::to_string(LONGEST_END.count()) + " s; see: infosync-cloud status");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     std::cout << "stopped\n";
 }
 

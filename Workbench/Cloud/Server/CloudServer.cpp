@@ -28,14 +28,26 @@ constexpr int LENGTH_REQUIRED = 411;
  * The exchange that a thread is busy with. The library hands its callbacks the request alone, and serves a
  * connection on one thread from beginning to end.
  */
-struct Current {
-    Exchange exchange;
-    Connection* connection = nullptr;
-};
-
-Current& ThisThread() {
-    thread_local Current current;
+Exchange& ThisThread() {
+    thread_local Exchange current;
     return current;
+}
+
+using SetUp = std::function<void(httplib::Request&)>;
+
+// The library's function takes the addresses of both sides, too, from 0.15 on; the compiler picks the right
+// one.
+[[maybe_unused]] bool Process(httplib::Server& server,
+                              bool (httplib::Server::*process)(httplib::Stream&, bool, bool&, const SetUp&),
+                              httplib::Stream& stream, bool& closed) {
+    return (server.*process)(stream, false, closed, nullptr);
+}
+[[maybe_unused]] bool Process(httplib::Server& server,
+                              bool (httplib::Server::*process)(httplib::Stream&, const std::string&, int,
+                                                               const std::string&, int, bool, bool&,
+                                                               const SetUp&),
+                              httplib::Stream& stream, bool& closed) {
+    return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
 }
 
 void SetBody(httplib::Response& response, const std::shared_ptr<const std::string>& body) {
@@ -81,10 +93,14 @@ std::string LastTlsError() {
     return reason != nullptr ? reason : "the peer went away";
 }
 
+std::string NoteOf(const std::optional<Fault>& fault) {
+    return fault ? " (fault: " + fault->Describe() + ")" : "";
+}
+
 }  // namespace
 
-CloudServer::CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, Recorder* recorder)
-    : m_tls(tls), m_faults(faults), m_console(console), m_recorder(recorder) {
+CloudServer::CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, ExchangeLog& exchanges)
+    : m_tls(tls), m_faults(faults), m_console(console), m_exchanges(exchanges) {
     new_task_queue = [] { return new ConnectionThreads; };
     set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
     set_keep_alive_timeout(KEEP_ALIVE.count());
@@ -93,6 +109,13 @@ CloudServer::CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& con
         // Not the library's SO_REUSEPORT, with which a second server would silently share the port.
         const int on = 1;
         ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
+    });
+    // Called for every answer, also to what is no request.
+    set_logger([](const httplib::Request& request, const httplib::Response& response) {
+        Exchange& exchange = ThisThread();
+        exchange.method = request.method.empty() ? "?" : request.method;
+        exchange.target = request.target.empty() ? "?" : request.target;
+        exchange.status = response.status;
     });
     SetUpErrorAnswers();
 }
@@ -107,8 +130,8 @@ void CloudServer::SetUpErrorAnswers() {
         return HandlerResponse::Handled;
     });
     set_error_handler(
-        httplib::Server::Handler([](const httplib::Request& request, httplib::Response& response) {
-            Exchange& exchange = ThisThread().exchange;
+        httplib::Server::Handler([](const httplib::Request& /*request*/, httplib::Response& response) {
+            Exchange& exchange = ThisThread();
             if (!exchange.decided.empty()) {
                 return;
             }
@@ -117,8 +140,6 @@ void CloudServer::SetUpErrorAnswers() {
                     ? Refusal(ResultCode::BadRequest, "the header Content-Length is missing")
                 : response.status == 404 ? Refusal(ResultCode::NotFound, "there is nothing here")
                                          : Refusal(ResultCode::BadRequest, "this is no request");
-            exchange.method = request.method.empty() ? "?" : request.method;
-            exchange.target = request.target.empty() ? "?" : request.target;
             exchange.decided = answer.decided;
             response.set_content(*answer.body, JSON_TYPE);
         }));
@@ -147,9 +168,8 @@ int CloudServer::Bind(int port) {
     return port;
 }
 
-void CloudServer::Stop() {
+void CloudServer::EndConnections() {
     m_stop.Raise();
-    stop();
     const std::lock_guard<std::mutex> lock(m_socketsMutex);
     for (const socket_t socket : m_sockets) {
         ::shutdown(socket, SHUT_RDWR);
@@ -164,7 +184,7 @@ bool CloudServer::process_and_close_socket(socket_t socket) {
     try {
         ServeConnection(socket);
     } catch (const std::exception& error) {
-        m_console.Say(std::string("connection lost: ") + error.what());
+        m_console.Complain(std::string("a connection is lost: ") + error.what());
     }
     const std::lock_guard<std::mutex> lock(m_socketsMutex);
     m_sockets.erase(socket);
@@ -190,8 +210,17 @@ void CloudServer::ServeConnection(socket_t socket) {
     }
     Connection connection(session.get(), socket);
     bool goesOn = true;
-    while (goesOn && !m_stop.IsRaised() && connection.WaitForInput(KEEP_ALIVE)) {
+    bool asked = false;
+    while (goesOn && !m_stop.IsRaised() && connection.WaitForRequest(KEEP_ALIVE)) {
+        if (fault && !asked) {
+            m_console.ShowConnection("TLS handshake accepted by the client all the same" + NoteOf(fault));
+        }
+        asked = true;
         goesOn = ServeRequest(connection);
+    }
+    // A client may look at the certificate after a handshake that seems to go well.
+    if (fault && !asked) {
+        m_console.ShowConnection("the client left without a request" + NoteOf(fault));
     }
     if (connection.is_writable()) {
         SSL_shutdown(session.get());
@@ -202,47 +231,35 @@ SslSession CloudServer::Handshake(socket_t socket, const std::optional<Fault>& f
     SslSession session = m_tls.NewSession(socket, fault);
     ERR_clear_error();
     const bool accepted = SSL_accept(session.get()) == 1;
-    const std::string note = fault ? " (fault: " + fault->Describe() + ")" : "";
     if (!accepted) {
         ++m_statistics.failedHandshakes;
-        m_console.ShowConnection("TLS handshake failed: " + LastTlsError() + note);
+        m_console.ShowConnection("TLS handshake failed: " + LastTlsError() + NoteOf(fault));
         return nullptr;
-    }
-    if (fault) {
-        m_console.ShowConnection("TLS handshake accepted by the client all the same" + note);
     }
     ++(SSL_session_reused(session.get()) == 1 ? m_statistics.resumedHandshakes : m_statistics.fullHandshakes);
     return session;
 }
 
 bool CloudServer::ServeRequest(Connection& connection) {
-    Current& current = ThisThread();
-    current = Current{{}, &connection};
-    connection.BeginExchange(m_recorder != nullptr ? Connection::Keep::Everything
-                                                   : Connection::Keep::StatusLine);
+    Exchange& exchange = ThisThread();
+    exchange = {};
     bool closed = false;
-    bool goesOn = process_request(connection, false, closed, nullptr) && !closed;
-    Exchange& exchange = current.exchange;
-    exchange.status = connection.Status();
+    const bool goesOn = Process(*this, &CloudServer::process_request, connection, closed) && !closed;
     if (exchange.status == 0) {
         return false;
     }
+    exchange.request = connection.TakeRequest();
+    exchange.answer = connection.TakeAnswer();
     ++m_statistics.requests;
+    // Before the answer goes out: who has it finds the exchange recorded.
+    m_exchanges.Add(exchange);
     m_console.Show(exchange);
-    if (m_recorder != nullptr) {
-        m_recorder->Write(exchange, connection.Request(), connection.Answer());
-    }
-    if (exchange.fault && !exchange.fault->ReplacesAnswer()) {
-        goesOn = DeliverWithFault(*exchange.fault, connection.Answer(), connection, m_stop) && goesOn;
-    }
-    return goesOn && !exchange.closes;
+    return Deliver(exchange, connection, m_stop) && goesOn && !exchange.closes;
 }
 
 void CloudServer::Respond(const Endpoint& endpoint, const Handler& handler, const httplib::Request& request,
                           httplib::Response& response) {
-    auto& [exchange, connection] = ThisThread();
-    exchange.method = request.method;
-    exchange.target = request.target;
+    Exchange& exchange = ThisThread();
     exchange.fault = m_faults.TakeForRequest(endpoint.name);
     if (m_faults.WaitsForConnection()) {
         exchange.closes = true;
@@ -252,9 +269,6 @@ void CloudServer::Respond(const Endpoint& endpoint, const Handler& handler, cons
         exchange.decided = "as planned";
         SetFaultAnswer(response, *exchange.fault);
         return;
-    }
-    if (exchange.fault) {
-        connection->HoldAnswer();
     }
     Answer answer;
     try {

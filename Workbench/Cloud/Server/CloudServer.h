@@ -16,8 +16,8 @@
 #include "Cloud/Server/Connection.h"
 #include "Cloud/Server/Console.h"
 #include "Cloud/Server/Endpoint.h"
+#include "Cloud/Server/ExchangeLog.h"
 #include "Cloud/Server/FaultPlan.h"
-#include "Cloud/Server/Recorder.h"
 #include "Cloud/Server/StopSignal.h"
 #include "Cloud/Server/TlsContexts.h"
 #include "Cloud/Service/Answer.h"
@@ -38,20 +38,16 @@ class CloudServer : public httplib::Server {
 public:
     using Handler = std::function<Answer(const httplib::Request&)>;
 
-    /** The recorder may be null. All must outlive the server. */
-    CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, Recorder* recorder);
+    /** All must outlive the server. */
+    CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, ExchangeLog& exchanges);
 
     void Route(const Endpoint& endpoint, const Handler& handler);
 
     /** @return the port, a free one for 0 @throws CloudError that says what to do when it is taken */
     int Bind(int port);
 
-    /** Serves until Stop(). */
-    bool Serve() {
-        return listen_after_bind();
-    }
-    /** Ends every connection, waiting for none. */
-    void Stop();
+    /** Ends every connection, and from now on each new one, waiting for none. */
+    void EndConnections();
 
     const Statistics& Counted() const {
         return m_statistics;
@@ -70,7 +66,7 @@ private:
     const TlsContexts& m_tls;
     FaultPlan& m_faults;
     Console& m_console;
-    Recorder* m_recorder;
+    ExchangeLog& m_exchanges;
     Statistics m_statistics;
     StopSignal m_stop;
     std::mutex m_socketsMutex;

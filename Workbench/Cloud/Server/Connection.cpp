@@ -4,32 +4,21 @@
 #include <poll.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 
 namespace LocalCloud {
 
 namespace {
 
-constexpr char STATUS_LINE_START[] = "HTTP/1.1 ";
-constexpr std::size_t STATUS_LINE_BYTES = 16;
 constexpr std::size_t LARGEST_PIECE = 1U << 30U;  // what OpenSSL takes is an int
 
 }  // namespace
 
-bool Connection::WaitForInput(std::chrono::milliseconds time) {
-    if (m_begin < m_end || SSL_pending(m_ssl) > 0) {
-        return true;
-    }
+bool Connection::WaitForRequest(std::chrono::milliseconds time) {
     pollfd descriptor = {m_socket, POLLIN, 0};
-    return ::poll(&descriptor, 1, static_cast<int>(time.count())) > 0;
-}
-
-void Connection::BeginExchange(Keep keep) {
-    m_keep = keep;
-    m_holds = false;
-    m_request.clear();
-    m_answer.clear();
+    const bool waits = m_begin == m_end && SSL_pending(m_ssl) == 0;
+    return m_begin < m_end ||
+           ((!waits || ::poll(&descriptor, 1, static_cast<int>(time.count())) > 0) && Fill());
 }
 
 bool Connection::Send(const char* data, std::size_t size) {
@@ -46,15 +35,6 @@ bool Connection::Send(const char* data, std::size_t size) {
     return !m_broken;
 }
 
-int Connection::Status() const {
-    constexpr std::size_t START = sizeof(STATUS_LINE_START) - 1;
-    int status = 0;
-    if (m_answer.compare(0, START, STATUS_LINE_START) == 0) {
-        std::from_chars(m_answer.data() + START, m_answer.data() + m_answer.size(), status);
-    }
-    return status;
-}
-
 bool Connection::is_readable() const {
     return !m_broken;
 }
@@ -64,25 +44,24 @@ bool Connection::is_writable() const {
 }
 
 ssize_t Connection::read(char* data, size_t size) {
+    // Written before the request was complete: an interim answer, 100 Continue, that the peer waits for.
+    if (!m_answer.empty() && !Send(m_answer.data(), m_answer.size())) {
+        return -1;
+    }
+    m_answer.clear();
     if (m_begin == m_end && !Fill()) {
         return -1;
     }
     const std::size_t count = std::min(size, m_end - m_begin);
     std::memcpy(data, m_buffer.data() + m_begin, count);
     m_begin += count;
-    if (m_keep == Keep::Everything) {
-        m_request.append(data, count);
-    }
+    m_request.append(data, count);
     return static_cast<ssize_t>(count);
 }
 
 ssize_t Connection::write(const char* data, size_t size) {
-    if (m_keep == Keep::Everything || m_holds) {
-        m_answer.append(data, size);
-    } else if (m_answer.size() < STATUS_LINE_BYTES) {
-        m_answer.append(data, std::min(size, STATUS_LINE_BYTES));
-    }
-    return m_holds || Send(data, size) ? static_cast<ssize_t>(size) : -1;
+    m_answer.append(data, size);
+    return static_cast<ssize_t>(size);
 }
 
 void Connection::get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const {}

@@ -1,4 +1,7 @@
-/** One TLS connection, as a stream that the HTTP library reads requests from and writes answers to. */
+/**
+ * One TLS connection, as a stream that the HTTP library reads requests from and writes answers to. An answer
+ * is held until it is sent on purpose: by then it is recorded, and a fault can spoil it.
+ */
 #pragma once
 
 #include <httplib.h>
@@ -7,37 +10,28 @@
 #include <array>
 #include <chrono>
 #include <string>
+#include <utility>
 
 namespace LocalCloud {
 
 /** Neither owns the socket nor ends the session. Used by one thread. */
 class Connection : public httplib::Stream {
 public:
-    /** What of an exchange is kept: the answer's first line only, or every byte both ways. */
-    enum class Keep { StatusLine, Everything };
-
     Connection(SSL* ssl, socket_t socket) : m_ssl(ssl), m_socket(socket) {}
 
-    /** Waits for the next request's first byte; the peer's end of the connection counts as one. */
-    bool WaitForInput(std::chrono::milliseconds time);
+    /** Waits for the next request's first byte. @return false when there comes none */
+    bool WaitForRequest(std::chrono::milliseconds time);
 
-    /** Forgets the last exchange. */
-    void BeginExchange(Keep keep);
-    /** From now on the answer's bytes are kept and not sent, until the next exchange. */
-    void HoldAnswer() {
-        m_holds = true;
+    /** The bytes that were read since the last call. */
+    std::string TakeRequest() {
+        return std::exchange(m_request, {});
     }
-    /** Sends past what is held. @return whether all was sent */
+    /** The bytes that were written since the last call; none of them is sent yet. */
+    std::string TakeAnswer() {
+        return std::exchange(m_answer, {});
+    }
+    /** @return whether all was sent */
     bool Send(const char* data, std::size_t size);
-
-    const std::string& Request() const {
-        return m_request;
-    }
-    const std::string& Answer() const {
-        return m_answer;
-    }
-    /** The status of the answer; 0 when there is none yet. */
-    int Status() const;
 
     bool is_readable() const override;
     bool is_writable() const override;
@@ -56,8 +50,6 @@ private:
     std::array<char, 16384> m_buffer = {};
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
-    Keep m_keep = Keep::StatusLine;
-    bool m_holds = false;
     bool m_broken = false;
     std::string m_request;
     std::string m_answer;

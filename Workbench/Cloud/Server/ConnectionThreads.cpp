@@ -1,11 +1,10 @@
 #include "Cloud/Server/ConnectionThreads.h"
 
 #include <thread>
-#include <utility>
 
 namespace LocalCloud {
 
-void ConnectionThreads::enqueue(std::function<void()> serve) {
+ConnectionThreads::Enqueued ConnectionThreads::enqueue(std::function<void()> serve) {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_ended.wait(lock, [this] { return m_running < MOST; });
     ++m_running;
@@ -15,6 +14,7 @@ void ConnectionThreads::enqueue(std::function<void()> serve) {
         --m_running;
         m_ended.notify_all();
     }).detach();
+    return Enqueued(true);
 }
 
 void ConnectionThreads::shutdown() {

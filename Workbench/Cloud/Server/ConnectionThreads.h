@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <utility>
 
 namespace LocalCloud {
 
@@ -16,8 +17,11 @@ namespace LocalCloud {
  */
 class ConnectionThreads : public httplib::TaskQueue {
 public:
+    /** Nothing, or in later versions of the library whether it was done. */
+    using Enqueued = decltype(std::declval<httplib::TaskQueue&>().enqueue({}));
+
     /** Waits while there are too many connections for this machine. */
-    void enqueue(std::function<void()> serve) override;
+    Enqueued enqueue(std::function<void()> serve) override;
 
     /** Waits until the last connection is served. */
     void shutdown() override;

@@ -13,7 +13,6 @@ namespace {
 
 constexpr std::size_t LONGEST_TARGET = 200;
 constexpr int FIRST_ERROR = 400;
-constexpr int FIRST_SERVER_ERROR = 500;
 
 std::string TimeOfDay() {
     const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_local(),
@@ -27,13 +26,13 @@ std::string TimeOfDay() {
 Console::Console(bool quiet) : m_quiet(quiet), m_colours(Terminal::HasColours(Terminal::Output::Standard)) {}
 
 void Console::Say(const std::string& line) {
-    Print(line);
+    if (!m_quiet) {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        std::cout << line << std::endl;
+    }
 }
 
 void Console::Show(const Exchange& exchange) {
-    if (m_quiet && exchange.status < FIRST_SERVER_ERROR) {
-        return;
-    }
     std::string status = exchange.status == 0 ? "---" : std::to_string(exchange.status);
     if (m_colours) {
         status = Terminal::Paint(
@@ -48,18 +47,16 @@ void Console::Show(const Exchange& exchange) {
     if (exchange.fault) {
         line += " (fault: " + exchange.fault->Describe() + ")";
     }
-    Print(line);
+    Say(line);
 }
 
 void Console::ShowConnection(const std::string& what) {
-    if (!m_quiet) {
-        Print(TimeOfDay() + " " + Terminal::Printable(what));
-    }
+    Say(TimeOfDay() + " " + Terminal::Printable(what));
 }
 
-void Console::Print(const std::string& line) {
+void Console::Complain(const std::string& what) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    std::cout << line << std::endl;
+    std::cerr << "infosync-cloud: " << Terminal::Printable(what) << std::endl;
 }
 
 }  // namespace LocalCloud

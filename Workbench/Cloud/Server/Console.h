@@ -1,4 +1,4 @@
-/** What the server shows: one line for every request. Safe from any thread. */
+/** What the server shows unless it is to be quiet: one line for every request. Safe from any thread. */
 #pragma once
 
 #include <mutex>
@@ -12,15 +12,12 @@ class Console {
 public:
     explicit Console(bool quiet);
 
-    /** Always shown. */
     void Say(const std::string& line);
-    /** Shown unless the server is to be quiet, apart from what went wrong in the server itself. */
     void Show(const Exchange& exchange);
-    /** A connection that never came to a request. Shown unless the server is to be quiet. */
+    /** A connection that never came to a request. */
     void ShowConnection(const std::string& what);
-
-private:
-    void Print(const std::string& line);
+    /** What is wrong with the server itself: on standard error, also from a quiet server. */
+    void Complain(const std::string& what);
 
     bool m_quiet;
     bool m_colours;

@@ -1,6 +1,6 @@
 #include "Cloud/Server/ControlServer.h"
 
-#include <chrono>
+#include <charconv>
 #include <utility>
 
 #include "Cloud/Util/Crypto.h"
@@ -22,36 +22,23 @@ void Reply(httplib::Response& response, const Json::Value& value) {
 
 }  // namespace
 
-ControlServer::ControlServer(const Folder& folder, FaultPlan& faults, std::function<Json::Value()> status,
-                             std::function<void()> stop)
+ControlServer::ControlServer(const Folder& folder, FaultPlan& faults, const ExchangeLog& exchanges,
+                             std::function<Json::Value()> status, std::function<void()> stop)
     : m_secret(folder.ControlSecret()),
       m_faults(faults),
+      m_exchanges(exchanges),
       m_status(std::move(status)),
       m_stop(std::move(stop)),
-      m_server((folder.TlsFolder() + "/server.pem").c_str(), (folder.TlsFolder() + "/server.key").c_str()) {
+      m_server((folder.TlsFolder() + "/server.pem").c_str(), (folder.TlsFolder() + "/server.key").c_str()),
+      m_port(m_server.bind_to_any_port("127.0.0.1")) {
+    if (m_port <= 0) {
+        throw CloudError("could not listen for commands on 127.0.0.1");
+    }
     m_server.new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
     m_server.set_keep_alive_max_count(1);
     SetUpRoutes();
-}
-
-ControlServer::~ControlServer() {
-    m_server.stop();
-    if (m_thread.joinable()) {
-        m_thread.join();
-    }
-}
-
-int ControlServer::Start() {
-    const int port = m_server.bind_to_any_port("127.0.0.1");
-    if (port <= 0) {
-        throw CloudError("could not listen for commands on 127.0.0.1");
-    }
-    m_thread = std::thread([this] { m_server.listen_after_bind(); });
-    // To stop a server that does not run yet would have no effect.
-    while (!m_server.is_running()) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return port;
+    SetUpFaultRoutes();
+    m_listening.emplace(m_server, [] {});
 }
 
 void ControlServer::SetUpRoutes() {
@@ -65,6 +52,21 @@ void ControlServer::SetUpRoutes() {
         return httplib::Server::HandlerResponse::Handled;
     });
     m_server.Get("/status", [this](const Request&, Response& response) { Reply(response, m_status()); });
+    m_server.Get("/exchanges", [this](const Request& request, Response& response) {
+        std::int64_t after = 0;
+        const std::string text = request.get_param_value("after");
+        std::from_chars(text.data(), text.data() + text.size(), after);
+        response.set_content("{\"exchanges\":" + m_exchanges.After(after) + "}", JSON_TYPE);
+    });
+    m_server.Post("/stop", [this](const Request&, Response& response) {
+        Reply(response, Json::objectValue);
+        m_stop();
+    });
+}
+
+void ControlServer::SetUpFaultRoutes() {
+    using httplib::Request;
+    using httplib::Response;
     m_server.Get("/faults", [this](const Request&, Response& response) {
         Json::Value list;
         list["faults"] = Json::arrayValue;
@@ -77,7 +79,9 @@ void ControlServer::SetUpRoutes() {
         try {
             const Fault fault = FaultFromJson(ParseJsonObject(request.body, "fault"));
             m_faults.Add(fault);
-            Reply(response, ToJson(fault));
+            Json::Value planned = ToJson(fault);
+            planned.removeMember("body_base64url");
+            Reply(response, planned);
         } catch (const std::runtime_error& error) {
             Json::Value reply;
             reply["error"] = error.what();
@@ -88,10 +92,6 @@ void ControlServer::SetUpRoutes() {
     m_server.Delete("/faults", [this](const Request&, Response& response) {
         m_faults.Clear();
         Reply(response, Json::objectValue);
-    });
-    m_server.Post("/stop", [this](const Request&, Response& response) {
-        Reply(response, Json::objectValue);
-        m_stop();
     });
 }
 

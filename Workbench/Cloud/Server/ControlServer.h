@@ -8,10 +8,12 @@
 #include <json/json.h>
 
 #include <functional>
+#include <optional>
 #include <string>
-#include <thread>
 
+#include "Cloud/Server/ExchangeLog.h"
 #include "Cloud/Server/FaultPlan.h"
+#include "Cloud/Server/Listening.h"
 #include "Cloud/Service/Folder.h"
 
 namespace LocalCloud {
@@ -20,25 +22,29 @@ inline constexpr char CONTROL_SECRET_HEADER[] = "Infosync-Cloud-Secret";
 
 class ControlServer {
 public:
-    /** status gives what is shown of the server; stop asks it to end, and returns at once. */
-    ControlServer(const Folder& folder, FaultPlan& faults, std::function<Json::Value()> status,
-                  std::function<void()> stop);
-    ~ControlServer();
-    ControlServer(const ControlServer&) = delete;
-    ControlServer& operator=(const ControlServer&) = delete;
+    /**
+     * Serves from now on, until it is destroyed. status gives what is shown of the server; stop asks it to
+     * end, and returns at once. @throws CloudError
+     */
+    ControlServer(const Folder& folder, FaultPlan& faults, const ExchangeLog& exchanges,
+                  std::function<Json::Value()> status, std::function<void()> stop);
 
-    /** Begins to serve. @return the port @throws CloudError */
-    int Start();
+    int Port() const {
+        return m_port;
+    }
 
 private:
     void SetUpRoutes();
+    void SetUpFaultRoutes();
 
     std::string m_secret;
     FaultPlan& m_faults;
+    const ExchangeLog& m_exchanges;
     std::function<Json::Value()> m_status;
     std::function<void()> m_stop;
     httplib::SSLServer m_server;
-    std::thread m_thread;
+    int m_port;
+    std::optional<Listening> m_listening;
 };
 
 }  // namespace LocalCloud

@@ -48,8 +48,12 @@ void SendWithoutEnd(double seconds, Connection& connection, StopSignal& stop) {
 
 }  // namespace
 
-bool DeliverWithFault(const Fault& fault, const std::string& answer, Connection& connection,
-                      StopSignal& stop) {
+bool Deliver(const Exchange& exchange, Connection& connection, StopSignal& stop) {
+    const std::string& answer = exchange.answer;
+    if (!exchange.fault) {
+        return connection.Send(answer.data(), answer.size());
+    }
+    const Fault& fault = *exchange.fault;
     switch (fault.kind) {
         case FaultKind::Delay:
             return !stop.Wait(std::chrono::duration<double>(fault.seconds)) &&

@@ -1,16 +1,13 @@
-/** Sends an answer the way a fault wants it sent. */
+/** Sends an answer, the way a fault wants it sent where there is one. */
 #pragma once
 
-#include <string>
-
 #include "Cloud/Server/Connection.h"
-#include "Cloud/Server/Fault.h"
+#include "Cloud/Server/Exchange.h"
 #include "Cloud/Server/StopSignal.h"
 
 namespace LocalCloud {
 
 /** @return whether the connection can go on */
-bool DeliverWithFault(const Fault& fault, const std::string& answer, Connection& connection,
-                      StopSignal& stop);
+bool Deliver(const Exchange& exchange, Connection& connection, StopSignal& stop);
 
 }  // namespace LocalCloud

@@ -1,4 +1,4 @@
-/** What is known of one request and its answer when both are over. */
+/** What is known of one request and its answer. */
 #pragma once
 
 #include <optional>
@@ -17,6 +17,9 @@ struct Exchange {
     std::optional<Fault> fault;
     /** Whether the connection must not be used again. */
     bool closes = false;
+    /** The bytes as they came, and as they were meant: a fault cuts or delays them later. */
+    std::string request;
+    std::string answer;
 };
 
 }  // namespace LocalCloud

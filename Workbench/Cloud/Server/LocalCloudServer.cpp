@@ -6,7 +6,6 @@
 #include <csignal>
 #include <ctime>
 #include <memory>
-#include <thread>
 
 #include "Cli/FileLock.h"
 #include "Cloud/Server/CloudServer.h"
@@ -41,7 +40,9 @@ void AskToStop() {
     ::kill(::getpid(), SIGTERM);
 }
 
-sigset_t BlockStopSignals() {
+sigset_t PrepareSignals() {
+    // A file that may not grow any more is an error to report, not the end of the server.
+    static_cast<void>(::signal(SIGXFSZ, SIG_IGN));
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
@@ -100,22 +101,11 @@ void RouteAll(CloudServer& server, AuthorizationServer& authorization, CloudServ
     server.Route(RECORDS_ENDPOINT, [&](const Request& request) { return cloud.Download(request); });
 }
 
-/** Serves on a thread of its own while this one waits for a signal. */
-void ServeUntilSignal(CloudServer& server, const sigset_t& signals) {
-    std::thread serving([&server] {
-        server.Serve();
-        AskToStop();
-    });
-    int signal = 0;
-    sigwait(&signals, &signal);
-    server.Stop();
-    serving.join();
-}
-
 }  // namespace
 
-void ServeUntilStopped(const Folder& folder, const ServeOptions& options) {
-    const sigset_t signals = BlockStopSignals();
+void ServeUntilStopped(const Folder& folder, const ServeOptions& options,
+                       const std::function<void(const std::string&)>& ready) {
+    const sigset_t signals = PrepareSignals();
     const SteadyTime start = std::chrono::steady_clock::now();
     folder.Prepare();
     const Cli::FileLock onlyServer(folder.StateFile("serve.lock"), Cli::FileLock::Wait::NO);
@@ -123,24 +113,28 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options) {
         throw CloudError("a server runs on " + folder.Path() +
                          " already; see: infosync-cloud status --dir '" + folder.Path() + "'");
     }
-    const auto recorder =
-        options.recordFile.empty() ? nullptr : std::make_unique<Recorder>(options.recordFile);
     Console console(options.quiet);
+    const auto recorder =
+        options.recordFile.empty() ? nullptr : std::make_unique<Recorder>(options.recordFile, console);
+    ExchangeLog exchanges(recorder.get());
     const TlsContexts tls(folder.TlsFolder());
     const Users users(folder);
     TokenStore tokens(folder, Now);
     AuthorizationServer authorization(users, tokens, options.anyUser);
     CloudService cloud(folder, tokens, Now, NowInMilliseconds, options.anyUser);
     FaultPlan faults;
-    CloudServer server(tls, faults, console, recorder.get());
+    CloudServer server(tls, faults, console, exchanges);
     RouteAll(server, authorization, cloud);
     const int port = server.Bind(options.port);
-    ControlServer control(
-        folder, faults, [&] { return StatusOf(folder, port, start, server.Counted(), faults); }, AskToStop);
-    const Announcement announcement(folder, port, control.Start());
-    console.Say("infosync-cloud: serving " + AddressOf(port) + " from " + folder.Path() + ", CA file " +
-                folder.CaFile());
-    ServeUntilSignal(server, signals);
+    const ControlServer control(
+        folder, faults, exchanges, [&] { return StatusOf(folder, port, start, server.Counted(), faults); },
+        AskToStop);
+    const Listening listening(server, AskToStop);
+    const Announcement announcement(folder, port, control.Port());
+    ready("serving " + AddressOf(port) + " from " + folder.Path() + ", CA file " + folder.CaFile());
+    int signal = 0;
+    sigwait(&signals, &signal);
+    server.EndConnections();
 }
 
 }  // namespace LocalCloud

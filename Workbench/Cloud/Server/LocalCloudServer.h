@@ -1,6 +1,7 @@
 /** The whole server: both services, the faults, and the way in for the commands. */
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "Cloud/Service/Folder.h"
@@ -17,8 +18,10 @@ struct ServeOptions {
 
 /**
  * Serves until SIGINT, SIGTERM or the stop command. Must be called before the process has any other thread.
+ * @param ready is called with a line that says where, once the server answers
  * @throws CloudError when it cannot begin
  */
-void ServeUntilStopped(const Folder& folder, const ServeOptions& options);
+void ServeUntilStopped(const Folder& folder, const ServeOptions& options,
+                       const std::function<void(const std::string&)>& ready);
 
 }  // namespace LocalCloud

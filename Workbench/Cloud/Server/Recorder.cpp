@@ -2,77 +2,61 @@
 
 #include <fcntl.h>
 #include <glib.h>
-#include <json/json.h>
 #include <unistd.h>
 
-#include <memory>
+#include <cerrno>
+#include <utility>
 
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
 
 namespace LocalCloud {
 
-namespace {
-
-constexpr char LINE_END[] = "\r\n";
-constexpr char HEADERS_END[] = "\r\n\r\n";
-
-std::string Now() {
-    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_utc(),
-                                                                       &g_date_time_unref);
-    const std::unique_ptr<char, decltype(&g_free)> text(g_date_time_format_iso8601(now.get()), &g_free);
-    return text.get();
+Recorder::Recorder(std::string path, Console& console)
+    : m_path(std::move(path)),
+      m_console(console),
+      m_file(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, PRIVATE_FILE)) {
+    if (m_file < 0) {
+        throw CloudError("could not open " + m_path + " to record in: " + g_strerror(errno) +
+                         "; name a file that can be written");
+    }
 }
 
-/** The lines between the first one and the blank one, and what comes after. */
-void AddMessage(Json::Value& entry, const std::string& message) {
-    entry["headers"] = Json::arrayValue;
-    entry["body"] = "";
-    const auto end = message.find(HEADERS_END);
-    if (end == std::string::npos) {
+Recorder::~Recorder() {
+    ::close(m_file);
+}
+
+void Recorder::Append(const std::string& line) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const off_t end = ::lseek(m_file, 0, SEEK_END);
+    if (Write(line + "\n")) {
+        if (m_missing > 0) {
+            m_console.Complain("recording in " + m_path +
+                               " again; exchanges that are missing there: " + std::to_string(m_missing));
+            m_missing = 0;
+        }
         return;
     }
-    for (auto start = message.find(LINE_END); start < end;) {
-        start += sizeof(LINE_END) - 1;
-        const auto next = message.find(LINE_END, start);
-        entry["headers"].append(message.substr(start, next - start));
-        start = next;
-    }
-    entry["body"] = message.substr(end + sizeof(HEADERS_END) - 1);
-}
-
-}  // namespace
-
-Recorder::Recorder(const std::string& path) {
-    // Made with its rights before the first byte; the stream cannot set them.
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, PRIVATE_FILE);
-    if (file >= 0) {
-        ::close(file);
-        m_file.open(path, std::ios::app);
-    }
-    if (!m_file.is_open()) {
-        throw CloudError("could not open " + path + " to record in; name a file that can be written");
+    const std::string reason = g_strerror(errno);
+    // The beginning of a line would spoil the next one. A pipe has nothing that could be taken back.
+    const bool kept = end < 0 || ::ftruncate(m_file, end) != 0;
+    if (m_missing++ == 0) {
+        m_console.Complain("could not record in " + m_path + ": " + reason +
+                           "; exchanges will be missing there until there is room" +
+                           (kept ? ", and a line may be torn" : ""));
     }
 }
 
-void Recorder::Write(const Exchange& exchange, const std::string& request, const std::string& answer) {
-    Json::Value entry;
-    entry["time"] = Now();
-    entry["method"] = exchange.method;
-    entry["path"] = exchange.target;
-    entry["user"] = exchange.login;
-    entry["decided"] = exchange.decided;
-    if (exchange.fault) {
-        entry["fault"] = exchange.fault->Describe();
+bool Recorder::Write(const std::string& text) const {
+    std::size_t written = 0;
+    while (written < text.size()) {
+        const ssize_t count = ::write(m_file, text.data() + written, text.size() - written);
+        if (count < 0 && errno != EINTR) {
+            return false;
+        }
+        written += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
-    AddMessage(entry["request"], request);
-    entry["response"]["status"] = exchange.status;
-    AddMessage(entry["response"], answer);
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
-    const std::string line = Json::writeString(writer, entry) + "\n";
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_file << line << std::flush;
+    return true;
 }
 
 }  // namespace LocalCloud

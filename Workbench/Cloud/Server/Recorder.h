@@ -1,25 +1,33 @@
-/** Writes every exchange as one line of JSON. Safe from any thread. */
+/** Appends lines to a file that may run out of room. Safe from any thread. */
 #pragma once
 
-#include <fstream>
+#include <cstdint>
 #include <mutex>
 #include <string>
 
-#include "Cloud/Server/Exchange.h"
+#include "Cloud/Server/Console.h"
 
 namespace LocalCloud {
 
 class Recorder {
 public:
-    /** Appends to the file, which is its owner's alone: it will hold tokens. @throws CloudError */
-    explicit Recorder(const std::string& path);
+    /** Makes the file where there is none, for its owner alone: it will hold tokens. @throws CloudError */
+    Recorder(std::string path, Console& console);
+    ~Recorder();
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
 
-    /** Takes the bytes of the request as they came and of the answer as it was meant. */
-    void Write(const Exchange& exchange, const std::string& request, const std::string& answer);
+    /** Leaves out, and says so once, what cannot be written; goes on with the next line that can. */
+    void Append(const std::string& line);
 
 private:
+    bool Write(const std::string& text) const;
+
+    std::string m_path;
+    Console& m_console;
+    int m_file;
     std::mutex m_mutex;
-    std::ofstream m_file;
+    std::int64_t m_missing = 0;
 };
 
 }  // namespace LocalCloud

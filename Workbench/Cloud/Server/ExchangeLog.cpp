@@ -1,0 +1,93 @@
+#include "Cloud/Server/ExchangeLog.h"
+
+#include <glib.h>
+#include <json/json.h>
+
+#include <algorithm>
+#include <memory>
+
+namespace LocalCloud {
+
+namespace {
+
+constexpr char LINE_END[] = "\r\n";
+constexpr char HEADERS_END[] = "\r\n\r\n";
+
+std::string Now() {
+    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_utc(),
+                                                                       &g_date_time_unref);
+    const std::unique_ptr<char, decltype(&g_free)> text(g_date_time_format_iso8601(now.get()), &g_free);
+    return text.get();
+}
+
+/** Bytes that are not UTF-8 become U+FFFD. */
+std::string Line(const Json::Value& entry) {
+    Json::StreamWriterBuilder writer;
+    writer["indentation"] = "";
+    return Json::writeString(writer, entry);
+}
+
+/** The lines between the first one and the blank one, and what comes after, as far as there is room. */
+void AddMessage(Json::Value& entry, const std::string& message, std::size_t room) {
+    entry["headers"] = Json::arrayValue;
+    entry["body"] = "";
+    const auto end = message.find(HEADERS_END);
+    if (end == std::string::npos) {
+        return;
+    }
+    for (auto start = message.find(LINE_END); start < end;) {
+        start += sizeof(LINE_END) - 1;
+        const auto next = message.find(LINE_END, start);
+        entry["headers"].append(message.substr(start, next - start));
+        start = next;
+    }
+    const auto body = end + sizeof(HEADERS_END) - 1;
+    entry["body"] = message.substr(body, room);
+    if (message.size() - body > room) {
+        entry["body_bytes"] = Json::UInt64(message.size() - body);
+    }
+}
+
+Json::Value ToJson(const Exchange& exchange, const std::string& time, std::size_t room) {
+    Json::Value entry;
+    entry["time"] = time;
+    entry["method"] = exchange.method;
+    entry["path"] = exchange.target;
+    entry["user"] = exchange.login;
+    entry["decided"] = exchange.decided;
+    if (exchange.fault) {
+        entry["fault"] = exchange.fault->Describe();
+    }
+    AddMessage(entry["request"], exchange.request, room);
+    entry["response"]["status"] = exchange.status;
+    AddMessage(entry["response"], exchange.answer, room);
+    return entry;
+}
+
+}  // namespace
+
+void ExchangeLog::Add(const Exchange& exchange) {
+    const std::string time = Now();
+    if (m_recorder != nullptr) {
+        m_recorder->Append(Line(ToJson(exchange, time, std::string::npos)));
+    }
+    Json::Value entry = ToJson(exchange, time, LONGEST_BODY);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    entry["number"] = Json::Int64(++m_count);
+    m_kept.push_back(Line(entry));
+    if (m_kept.size() > KEPT) {
+        m_kept.pop_front();
+    }
+}
+
+std::string ExchangeLog::After(std::int64_t number) const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::int64_t first = m_count - static_cast<std::int64_t>(m_kept.size());
+    std::string list;
+    for (auto i = std::max<std::int64_t>(number - first, 0); i < m_count - first; ++i) {
+        list += (list.empty() ? "[" : ",") + m_kept[static_cast<std::size_t>(i)];
+    }
+    return list.empty() ? "[]" : list + "]";
+}
+
+}  // namespace LocalCloud

@@ -1,0 +1,111 @@
+"""The local cloud as a program: how it begins, ends, and tells what it saw."""
+
+import http.client
+import json
+import pathlib
+import shutil
+import signal
+import socket
+import ssl
+import subprocess
+import tempfile
+import time
+import unittest
+
+from harness import BIN, Cloud
+
+SERVE = ("serve", "--port", "0")
+
+
+class CloudProgram(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="infosync-cloud-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.cloud = Cloud(self.folder / "cloud")
+        self.addCleanup(self.cloud.stop)
+
+    def serve_here(self, *options):
+        """A server in the foreground, whose output the test reads."""
+        process = subprocess.Popen([BIN / "infosync-cloud", "--dir", self.cloud.folder, *SERVE, *options],
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def context(self):
+        return ssl.create_default_context(cafile=self.cloud.folder / "tls/ca.pem")
+
+    def get(self, path="/nothing", context=None):
+        connection = http.client.HTTPSConnection("127.0.0.1", self.cloud.counts()["port"], context=context or self.context())
+        connection.request("GET", path)
+        answer = connection.getresponse().read()
+        connection.close()
+        return answer
+
+    def test_a_signal_right_after_the_start_ends_it(self):
+        for _ in range(20):
+            process = self.serve_here()
+            self.assertIn("serving", process.stdout.readline())
+            process.send_signal(signal.SIGTERM)
+            self.assertEqual(process.wait(timeout=30), 0)
+            self.assertFalse((self.cloud.folder / "state/server.json").exists())
+
+    def test_a_detached_server_answers_when_the_command_returns(self):
+        for _ in range(5):
+            said = self.cloud.run(*SERVE, "--detach").stdout
+            self.assertIn(f"https://127.0.0.1:{self.cloud.counts()['port']} ", said)
+            self.cloud.run("stop")
+            self.assertEqual(self.cloud.run("status", check=False).returncode, 1)
+
+    def test_a_detached_server_that_does_not_come_up_says_why(self):
+        self.cloud.start()
+        again = self.cloud.run(*SERVE, "--detach", check=False)
+        other = Cloud(self.folder / "other")
+        taken = other.run("serve", "--port", self.cloud.port, "--detach", check=False)
+        for done, reason in ((again, "runs on"), (taken, "could not listen on port")):
+            self.assertEqual((done.returncode, done.stdout), (1, ""))
+            self.assertIn(reason, done.stderr)
+
+    def test_a_quiet_server_says_nothing(self):
+        process = self.serve_here("--quiet")
+        while self.cloud.run("status", check=False).returncode != 0:
+            self.assertIsNone(process.poll())
+        self.cloud.run("fault", "status", "503")
+        self.get("/data/v2/com.quorlen.bluetooth.device_sync")
+        self.get()
+        self.cloud.run("stop")
+        self.assertEqual(process.communicate(timeout=30), ("", ""))
+
+    def test_an_exchange_is_recorded_before_it_is_answered(self):
+        self.cloud.start()
+        answer = self.folder / "answer"
+        answer.write_bytes(b"x" * 2**23)
+        self.cloud.run("fault", "body", answer)
+        with socket.create_connection(("127.0.0.1", self.cloud.port)) as plain:
+            with self.context().wrap_socket(plain, server_hostname="127.0.0.1") as client:
+                client.sendall(b"GET /data/v2/com.quorlen.bluetooth.device_sync HTTP/1.1\r\nHost: h\r\n\r\n")
+                # More than fits on the way: the server cannot be done with it before somebody reads.
+                deadline = time.monotonic() + 8
+                while not self.cloud.recording.read_bytes().endswith(b"\n") and time.monotonic() < deadline:
+                    pass
+                self.assertEqual(len(self.cloud.exchanges()), 1)
+                received = 0
+                while received < 2**23:
+                    received += len(client.recv(2**20))
+
+    def test_a_certificate_is_called_accepted_when_a_request_follows(self):
+        process = self.serve_here()
+        process.stdout.readline()
+        port = self.cloud.counts()["port"]
+        careless = ssl._create_unverified_context()
+        self.cloud.run("fault", "certificate", "wrong-host", "--times", "2")
+        with socket.create_connection(("127.0.0.1", port)) as plain:
+            careless.wrap_socket(plain).close()
+        self.assertIn("left without a request (fault: certificate wrong-host)", process.stdout.readline())
+        self.get(context=careless)
+        self.assertIn("accepted by the client all the same (fault: certificate wrong-host)", process.stdout.readline())
+        self.assertIn("GET /nothing 404", process.stdout.readline())
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
