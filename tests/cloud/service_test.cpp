@@ -1,5 +1,6 @@
 #include "Cloud/Service/AppToken.h"
 #include "Cloud/Service/CloudService.h"
+#include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
 #include "cloud_folder.h"
@@ -85,13 +86,55 @@ TEST_F(ServiceTest, DeviceIdBelongsToOneUserAndLapses) {
 TEST_F(ServiceTest, DownloadNeedsATokenThatThisCloudSigned) {
     const std::string token = AppToken();
     EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 200);
-    std::string forged = token;
-    forged[forged.find('.') + 3] ^= 1;
-    for (const std::string& bad : {forged, std::string("a.b.c"), std::string("."), std::string()}) {
-        EXPECT_EQ(cloud.Download(Download(bad, {{"table_ver", "1"}})).status, 401) << bad;
-    }
     now += 86401;
     EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 401);
+}
+
+/** A token with this header, for these claims, signed as HS256 whatever the header says. */
+std::string Forge(const std::string& header, const std::string& claims, const std::string& secret) {
+    const std::string part = Base64UrlEncode(header) + "." + Base64UrlEncode(claims);
+    return part + "." + Base64UrlEncode(HmacSha256(secret, part));
+}
+
+TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
+    const std::string secret(64, 'a');
+    const std::string header = R"({"alg":"HS256","typ":"JWT"})";
+    Json::Value claims;
+    claims["preferred_username"] = "\xc3\xa4";
+    claims["exp"] = Json::Int64(1) << 40U;
+    const std::string good = SignAppToken(claims, secret);
+    EXPECT_EQ(VerifyAppToken(good, secret), claims);
+    EXPECT_EQ(VerifyAppToken(Forge(header, CompactJson(claims), secret), secret), claims);
+
+    const std::string payload = good.substr(0, good.rfind('.'));
+    const std::string unsignedHeader = Base64UrlEncode(R"({"alg":"none"})");
+    const std::string bad[] = {
+        SignAppToken(claims, std::string(64, 'b')),
+        Forge(R"({"alg":"HS512"})", "{}", secret),
+        Forge(R"({"alg":"RS256"})", "{}", secret),
+        Forge(R"({"alg":"none"})", "{}", secret),
+        Forge(R"({})", "{}", secret),
+        Forge(header, "[]", secret),
+        Forge(header, "", secret),
+        Forge(header, R"({"exp":)", secret),
+        Forge(header, std::string(100'000, '['), secret),
+        unsignedHeader + "." + Base64UrlEncode("{}") + ".",
+        unsignedHeader + "." + Base64UrlEncode("{}"),
+        payload,
+        payload + ".",
+        payload + ".=",
+        good + "A",
+        good + std::string("\0", 1),
+        "." + good,
+        "a.b.c",
+        "..",
+        ".",
+        "",
+        std::string(1'000'000, '.'),
+    };
+    for (const auto& token : bad) {
+        EXPECT_EQ(VerifyAppToken(token, secret), std::nullopt) << token.substr(0, 200);
+    }
 }
 
 TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSense) {
