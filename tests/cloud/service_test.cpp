@@ -46,7 +46,7 @@ protected:
     }
 
     TokenStore tokens{folder, [this] { return now; }};
-    CloudService cloud{folder, tokens, [this] { return now; }, [this] { return now * 1000; }, false};
+    CloudService cloud{folder, tokens, [this] { return now * 1000; }, false};
     const std::string access = tokens.Issue(ANN).accessToken;
 };
 
@@ -134,6 +134,31 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
     };
     for (const auto& token : bad) {
         EXPECT_EQ(VerifyAppToken(token, secret), std::nullopt) << token.substr(0, 200);
+    }
+}
+
+TEST_F(ServiceTest, WhatIsExpiredIsRefusedAtOnceAndAlsoByALaterServer) {
+    const auto lives = [this](TokenStore& store, const std::string& kind, const TokenPair& pair,
+                              const std::string& device, const std::string& ticket) {
+        return kind == "access"    ? store.AccessTokenOwner(pair.accessToken).has_value()
+               : kind == "refresh" ? store.RefreshTokenOwner(pair.refreshToken).has_value()
+               : kind == "app"     ? store.IsValidAppTicket(ticket)
+                                   : store.IsActivated(ANN, device);
+    };
+    for (const auto& kind : Settings::LifetimeNames()) {
+        const TokenPair pair = tokens.Issue(ANN);
+        const std::string other = tokens.Issue("ben").accessToken;
+        const std::string device = tokens.Activate(ANN, "C").deviceId;
+        const std::string ticket = tokens.IssueAppTicket(ANN).id;
+        EXPECT_GE(tokens.Expire(kind, ANN), 1) << kind;
+        EXPECT_EQ(tokens.Expire(kind, ANN), 0) << kind;
+        TokenStore restarted(folder, [this] { return now; });
+        for (const auto& each : Settings::LifetimeNames()) {
+            EXPECT_EQ(lives(tokens, each, pair, device, ticket), each != kind) << each << " after " << kind;
+            EXPECT_EQ(lives(restarted, each, pair, device, ticket), each != kind)
+                << each << " after " << kind;
+        }
+        EXPECT_TRUE(tokens.AccessTokenOwner(other));
     }
 }
 

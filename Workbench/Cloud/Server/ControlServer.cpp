@@ -14,19 +14,39 @@ namespace {
 constexpr char JSON_TYPE[] = "application/json";
 constexpr int BAD_REQUEST = 400;
 constexpr int FORBIDDEN = 403;
+constexpr int FAILED = 500;
 constexpr std::size_t THREADS = 2;
 
 void Reply(httplib::Response& response, const Json::Value& value) {
     response.set_content(CompactJson(value), JSON_TYPE);
 }
 
+/** Answers with what becomes of the request's JSON object, or with why it makes no sense. */
+httplib::Server::Handler Judged(const std::function<Json::Value(const Json::Value&)>& carryOut) {
+    return [carryOut](const httplib::Request& request, httplib::Response& response) {
+        Json::Value reply;
+        try {
+            reply = carryOut(ParseJsonObject(request.body, "request"));
+        } catch (const UsageError& error) {
+            response.status = BAD_REQUEST;
+            reply["error"] = error.what();
+        } catch (const std::exception& error) {
+            response.status = FAILED;
+            reply["error"] = error.what();
+        }
+        Reply(response, reply);
+    };
+}
+
 }  // namespace
 
 ControlServer::ControlServer(const Folder& folder, FaultPlan& faults, const ExchangeLog& exchanges,
-                             std::function<Json::Value()> status, std::function<void()> stop)
+                             TokenStore& tokens, std::function<Json::Value()> status,
+                             std::function<void()> stop)
     : m_secret(folder.ControlSecret()),
       m_faults(faults),
       m_exchanges(exchanges),
+      m_tokens(tokens),
       m_status(std::move(status)),
       m_stop(std::move(stop)),
       m_server((folder.TlsFolder() + "/server.pem").c_str(), (folder.TlsFolder() + "/server.key").c_str()),
@@ -58,6 +78,12 @@ void ControlServer::SetUpRoutes() {
         std::from_chars(text.data(), text.data() + text.size(), after);
         response.set_content("{\"exchanges\":" + m_exchanges.After(after) + "}", JSON_TYPE);
     });
+    m_server.Post("/expire", Judged([this](const Json::Value& what) {
+                      Json::Value reply;
+                      reply["expired"] =
+                          Json::Int64(m_tokens.Expire(TextMember(what, "kind"), TextMember(what, "user")));
+                      return reply;
+                  }));
     m_server.Post("/stop", [this](const Request&, Response& response) {
         Reply(response, Json::objectValue);
         m_stop();
@@ -75,20 +101,13 @@ void ControlServer::SetUpFaultRoutes() {
         }
         Reply(response, list);
     });
-    m_server.Post("/faults", [this](const Request& request, Response& response) {
-        try {
-            const Fault fault = FaultFromJson(ParseJsonObject(request.body, "fault"));
-            m_faults.Add(fault);
-            Json::Value planned = ToJson(fault);
-            planned.removeMember("body_base64url");
-            Reply(response, planned);
-        } catch (const std::runtime_error& error) {
-            Json::Value reply;
-            reply["error"] = error.what();
-            response.status = BAD_REQUEST;
-            Reply(response, reply);
-        }
-    });
+    m_server.Post("/faults", Judged([this](const Json::Value& planned) {
+                      const Fault fault = FaultFromJson(planned);
+                      m_faults.Add(fault);
+                      Json::Value reply = ToJson(fault);
+                      reply.removeMember("body_base64url");
+                      return reply;
+                  }));
     m_server.Delete("/faults", [this](const Request&, Response& response) {
         m_faults.Clear();
         Reply(response, Json::objectValue);

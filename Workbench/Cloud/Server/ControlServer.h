@@ -15,6 +15,7 @@
 #include "Cloud/Server/FaultPlan.h"
 #include "Cloud/Server/Listening.h"
 #include "Cloud/Service/Folder.h"
+#include "Cloud/Service/TokenStore.h"
 
 namespace LocalCloud {
 
@@ -26,7 +27,7 @@ public:
      * Serves from now on, until it is destroyed. status gives what is shown of the server; stop asks it to
      * end, and returns at once. @throws CloudError
      */
-    ControlServer(const Folder& folder, FaultPlan& faults, const ExchangeLog& exchanges,
+    ControlServer(const Folder& folder, FaultPlan& faults, const ExchangeLog& exchanges, TokenStore& tokens,
                   std::function<Json::Value()> status, std::function<void()> stop);
 
     int Port() const {
@@ -40,6 +41,7 @@ private:
     std::string m_secret;
     FaultPlan& m_faults;
     const ExchangeLog& m_exchanges;
+    TokenStore& m_tokens;
     std::function<Json::Value()> m_status;
     std::function<void()> m_stop;
     httplib::SSLServer m_server;

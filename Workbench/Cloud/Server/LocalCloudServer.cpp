@@ -22,10 +22,6 @@ namespace {
 
 using SteadyTime = std::chrono::steady_clock::time_point;
 
-std::int64_t Now() {
-    return std::time(nullptr);
-}
-
 std::int64_t NowInMilliseconds() {
     const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch).count();
@@ -119,16 +115,16 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options,
     ExchangeLog exchanges(recorder.get());
     const TlsContexts tls(folder.TlsFolder());
     const Users users(folder);
-    TokenStore tokens(folder, Now);
+    TokenStore tokens(folder, [] { return std::int64_t{std::time(nullptr)}; });
     AuthorizationServer authorization(users, tokens, options.anyUser);
-    CloudService cloud(folder, tokens, Now, NowInMilliseconds, options.anyUser);
+    CloudService cloud(folder, tokens, NowInMilliseconds, options.anyUser);
     FaultPlan faults;
     CloudServer server(tls, faults, console, exchanges);
     RouteAll(server, authorization, cloud);
     const int port = server.Bind(options.port);
     const ControlServer control(
-        folder, faults, exchanges, [&] { return StatusOf(folder, port, start, server.Counted(), faults); },
-        AskToStop);
+        folder, faults, exchanges, tokens,
+        [&] { return StatusOf(folder, port, start, server.Counted(), faults); }, AskToStop);
     const Listening listening(server, AskToStop);
     const Announcement announcement(folder, port, control.Port());
     ready("serving " + AddressOf(port) + " from " + folder.Path() + ", CA file " + folder.CaFile());

@@ -8,7 +8,6 @@
 
 #include "Cloud/Service/AppToken.h"
 #include "Cloud/Service/RequestChecks.h"
-#include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
@@ -19,7 +18,6 @@ namespace {
 
 constexpr int OK = 200;
 constexpr Json::Int64 MILLISECONDS = 1000;
-constexpr std::size_t TOKEN_ID_BYTES = 12;
 
 // A result code begins with the HTTP status that it comes with.
 constexpr int STATUS_DIVISOR = 10000;
@@ -112,15 +110,12 @@ Answer Refusal(ResultCode code, const std::string& message, const std::string& l
             decided, login};
 }
 
-CloudService::CloudService(const Folder& folder, TokenStore& tokens, Clock clock,
-                           RecordBook::Clock millisecondClock, bool anyUser)
+CloudService::CloudService(const Folder& folder, TokenStore& tokens, RecordBook::Clock clock, bool anyUser)
     : m_folder(folder),
       m_users(folder),
-      m_settings(folder.SettingsFile()),
       m_tokens(tokens),
-      m_records(folder, std::move(millisecondClock)),
-      m_clock(std::move(clock)),
-      m_secret(m_settings.SigningSecret()),
+      m_records(folder, std::move(clock)),
+      m_secret(Settings(folder.SettingsFile()).SigningSecret()),
       m_anyUser(anyUser) {}
 
 Answer CloudService::Activate(const httplib::Request& request) {
@@ -150,19 +145,18 @@ Answer CloudService::IssueAppToken(const httplib::Request& request) {
         return Refusal(ResultCode::NotActivated, "x-kc-dvc-id is none that this user's activation gave",
                        identity.login);
     }
-    const std::int64_t now = m_clock();
-    const std::int64_t expires = now + m_settings.Lifetime("app");
+    const AppTicket ticket = m_tokens.IssueAppTicket(identity.login);
     Json::Value claims;
     claims["iss"] = "infosync-cloud";
     claims["sub"] = m_tokens.UserId(identity.login);
     claims["preferred_username"] = identity.login;
     claims["dvc"] = deviceId;
-    claims["iat"] = Json::Int64(now);
-    claims["exp"] = Json::Int64(expires);
-    claims["jti"] = Base64UrlEncode(RandomBytes(TOKEN_ID_BYTES));
+    claims["iat"] = Json::Int64(ticket.issuedAt);
+    claims["exp"] = Json::Int64(ticket.expiresAt);
+    claims["jti"] = ticket.id;
     Json::Value body;
     body["accessToken"] = SignAppToken(claims, m_secret);
-    body["tokenExpireTimeSec"] = Json::Int64(expires);
+    body["tokenExpireTimeSec"] = Json::Int64(ticket.expiresAt);
     return Success(body, "application token issued", identity.login);
 }
 
@@ -180,7 +174,7 @@ Answer CloudService::Download(const httplib::Request& request) {
         return Refusal(ResultCode::BadAppToken, "the bearer token is none of this cloud's");
     }
     const std::string login = TextMember(*claims, "preferred_username");
-    if (m_clock() > IntegerMember(*claims, "exp")) {
+    if (!m_tokens.IsValidAppTicket(TextMember(*claims, "jti"))) {
         return Refusal(ResultCode::BadAppToken, "the bearer token has expired", login);
     }
     if (!IsKnown(login)) {

@@ -30,8 +30,7 @@ Answer Refusal(ResultCode code, const std::string& message, const std::string& l
 
 class CloudService {
 public:
-    CloudService(const Folder& folder, TokenStore& tokens, Clock clock, RecordBook::Clock millisecondClock,
-                 bool anyUser);
+    CloudService(const Folder& folder, TokenStore& tokens, RecordBook::Clock clock, bool anyUser);
 
     Answer Activate(const httplib::Request& request);
     Answer IssueAppToken(const httplib::Request& request);
@@ -48,10 +47,8 @@ private:
 
     Folder m_folder;
     Users m_users;
-    Settings m_settings;
     TokenStore& m_tokens;
     RecordBook m_records;
-    Clock m_clock;
     std::string m_secret;
     bool m_anyUser;
 };

@@ -1,5 +1,6 @@
 #include "Cloud/Service/TokenStore.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Cloud/Util/Crypto.h"
@@ -12,6 +13,7 @@ namespace LocalCloud {
 namespace {
 
 constexpr std::size_t TOKEN_BYTES = 32;
+constexpr std::size_t TICKET_BYTES = 12;
 constexpr std::size_t USER_ID_BYTES = 10;
 constexpr std::size_t DEVICE_ID_BYTES = 16;
 
@@ -24,6 +26,7 @@ constexpr char CODES[] = "used_codes";
 constexpr char ACCESS[] = "access_tokens";
 constexpr char GRANTS[] = "grants";
 constexpr char ACTIVATIONS[] = "activations";
+constexpr char APP_TICKETS[] = "app_tickets";
 constexpr char LOGIN[] = "login";
 constexpr char EXPIRES[] = "expires";
 constexpr char TOKEN[] = "token";
@@ -39,6 +42,16 @@ Json::Value Ticket(const std::string& token, std::int64_t expires) {
     ticket[TOKEN] = token;
     ticket[EXPIRES] = Json::Int64(expires);
     return ticket;
+}
+
+Json::Value Ticket(const std::string& token, std::int64_t expires, const std::string& login) {
+    Json::Value ticket = Ticket(token, expires);
+    ticket[LOGIN] = login;
+    return ticket;
+}
+
+const char* ListOf(const std::string& kind) {
+    return kind == "access" ? ACCESS : kind == "refresh" ? GRANTS : kind == "app" ? APP_TICKETS : ACTIVATIONS;
 }
 
 void Append(Json::Value& list, Json::Value entry, Json::ArrayIndex limit) {
@@ -57,7 +70,7 @@ Json::Value Load(const std::string& path) {
     Json::Value state = Json::objectValue;
     try {
         state = text ? ParseJsonObject(*text, path) : state;
-        for (const char* name : {CODES, ACCESS, GRANTS, ACTIVATIONS}) {
+        for (const char* name : {CODES, ACCESS, GRANTS, ACTIVATIONS, APP_TICKETS}) {
             if (state[name].isNull()) {
                 state[name] = Json::arrayValue;
             }
@@ -152,9 +165,7 @@ Activation TokenStore::Activate(const std::string& login, const std::string& cdi
             kept.append(ticket);
         }
     }
-    Json::Value ticket = Ticket(activation.deviceId, activation.expiresAt);
-    ticket[LOGIN] = login;
-    Append(kept, ticket, TOKENS_KEPT);
+    Append(kept, Ticket(activation.deviceId, activation.expiresAt, login), TOKENS_KEPT);
     state[ACTIVATIONS] = kept;
     Commit(std::move(state));
     return activation;
@@ -168,6 +179,49 @@ bool TokenStore::IsActivated(const std::string& login, const std::string& device
         }
     }
     return false;
+}
+
+AppTicket TokenStore::IssueAppTicket(const std::string& login) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::int64_t now = m_clock();
+    AppTicket ticket = {Base64UrlEncode(RandomBytes(TICKET_BYTES)), now, now + m_settings.Lifetime("app")};
+    Json::Value state = m_state;
+    Append(state[APP_TICKETS], Ticket(ticket.id, ticket.expiresAt, login), TOKENS_KEPT);
+    Commit(std::move(state));
+    return ticket;
+}
+
+bool TokenStore::IsValidAppTicket(const std::string& id) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const Json::Value& tickets = std::as_const(m_state)[APP_TICKETS];
+    return std::any_of(tickets.begin(), tickets.end(), [&](const Json::Value& ticket) {
+        return TextMember(ticket, TOKEN) == id && IsValid(ticket, m_clock());
+    });
+}
+
+std::int64_t TokenStore::Expire(const std::string& kind, const std::string& login) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    Json::Value state = m_state;
+    std::int64_t expired = 0;
+    const auto end = [&](Json::Value& ticket) {
+        if (IsValid(ticket, m_clock())) {
+            ticket[EXPIRES] = Json::Int64(m_clock() - 1);
+            ++expired;
+        }
+    };
+    for (auto& entry : state[ListOf(kind)]) {
+        if (TextMember(entry, LOGIN) != login) {
+            continue;
+        }
+        if (kind == "refresh") {
+            end(entry[CURRENT]);
+            end(entry[NEXT]);
+        } else {
+            end(entry);
+        }
+    }
+    Commit(std::move(state));
+    return expired;
 }
 
 std::string TokenStore::UserId(const std::string& login) const {
@@ -192,9 +246,7 @@ Json::Value* TokenStore::FindGrant(Json::Value& state, const std::string& refres
 TokenPair TokenStore::AddTokens(Json::Value& state, const std::string& login) const {
     TokenPair tokens = {NewToken("at."), NewToken("rt."), m_settings.Lifetime("access"),
                         m_settings.Lifetime("refresh")};
-    Json::Value ticket = Ticket(tokens.accessToken, m_clock() + tokens.accessLifetime);
-    ticket[LOGIN] = login;
-    Append(state[ACCESS], ticket, TOKENS_KEPT);
+    Append(state[ACCESS], Ticket(tokens.accessToken, m_clock() + tokens.accessLifetime, login), TOKENS_KEPT);
     return tokens;
 }
 

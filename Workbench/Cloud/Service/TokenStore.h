@@ -25,6 +25,13 @@ struct TokenPair {
     std::int64_t refreshLifetime = 0;
 };
 
+/** What makes an application token that the store knows. */
+struct AppTicket {
+    std::string id;
+    std::int64_t issuedAt = 0;  // seconds since the epoch
+    std::int64_t expiresAt = 0;
+};
+
 struct Activation {
     std::string deviceId;
     std::int64_t expiresAt = 0;  // seconds since the epoch
@@ -60,6 +67,16 @@ public:
     Activation Activate(const std::string& login, const std::string& cdid);
     /** Whether the device id was given to this user and its activation still lasts. */
     bool IsActivated(const std::string& login, const std::string& deviceId);
+
+    AppTicket IssueAppTicket(const std::string& login);
+    /** Whether the ticket was issued here and still holds. */
+    bool IsValidAppTicket(const std::string& id);
+
+    /**
+     * Ends now what the user holds of a kind (one of Settings::LifetimeNames()) and what would have held on.
+     * @return how many
+     */
+    std::int64_t Expire(const std::string& kind, const std::string& login);
 
     /** The cloud's own name for a user. It does not change, and does not show the login id. */
     std::string UserId(const std::string& login) const;
