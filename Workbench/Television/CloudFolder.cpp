@@ -1,10 +1,12 @@
 #include "Television/CloudFolder.h"
 
+#include <curl/curl.h>
 #include <glib.h>
 
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 
 #include "Cli/Text.h"
@@ -16,13 +18,35 @@ namespace Television {
 namespace {
 
 constexpr int HIGHEST_PORT = 65535;
+constexpr long LONGEST_WAIT_SECONDS = 10;
 
-/** The port that a running cloud notes down; 0 when there is none. */
-int ReadPort(const std::string& file) {
+/** A member of what a running cloud notes down; 0 when it is no port. */
+int PortIn(const Json::Value& note, const char* name) {
+    const auto port = InfoSyncUtil::ToInt64(note[name]);
+    return port >= 1 && port <= HIGHEST_PORT ? static_cast<int>(port) : 0;
+}
+
+/**
+ * Whether the cloud that this authority belongs to answers on the port. Any answer will do, since the
+ * certificate proves whose it is; on the port for commands, none of the faults that are planned is used up.
+ */
+bool Answers(int controlPort, const std::string& caFile) {
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl(curl_easy_init(), &curl_easy_cleanup);
+    curl_easy_setopt(curl.get(), CURLOPT_URL, ("https://127.0.0.1:" + std::to_string(controlPort)).c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_CAINFO, caFile.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_NOBODY, 1L);
+    curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
+    curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, LONGEST_WAIT_SECONDS);
+    return curl_easy_perform(curl.get()) == CURLE_OK;
+}
+
+/** The port of the cloud that runs on the folder; 0 when none does, also after one that was killed. */
+int FindPort(const CloudAddress& cloud) {
     try {
-        const auto port =
-            InfoSyncUtil::ToInt64(InfoSyncUtil::ParseStoredObject(TvFolder::ReadFile(file))["port"]);
-        return port >= 1 && port <= HIGHEST_PORT ? static_cast<int>(port) : 0;
+        const Json::Value note =
+            InfoSyncUtil::ParseStoredObject(TvFolder::ReadFile(cloud.folder + "/state/server.json"));
+        const int controlPort = PortIn(note, "control_port");
+        return controlPort != 0 && Answers(controlPort, cloud.caFile) ? PortIn(note, "port") : 0;
     } catch (const std::exception&) {
         return 0;
     }
@@ -45,7 +69,7 @@ CloudAddress FindCloud(const std::string& folder) {
                                  "\nMake and start one: infosync-cloud serve --dir '" +
                                  Cli::Escape(cloud.folder) + "'");
     }
-    cloud.port = ReadPort(cloud.folder + "/state/server.json");
+    cloud.port = FindPort(cloud);
     return cloud;
 }
 

@@ -8,7 +8,7 @@ namespace Television {
 struct CloudAddress {
     std::string folder;
     std::string caFile;
-    /** 0 when the cloud is not running. */
+    /** 0 when the cloud does not answer. */
     int port = 0;
 };
 

@@ -1,7 +1,7 @@
 """The local cloud as a program: how it begins, ends, and tells what it saw."""
 
 import http.client
-import json
+import os
 import pathlib
 import shutil
 import signal
@@ -12,7 +12,7 @@ import tempfile
 import time
 import unittest
 
-from harness import BIN, Cloud
+from harness import BIN, Cloud, Television
 
 SERVE = ("serve", "--port", "0")
 
@@ -92,6 +92,18 @@ class CloudProgram(unittest.TestCase):
                 received = 0
                 while received < 2**23:
                     received += len(client.recv(2**20))
+
+    def test_a_server_that_was_killed_is_not_believed_to_run(self):
+        self.cloud.start()
+        port = self.cloud.port
+        os.kill(self.cloud.counts()["pid"], signal.SIGKILL)
+        self.assertTrue((self.cloud.folder / "state/server.json").exists())
+        television = Television(self.folder / "tv")
+        self.assertIn("does not run", television.run_tool("init", "--cloud", self.cloud.folder).stdout)
+        self.assertNotIn(str(port), (television.folder / "tv.ini").read_text())
+        self.assertIn("no server runs", self.cloud.run("status", check=False).stderr)
+        self.cloud.start("--port", port)
+        self.assertIn(f"port {port}", television.run_tool("connect", self.cloud.folder).stdout)
 
     def test_a_certificate_is_called_accepted_when_a_request_follows(self):
         process = self.serve_here()
