@@ -19,12 +19,12 @@ public:
     std::string GetLogInId();
 
     /**
-     * Asks for an OAuth 2.0 authorisation code. The completion is run by the sign-in service, once, and not
-     * at all when the service refuses the request.
+     * Asks for an OAuth 2.0 authorisation code. The sign-in service runs the completion, once, with the
+     * outcome.
      */
     static void RequestAuthCode(const std::string& clientId, const std::string& scope,
                                 AuthCodeCompletion completion, void* userData);
 
 private:
-    std::function<void(int, const std::string&)> m_authCodeCallback;
+    std::function<void(int, const std::string&)> m_authCodeCallback;  // part of the class; never filled
 };

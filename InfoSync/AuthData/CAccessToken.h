@@ -14,8 +14,8 @@ public:
     /** Every other operation works on this user's tokens. */
     void Init(const std::string& loginId);
 
-    /** @throws CInfoSyncException when nothing is stored or it is not a JSON object; the tokens held stay as
-     * they are */
+    /** @throws CInfoSyncException when nothing is stored or it is neither a JSON object nor null; the tokens
+     * held stay as they are */
     void ReadFromSecureStorage();
 
     /** The access token; empty when the user has none. @throws Json::Exception when it is no text */

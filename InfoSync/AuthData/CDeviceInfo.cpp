@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <map>
 #include <utility>
 #include <vector>
@@ -32,34 +33,21 @@ bool HasId(const Json::Value& record) {
     return record.isObject() && InfoSyncUtil::HasTextForm(record[RECORD_ID]);
 }
 
-bool HasTexts(const Json::Value& record) {
-    return InfoSyncUtil::HasTextForm(record[UUIDS]) && InfoSyncUtil::HasTextForm(record[NAME]) &&
-           InfoSyncUtil::HasTextForm(record[ADDRESS]);
+/** Whether the record can be listed, or tells of a deletion. */
+bool IsUsable(const Json::Value& record) {
+    return HasId(record) && (!record.isMember(ADDRESS) || (InfoSyncUtil::HasTextForm(record[UUIDS]) &&
+                                                           InfoSyncUtil::HasTextForm(record[NAME]) &&
+                                                           InfoSyncUtil::HasTextForm(record[ADDRESS])));
 }
-
-/** Records that cannot be read: counted, since a damaged answer may be made of nothing else. */
-struct SkippedRecords {
-    unsigned count = 0;
-    Json::ArrayIndex first = 0;
-
-    void Add(Json::ArrayIndex position) {
-        first = count == 0 ? position : first;
-        ++count;
-    }
-};
 
 /** Hands each record over with its id; anything but an array has none. */
 template <typename Put>
-SkippedRecords ForEachRecord(Json::Value& records, const Put& put) {
-    SkippedRecords skipped;
+void ForEachRecord(Json::Value& records, const Put& put) {
     for (Json::ArrayIndex i = 0; records.isArray() && i < records.size(); ++i) {
         if (HasId(records[i])) {
             put(std::as_const(records)[i][RECORD_ID].asString(), std::move(records[i]));
-        } else {
-            skipped.Add(i);
         }
     }
-    return skipped;
 }
 
 Json::Value ParseBatch(const std::string& data) {
@@ -119,6 +107,14 @@ void CDeviceInfo::ImportData(const std::string& data) {
     ReadFromSecureStorage();
     Json::Value batch = ParseBatch(data);
     INFOSYNC_LOG(DLOG_INFO, "data:%s", data.c_str());
+    const Json::Value& records = std::as_const(batch)[RECORDS];
+    const auto malformed = std::count_if(records.begin(), records.end(), std::not_fn(&IsUsable));
+    if (malformed > 0) {
+        // In one line, since a damaged answer may be made of nothing else.
+        const auto first = std::find_if_not(records.begin(), records.end(), &IsUsable);
+        INFOSYNC_LOG(DLOG_ERROR, "skip %ld malformed records, the first at position %u",
+                     static_cast<long>(malformed), first.index());
+    }
     if (InfoSyncUtil::HasEntry(m_data, m_userId)) {
         MergeBatch(batch);
     } else {
@@ -147,11 +143,9 @@ void CDeviceInfo::UpdateDeviceList() {
     Json::Value list = ReadDeviceList();
     INFOSYNC_LOG(DLOG_INFO, "user : %s", m_userId.c_str());
     const Json::Value& records = InfoSyncUtil::ObjectMember(m_data, m_userId)[RECORDS];
-    SkippedRecords skipped;
     for (Json::ArrayIndex i = 0; records.isArray() && i < records.size(); ++i) {
         const Json::Value& record = records[i];
-        if (!HasId(record) || (record.isMember(ADDRESS) && !HasTexts(record))) {
-            skipped.Add(i);
+        if (!IsUsable(record)) {
             continue;
         }
         const std::string recordId = record[RECORD_ID].asString();
@@ -161,10 +155,6 @@ void CDeviceInfo::UpdateDeviceList() {
         } else {
             RemoveFromDeviceList(list, recordId, m_userId);
         }
-    }
-    if (skipped.count > 0) {
-        INFOSYNC_LOG(DLOG_ERROR, "skip %u malformed records, the first at position %u", skipped.count,
-                     skipped.first);
     }
     INFOSYNC_LOG(DLOG_INFO, "%s", list.toStyledString().c_str());
     InfoSyncUtil::SetDeviceList(InfoSyncUtil::WriteJson(list));
@@ -216,7 +206,8 @@ void CDeviceInfo::RemoveFromDeviceList(Json::Value& list, const std::string& rec
     Json::Value& users = UsersOf(list[recordId]);
     for (Json::ArrayIndex i = 0; i < users.size(); ++i) {
         if (users[i] == Json::Value(userId)) {
-            users.removeIndex(i, nullptr);
+            Json::Value removed;  // some versions of the library want a place for it
+            users.removeIndex(i, &removed);
             INFOSYNC_LOG(DLOG_INFO, "%s removed from %s", userId.c_str(), recordId.c_str());
             break;
         }
@@ -232,20 +223,15 @@ Json::Value& CDeviceInfo::GetUserData() {
 }
 
 void CDeviceInfo::MergeBatch(Json::Value& batch) {
-    Json::Value& user = m_data[m_userId];
+    Json::Value& user = GetUserData();
     user[META] = std::move(batch[META]);
     std::map<std::string, Json::Value> merged;
     ForEachRecord(user[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
         merged.try_emplace(id, std::move(record));
     });
-    const SkippedRecords skipped =
-        ForEachRecord(batch[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
-            merged.insert_or_assign(id, std::move(record));
-        });
-    if (skipped.count > 0) {
-        INFOSYNC_LOG(DLOG_ERROR, "skip %u malformed records, the first at position %u", skipped.count,
-                     skipped.first);
-    }
+    ForEachRecord(batch[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
+        merged.insert_or_assign(id, std::move(record));
+    });
     Json::Value records(Json::arrayValue);
     for (auto& [id, record] : merged) {
         records.append(std::move(record));

@@ -13,8 +13,8 @@ public:
     /** Loads what is stored; what cannot be read is logged and counts as no token. */
     void Init(const std::string& loginId);
 
-    /** @throws CInfoSyncException when nothing is stored or it is not a JSON object; what is held stays as it
-     * is */
+    /** @throws CInfoSyncException when nothing is stored or it is neither a JSON object nor null; what is
+     * held stays as it is */
     void ReadFromSecureStorage();
 
     /** Whether the user's token holds now. */

@@ -8,6 +8,6 @@ public:
     CAccessTokenHttpMessage();
     ~CAccessTokenHttpMessage() override;
 
-    /** The form, with its values as they are: they are made of characters that need no escaping. */
+    /** The form, with its values as they are: the server expects them unescaped. */
     HttpBody BuildBody() override;
 };

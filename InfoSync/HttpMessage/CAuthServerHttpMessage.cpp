@@ -8,8 +8,8 @@
 
 namespace {
 
-// The server puts its own error codes above every HTTP status; only those fail here. The OAuth 2.0 errors
-// that come with 400 and 401 pass, and show as an answer without a token.
+// Above every HTTP status: the OAuth 2.0 errors that come with 400 and 401 pass, and show as an answer
+// without a token.
 constexpr long HIGHEST_ACCEPTED_STATUS = 4000;
 
 }  // namespace

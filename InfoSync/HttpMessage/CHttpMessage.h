@@ -45,6 +45,6 @@ protected:
 private:
     std::map<std::string, std::string> m_messageData;
     std::string m_response;
-    std::string m_spare;
+    std::string m_spare;  // part of the class; unused
     std::shared_ptr<NxCurlEasy> m_httpClient;
 };

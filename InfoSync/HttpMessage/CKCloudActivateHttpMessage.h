@@ -13,7 +13,7 @@ public:
     void HandleHttpStatusCode(long statusCode) override;
 
 private:
-    std::string m_stagingBaseUrl;
+    std::string m_stagingBaseUrl;  // carried, never selected
     std::string m_baseUrl;
     std::string m_apiPath;
 };

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr char TABLE_VERSION[] = "1";
+// What the two numbers mean is the HTTP client's; NxCurl.h says what this tree takes them for.
 constexpr long CONNECT_TIMEOUT_SECONDS = 1;
 constexpr long STALL_TIMEOUT_SECONDS = 3;
 constexpr long STATUS_OK = 200;

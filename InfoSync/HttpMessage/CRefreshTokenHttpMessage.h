@@ -8,6 +8,6 @@ public:
     CRefreshTokenHttpMessage();
     ~CRefreshTokenHttpMessage() override;
 
-    /** The form, with its values as they are: they are made of characters that need no escaping. */
+    /** The form, with its values as they are: the server expects them unescaped. */
     HttpBody BuildBody() override;
 };

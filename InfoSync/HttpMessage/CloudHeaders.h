@@ -11,7 +11,7 @@ namespace CloudHeaders {
 
 using MessageData = std::map<std::string, std::string>;
 
-/** The user agent; the cloud tells its requests apart by the tail. */
+/** The user agent, whose tail differs between the requests. */
 std::string UserAgent(MessageData& data, const std::string& tail);
 
 /** The lines of a request in the user's name: user agent, "NAME: value" for each named entry, JSON type and

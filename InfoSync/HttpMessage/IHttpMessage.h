@@ -50,3 +50,11 @@ public:
     /** Judges the answer's HTTP status. @throws CInfoSyncException when it is a failure */
     virtual void HandleHttpStatusCode(long statusCode) = 0;
 };
+
+/** Sends the message, takes the body of the answer and clears the HTTP client. @throws CInfoSyncException */
+inline std::string Exchange(IHttpMessage& message, RequestType type) {
+    message.Request(type);
+    std::string answer = message.GetHttpResponse();
+    message.Reset();
+    return answer;
+}

@@ -39,8 +39,8 @@ constexpr auto ON_AUTH_CODE = [](void* userData, int result, const char* authCod
     }
     try {
         static_cast<CAccessTokenManager*>(userData)->OnAuthCodeIssued(result, authCode);
-    } catch (const std::exception&) {
-        return REJECTED;
+    } catch (...) {
+        return REJECTED;  // the caller is no C++
     }
     return 0;
 };
@@ -120,7 +120,7 @@ void CAccessTokenManager::RefreshAccessToken() {
         message->AddHttpMessageData("auth_server_url", m_authCode->GetKapAuthDomain());
         message->AddHttpMessageData("kap_api_domain", m_authCode->GetKapApiDomain());
         message->AddHttpMessageData("auth_api", REFRESH_PATH);
-        ImportAnswer(*message);
+        m_accessToken->ImportAccessToken(Exchange(*message, RequestType::Post));
         CallAccessTokenCallback(Success, m_accessToken);
     } catch (const std::exception& e) {
         INFOSYNC_LOG(DLOG_ERROR, "exception : %s", e.what());
@@ -139,19 +139,12 @@ void CAccessTokenManager::IssueAccessToken() {
         message->AddHttpMessageData("code_verifier", m_authCode->GetAuthCodeElement("code_verifier"));
         message->AddHttpMessageData("kap_api_domain", m_authCode->GetKapApiDomain());
         message->AddHttpMessageData("auth_api", ISSUE_PATH);
-        ImportAnswer(*message);
+        m_accessToken->ImportAccessToken(Exchange(*message, RequestType::Post));
         CallAccessTokenCallback(Success, m_accessToken);
     } catch (const std::exception& e) {
         INFOSYNC_LOG(DLOG_ERROR, "exception : %s", e.what());
         CallAccessTokenCallback(Failure, m_accessToken);
     }
-}
-
-void CAccessTokenManager::ImportAnswer(IHttpMessage& message) {
-    message.Request(RequestType::Post);
-    const std::string answer = message.GetHttpResponse();
-    message.Reset();
-    m_accessToken->ImportAccessToken(answer);
 }
 
 void CAccessTokenManager::OnAuthCodeIssued(int /*result*/, const std::string& authCode) {

@@ -9,7 +9,6 @@
 class CAccessToken;
 class CAuthCode;
 class CSsoManager;
-class IHttpMessage;
 
 class CAccessTokenManager {
 public:
@@ -31,8 +30,8 @@ public:
     /**
      * Runs the callback once with the outcome: within the call when a stored or refreshed token will do, and
      * later, from the sign-in service, when a new authorisation code is needed. It is not run at all when the
-     * sign-in service rejects the request for a code. A second call takes the place of the first one's
-     * callback.
+     * sign-in service rejects the request for a code, and once more, with Failure, when it throws. A second
+     * call takes the place of the first one's callback.
      */
     void GetAccessToken(AccessTokenCallback callback);
 
@@ -50,8 +49,6 @@ public:
     void Deinit();
 
 private:
-    void ImportAnswer(IHttpMessage& message);
-
     AccessTokenCallback m_callback;
     std::shared_ptr<CAccessToken> m_accessToken;
     std::shared_ptr<CAuthCode> m_authCode;

@@ -25,22 +25,19 @@ constexpr char APP_TOKEN_PATH[] = "/auth/kc/tokens/v1/app";
 constexpr char RECORDS_PATH[] = "/data/v2/com.quorlen.bluetooth.device_sync";
 
 constexpr int RESULT_SUCCESS = 0;
-// The cloud no longer knows the mark that it was asked from, or the table that it belongs to.
-constexpr int RESULT_MARK_EXPIRED = 4009100;
-constexpr int RESULT_MARK_INVALID = 4000002;
+// With either of these the cloud asks for what was downloaded before to be discarded.
+constexpr int RESULT_DISCARD = 4009100;
+constexpr int RESULT_DISCARD_TOO = 4000002;
 
-/** Sends the message and takes the body of the answer. */
-std::string Exchange(IHttpMessage& message, RequestType type) {
-    message.Request(type);
-    std::string answer = message.GetHttpResponse();
-    message.Reset();
-    return answer;
+/** The outcome that a cloud answer reports: 0 is success, also when it reports none. */
+int ResultCode(const Json::Value& answer) {
+    return answer["rcode"].asInt();
 }
 
 /** Parses an answer that must report success; otherwise throws the given message. */
 Json::Value ParseSuccess(const std::string& answer, const char* failure) {
     Json::Value response = InfoSyncUtil::ParseAnswer(answer);
-    if (InfoSyncUtil::ResultCode(response) != RESULT_SUCCESS) {
+    if (ResultCode(response) != RESULT_SUCCESS) {
         throw CInfoSyncException(failure);
     }
     return response;
@@ -128,10 +125,10 @@ void CCloudServerManager::DownSyncBtInfoFromCloud() {
     try {
         answer = Exchange(*message, RequestType::Get);
     } catch (const CInfoSyncHttpException& refusal) {
-        const Json::Value error = InfoSyncUtil::ParseAnswer(refusal.GetResponse());
+        const Json::Value error = InfoSyncUtil::ParseJson(refusal.GetResponse());
         INFOSYNC_LOG(DLOG_ERROR, "%s", error.toStyledString().c_str());
-        const int resultCode = InfoSyncUtil::ResultCode(error);
-        if (resultCode == RESULT_MARK_EXPIRED || resultCode == RESULT_MARK_INVALID) {
+        const int resultCode = ResultCode(error);
+        if (resultCode == RESULT_DISCARD || resultCode == RESULT_DISCARD_TOO) {
             deviceInfo.Reset();
         }
         throw;

@@ -107,8 +107,4 @@ std::int64_t ToInt64(const Json::Value& value) {
                                     : static_cast<std::int64_t>(number);
 }
 
-int ResultCode(const Json::Value& answer) {
-    return answer["rcode"].asInt();
-}
-
 }  // namespace InfoSyncUtil

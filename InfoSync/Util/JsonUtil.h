@@ -46,7 +46,4 @@ bool HasEntry(const Json::Value& document, const std::string& name);
  */
 std::int64_t ToInt64(const Json::Value& value);
 
-/** The outcome that a cloud answer reports: 0 is success, also when it reports none. */
-int ResultCode(const Json::Value& answer);
-
 }  // namespace InfoSyncUtil

@@ -12,7 +12,7 @@ inline constexpr char KEY_DEVICES[] = "db/com.quorlen.tv.bt-orbmanager/btinfosyn
 /** 1 when another party asked for a wipe; 0 when the flag cannot be read. */
 int GetFactoryResetFlag();
 
-/** Failures of either write are of no consequence to a run and are not reported. */
+/** A failure of either write is ignored. */
 void ClearFactoryResetFlag();
 void SetDeviceList(const std::string& text);
 

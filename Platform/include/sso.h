@@ -18,11 +18,7 @@ int sso_get_login_user_id(char** login_id);
 /** Gets the outcome of a code request, once. auth_code (an XML document) is valid during the call only. */
 typedef int (*sso_authcode_cb)(void* user_data, int result, const char* auth_code);
 
-/**
- * Asks for an OAuth 2.0 authorisation code for the signed-in user. Returns at once; the callback runs later,
- * on the main loop's thread.
- * @return 0 or an error, and then the callback never runs
- */
+/** Asks for an OAuth 2.0 authorisation code for the signed-in user; the callback gets the outcome. */
 int sso_request_user_authcode(const char* client_id, const char* scope, sso_authcode_cb callback,
                               void* user_data);
 

@@ -31,6 +31,17 @@ time_t time(time_t* out) noexcept {
     return Fake::Tv().now;
 }
 
+guint g_idle_add(GSourceFunc function, gpointer data) {
+    Fake::Note("> g_idle_add");
+    return g_idle_add_full(G_PRIORITY_DEFAULT_IDLE, function, data, nullptr);
+}
+
+gboolean g_source_remove(guint tag) {
+    Fake::Note("> g_source_remove");
+    g_source_destroy(g_main_context_find_source_by_id(nullptr, tag));
+    return TRUE;
+}
+
 guint g_timeout_add_seconds(guint interval, GSourceFunc function, gpointer data) {
     Fake::Enter("g_timeout_add_seconds", std::to_string(interval));
     return g_timeout_add(0, function, data);

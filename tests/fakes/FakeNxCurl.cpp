@@ -6,7 +6,7 @@ class NxCurlEasy::Transfer {
 public:
     bool Set(NXCURL_OPTION_TYPE option, const std::string& value = "") {
         Set(std::to_string(static_cast<int>(option)) + value);
-        return true;
+        return Fake::Tv().resultToIgnore == 0;
     }
 
     void Set(const std::string& setting) {
@@ -120,7 +120,7 @@ bool NxCurlEasy::getInfo(NXCURL_INFO_TYPE info, long* value) {
         return false;
     }
     *value = m_transfer->status;
-    return true;
+    return Fake::Tv().resultToIgnore == 0;
 }
 
 void NxCurlEasy::reset() {

@@ -40,6 +40,8 @@ struct Television {
     std::optional<std::string> loginId = LOGIN_ID;
     /** Delivered from the main loop; without one the sign-in service never answers. */
     std::optional<AuthCodeAnswer> authCodeAnswer;
+    /** Returned by the calls that hand a value over, or only start something, although they do it. */
+    int resultToIgnore = 0;
 };
 
 struct LogEntry {

@@ -29,7 +29,7 @@ int DeliverText(const std::optional<int>& error, const Map& values, const Key& k
         return error.value_or(-1);
     }
     *text = strdup(value->second.c_str());
-    return 0;
+    return Tv().resultToIgnore;
 }
 
 template <typename Map, typename Value>
@@ -72,7 +72,7 @@ int vconf_get_int(const char* in_key, int* intval) {
         return error.value_or(-1);
     }
     *intval = value->second;
-    return 0;
+    return Tv().resultToIgnore;
 }
 
 int vconf_set_int(const char* in_key, int intval) {
@@ -159,7 +159,7 @@ int bt_adapter_get_bonded_device_info(const char* remote_address, bt_device_info
     }
     *device_info = new bt_device_info_s{strdup(remote_address), bond->second};
     Fake::HandOut(*device_info);
-    return BT_ERROR_NONE;
+    return Tv().resultToIgnore;
 }
 
 int bt_adapter_free_device_info(bt_device_info_s* device_info) {
@@ -179,7 +179,7 @@ int sso_get_login_state(int* state) {
     if (states.size() > 1) {
         states.erase(states.begin());
     }
-    return error.value_or(0);
+    return error.value_or(Tv().resultToIgnore);
 }
 
 int sso_get_login_user_id(char** login_id) {
@@ -188,7 +188,7 @@ int sso_get_login_user_id(char** login_id) {
         return error.value_or(-1);
     }
     *login_id = strdup(Tv().loginId->c_str());
-    return 0;
+    return Tv().resultToIgnore;
 }
 
 int sso_request_user_authcode(const char* client_id, const char* scope, sso_authcode_cb callback,
@@ -203,7 +203,7 @@ int sso_request_user_authcode(const char* client_id, const char* scope, sso_auth
         return FALSE;
     };
     if (Tv().authCodeAnswer) {
-        g_idle_add(deliver, nullptr);
+        g_idle_add_full(G_PRIORITY_DEFAULT_IDLE, deliver, nullptr, nullptr);
     }
-    return 0;
+    return Tv().resultToIgnore;
 }

@@ -185,7 +185,7 @@ TEST_F(CCloudServerManagerTest, RefusedDownloadForgetsTheRecordsOnlyWhenTheCloud
     const Case cases[] = {
         {R"({"rcode":4009100})", true, "HTTP error"},  {R"({"rcode":4000002})", true, "HTTP error"},
         {R"({"rcode":4009101})", false, "HTTP error"}, {R"({})", false, "HTTP error"},
-        {R"([4009100])", false, "fail to parse"},      {"<html>", false, "fail to parse"}};
+        {R"([4009100])", false, "objectValue"},        {"<html>", false, "fail to parse"}};
     for (const auto& [body, forgotten, error] : cases) {
         SCOPED_TRACE(body);
         Fake::Reset();
