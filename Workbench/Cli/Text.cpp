@@ -84,7 +84,7 @@ std::string Join(const std::vector<std::string>& parts, const std::string& separ
     return joined;
 }
 
-std::string Count(std::size_t number, const std::string& noun) {
+std::string Count(std::uint64_t number, const std::string& noun) {
     return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 

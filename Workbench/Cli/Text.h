@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,7 @@ std::string Pad(const std::string& text, std::size_t width);
 std::string Join(const std::vector<std::string>& parts, const std::string& separator);
 
 /** "1 device", "2 devices". */
-std::string Count(std::size_t number, const std::string& noun);
+std::string Count(std::uint64_t number, const std::string& noun);
 
 /** The first characters of a secret and its length, enough to tell two of them apart. */
 std::string Abbreviate(const std::string& secret);

@@ -106,7 +106,7 @@ std::map<std::string, std::string> CheckedFiles(const std::string& text, bool& s
         throw std::runtime_error("this is no file of infosync-tv export, or one of another version");
     }
     secretsReplaced = InfoSyncUtil::TextMember(bundle, "secrets") != "included";
-    const Json::Value& members = InfoSyncUtil::ObjectMember(bundle, "files");
+    const Json::Value members = InfoSyncUtil::ObjectMember(bundle, "files");
     std::map<std::string, std::string> files;
     for (const std::string& name : members.getMemberNames()) {
         if (!IsTelevisionFile(name) || Cli::Escape(name) != name) {

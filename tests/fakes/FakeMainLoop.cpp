@@ -25,10 +25,12 @@ bool LoopWasLeftWaiting() {
 extern "C" {
 
 time_t time(time_t* out) noexcept {
+    // As a kernel does it: a time_t that is too small gets what fits.
+    const auto now = static_cast<time_t>(Fake::Tv().now);
     if (out != nullptr) {
-        *out = Fake::Tv().now;
+        *out = now;
     }
-    return Fake::Tv().now;
+    return now;
 }
 
 guint g_idle_add(GSourceFunc function, gpointer data) {

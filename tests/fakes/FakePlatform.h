@@ -6,7 +6,7 @@
 
 #include <sso.h>
 
-#include <ctime>
+#include <cstdint>
 #include <initializer_list>
 #include <map>
 #include <optional>
@@ -26,7 +26,7 @@ struct AuthCodeAnswer {
 
 /** What the platform's calls read and write. A missing value is one that the platform does not have. */
 struct Television {
-    std::time_t now = 1000;
+    std::int64_t now = 1000;
     std::map<std::string, int> intSettings;
     std::map<std::string, std::string> textSettings;
     /** By alias. A record without a text reads as a buffer without data. */

@@ -26,7 +26,7 @@ protected:
 TEST_F(CAccessTokenTest, LastSecondOfALifetimeStillCounts) {
     struct Case {
         std::string lifetime;
-        std::time_t now;
+        std::int64_t now;
         bool expired;
     };
     const Case cases[] = {{"3600", 4600, false},     {"3600", 4601, true},
@@ -50,7 +50,7 @@ TEST_F(CAccessTokenTest, LastSecondOfALifetimeStillCounts) {
 TEST_F(CAccessTokenTest, ImportKeepsOtherUsersAndStampsTheTime) {
     Fake::Tv().records["InfoSyncAccessToken"] = R"({"user-0":{"access_token":"other"},"user-1":{"old":1}})";
     m_token.ReadFromSecureStorage();
-    Fake::Tv().now = static_cast<std::time_t>(4102444800);  // after 2038
+    Fake::Tv().now = 4102444800;  // after 2038
     const std::string answer =
         R"({"rsp":{"result":{"access_token":"A","issued_time_in_second":5,"extra":[null,{}],"userId":"U"}}})";
     m_token.ImportAccessToken(answer);

@@ -1,0 +1,5 @@
+set(CMAKE_SYSTEM_PROCESSOR aarch64)
+set(cross_compiler aarch64-linux-gnu)
+set(cross_libraries aarch64-linux-gnu)
+set(cross_emulator qemu-aarch64-static)
+include(${CMAKE_CURRENT_LIST_DIR}/debian-cross.cmake)
