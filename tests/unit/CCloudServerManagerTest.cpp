@@ -164,11 +164,16 @@ TEST_F(CCloudServerManagerTest, FirstDownloadIsMergedOnlyIntoAnEmptyStore) {
     StoreCredentials();
     const std::string batch =
         R"({"meta":{"synced_timestamp":9},"more":1,"records":[{"record_id":"b"},{"record_id":"a"}]})";
-    Fake::Answer(batch);
-    Run();
-    EXPECT_EQ(Stored("InfoSyncRecords"),
-              OfUser(R"({"meta":{"synced_timestamp":9},"records":[{"record_id":"a"},{"record_id":"b"}]})"));
-    EXPECT_THAT(Fake::Logged(DLOG_INFO), Not(Contains("No data for this user. add all")));
+    for (const char* stored : {R"({"user-1":null})", ""}) {
+        SCOPED_TRACE(stored);
+        Fake::Tv().records["InfoSyncRecords"] = stored;
+        Fake::Answer(batch);
+        Run();
+        EXPECT_EQ(
+            Stored("InfoSyncRecords"),
+            OfUser(R"({"meta":{"synced_timestamp":9},"records":[{"record_id":"a"},{"record_id":"b"}]})"));
+        EXPECT_THAT(Fake::Logged(DLOG_INFO), Not(Contains("No data for this user. add all")));
+    }
     Fake::Tv().records["InfoSyncRecords"] = R"({"user-0":{}})";
     Fake::Answer(batch);
     Run();

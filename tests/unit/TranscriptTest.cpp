@@ -132,6 +132,7 @@ const Run RUNS[] = {
          SynchronisedBefore();
          Fake::Tv().signInStates = {0};
          Fake::Tv().intSettings[Fake::RESET_KEY] = 1;
+         Fake::Tv().resultToIgnore = -1;
          Fake::FailCall("vconf_set_int");
          Fake::FailCall("vconf_set_str");
          Fake::FailCall("ckmc_remove_alias", 2);
