@@ -1,126 +1,153 @@
 #include "Cli/Completion.h"
 
 #include <algorithm>
-#include <map>
+#include <exception>
 
+#include "Cli/CommandTree.h"
 #include "Cli/Text.h"
 
 namespace Cli {
 
 namespace {
 
-std::vector<std::string> OptionNames(const std::vector<Option>& options) {
-    std::vector<std::string> names;
-    names.reserve(options.size());
-    for (const Option& option : options) {
-        names.push_back("--" + option.name);
+// FUNCTION and TOOL stand for the tool's name. What the last word is and what takes its place is told by $2:
+// bash parts words at some marks that addresses and users hold, so the pieces are put together again as on
+// the line.
+constexpr char BASH[] = R"sh(FUNCTION() {
+    local line=${COMP_LINE:0:COMP_POINT} words=() piece kept
+    for piece in "${COMP_WORDS[@]:0:COMP_CWORD+1}"; do
+        if [[ $line == [[:space:]]* || ${#words[@]} -eq 0 ]]; then words+=("$piece"); else words[-1]+=$piece; fi
+        line=${line#*"$piece"}
+    done
+    kept=${words[-1]%"$2"}
+    COMPREPLY=()
+    while IFS=$'\t' read -r piece _; do
+        COMPREPLY+=("$(printf %q "${piece#"$kept"}")")
+    done < <("${1/#\~/$HOME}" __complete "${words[@]:1}" 2>/dev/null)
+}
+complete -o default -F FUNCTION TOOL
+)sh";
+
+// Works from a folder of fpath, where loading it calls it, and when it is read with source.
+constexpr char ZSH[] = R"sh(#compdef TOOL
+_TOOL() {
+    local -a found
+    found=("${(@f)$("${words[1]/#\~/$HOME}" __complete "${(@Q)words[2,CURRENT-1]}" "${(Q)PREFIX}" 2>/dev/null)}")
+    found=("${(@)found//:/\\:}")
+    found=("${(@)found/$'\t'/:}")
+    if [[ -n $found ]]; then _describe TOOL found; else _files; fi
+}
+if [[ $funcstack[1] == _TOOL ]]; then _TOOL "$@"; else compdef _TOOL TOOL; fi
+)sh";
+
+std::string Replaced(std::string text, const std::string& mark, const std::string& by) {
+    for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark, at + by.size())) {
+        text.replace(at, mark.size(), by);
     }
-    return names;
+    return text;
 }
 
-/** Words that may follow each beginning of a command: the next word of its name, or its options. */
-std::map<std::string, std::vector<std::string>> Continuations(const Tool& tool) {
-    std::map<std::string, std::vector<std::string>> continuations;
-    const auto add = [&continuations](const std::string& after, const std::string& word) {
-        auto& words = continuations[after];
-        if (std::find(words.begin(), words.end(), word) == words.end()) {
-            words.push_back(word);
-        }
-    };
-    for (const Command& command : tool.commands) {
-        std::string begun;
-        for (std::size_t at = 0; at <= command.name.size();) {
-            const std::size_t end = std::min(command.name.find(' ', at), command.name.size());
-            add(begun, command.name.substr(at, end - at));
-            begun = command.name.substr(0, end);
-            at = end + 1;
-        }
-        for (const std::string& choice : command.choices) {
-            add(command.name, choice);
-        }
-        for (const auto& options : {command.options, tool.options, {Option{"help", "", ""}}}) {
-            for (const std::string& name : OptionNames(options)) {
-                add(command.name, name);
-            }
-        }
+/** Binds what the words say to the commands' variables. @return whether a value is missing after the last
+ * word */
+bool Bind(CLI::App& app, std::vector<std::string> words) {
+    std::reverse(words.begin(), words.end());
+    try {
+        app.parse(std::move(words));
+    } catch (const CLI::ArgumentMismatch&) {
+        return true;
+    } catch (const CLI::ParseError&) {
+        // The line is not complete yet; what could be bound is.
     }
-    for (const std::string& name : OptionNames(tool.options)) {
-        add("", name);
-    }
-    add("", "--help");
-    add("", "--version");
-    return continuations;
+    return false;
 }
 
-/** Options whose next word is their value, in the form of a shell pattern. */
-std::string ValuePattern(const Tool& tool) {
-    std::vector<std::string> names;
-    const auto collect = [&names](const std::vector<Option>& options) {
-        for (const Option& option : options) {
-            const std::string name = "--" + option.name;
-            if (!option.valueName.empty() && std::find(names.begin(), names.end(), name) == names.end()) {
-                names.push_back(name);
-            }
+const CLI::Option* FindOption(const CLI::App& command, const std::string& name) {
+    for (const CLI::Option* option : Options(command)) {
+        if (option->check_name(name)) {
+            return option;
         }
-    };
-    collect(tool.options);
-    for (const Command& command : tool.commands) {
-        collect(command.options);
     }
-    return Join(names, "|");
+    return nullptr;
 }
 
-/**
- * The body that both shells share: from the words in $before, those before the cursor, it sets $begun to the
- * command that they name and $choices to what may come next; nothing where a file name or a value may stand.
- */
-std::string SharedBody(const Tool& tool) {
-    const std::string valued = ValuePattern(tool);
-    std::string body =
-        "    local word begun= choices= value=\n    for word in \"${before[@]}\"; do\n"
-        "        if [ -n \"$value\" ]; then value=; continue; fi\n        case \"$word\" in\n";
-    if (!valued.empty()) {
-        body += "            " + valued + ") value=1; continue ;;\n";
-    }
-    body += "            -*) continue ;;\n        esac\n        case \"${begun:+$begun }$word\" in\n";
-    const auto continuations = Continuations(tool);
-    std::string choices;
-    for (const auto& [begun, words] : continuations) {
-        const std::string pattern = "'" + begun + "'";
-        if (!begun.empty()) {
-            body.append("            ").append(pattern).append(") begun=").append(pattern).append(" ;;\n");
+/** The operand that the next word is; null when there is none. */
+const CLI::Option* NextOperand(const CLI::App& command) {
+    for (const CLI::Option* option : command.get_options()) {
+        if (option->get_positional() && (option->count() == 0 || option->get_allow_extra_args())) {
+            return option;
         }
-        choices.append("        ")
-            .append(pattern)
-            .append(") choices='")
-            .append(Join(words, " "))
-            .append("' ;;\n");
     }
-    return body + "        esac\n    done\n    [ -n \"$value\" ] || case \"$begun\" in\n" + choices +
-           "    esac\n";
+    return nullptr;
+}
+
+Candidates OptionNames(const CLI::App& command) {
+    Candidates candidates;
+    for (const CLI::Option* option : Options(command)) {
+        for (const std::string& name : Names(*option)) {
+            candidates.push_back({name, option->get_description()});
+        }
+    }
+    return candidates;
+}
+
+Candidates Values(const ValueSources& values, const CLI::Option* option) {
+    const auto source = values.find(option);
+    try {
+        return source == values.end() ? Candidates() : source->second();
+    } catch (const std::exception&) {
+        // A folder that is missing or damaged has nothing to offer; the command itself will say so.
+        return {};
+    }
 }
 
 }  // namespace
 
-std::string CompletionScript(const Tool& tool, const std::string& shell) {
-    std::string function = "_" + tool.name;
+Candidates CommandNames(const CLI::App& group) {
+    Candidates candidates;
+    for (const CLI::App* command : Subcommands(group)) {
+        candidates.push_back({command->get_name(), command->get_description()});
+    }
+    return candidates;
+}
+
+std::string Complete(CLI::App& app, const ValueSources& values, std::vector<std::string> words) {
+    // Called when all words are understood, before the command: which must not run.
+    app.parse_complete_callback([] { throw CLI::Success(); });
+    const std::string typed = words.empty() ? std::string() : words.back();
+    words.resize(std::max<std::size_t>(words.size(), 1) - 1);
+    Candidates candidates;
+    const auto equals = typed.rfind("--", 0) == 0 ? typed.find('=') : std::string::npos;
+    if (Bind(app, words)) {
+        const CLI::Option* option = FindOption(Selected(app), words.back());
+        words.pop_back();
+        Bind(app, words);
+        candidates = Values(values, option);
+    } else if (equals != std::string::npos) {
+        candidates = Values(values, FindOption(Selected(app), typed.substr(0, equals)));
+        for (Candidate& candidate : candidates) {
+            candidate.word.insert(0, typed, 0, equals + 1);
+        }
+    } else if (typed.rfind('-', 0) == 0) {
+        candidates = OptionNames(Selected(app));
+    } else {
+        const CLI::App& command = Selected(app);
+        candidates =
+            Subcommands(command).empty() ? Values(values, NextOperand(command)) : CommandNames(command);
+    }
+    std::string lines;
+    for (const auto& [word, meaning] : candidates) {
+        // What has to be escaped cannot be typed.
+        if (word.rfind(typed, 0) == 0 && Escape(word) == word) {
+            lines += word + (meaning.empty() ? "" : "\t" + Escape(meaning)) + "\n";
+        }
+    }
+    return lines;
+}
+
+std::string CompletionScript(const std::string& tool, const std::string& shell) {
+    std::string function = "_" + tool;
     std::replace(function.begin(), function.end(), '-', '_');
-    if (shell == "bash") {
-        return function + "() {\n    local before=(\"${COMP_WORDS[@]:1:COMP_CWORD-1}\")\n" +
-               SharedBody(tool) +
-               "    COMPREPLY=($(compgen -W \"$choices\" -- \"${COMP_WORDS[COMP_CWORD]}\"))\n}\n"
-               "complete -o default -F " +
-               function + " " + tool.name + "\n";
-    }
-    if (shell == "zsh") {
-        return "#compdef " + tool.name + "\n" + function +
-               "() {\n    local -a before\n    before=(\"${(@)words[2,CURRENT-1]}\")\n" + SharedBody(tool) +
-               "    compadd -- ${=choices}\n    _files\n}\n"
-               "if [ \"$funcstack[1]\" = \"" +
-               function + "\" ]; then " + function + " \"$@\"; else compdef " + function + " " + tool.name +
-               "; fi\n";
-    }
-    throw UsageError("bash or zsh, not " + shell);
+    return Replaced(Replaced(shell == "zsh" ? ZSH : BASH, "FUNCTION", function), "TOOL", tool);
 }
 
 }  // namespace Cli

@@ -1,91 +1,122 @@
 #include "Cli/Help.h"
 
 #include <algorithm>
+#include <sstream>
 #include <utility>
+#include <vector>
 
+#include "Cli/CommandTree.h"
 #include "Cli/Text.h"
 
 namespace Cli {
 
 namespace {
 
-using Entry = std::pair<std::string, std::string>;
+using Entries = std::vector<std::pair<std::string, std::string>>;
 
-std::string Section(const std::string& title, const std::string& body, const Style& style) {
-    return body.empty() ? "" : "\n" + style(Colour::BOLD, title + ":") + "\n" + body;
+constexpr std::size_t WIDTH = 80;
+constexpr std::size_t WIDEST_TERM = 28;
+
+/** Breaks a paragraph into lines, all but the first behind the indent. */
+std::string Wrap(const std::string& paragraph, std::size_t indent) {
+    std::istringstream words(paragraph);
+    std::string text;
+    std::size_t column = indent;
+    for (std::string word; words >> word;) {
+        const std::size_t width = DisplayWidth(word);
+        if (column > indent && column + 1 + width > WIDTH) {
+            text += "\n" + std::string(indent, ' ');
+            column = indent;
+        }
+        const bool isFirst = column == indent;
+        text += (isFirst ? "" : " ") + word;
+        column += width + (isFirst ? 0U : 1U);
+    }
+    return text + "\n";
 }
 
-std::string TwoColumns(const std::vector<Entry>& entries) {
+/** Prose is wrapped, a paragraph at a time; indented lines, such as examples, stay as they are. */
+std::string Details(const std::string& details) {
+    std::istringstream lines(details);
+    std::string text;
+    std::string paragraph;
+    const auto endParagraph = [&text, &paragraph] {
+        text += paragraph.empty() ? "" : Wrap(paragraph, 0);
+        paragraph.clear();
+    };
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty() || line.front() == ' ') {
+            endParagraph();
+            text += line + "\n";
+        } else {
+            paragraph += line + "\n";
+        }
+    }
+    endParagraph();
+    return text.empty() ? "" : "\n" + text;
+}
+
+std::string TwoColumns(const Entries& entries) {
+    constexpr std::size_t GAP = 2;
     std::size_t width = 0;
     for (const auto& [term, meaning] : entries) {
         width = std::max(width, DisplayWidth(term));
     }
+    width = std::min(width, WIDEST_TERM);
     std::string text;
     for (const auto& [term, meaning] : entries) {
-        text += "  " + Pad(term, width) + "  " + meaning + "\n";
+        const std::size_t indent = GAP + width + GAP;
+        const bool fits = DisplayWidth(term) <= width;
+        text +=
+            std::string(GAP, ' ') + (fits ? Pad(term, width + GAP) : term + "\n" + std::string(indent, ' '));
+        text += Wrap(meaning, indent);
     }
     return text;
 }
 
-std::string Options(std::vector<Option> options) {
-    options.push_back({"help", "", "show this help"});
-    std::vector<Entry> entries;
-    entries.reserve(options.size());
-    for (const Option& option : options) {
-        entries.emplace_back("--" + option.name + (option.valueName.empty() ? "" : " " + option.valueName),
-                             option.help);
-    }
-    return TwoColumns(entries);
+std::string Section(const std::string& title, const Entries& entries, const Style& style) {
+    return entries.empty() ? "" : "\n" + style(Colour::BOLD, title + ":") + "\n" + TwoColumns(entries);
 }
 
-std::string Examples(const std::vector<std::string>& examples) {
-    std::string text;
-    for (const std::string& example : examples) {
-        text += "  " + example + "\n";
-    }
-    return text;
-}
-
-std::string Paragraph(const std::string& text) {
-    return text.empty() ? "" : "\n" + text + "\n";
-}
-
-std::string Commands(const Tool& tool, const std::string& prefix) {
-    std::vector<Entry> entries;
-    for (const Command& command : tool.commands) {
-        if (command.name.rfind(prefix, 0) == 0) {
-            entries.emplace_back(Join({command.name, Join(command.operands, " ")}, " "), command.summary);
+/** All commands below, each with its operands. */
+void AddCommands(const CLI::App& group, const std::string& prefix, Entries& entries) {
+    for (const CLI::App* command : Subcommands(group)) {
+        const std::string name = prefix + command->get_name();
+        if (Subcommands(*command).empty()) {
+            std::vector<std::string> words = Operands(*command);
+            words.insert(words.begin(), name);
+            entries.emplace_back(Join(words, " "), command->get_description());
+        } else {
+            AddCommands(*command, name + " ", entries);
         }
     }
-    return TwoColumns(entries);
+}
+
+Entries OptionEntries(const CLI::App& command) {
+    Entries entries;
+    for (const CLI::Option* option : Options(command)) {
+        const std::string value = option->get_option_text();
+        entries.emplace_back(Join(Names(*option), ", ") + (value.empty() ? "" : " " + value),
+                             option->get_description());
+    }
+    return entries;
 }
 
 }  // namespace
 
-std::string ToolHelp(const Tool& tool, const Style& style) {
-    return tool.summary + "\n" + Section("Usage", "  " + tool.name + " [options] COMMAND ...\n", style) +
-           Section("Commands", Commands(tool, ""), style) + Section("Options", Options(tool.options), style) +
-           Section("Examples", Examples(tool.examples), style) + Paragraph(tool.details);
-}
-
-std::string GroupHelp(const Tool& tool, const std::string& word, const Style& style) {
-    return Section("Usage", "  " + tool.name + " " + word + " COMMAND ...\n", style).substr(1) +
-           Section("Commands", Commands(tool, word + " "), style) +
-           Section("Options", Options(tool.options), style);
-}
-
-std::string CommandHelp(const Tool& tool, const Command& command, const Style& style) {
-    std::vector<Option> options = command.options;
-    options.insert(options.end(), tool.options.begin(), tool.options.end());
-    return command.summary + "\n" + Paragraph(command.details) +
-           Section("Usage", "  " + Usage(tool, command) + "\n", style) +
-           Section("Options", Options(std::move(options)), style) +
-           Section("Examples", Examples(command.examples), style);
-}
-
-std::string Usage(const Tool& tool, const Command& command) {
-    const std::string operands = Join(command.operands, " ");
-    return tool.name + " " + command.name + " [options]" + (operands.empty() ? "" : " " + operands);
+std::string HelpText(const CLI::App& command, const Style& style) {
+    std::vector<std::string> usage = Operands(command);
+    usage.insert(usage.begin(), {FullName(command), "[options]"});
+    Entries commands;
+    const bool isGroup = !Subcommands(command).empty();
+    if (isGroup) {
+        usage.emplace_back("COMMAND ...");
+        AddCommands(command, command.get_parent() == nullptr ? "" : command.get_name() + " ", commands);
+    }
+    const std::string summary = command.get_description();
+    return (summary.empty() ? "" : Wrap(summary + ".", 0) + "\n") + style(Colour::BOLD, "Usage:") + "\n  " +
+           Join(usage, " ") + "\n" + Section("Commands", commands, style) +
+           Section("Options", OptionEntries(command), style) + Details(command.get_footer());
 }
 
 }  // namespace Cli

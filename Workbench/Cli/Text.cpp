@@ -62,6 +62,15 @@ std::string Escape(const std::string& text) {
     return shown;
 }
 
+std::string EscapeLines(const std::string& text) {
+    std::istringstream lines(text);
+    std::string shown;
+    for (std::string line; std::getline(lines, line);) {
+        shown += (shown.empty() ? "" : "\n") + Escape(line);
+    }
+    return shown;
+}
+
 std::size_t DisplayWidth(const std::string& text) {
     std::size_t width = 0;
     for (const char* at = text.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {

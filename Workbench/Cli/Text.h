@@ -15,6 +15,9 @@ namespace Cli {
  */
 std::string Escape(const std::string& text);
 
+/** The same for a text of our own that has lines. */
+std::string EscapeLines(const std::string& text);
+
 /** Columns that an escaped text takes on a terminal: 2 for a wide character, none for a combining one. */
 std::size_t DisplayWidth(const std::string& text);
 

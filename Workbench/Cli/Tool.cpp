@@ -1,184 +1,211 @@
 #include "Cli/Tool.h"
 
+#include <glib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <iostream>
 #include <utility>
 
-#include "Cli/Completion.h"
+#include "Cli/CommandTree.h"
 #include "Cli/Help.h"
-#include "Cli/OptionParser.h"
 #include "Cli/Text.h"
+#include "Cli/Values.h"
 
 namespace Cli {
 
 namespace {
 
-const Option HELP{"help", "", "show this help"};
-const Option VERSION{"version", "", "show the version"};
-
-std::vector<Option> operator+(std::vector<Option> left, const std::vector<Option>& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-Style OutputStyle() {
-    return Style(STDOUT_FILENO);
-}
-
-/** The command whose name the words begin with. The number of words in its name is in nameLength. */
-const Command* FindCommand(const Tool& tool, const std::vector<std::string>& words, std::size_t& nameLength) {
-    std::string name;
-    for (nameLength = 1; nameLength <= words.size(); ++nameLength) {
-        name += (name.empty() ? "" : " ") + words[nameLength - 1];
-        for (const Command& command : tool.commands) {
-            if (command.name == name) {
-                return &command;
-            }
+/** What CLI11 wants: the last word first. @throws UsageError for "--option=", which it would give the next
+ * word */
+std::vector<std::string> Reversed(std::vector<std::string> words) {
+    for (const std::string& word : words) {
+        if (word == "--") {
+            break;
+        }
+        if (word.rfind("--", 0) == 0 && word.find('=') == word.size() - 1) {
+            throw UsageError(word.substr(0, word.size() - 1) + ": it is empty");
         }
     }
-    return nullptr;
+    std::reverse(words.begin(), words.end());
+    return words;
 }
 
-bool IsGroup(const Tool& tool, const std::string& word) {
-    for (const Command& command : tool.commands) {
-        if (command.name.rfind(word + " ", 0) == 0) {
-            return true;
+/** The first word that CLI11 could make nothing of; empty when there is none. */
+std::string FirstLeftOver(const CLI::App& app) {
+    for (const std::string& word : app.remaining(/*recurse=*/true)) {
+        if (word != "--") {
+            return word;
         }
     }
-    return false;
+    return {};
 }
 
-/** Checks the number of operands against the command's pattern. @throws UsageError */
-void CheckOperands(const Command& command, const std::vector<std::string>& operands) {
-    std::size_t least = 0;
-    bool open = false;
-    for (const std::string& operand : command.operands) {
-        least += operand.front() == '[' ? 0U : 1U;
-        open = open || operand.find("...") != std::string::npos;
-    }
-    if (operands.size() < least) {
-        throw UsageError(command.operands[operands.size()] + " is missing");
-    }
-    if (!open && operands.size() > command.operands.size()) {
-        throw UsageError("one operand too many: " + operands[command.operands.size()]);
-    }
-}
-
-Command HelpCommand(const Tool& tool) {
-    Command command;
-    command.name = "help";
-    command.operands = {"[COMMAND...]"};
-    command.summary = "Show what the tool or a command does";
-    command.run = [&tool](const Arguments& arguments) {
-        const std::vector<std::string>& words = arguments.Operands();
-        std::size_t length = 0;
-        if (words.empty()) {
-            Print(ToolHelp(tool, OutputStyle()));
-        } else if (const Command* found = FindCommand(tool, words, length)) {
-            Print(CommandHelp(tool, *found, OutputStyle()));
-        } else if (IsGroup(tool, words.front())) {
-            Print(GroupHelp(tool, words.front(), OutputStyle()));
-        } else {
-            throw UsageError("there is no command " + Join(words, " "));
+std::string UnknownWord(const CLI::App& command, const std::string& word) {
+    std::vector<std::string> known;
+    if (word.rfind('-', 0) == 0) {
+        for (const CLI::Option* option : Options(command)) {
+            const std::vector<std::string> names = Names(*option);
+            known.insert(known.end(), names.begin(), names.end());
         }
-        return EXIT_FINE;
-    };
-    return command;
+        const std::string name = word.substr(0, word.find('='));
+        return "there is no option " + name + Nearest(name, known);
+    }
+    for (const CLI::App* subcommand : Subcommands(command)) {
+        known.push_back(subcommand->get_name());
+    }
+    return known.empty() ? "one word too many: " + word
+                         : "there is no command " + word + Nearest(word, known);
 }
 
-Command CompletionCommand(const Tool& tool) {
-    Command command;
-    command.name = "completion";
-    command.operands = {"bash|zsh"};
-    command.summary = "Write the completion script for a shell";
-    command.examples = {"source <(" + tool.name + " completion bash)",
-                        tool.name + " completion zsh > ~/.zfunc/_" + tool.name};
-    command.choices = {"bash", "zsh"};
-    command.run = [&tool](const Arguments& arguments) {
-        Print(CompletionScript(tool, arguments.Operand(0)));
-        return EXIT_FINE;
-    };
-    return command;
-}
-
-int RunCommand(const Tool& tool, const Command& command, const std::vector<std::string>& words,
-               Arguments& arguments) {
-    arguments.SetOperands(ParseOptions(command.options + tool.options + std::vector<Option>{HELP}, words,
-                                       /*onlyLeading=*/false, arguments));
-    if (arguments.Has(HELP.name)) {
-        Print(CommandHelp(tool, command, OutputStyle()));
-        return EXIT_FINE;
+std::string Complaint(const CLI::App& app, const CLI::ParseError& error) {
+    const CLI::App& command = Selected(app);
+    const std::string leftOver = FirstLeftOver(app);
+    const std::string reason = error.what();
+    if (!leftOver.empty()) {
+        return UnknownWord(command, leftOver);
     }
-    CheckOperands(command, arguments.Operands());
-    return command.run(arguments);
-}
-
-/** @param tried is what the user tried to call, as far as that is known */
-int Dispatch(const Tool& tool, const std::vector<std::string>& words, std::string& tried) {
-    Arguments arguments;
-    const std::vector<std::string> left = ParseOptions(tool.options + std::vector<Option>{HELP, VERSION},
-                                                       words, /*onlyLeading=*/true, arguments);
-    if (arguments.Has(VERSION.name)) {
-        Print(tool.name + " " + tool.version + "\n");
-        return EXIT_FINE;
+    if (error.get_name() == "ArgumentMismatch") {
+        return reason.substr(0, reason.find(':')) + ": a value is missing";
     }
-    if (arguments.Has(HELP.name)) {
-        Print(ToolHelp(tool, OutputStyle()));
-        return EXIT_FINE;
-    }
-    if (left.empty()) {
-        throw UsageError("a command is missing");
-    }
-    std::size_t nameLength = 0;
-    if (const Command* command = FindCommand(tool, left, nameLength)) {
-        tried += " " + command->name;
-        return RunCommand(tool, *command,
-                          {left.begin() + static_cast<std::ptrdiff_t>(nameLength), left.end()}, arguments);
-    }
-    if (!IsGroup(tool, left.front())) {
-        throw UsageError("there is no command " + left.front());
-    }
-    tried += " " + left.front();
-    if (left.size() == 2 && left.back() == "--" + HELP.name) {
-        Print(GroupHelp(tool, left.front(), OutputStyle()));
-        return EXIT_FINE;
-    }
-    throw UsageError(left.size() == 1 ? "a command is missing"
-                                      : "there is no command " + left[0] + " " + left[1]);
-}
-
-void Report(const Tool& tool, const std::string& message) {
-    const Style style(STDERR_FILENO);
-    // Our own messages have lines; what they quote is escaped where it is put in.
-    std::cerr << style(Colour::RED, tool.name + ":") << " " << message << "\n";
+    const bool wantsCommand = error.get_name() == "RequiredError" && !Subcommands(command).empty();
+    return wantsCommand ? "a command is missing" : reason;
 }
 
 }  // namespace
 
-int Run(Tool tool, int argc, char** argv) {
-    tool.commands.push_back(HelpCommand(tool));
-    tool.commands.push_back(CompletionCommand(tool));
-    std::string tried = tool.name;
-    int status = EXIT_FAILED;
+Tool::Tool(const std::string& name, const std::string& summary, const std::string& overview)
+    : m_app(summary, name) {
+    m_app.require_subcommand(1);
+    m_app.fallthrough();
+    m_app.footer(overview);
+    m_app.set_help_flag("-h,--help", "show this help");
+    m_app.set_version_flag("--version", name + " " + INFOSYNC_VERSION, "show the version");
+    m_app.option_defaults()->take_last();
+    m_app.formatter_fn([](const CLI::App* command, const std::string&, CLI::AppFormatMode) {
+        return HelpText(*command, Style(STDOUT_FILENO));
+    });
+}
+
+CLI::App& Tool::Command(const std::string& name, const std::string& summary, const std::string& details) {
+    CLI::App* parent = &m_app;
+    const auto blank = name.find(' ');
+    if (blank != std::string::npos) {
+        const std::string group = name.substr(0, blank);
+        const auto groups =
+            m_app.get_subcommands([&group](const CLI::App* app) { return app->get_name() == group; });
+        parent = groups.empty() ? m_app.add_subcommand(group)->require_subcommand(1) : groups.front();
+    }
+    CLI::App* command = parent->add_subcommand(name.substr(blank + 1), summary);
+    command->footer(details);
+    return *command;
+}
+
+void Tool::AddFolder(const char* variable, const char* defaultName, const std::string& help) {
+    const auto choose = [variable](const std::string& folder) { g_setenv(variable, folder.c_str(), TRUE); };
+    m_app.add_option_function<std::string>("--dir", choose, help)->option_text("DIR")->check(NotEmpty());
+    m_beforeCommand = [variable, defaultName, choose] { choose(StateFolder(variable, defaultName)); };
+}
+
+CLI::Option* Tool::Offer(CLI::Option* option, std::function<Candidates()> values) {
+    m_values[option] = std::move(values);
+    return option;
+}
+
+int Tool::Run(int argc, char** argv) {
+    AddHelp();
+    AddCompletion();
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    int status = EXIT_FINE;
     try {
-        status = Dispatch(tool, {argv + 1, argv + argc}, tried);
+        if (!words.empty() && words.front() == COMPLETE) {
+            std::cout << Complete(m_app, m_values, {words.begin() + 1, words.end()});
+        } else {
+            m_app.parse_complete_callback(m_beforeCommand);
+            m_app.parse(Reversed(words));
+        }
+    } catch (const CLI::CallForHelp&) {
+        std::cout << m_app.help();
+    } catch (const CLI::CallForVersion& version) {
+        std::cout << version.what() << "\n";
+    } catch (const CLI::RuntimeError& toldAlready) {
+        status = toldAlready.get_exit_code();
+    } catch (const CLI::ParseError& error) {
+        return Refuse(Complaint(m_app, error));
     } catch (const UsageError& error) {
-        Report(tool, Escape(error.what()) + "\nTry: " + Escape(tried) + " --help");
-        return EXIT_USAGE;
+        return Refuse(error.what());
     } catch (const std::exception& error) {
-        Report(tool, error.what());
-        return EXIT_FAILED;
+        return Report(error.what(), EXIT_FAILED);
     }
-    if (!std::cout.flush()) {
-        Report(tool, "the output could not be written");
-        return EXIT_FAILED;
+    return std::cout.flush() ? status : Report("the output could not be written", EXIT_FAILED);
+}
+
+void Tool::AddHelp() {
+    const auto words = std::make_shared<std::vector<std::string>>();
+    // The command that the words name so far, and the first word that names none.
+    const auto find = [this, words] {
+        const CLI::App* found = &m_app;
+        auto word = words->cbegin();
+        for (; word != words->cend(); ++word) {
+            const auto below = Subcommands(*found);
+            const auto next = std::find_if(below.begin(), below.end(),
+                                           [&word](const CLI::App* app) { return app->check_name(*word); });
+            if (next == below.end()) {
+                break;
+            }
+            found = *next;
+        }
+        return std::make_pair(found, word == words->cend() ? std::string() : *word);
+    };
+    CLI::App& command = Command("help", "Show what the tool or a command does");
+    Offer(command.add_option("COMMAND", *words), [find] { return CommandNames(*find().first); });
+    command.callback([find] {
+        const auto [found, unknown] = find();
+        if (!unknown.empty()) {
+            throw UsageError(UnknownWord(*found, unknown));
+        }
+        std::cout << HelpText(*found, Style(STDOUT_FILENO));
+    });
+}
+
+void Tool::AddCompletion() {
+    const std::string name = m_app.get_name();
+    const auto shell = std::make_shared<std::string>();
+    CLI::App& command = Command("completion", "Write the completion script for a shell",
+                                "Examples:\n  source <(" + name + " completion bash)\n  " + name +
+                                    " completion zsh > ~/.zfunc/_" + name + "   # a folder of fpath");
+    OneOf(command.add_option("SHELL", *shell), {"bash", "zsh"})->required();
+    command.callback([name, shell] { std::cout << CompletionScript(name, *shell); });
+}
+
+CLI::Option* Tool::OneOf(CLI::Option* option, const std::vector<std::string>& values) {
+    Candidates candidates;
+    for (const std::string& value : values) {
+        candidates.push_back({value, ""});
     }
+    return Offer(option->check(Cli::OneOf(values)), [candidates] { return candidates; });
+}
+
+int Tool::Report(const std::string& message, ExitStatus status) const {
+    const Style style(STDERR_FILENO);
+    std::cerr << style(Colour::RED, m_app.get_name() + ":") << " " << EscapeLines(message) << "\n";
     return status;
 }
 
-void Print(const std::string& text) {
-    std::cout << text;
+int Tool::Refuse(const std::string& problem) const {
+    return Report(problem + "\nTry: " + FullName(Selected(m_app)) + " --help", EXIT_USAGE);
+}
+
+std::string StateFolder(const char* variable, const char* name) {
+    const char* chosen = g_getenv(variable);
+    if (chosen != nullptr && *chosen != '\0') {
+        return chosen;
+    }
+    const std::string state = g_get_user_state_dir();
+    if (g_path_is_absolute(state.c_str()) == FALSE) {
+        throw UsageError("XDG_STATE_HOME must be an absolute path, not \"" + state + "\"");
+    }
+    return state + "/" + name;
 }
 
 }  // namespace Cli

@@ -1,96 +1,73 @@
-/** A command-line tool as a table: its commands with their options, operands and help. */
+/** A command-line tool: CLI11 takes the words apart, and what both tools do alike is done here. */
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#include <CLI/CLI.hpp>
 #include <functional>
-#include <map>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "Cli/Completion.h"
 
 namespace Cli {
 
 /** Exit statuses; scripts rely on them. */
 enum ExitStatus { EXIT_FINE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
 
-/** The command was called wrongly. Any other exception of a command says that its operation failed. */
+/**
+ * The command was called wrongly. Any other exception of a command says that its operation failed;
+ * CLI::RuntimeError says the same where the command has told the user already.
+ */
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-struct Option {
-    /** The long name, without its dashes. */
-    std::string name;
-    /** What stands for the value in the help, such as "SECONDS"; empty for a switch. */
-    std::string valueName;
-    std::string help;
-};
-
-/** What a command was called with. */
-class Arguments {
+/** Has --help, --version, help and completion; the rest is added to it. */
+class Tool {
 public:
-    void Add(const std::string& option, const std::string& value);
-    void SetOperands(std::vector<std::string> operands);
+    /** overview: below the list of commands, as the details of a command. */
+    Tool(const std::string& name, const std::string& summary, const std::string& overview);
 
-    bool Has(const std::string& option) const;
-    /** The option's last value, or the fallback when it was not given. */
-    std::string Value(const std::string& option, const std::string& fallback = "") const;
-    /** All values of an option that may be repeated, in their order. */
-    std::vector<std::string> Values(const std::string& option) const;
-    /** @throws UsageError when the value is no whole number from least to most */
-    std::int64_t Number(const std::string& option, std::int64_t fallback, std::int64_t least,
-                        std::int64_t most) const;
+    /**
+     * Adds a command; two words such as "device add" make it one of a group. Its options are to be bound to
+     * what its callback holds.
+     * @param summary one line without a full stop
+     * @param details prose, which is wrapped, and examples, which are indented; may be empty
+     */
+    CLI::App& Command(const std::string& name, const std::string& summary, const std::string& details = "");
 
-    const std::vector<std::string>& Operands() const {
-        return m_operands;
-    }
-    /** The operand, or the empty text when it was left out. */
-    std::string Operand(std::size_t index) const;
+    /**
+     * Adds --dir, which is taken before the command and after it. The folder, or the default below the user's
+     * state folder, is in the environment variable when a command runs.
+     */
+    void AddFolder(const char* variable, const char* defaultName, const std::string& help);
+
+    /** For completion: what the option's value may be. @return the option */
+    CLI::Option* Offer(CLI::Option* option, std::function<Candidates()> values);
+    /** Takes these values only, and offers them. @return the option */
+    CLI::Option* OneOf(CLI::Option* option, const std::vector<std::string>& values);
+
+    /** Runs the command that the arguments name and reports a failure on standard error. @return the exit
+     * status */
+    int Run(int argc, char** argv);
 
 private:
-    std::map<std::string, std::vector<std::string>> m_options;
-    std::vector<std::string> m_operands;
-};
+    void AddHelp();
+    void AddCompletion();
+    int Report(const std::string& message, ExitStatus status) const;
+    /** @param problem is what is wrong with how the tool was called */
+    int Refuse(const std::string& problem) const;
 
-struct Command {
-    /** One word, or several such as "device add". */
-    std::string name;
-    /** "USER" is needed, "[USER]" may be left out, "VALUE..." and "[VALUE...]" take all that follow. */
-    std::vector<std::string> operands;
-    /** One line, without a full stop. */
-    std::string summary;
-    /** Prose below the summary; may be empty. */
-    std::string details;
-    std::vector<std::string> examples;
-    std::vector<Option> options;
-    /** What the first operand may be, for completion; empty where that is open. */
-    std::vector<std::string> choices;
-    /** @return the exit status */
-    std::function<int(const Arguments&)> run;
-};
-
-struct Tool {
-    std::string name;
-    std::string version;
-    std::string summary;
-    /** Shown below the list of commands: environment variables, exit statuses and the like. */
-    std::string details;
-    std::vector<std::string> examples;
-    /** Taken by each command, before its name or after it. */
-    std::vector<Option> options;
-    std::vector<Command> commands;
+    CLI::App m_app;
+    ValueSources m_values;
+    std::function<void()> m_beforeCommand = [] {};
 };
 
 /**
- * Runs the command that the arguments name, with what every tool has: --help, --version, help and completion.
- * Reports each failure on standard error.
- * @return the exit status
+ * The folder that the environment variable names, or the one of that name in the user's XDG state folder.
+ * @throws UsageError where the latter is no absolute path
  */
-int Run(Tool tool, int argc, char** argv);
-
-/** Writes to standard output; a failure to do so is reported by Run. */
-void Print(const std::string& text);
+std::string StateFolder(const char* variable, const char* name);
 
 }  // namespace Cli

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 
 #include "Cli/Duration.h"
@@ -16,41 +17,47 @@ const std::string BIDI_OVERRIDE = {'\xe2', '\x80', '\xae'};
 
 constexpr std::int64_t HIGHEST = std::numeric_limits<std::int64_t>::max();
 
-/** A tool whose commands note what they were called with, and end with status 1 for the operand "fail". */
+/** A tool whose commands note what they were called with, and fail for the user "fail". */
 struct CalledTool {
     std::string called;
+    std::string errors;
 
     int Run(std::vector<std::string> words) {
+        unsetenv("FOLDER");
         words.insert(words.begin(), "tool");
         std::vector<char*> argv;
         argv.reserve(words.size());
         for (std::string& word : words) {
             argv.push_back(word.data());
         }
-        Cli::Tool tool;
-        tool.name = "tool";
-        tool.options = {{"dir", "DIR", ""}};
+        Cli::Tool tool("tool", "A tool", "");
+        tool.AddFolder("FOLDER", "tool", "the folder");
+        struct Arguments {
+            std::string user;
+            std::string name;
+            int count = 7;
+            bool json = false;
+        } arguments;
         for (const char* name : {"list", "device add"}) {
-            Cli::Command command;
-            command.name = name;
-            command.operands = {"USER", "[NAME]"};
-            command.options = {{"count", "N", ""}, {"json", "", ""}};
-            command.run = [this, name](const Cli::Arguments& arguments) {
-                if (arguments.Operand(0) == "fail") {
+            CLI::App& command = tool.Command(name, "What it does");
+            tool.OneOf(command.add_option("USER", arguments.user), {"ann", "ben", "fail", "-1"})->required();
+            command.add_option("NAME", arguments.name);
+            command.add_option("--count", arguments.count)->check(CLI::Range(1, 9));
+            command.add_flag("--json", arguments.json);
+            command.callback([this, name, &arguments] {
+                if (arguments.user == "fail") {
                     throw std::runtime_error("failed");
                 }
-                called = std::string(name) + ":" + Cli::Join(arguments.Operands(), ",") + ":" +
-                         arguments.Value("dir") + ":" + std::to_string(arguments.Number("count", 7, 1, 9)) +
-                         (arguments.Has("json") ? ":json" : "");
-                return 0;
-            };
-            tool.commands.push_back(command);
+                const char* folder = std::getenv("FOLDER");
+                called = std::string(name) + ":" + arguments.user + "," + arguments.name + ":" + folder +
+                         ":" + std::to_string(arguments.count) + (arguments.json ? ":json" : "");
+            });
         }
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
-        const int status = Cli::Run(tool, static_cast<int>(argv.size()), argv.data());
-        testing::internal::GetCapturedStdout();
-        testing::internal::GetCapturedStderr();
+        const int status = tool.Run(static_cast<int>(argv.size()), argv.data());
+        called += testing::internal::GetCapturedStdout();
+        errors = testing::internal::GetCapturedStderr();
         return status;
     }
 };
@@ -113,39 +120,75 @@ TEST(Table, ColumnsAlignByWhatTheyTakeOnATerminal) {
               "plain\\n  3\n");
 }
 
-TEST(Tool, CallsAndExitStatuses) {
+TEST(Tool, EachWayToCallACommand) {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"--dir", "a", "list", "ann"}, "list:ann,:a:7"},
+        {{"--dir", "a", "device", "add", "ann", "x", "--json"}, "device add:ann,x:a:7:json"},
+        {{"list", "--dir=b", "--count", "9", "--", "-1"}, "list:-1,:b:9"},
+        {{"--dir", "a", "list", "--dir", "b", "ann", "list"}, "list:ann,list:b:7"},
+        {{"device", "add", "ann", "[a,b]", "--dir", "[c]"}, "device add:ann,[a,b]:[c]:7"},
+        {{"list", "ann", "", "--dir", "--json"}, "list:ann,:--json:7"},
+    };
+    for (const auto& [words, called] : cases) {
+        CalledTool tool;
+        EXPECT_EQ(tool.Run(words), 0) << Cli::Join(words, " ") << tool.errors;
+        EXPECT_EQ(tool.called, called) << Cli::Join(words, " ");
+    }
+}
+
+TEST(Tool, AWrongCallIsAnsweredWithWhatIsWrong) {
     struct Case {
         std::vector<std::string> words;
-        int status;
-        const char* called;
+        const char* problem;
+        const char* command;
     };
     const Case cases[] = {
-        {{"list", "ann"}, 0, "list:ann::7"},
-        {{"--dir", "a", "device", "add", "ann", "x", "--json"}, 0, "device add:ann,x:a:7:json"},
-        {{"list", "--dir=b", "--count", "9", "--", "-1"}, 0, "list:-1:b:9"},
-        {{"--dir", "a", "list", "--dir", "b", "ann"}, 0, "list:ann:b:7"},
-        {{"list", "fail"}, 1, ""},
-        {{"--help"}, 0, ""},
-        {{"list", "--help"}, 0, ""},
-        {{"device", "--help"}, 0, ""},
-        {{"help", "device", "add"}, 0, ""},
-        {{"completion", "zsh"}, 0, ""},
-        {{}, 2, ""},
-        {{"nothing"}, 2, ""},
-        {{"device"}, 2, ""},
-        {{"device", "rename"}, 2, ""},
-        {{"list"}, 2, ""},
-        {{"list", "a", "b", "c"}, 2, ""},
-        {{"list", "a", "--jsn"}, 2, ""},
-        {{"list", "a", "--count"}, 2, ""},
-        {{"list", "a", "--count", "10"}, 2, ""},
-        {{"list", "a", "--count", "x"}, 2, ""},
-        {{"completion", "fish"}, 2, ""},
-        {{"help", "nothing"}, 2, ""},
+        {{}, "a command is missing", ""},
+        {{"lsit", "ann"}, "there is no command lsit; nearest: list", ""},
+        {{"device"}, "a command is missing", " device"},
+        {{"device", "ad"}, "there is no command ad; nearest: add", " device"},
+        {{"list"}, "USER is required", " list"},
+        {{"list", "an"}, "USER: \"an\" is none of ann, ben, fail, -1; nearest: ann", " list"},
+        {{"list", "ann", "b", "c"}, "one word too many: c", " list"},
+        {{"list", "--jsn"}, "there is no option --jsn; nearest: --json", " list"},
+        {{"list", "ann", "--count"}, "--count: a value is missing", " list"},
+        {{"list", "ann", "--count", "10"}, "--count: Value 10 not in range", " list"},
+        {{"list", "ann", "--count", "x"}, "--count: Value x not in range", " list"},
+        {{"--dir", "", "list", "ann"}, "--dir: it is empty", " list"},
+        {{"--dir=", "list", "ann"}, "--dir: it is empty", ""},
+        {{"completion", "fish"}, "SHELL: \"fish\" is none of bash, zsh", " completion"},
+        {{"help", "device", "lsit"}, "there is no command lsit", " help"},
     };
-    for (const auto& [words, status, called] : cases) {
+    for (const auto& [words, problem, command] : cases) {
         CalledTool tool;
-        EXPECT_EQ(tool.Run(words), status) << Cli::Join(words, " ");
-        EXPECT_EQ(tool.called, called) << Cli::Join(words, " ");
+        EXPECT_EQ(tool.Run(words), 2) << Cli::Join(words, " ");
+        EXPECT_THAT(tool.errors, testing::StartsWith(std::string("tool: ") + problem));
+        EXPECT_THAT(tool.errors, testing::EndsWith(std::string("\nTry: tool") + command + " --help\n"));
+        EXPECT_EQ(tool.called, "");
+    }
+    CalledTool tool;
+    EXPECT_EQ(tool.Run({"list", "fail"}), 1);
+    EXPECT_EQ(tool.errors, "tool: failed\n");
+}
+
+TEST(Tool, CompletionOffersWhatMayComeNext) {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
+        {{"l"}, "list\tWhat it does\n"},
+        {{"--dir", "x", "device", ""}, "add\tWhat it does\n"},
+        {{"list", "a"}, "ann\n"},
+        {{"list", "ann", "a"}, ""},
+        {{"list", "--c"}, "--count\n"},
+        {{"device", "add", "--di"}, "--dir\tthe folder\n"},
+        {{"--dir", "l"}, ""},
+        {{"list", "--dir", "a"}, ""},
+        {{"completion", ""}, "bash\nzsh\n"},
+        {{"help", "device", ""}, "add\tWhat it does\n"},
+    };
+    for (const auto& [words, lines] : cases) {
+        CalledTool tool;
+        std::vector<std::string> called = words;
+        called.insert(called.begin(), "__complete");
+        EXPECT_EQ(tool.Run(called), 0);
+        EXPECT_EQ(tool.called, lines) << Cli::Join(words, " ");
     }
 }

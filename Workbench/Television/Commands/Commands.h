@@ -1,24 +1,22 @@
 /** The commands of infosync-tv. */
 #pragma once
 
-#include <vector>
-
 #include "Cli/Tool.h"
 
 namespace Commands {
 
 /** init, connect, set */
-std::vector<Cli::Command> SetUpCommands();
+void AddSetUp(Cli::Tool& tool);
 
 /** sign-in, sign-out, bond, unbond, factory-reset */
-std::vector<Cli::Command> StateCommands();
+void AddState(Cli::Tool& tool);
 
-Cli::Command RunCommand();
+void AddRun(Cli::Tool& tool);
 
 /** devices, records, status */
-std::vector<Cli::Command> ShowCommands();
+void AddShow(Cli::Tool& tool);
 
 /** export, import */
-std::vector<Cli::Command> BundleCommands();
+void AddBundle(Cli::Tool& tool);
 
 }  // namespace Commands

@@ -10,7 +10,6 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
-#include <sstream>
 
 #include "Cli/Style.h"
 #include "Cli/Text.h"
@@ -27,20 +26,27 @@ namespace Commands {
 
 namespace {
 
-using Cli::Arguments;
 using Cli::Colour;
 using Cli::Style;
 using Television::DeviceChange;
 
-constexpr unsigned DEFAULT_TIMEOUT_SECONDS = 120;
 constexpr unsigned LONGEST_TIMEOUT_SECONDS = 86400;
 constexpr char SERVICE_NAME[] = "bt-infosync";
 // How a run ended is told by lines of this priority and above.
 constexpr char LEVEL_NEEDED = 'W';
 
-std::string ServicePath(const Arguments& arguments) {
-    if (arguments.Has("service")) {
-        return arguments.Value("service");
+struct RunArguments {
+    /** Empty for that of tv.ini. */
+    std::string level;
+    unsigned timeoutSeconds = 120;
+    /** Empty for the usual one. */
+    std::string service;
+    bool showSecrets = false;
+};
+
+std::string ServicePath(const RunArguments& arguments) {
+    if (!arguments.service.empty()) {
+        return arguments.service;
     }
     const char* chosen = std::getenv("INFOSYNC_SERVICE");
     if (chosen != nullptr && *chosen != '\0') {
@@ -53,15 +59,6 @@ std::string ServicePath(const Arguments& arguments) {
 int Severity(char level) {
     const char* found = level == '\0' ? nullptr : std::strchr(Television::LOG_LEVELS, level);
     return found == nullptr ? -1 : static_cast<int>(found - Television::LOG_LEVELS);
-}
-
-char Level(const Arguments& arguments) {
-    const std::string level =
-        arguments.Value("level", TvFolder::ReadIni()->Text(TvKeys::LOG_LEVEL).value_or("I"));
-    if (level.size() != 1 || Severity(level[0]) < 0) {
-        throw Cli::UsageError("--level: \"" + level + "\" is none of V, D, I, W, E, F");
-    }
-    return level[0];
 }
 
 Colour LineColour(char priority) {
@@ -131,55 +128,67 @@ std::string ChangesText(const Television::DeviceList& before, const Television::
     return text;
 }
 
-int Run(const Arguments& arguments) {
+void Run(const RunArguments& arguments) {
     Television::Require();
-    const char level = Level(arguments);
+    const auto television = TvFolder::ReadIni();
+    const std::string level =
+        arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level;
     Television::RunOptions options;
     options.service = ServicePath(arguments);
-    options.level = Severity(level) > Severity(LEVEL_NEEDED) ? LEVEL_NEEDED : level;
-    options.timeoutSeconds = static_cast<unsigned>(
-        arguments.Number("timeout", DEFAULT_TIMEOUT_SECONDS, 1, LONGEST_TIMEOUT_SECONDS));
-    if (const auto file = TvFolder::ReadIni()->Text(TvKeys::LOG_FILE)) {
+    options.level = Severity(level[0]) > Severity(LEVEL_NEEDED) ? LEVEL_NEEDED : level[0];
+    options.timeoutSeconds = arguments.timeoutSeconds;
+    if (const auto file = television->Text(TvKeys::LOG_FILE)) {
         options.logFile = TvFolder::Resolve(*file);
     }
     const Television::DeviceList before = Television::ReadDeviceList();
     const auto started = std::chrono::steady_clock::now();
     const Television::RunOutcome outcome =
-        Television::RunService(options, PassOn(level, arguments.Has("show-secrets")));
+        Television::RunService(options, PassOn(level[0], arguments.showSecrets));
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
 
     const Style style(STDOUT_FILENO);
     const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
-    Cli::Print(ChangesText(before, Television::ReadDeviceList(), style));
-    std::ostringstream seconds;
-    seconds << std::fixed << std::setprecision(2) << duration.count();
-    Cli::Print(
-        "run: " +
-        style(isSuccess ? Colour::GREEN : Colour::RED, Cli::Escape(Television::OutcomeWords(outcome))) +
-        " (" + seconds.str() + " s)\n");
+    std::cout << ChangesText(before, Television::ReadDeviceList(), style) << "run: "
+              << style(isSuccess ? Colour::GREEN : Colour::RED,
+                       Cli::Escape(Television::OutcomeWords(outcome)))
+              << " (" << std::fixed << std::setprecision(2) << duration.count() << " s)\n";
     Television::WriteLastRun(outcome, std::time(nullptr), duration.count());
-    return isSuccess ? Cli::EXIT_FINE : Cli::EXIT_FAILED;
+    if (!isSuccess) {
+        throw CLI::RuntimeError(Cli::EXIT_FAILED);
+    }
 }
 
 }  // namespace
 
-Cli::Command RunCommand() {
-    return {"run",
-            {},
-            "Run the service once on this television",
-            "The service's log goes to standard error; what changed in the device list and how the run ended "
-            "goes to\n"
-            "standard output and is kept for `infosync-tv status`. The exit status is 0 only for a run that "
-            "came to "
-            "its\ngood end. Secrets in the log are cut to their first characters.",
-            {"infosync-tv run", "infosync-tv run --level E",
-             "infosync-tv run --level D --show-secrets 2>run.log"},
-            {{"level", "LEVEL", "show this priority and above: V, D, I, W, E or F (default: [log] level)"},
-             {"timeout", "SECONDS", "end a run that does not end by itself (default 120)"},
-             {"service", "FILE", "the service's executable (default: bt-infosync beside this tool)"},
-             {"show-secrets", "", "leave tokens, codes and verifiers in the log as they are"}},
-            {},
-            &Run};
+void AddRun(Cli::Tool& tool) {
+    const auto arguments = std::make_shared<RunArguments>();
+    CLI::App& command = tool.Command(
+        "run", "Run the service once on this television",
+        R"(The service's log goes to standard error; what changed in the device list and how the run
+ended goes to standard output and is kept for `infosync-tv status`. The exit status is 0
+only for a run that came to its good end. Secrets in the log are cut to their first
+characters.
+
+Examples:
+  infosync-tv run
+  infosync-tv run --level E
+  infosync-tv run --level D --show-secrets 2>run.log)");
+    tool.OneOf(command.add_option("--level", arguments->level,
+                                  "show this priority and above: V, D, I, W, E or F (default: [log] level)"),
+               {"V", "D", "I", "W", "E", "F"})
+        ->option_text("LEVEL");
+    command
+        .add_option("--timeout", arguments->timeoutSeconds,
+                    "end a run that does not end by itself (default: 120)")
+        ->option_text("SECONDS")
+        ->check(CLI::Range(1U, LONGEST_TIMEOUT_SECONDS));
+    command
+        .add_option("--service", arguments->service,
+                    "the service's executable (default: bt-infosync beside this tool)")
+        ->option_text("FILE");
+    command.add_flag("--show-secrets", arguments->showSecrets,
+                     "leave tokens, codes and verifiers in the log as they are");
+    command.callback([arguments] { Run(*arguments); });
 }
 
 }  // namespace Commands

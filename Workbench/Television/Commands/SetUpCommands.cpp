@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
 
@@ -17,8 +18,6 @@ namespace Commands {
 
 namespace {
 
-using Cli::Arguments;
-using Cli::Print;
 using Television::CloudAddress;
 
 constexpr char TEMPLATE[] =
@@ -85,14 +84,14 @@ void MakeFolders() {
     }
 }
 
-int Init(const Arguments& arguments) {
-    const auto cloud = CloudOf(arguments.Value("cloud"));
+void Init(const std::string& cloudFolder, bool force) {
+    const auto cloud = CloudOf(cloudFolder);
     const std::string folder = Cli::Escape(TvFolder::Path());
-    if (!arguments.Has("force") && std::filesystem::exists(TvFolder::IniPath())) {
+    if (!force && std::filesystem::exists(TvFolder::IniPath())) {
         const Television::IniFile soundOrThrow;
         MakeFolders();
-        Print("the television in " + folder + " is there already and stays as it is\n");
-        return Cli::EXIT_FINE;
+        std::cout << "the television in " << folder << " is there already and stays as it is\n";
+        return;
     }
     MakeFolders();
     Television::IniFile ini{TEMPLATE};
@@ -101,24 +100,53 @@ int Init(const Arguments& arguments) {
         Connect(ini, *cloud);
     }
     ini.Save();
-    Print("made a television in " + folder + "\n" +
-          (cloud ? ConnectionText(*cloud) : "not connected to a local cloud: infosync-tv connect") +
-          "\nNext: infosync-tv sign-in USER, then infosync-tv run\n");
-    return Cli::EXIT_FINE;
+    std::cout << "made a television in " << folder << "\n"
+              << (cloud ? ConnectionText(*cloud) : "not connected to a local cloud: infosync-tv connect")
+              << "\nNext: infosync-tv sign-in USER, then infosync-tv run\n";
 }
 
-int ConnectCommand(const Arguments& arguments) {
+void AddInit(Cli::Tool& tool) {
+    const auto cloud = std::make_shared<std::string>();
+    const auto force = std::make_shared<bool>(false);
+    CLI::App& command =
+        tool.Command("init", "Make a television in the folder",
+                     R"(Writes tv.ini, with a Tizen ID of its own, and connects it to the local cloud. A
+television that is there stays as it is.
+
+Examples:
+  infosync-tv init
+  infosync-tv --dir /tmp/tv init --cloud /tmp/cloud)");
+    command
+        .add_option("--cloud", *cloud,
+                    "the local cloud's folder (default: $INFOSYNC_CLOUD_DIR or infosync-cloud's own)")
+        ->option_text("DIR");
+    command.add_flag("--force", *force, "write tv.ini anew; what the service stored stays");
+    command.callback([cloud, force] { Init(*cloud, *force); });
+}
+
+void ConnectTo(const std::string& folder) {
     Television::IniFile ini;
-    const std::string named = arguments.Operand(0);
     const CloudAddress cloud =
-        Television::FindCloud(named.empty() ? Television::DefaultCloudFolder() : named);
+        Television::FindCloud(folder.empty() ? Television::DefaultCloudFolder() : folder);
     if (cloud.port == 0) {
         throw std::runtime_error(ConnectionText(cloud));
     }
     Connect(ini, cloud);
     ini.Save();
-    Print(ConnectionText(cloud) + "\n");
-    return Cli::EXIT_FINE;
+    std::cout << ConnectionText(cloud) << "\n";
+}
+
+void AddConnect(Cli::Tool& tool) {
+    const auto folder = std::make_shared<std::string>();
+    CLI::App& command = tool.Command(
+        "connect", "Connect the television to a local cloud that runs",
+        R"(Sets [http] connect_to and ca_file; needed again when the cloud listens on another port.
+
+Examples:
+  infosync-tv connect
+  infosync-tv connect /tmp/cloud)");
+    command.add_option("CLOUD-DIR", *folder);
+    command.callback([folder] { ConnectTo(*folder); });
 }
 
 std::vector<std::string> KeyNames() {
@@ -129,67 +157,59 @@ std::vector<std::string> KeyNames() {
     return names;
 }
 
-int Set(const Arguments& arguments) {
-    const std::string name = arguments.Operand(0);
-    const bool unset = arguments.Has("unset");
-    if (unset == (arguments.Operands().size() > 1)) {
-        throw Cli::UsageError(unset ? "a VALUE and --unset exclude each other" : "VALUE is missing");
-    }
+/** @param value null to remove the key */
+void Set(const std::string& name, const std::string* value) {
     const TvKey* key = Television::FindKey(name);
-    if (key == nullptr) {
-        throw Cli::UsageError("\"" + name + "\" is no key of tv.ini; its keys are " +
-                              Cli::Join(KeyNames(), ", "));
-    }
     Television::IniFile ini;
-    if (unset) {
+    if (value == nullptr) {
         ini.Unset(*key);
     } else {
         try {
-            ini.Set(*key, arguments.Operand(1));
+            ini.Set(*key, *value);
         } catch (const std::invalid_argument& error) {
             throw Cli::UsageError(error.what());
         }
     }
     ini.Save();
-    return Cli::EXIT_FINE;
+}
+
+void AddSet(Cli::Tool& tool) {
+    struct Arguments {
+        std::string key;
+        std::string value;
+        bool unset = false;
+    };
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App& command = tool.Command(
+        "set", "Set a value of tv.ini",
+        R"(Takes effect at once, also while the service runs. The items of a list are separated by ;.
+
+Keys: )" + Cli::Join(KeyNames(), ", ") +
+            R"(
+
+Examples:
+  infosync-tv set log.level D
+  infosync-tv set bluetooth.known 'AA:BB:CC:00:11:22;AA:BB:CC:00:11:33'
+  infosync-tv set sso.result -- -1
+  infosync-tv set system.tizen_id --unset)");
+    tool.OneOf(command.add_option("GROUP.KEY", arguments->key), KeyNames())->required();
+    const CLI::Option* value = command.add_option("VALUE", arguments->value);
+    command.add_flag("--unset", arguments->unset, "remove the key instead");
+    command.callback([arguments, value] {
+        if (arguments->unset == (value->count() > 0)) {
+            throw Cli::UsageError(arguments->unset ? "a VALUE and --unset exclude each other"
+                                                   : "VALUE is missing");
+        }
+        Set(arguments->key, arguments->unset ? nullptr : &arguments->value);
+    });
 }
 
 }  // namespace
 
-std::vector<Cli::Command> SetUpCommands() {
-    return {
-        {"init",
-         {},
-         "Make a television in the folder",
-         "Writes tv.ini, with a Tizen ID of its own, and connects it to the local cloud. A television that "
-         "is there "
-         "stays\nas it is.",
-         {"infosync-tv init", "infosync-tv --dir /tmp/tv init --cloud /tmp/cloud"},
-         {{"cloud", "DIR", "the local cloud's folder (default: $INFOSYNC_CLOUD_DIR or infosync-cloud's own)"},
-          {"force", "", "write tv.ini anew; what the service stored stays"}},
-         {},
-         &Init},
-        {"connect",
-         {"[CLOUD-DIR]"},
-         "Connect the television to a local cloud that runs",
-         "Sets [http] connect_to and ca_file; needed again when the cloud listens on another port.",
-         {"infosync-tv connect", "infosync-tv connect /tmp/cloud"},
-         {},
-         {},
-         &ConnectCommand},
-        {"set",
-         {"GROUP.KEY", "[VALUE]"},
-         "Set a value of tv.ini",
-         "Takes effect at once, also while the service runs. The items of a list are separated by "
-         ";.\nKeys: " +
-             Cli::Join(KeyNames(), ", "),
-         {"infosync-tv set log.level D",
-          "infosync-tv set bluetooth.known 'AA:BB:CC:00:11:22;AA:BB:CC:00:11:33'",
-          "infosync-tv set sso.result -- -1", "infosync-tv set system.tizen_id --unset"},
-         {{"unset", "", "remove the key instead"}},
-         KeyNames(),
-         &Set},
-    };
+void AddSetUp(Cli::Tool& tool) {
+    AddInit(tool);
+    AddConnect(tool);
+    AddSet(tool);
 }
 
 }  // namespace Commands

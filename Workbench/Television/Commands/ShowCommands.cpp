@@ -1,6 +1,8 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <iostream>
+#include <memory>
 #include <stdexcept>
 
 #include "Cli/Json.h"
@@ -18,92 +20,105 @@ namespace Commands {
 
 namespace {
 
-using Cli::Arguments;
-using Cli::Print;
+constexpr char JSON_HELP[] = "write JSON for scripts";
 
-const Cli::Option JSON{"json", "", "write JSON for scripts"};
-
-int Devices(const Arguments& arguments) {
+void Devices(bool json) {
     Television::Require();
     const Television::DeviceList list = Television::ReadDeviceList();
     if (!list.problem.empty()) {
         throw std::runtime_error("the device list is damaged: " + Cli::Escape(list.problem) +
                                  "\nA factory reset clears it: infosync-tv factory-reset");
     }
-    if (arguments.Has(JSON.name)) {
-        Print(Cli::JsonText(Television::ToJson(list)));
-        return Cli::EXIT_FINE;
+    if (json) {
+        std::cout << Cli::JsonText(Television::ToJson(list));
+        return;
     }
     if (list.devices.empty()) {
-        Print("no devices\n");
-        return Cli::EXIT_FINE;
+        std::cout << "no devices\n";
+        return;
     }
     Cli::Table table({"NAME", "ADDRESS", "USERS", "DELETED", "ID"});
     for (const auto& [id, device] : list.devices) {
         table.Add({device.name, device.address, Cli::Join(device.users, ", "),
                    device.deletedOnTv ? "yes" : "no", id});
     }
-    Print(table.Text(Cli::Style(STDOUT_FILENO)));
-    return Cli::EXIT_FINE;
+    std::cout << table.Text(Cli::Style(STDOUT_FILENO));
 }
 
-int Records(const Arguments& arguments) {
+void AddDevices(Cli::Tool& tool) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App& command =
+        tool.Command("devices", "List the device list, as the set's components read it",
+                     R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
+
+Examples:
+  infosync-tv devices
+  infosync-tv devices --json)");
+    command.add_flag("--json", *json, JSON_HELP);
+    command.callback([json] { Devices(*json); });
+}
+
+void Records(const std::string& onlyUser, bool json) {
     Television::Require();
-    const std::vector<Television::UserRecords> all = Television::ReadRecords(arguments.Operand(0));
-    if (arguments.Has(JSON.name)) {
-        Print(Cli::JsonText(Television::ToJson(all)));
-        return Cli::EXIT_FINE;
+    const std::vector<Television::UserRecords> all = Television::ReadRecords(onlyUser);
+    if (json) {
+        std::cout << Cli::JsonText(Television::ToJson(all));
+        return;
     }
     if (all.empty()) {
-        Print("no records\n");
+        std::cout << "no records\n";
     }
     const Cli::Style style(STDOUT_FILENO);
     for (const Television::UserRecords& user : all) {
-        Print((&user == &all.front() ? "" : "\n") + Television::RecordsText(user, style));
+        std::cout << (&user == &all.front() ? "" : "\n") << Television::RecordsText(user, style);
     }
-    return Cli::EXIT_FINE;
 }
 
-int Status(const Arguments& arguments) {
+void AddRecords(Cli::Tool& tool) {
+    const auto user = std::make_shared<std::string>();
+    const auto json = std::make_shared<bool>(false);
+    CLI::App& command = tool.Command(
+        "records", "List the records that were downloaded, for each user",
+        R"(The mark is what the next run asks from. A record without an address says that the device
+was deleted. Of the services, those of the Bluetooth SIG are shown by their short number;
+110b is an audio sink.
+
+Examples:
+  infosync-tv records
+  infosync-tv records ann@example.com --json)");
+    command.add_option("USER", *user);
+    command.add_flag("--json", *json, JSON_HELP);
+    command.callback([user, json] { Records(*user, *json); });
+}
+
+void Status(bool json, bool showSecrets) {
     Television::Require();
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
-    const Json::Value status = Television::Status(now, arguments.Has("show-secrets"));
-    Print(arguments.Has(JSON.name) ? Cli::JsonText(status)
-                                   : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
-    return Cli::EXIT_FINE;
+    const Json::Value status = Television::Status(now, showSecrets);
+    std::cout << (json ? Cli::JsonText(status)
+                       : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
+}
+
+void AddStatus(Cli::Tool& tool) {
+    const auto json = std::make_shared<bool>(false);
+    const auto showSecrets = std::make_shared<bool>(false);
+    CLI::App& command = tool.Command("status", "Show who is signed in, what is stored and how long it holds",
+                                     R"(A document that cannot be read is shown as damaged, with the reason.
+
+Examples:
+  infosync-tv status
+  infosync-tv status --json)");
+    command.add_flag("--json", *json, JSON_HELP);
+    command.add_flag("--show-secrets", *showSecrets, "show tokens whole");
+    command.callback([json, showSecrets] { Status(*json, *showSecrets); });
 }
 
 }  // namespace
 
-std::vector<Cli::Command> ShowCommands() {
-    return {
-        {"devices",
-         {},
-         "List the device list, as the set's components read it",
-         "With --json: an array of objects with id, name, address, users and deleted_on_tv.",
-         {"infosync-tv devices", "infosync-tv devices --json"},
-         {JSON},
-         {},
-         &Devices},
-        {"records",
-         {"[USER]"},
-         "List the records that were downloaded, for each user",
-         "The mark is what the next run asks from. A record without an address says that the device was "
-         "deleted. Of "
-         "the\nservices, those of the Bluetooth SIG are shown by their short number; 110b is an audio sink.",
-         {"infosync-tv records", "infosync-tv records ann@example.com --json"},
-         {JSON},
-         {},
-         &Records},
-        {"status",
-         {},
-         "Show who is signed in, what is stored and how long it holds",
-         "A document that cannot be read is shown as damaged, with the reason.",
-         {"infosync-tv status", "infosync-tv status --json"},
-         {JSON, {"show-secrets", "", "show tokens whole"}},
-         {},
-         &Status},
-    };
+void AddShow(Cli::Tool& tool) {
+    AddDevices(tool);
+    AddRecords(tool);
+    AddStatus(tool);
 }
 
 }  // namespace Commands

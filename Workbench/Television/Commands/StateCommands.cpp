@@ -1,10 +1,11 @@
-#include <glib.h>
 #include <strings.h>
 
 #include <algorithm>
-#include <stdexcept>
+#include <iostream>
+#include <memory>
 
 #include "Cli/Text.h"
+#include "Cli/Values.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"
@@ -14,43 +15,33 @@ namespace Commands {
 
 namespace {
 
-using Cli::Arguments;
-using Cli::Print;
-
-int SignIn(const Arguments& arguments) {
-    const std::string user = arguments.Operand(0);
-    if (user.empty()) {
-        throw Cli::UsageError("USER is empty");
-    }
+void SignIn(const std::string& user) {
     Television::IniFile ini;
     ini.Set(TvKeys::SSO_STATE, "1");
     ini.Set(TvKeys::LOGIN_ID, user);
     ini.Save();
-    Print("signed in as " + Cli::Escape(user) + "\n");
-    return Cli::EXIT_FINE;
+    std::cout << "signed in as " << Cli::Escape(user) << "\n";
 }
 
-int SignOut(const Arguments& /*arguments*/) {
+void AddSignIn(Cli::Tool& tool) {
+    const auto user = std::make_shared<std::string>();
+    CLI::App& command = tool.Command(
+        "sign-in", "Sign a user in on the television",
+        R"(USER is the login id. A user who was signed in before is signed out; what is stored for
+each stays.
+
+Example:
+  infosync-tv sign-in ann@example.com)");
+    command.add_option("USER", *user)->required()->check(Cli::NotEmpty())->check(Cli::Utf8());
+    command.callback([user] { SignIn(*user); });
+}
+
+void SignOut() {
     Television::IniFile ini;
     ini.Set(TvKeys::SSO_STATE, "0");
     ini.Unset(TvKeys::LOGIN_ID);
     ini.Save();
-    Print("signed out; what is stored for the user stays\n");
-    return Cli::EXIT_FINE;
-}
-
-/** @throws UsageError unless the operand is six pairs of hexadecimal digits */
-std::string AddressOperand(const Arguments& arguments) {
-    constexpr std::size_t LENGTH = 17;
-    std::string address = arguments.Operand(0);
-    bool fits = address.size() == LENGTH;
-    for (std::size_t i = 0; fits && i < LENGTH; ++i) {
-        fits = i % 3 == 2 ? address[i] == ':' : g_ascii_isxdigit(address[i]) != FALSE;
-    }
-    if (!fits) {
-        throw Cli::UsageError("\"" + address + "\" is no Bluetooth address, such as AA:BB:CC:00:11:22");
-    }
-    return address;
+    std::cout << "signed out; what is stored for the user stays\n";
 }
 
 /** Takes the address out of the list, in whatever case. @return whether it was there */
@@ -63,8 +54,7 @@ bool Remove(std::vector<std::string>& list, const std::string& address) {
     return wasThere;
 }
 
-int ChangeBond(const Arguments& arguments, bool bonded) {
-    const std::string address = AddressOperand(arguments);
+void ChangeBond(const std::string& address, bool bonded) {
     Television::IniFile ini;
     std::vector<std::string> list = ini.List(TvKeys::BONDED);
     const bool wasBonded = Remove(list, address);
@@ -73,64 +63,43 @@ int ChangeBond(const Arguments& arguments, bool bonded) {
     }
     ini.SetList(TvKeys::BONDED, list);
     ini.Save();
-    Print(address +
-          (wasBonded == bonded ? (bonded ? " was bonded already" : " was not bonded")
-                               : (bonded ? " is bonded now" : " is no longer bonded")) +
-          "\n");
+    std::cout << address
+              << (wasBonded == bonded ? (bonded ? " was bonded already" : " was not bonded")
+                                      : (bonded ? " is bonded now" : " is no longer bonded"))
+              << "\n";
     if (TvFolder::ReadIni()->Text(TvKeys::BT_SOURCE) == "bluez") {
-        Print("This television asks BlueZ, not this list: see set bluetooth.source\n");
+        std::cout << "This television asks BlueZ, not this list: see set bluetooth.source\n";
     }
-    return Cli::EXIT_FINE;
 }
 
-int FactoryReset(const Arguments& /*arguments*/) {
+void AddBonding(Cli::Tool& tool, const std::string& name, const std::string& summary,
+                const std::string& details, bool bonded) {
+    const auto address = std::make_shared<std::string>();
+    CLI::App& command =
+        tool.Command(name, summary, details + "Example:\n  infosync-tv " + name + " AA:BB:CC:00:11:22");
+    command.add_option("ADDRESS", *address)->required()->check(Cli::BluetoothAddress());
+    command.callback([address, bonded] { ChangeBond(*address, bonded); });
+}
+
+void FactoryReset() {
     Television::Require();
     TvFolder::WriteFile(TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG).value(), "1");
-    Print("the next run wipes what is stored, then starts afresh\n");
-    return Cli::EXIT_FINE;
+    std::cout << "the next run wipes what is stored, then starts afresh\n";
 }
 
 }  // namespace
 
-std::vector<Cli::Command> StateCommands() {
-    return {
-        {"sign-in",
-         {"USER"},
-         "Sign a user in on the television",
-         "USER is the login id. A user who was signed in before is signed out; what is stored for each "
-         "stays.",
-         {"infosync-tv sign-in ann@example.com"},
-         {},
-         {},
-         &SignIn},
-        {"sign-out", {}, "Sign the user out", "", {}, {}, {}, &SignOut},
-        {"bond",
-         {"ADDRESS"},
-         "Pair a Bluetooth device with the television",
-         "A device that is paired is not taken into the device list.",
-         {"infosync-tv bond AA:BB:CC:00:11:22"},
-         {},
-         {},
-         [](const Arguments& arguments) { return ChangeBond(arguments, true); }},
-        {"unbond",
-         {"ADDRESS"},
-         "Undo the pairing of a Bluetooth device",
-         "",
-         {"infosync-tv unbond AA:BB:CC:00:11:22"},
-         {},
-         {},
-         [](const Arguments& arguments) { return ChangeBond(arguments, false); }},
-        {"factory-reset",
-         {},
-         "Ask for a wipe at the next run",
-         "Sets the flag that the service looks at when it starts: it then removes all that it stored, and "
-         "empties "
-         "the\ndevice list.",
-         {},
-         {},
-         {},
-         &FactoryReset},
-    };
+void AddState(Cli::Tool& tool) {
+    AddSignIn(tool);
+    tool.Command("sign-out", "Sign the user out").callback(&SignOut);
+    AddBonding(tool, "bond", "Pair a Bluetooth device with the television",
+               "A device that is paired is not taken into the device list.\n\n", true);
+    AddBonding(tool, "unbond", "Undo the pairing of a Bluetooth device", "", false);
+    tool.Command(
+            "factory-reset", "Ask for a wipe at the next run",
+            "Sets the flag that the service looks at when it starts: it then removes all that it stored, and "
+            "empties the device list.")
+        .callback(&FactoryReset);
 }
 
 }  // namespace Commands
