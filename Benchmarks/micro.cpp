@@ -23,7 +23,8 @@ public:
     ScratchTelevision() : m_folder(g_dir_make_tmp("infosync-bench-XXXXXX", nullptr)) {
         g_setenv("INFOSYNC_TV_DIR", m_folder.c_str(), TRUE);
         constexpr char INI[] = "[log]\nlevel=W\nfile=/dev/null\n";
-        g_file_set_contents((m_folder + "/tv.ini").c_str(), INI, -1, nullptr);
+        g_file_set_contents_full((m_folder + "/tv.ini").c_str(), INI, -1, G_FILE_SET_CONTENTS_NONE, 0600,
+                                 nullptr);
     }
     ~ScratchTelevision() {
         const std::string command = "rm -rf " + m_folder;

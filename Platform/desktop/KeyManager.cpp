@@ -16,12 +16,9 @@ namespace {
 /** Runs an operation on the alias's file; what goes wrong ends in the log and as the key manager's error. */
 template <typename Operation>
 int OnRecord(const char* alias, const Operation& operation) {
-    const auto path = alias == nullptr ? std::nullopt : TvFolder::KeyPath(alias);
-    if (!path) {
-        return CKMC_ERROR_INVALID_PARAMETER;
-    }
     try {
-        return operation(*path);
+        const auto path = alias == nullptr ? std::nullopt : TvFolder::KeyPath(alias);
+        return path ? operation(*path) : CKMC_ERROR_INVALID_PARAMETER;
     } catch (const std::system_error& error) {
         if (error.code() == std::errc::no_such_file_or_directory) {
             return CKMC_ERROR_DB_ALIAS_UNKNOWN;

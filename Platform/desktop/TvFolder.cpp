@@ -14,6 +14,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "Ownership.h"
 #include "TvIni.h"
 
 namespace TvFolder {
@@ -90,7 +91,28 @@ struct Version {
     }
 };
 
+std::string UncheckedPath() {
+    const char* chosen = std::getenv("INFOSYNC_TV_DIR");
+    if (chosen != nullptr && *chosen != '\0') {
+        return chosen;
+    }
+    return Join(g_get_user_state_dir(), "infosync-tv");
+}
+
+std::string RequireOurs(const std::string& path) {
+    const std::string reason = WhyNotOurs(path);
+    if (!reason.empty()) {
+        throw std::runtime_error(reason);
+    }
+    return path;
+}
+
 TvIni Load(const std::string& path) {
+    try {
+        IniPath();
+    } catch (const std::runtime_error& refusal) {
+        return TvIni::Unreadable(std::string(refusal.what()) + "; the television has nothing set");
+    }
     try {
         return {ReadFile(path), path};
     } catch (const std::runtime_error& error) {
@@ -102,11 +124,7 @@ TvIni Load(const std::string& path) {
 }  // namespace
 
 std::string Path() {
-    const char* chosen = std::getenv("INFOSYNC_TV_DIR");
-    if (chosen != nullptr && *chosen != '\0') {
-        return chosen;
-    }
-    return Join(g_get_user_state_dir(), "infosync-tv");
+    return RequireOurs(UncheckedPath());
 }
 
 std::string Resolve(const std::string& file) {
@@ -114,7 +132,7 @@ std::string Resolve(const std::string& file) {
 }
 
 std::string IniPath() {
-    return Join(Path(), "tv.ini");
+    return RequireOurs(Join(Path(), "tv.ini"));
 }
 
 std::optional<std::string> SettingPath(const std::string& key) {
@@ -143,7 +161,7 @@ std::shared_ptr<const TvIni> ReadIni() {
     static std::shared_ptr<const TvIni> ini;
 
     const std::lock_guard<std::mutex> lock(mutex);
-    const Version current(IniPath());
+    const Version current(Join(UncheckedPath(), "tv.ini"));
     if (ini == nullptr || !settled || !(current == known)) {
         auto loaded = std::make_shared<const TvIni>(Load(current.path));
         settled = !current.IsFresh();

@@ -12,12 +12,17 @@ class TvIni;
 
 namespace TvFolder {
 
-/** $INFOSYNC_TV_DIR, or infosync-tv in the user's XDG state folder. */
+/**
+ * $INFOSYNC_TV_DIR, or infosync-tv in the user's XDG state folder.
+ * @throws std::runtime_error when the folder is somebody else's or others may write to it; the paths below
+ * throw the same
+ */
 std::string Path();
 
 /** A file name from tv.ini; a relative one is relative to the folder. */
 std::string Resolve(const std::string& file);
 
+/** @throws std::runtime_error also when the file is somebody else's */
 std::string IniPath();
 
 /** The file of a settings key such as "db/owner/name"; nothing for a key that would lead out of settings/. */
@@ -26,7 +31,10 @@ std::optional<std::string> SettingPath(const std::string& key);
 /** The file of a key-manager record; nothing for an alias that is no plain file name. */
 std::optional<std::string> KeyPath(const std::string& alias);
 
-/** The television as tv.ini has it now. The same object as before when the file has not changed. */
+/**
+ * The television as tv.ini has it now, with nothing set where the file or its folder is somebody else's. The
+ * same object as before when the file has not changed.
+ */
 std::shared_ptr<const TvIni> ReadIni();
 
 /** Bytes as GLib made them, with a NUL after the last; from GLib's allocator, which is malloc. */

@@ -12,6 +12,7 @@ import subprocess
 import tempfile
 import unittest
 
+os.umask(0o022)  # a folder that others may write to is refused
 BIN = pathlib.Path(os.environ["INFOSYNC_BIN"])
 USER = "ann@example.com"
 OWNER = "db/com.quorlen.tv.bt-orbmanager/btinfosync"

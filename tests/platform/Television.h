@@ -2,6 +2,7 @@
 #pragma once
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -16,6 +17,7 @@
 class Television : public ::testing::Test {
 protected:
     Television() : m_folder(MakeFolder()) {
+        umask(022);  // what others may write to is refused
         setenv("INFOSYNC_TV_DIR", m_folder.c_str(), 1);
         unsetenv("INFOSYNC_TV_LOG_LEVEL");
         SetIni("");

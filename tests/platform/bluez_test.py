@@ -31,6 +31,7 @@ class Bluez(dbusmock.DBusTestCase):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
+        os.umask(0o022)  # a television that others may write to is refused
         (self.folder / "tv.ini").write_text("[bluetooth]\nsource=bluez\n")
         self.start_bus()
 

@@ -36,6 +36,7 @@ class Client(unittest.TestCase):
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj", "/CN=x",
                         "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", "key.pem", "-out", "ca.pem"],
                        cwd=folder.name, check=True, capture_output=True)
+        os.umask(0o022)  # a television that others may write to is refused
         (self.folder / "tv.ini").write_text("[http]\nca_file=ca.pem\n")
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(self.folder / "ca.pem", self.folder / "key.pem")

@@ -10,6 +10,7 @@ import tempfile
 import time
 import unittest
 
+os.umask(0o022)  # a folder that others may write to is refused
 TOOL = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "infosync-tv"
 SETTINGS = "settings/db/com.quorlen.tv.bt-orbmanager/btinfosync"
 READING = (["devices"], ["records"], ["status"], ["status", "--json"], ["export", "-"])
