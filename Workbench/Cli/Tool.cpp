@@ -9,6 +9,7 @@
 
 #include "Cli/CommandTree.h"
 #include "Cli/Help.h"
+#include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Cli/Values.h"
 
@@ -94,7 +95,8 @@ CLI::App& Tool::Command(const std::string& name, const std::string& summary, con
         const std::string group = name.substr(0, blank);
         const auto groups =
             m_app.get_subcommands([&group](const CLI::App* app) { return app->get_name() == group; });
-        parent = groups.empty() ? m_app.add_subcommand(group)->require_subcommand(1) : groups.front();
+        parent =
+            groups.empty() ? m_app.add_subcommand(group)->require_subcommand(1)->footer("") : groups.front();
     }
     CLI::App* command = parent->add_subcommand(name.substr(blank + 1), summary);
     command->footer(details);
@@ -194,18 +196,6 @@ int Tool::Report(const std::string& message, ExitStatus status) const {
 
 int Tool::Refuse(const std::string& problem) const {
     return Report(problem + "\nTry: " + FullName(Selected(m_app)) + " --help", EXIT_USAGE);
-}
-
-std::string StateFolder(const char* variable, const char* name) {
-    const char* chosen = g_getenv(variable);
-    if (chosen != nullptr && *chosen != '\0') {
-        return chosen;
-    }
-    const std::string state = g_get_user_state_dir();
-    if (g_path_is_absolute(state.c_str()) == FALSE) {
-        throw UsageError("XDG_STATE_HOME must be an absolute path, not \"" + state + "\"");
-    }
-    return state + "/" + name;
 }
 
 }  // namespace Cli

@@ -3,25 +3,13 @@
 
 #include <CLI/CLI.hpp>
 #include <functional>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Cli/Completion.h"
+#include "Cli/Errors.h"
 
 namespace Cli {
-
-/** Exit statuses; scripts rely on them. */
-enum ExitStatus { EXIT_FINE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
-
-/**
- * The command was called wrongly. Any other exception of a command says that its operation failed;
- * CLI::RuntimeError says the same where the command has told the user already.
- */
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
 
 /** Has --help, --version, help and completion; the rest is added to it. */
 class Tool {
@@ -63,11 +51,5 @@ private:
     ValueSources m_values;
     std::function<void()> m_beforeCommand = [] {};
 };
-
-/**
- * The folder that the environment variable names, or the one of that name in the user's XDG state folder.
- * @throws UsageError where the latter is no absolute path
- */
-std::string StateFolder(const char* variable, const char* name);
 
 }  // namespace Cli

@@ -65,7 +65,8 @@ CLI::Validator OneOf(const std::vector<std::string>& words) {
             return "";
         }
         const std::string nearest = Nearest(value, words);
-        return "\"" + value + "\" is none of " + Join(words, ", ") + nearest;
+        const std::string known = nearest.empty() ? "; there are " + Join(words, ", ") : nearest;
+        return "there is no \"" + value + "\"" + known;
     });
 }
 

@@ -1,14 +1,13 @@
 #include "Television/CloudFolder.h"
 
 #include <curl/curl.h>
-#include <glib.h>
 
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
 
+#include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
@@ -55,9 +54,7 @@ int FindPort(const CloudAddress& cloud) {
 }  // namespace
 
 std::string DefaultCloudFolder() {
-    const char* chosen = std::getenv("INFOSYNC_CLOUD_DIR");
-    return chosen != nullptr && *chosen != '\0' ? chosen
-                                                : std::string(g_get_user_state_dir()) + "/infosync-cloud";
+    return Cli::StateFolder("INFOSYNC_CLOUD_DIR", "infosync-cloud");
 }
 
 CloudAddress FindCloud(const std::string& folder) {

@@ -148,7 +148,7 @@ TEST(Tool, AWrongCallIsAnsweredWithWhatIsWrong) {
         {{"device"}, "a command is missing", " device"},
         {{"device", "ad"}, "there is no command ad; nearest: add", " device"},
         {{"list"}, "USER is required", " list"},
-        {{"list", "an"}, "USER: \"an\" is none of ann, ben, fail, -1; nearest: ann", " list"},
+        {{"list", "an"}, "USER: there is no \"an\"; nearest: ann", " list"},
         {{"list", "ann", "b", "c"}, "one word too many: c", " list"},
         {{"list", "--jsn"}, "there is no option --jsn; nearest: --json", " list"},
         {{"list", "ann", "--count"}, "--count: a value is missing", " list"},
@@ -156,7 +156,7 @@ TEST(Tool, AWrongCallIsAnsweredWithWhatIsWrong) {
         {{"list", "ann", "--count", "x"}, "--count: Value x not in range", " list"},
         {{"--dir", "", "list", "ann"}, "--dir: it is empty", " list"},
         {{"--dir=", "list", "ann"}, "--dir: it is empty", ""},
-        {{"completion", "fish"}, "SHELL: \"fish\" is none of bash, zsh", " completion"},
+        {{"completion", "fish"}, "SHELL: there is no \"fish\"; there are bash, zsh", " completion"},
         {{"help", "device", "lsit"}, "there is no command lsit", " help"},
     };
     for (const auto& [words, problem, command] : cases) {

@@ -1,15 +1,18 @@
-#include <algorithm>
+#include <unistd.h>
+
 #include <functional>
 #include <iostream>
+#include <memory>
 
 #include "Cli/FileLock.h"
-#include "Cloud/Commands/Command.h"
+#include "Cli/Table.h"
+#include "Cli/Values.h"
+#include "Cloud/Commands/Commands.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
-#include "Cloud/Util/Terminal.h"
 
 namespace LocalCloud {
 
@@ -20,8 +23,8 @@ constexpr char HANDS_FREE_UUID[] = "0000111e-0000-1000-8000-00805f9b34fb";
 constexpr std::size_t ID_BYTES = 6;
 
 /** Changes a user's file, as one step for other commands and for the server. */
-void Edit(const Folder& folder, const std::string& login,
-          const std::function<void(Json::Value& records)>& change) {
+void Edit(const std::string& login, const std::function<void(Json::Value& records)>& change) {
+    const Folder folder;
     folder.RequireReady();
     const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
     const Users users(folder);
@@ -47,108 +50,133 @@ Json::ArrayIndex RequireDevice(const Json::Value& records, const std::string& lo
     return index;
 }
 
-void CheckAddress(const std::string& address) {
-    constexpr std::size_t ADDRESS_SIZE = 17;
-    bool good = address.size() == ADDRESS_SIZE;
-    for (std::size_t i = 0; good && i < address.size(); ++i) {
-        good = i % 3 == 2 ? address[i] == ':' : g_ascii_isxdigit(address[i]) != FALSE;
-    }
-    if (!good) {
-        throw UsageError("\"" + address + "\" is no Bluetooth address; one looks like AA:BB:CC:00:11:22");
-    }
-}
-
-void CheckUtf8(const std::string& text, const char* name) {
-    if (g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) == FALSE) {
-        throw UsageError(std::string(name) + " must be UTF-8");
-    }
-}
-
-void AddDevice(CommandLine& line) {
+/** What the commands take, each a part of it. */
+struct DeviceArguments {
+    std::string login;
     std::string id;
-    std::string uuids;
+    std::string name;
+    std::string address;
+    std::string uuids = AUDIO_SINK_UUID;
     bool noAudioSink = false;
-    line.Option("id", "ID", "the record's id (default: a new one)", id);
-    line.Option("uuids", "LIST", "service UUIDs, separated by commas (default: Audio Sink)", uuids);
-    line.Flag("no-audio-sink", "a hands-free device, which no television lists", noAudioSink);
-    const auto words = line.Parse();
-    if (noAudioSink && !uuids.empty()) {
-        throw UsageError("--uuids and --no-audio-sink exclude each other");
-    }
-    CheckUtf8(words[1], "NAME");
-    CheckUtf8(id, "ID");
-    CheckUtf8(uuids, "LIST");
-    CheckAddress(words[2]);
+    bool json = false;
+};
+using Arguments = std::shared_ptr<DeviceArguments>;
+
+void AddDevice(const DeviceArguments& arguments) {
     Json::Value record;
-    record["record_id"] = id.empty() ? Hex(RandomBytes(ID_BYTES)) : id;
-    record["name"] = words[1];
-    record["address"] = words[2];
-    record["uuids"] = noAudioSink ? HANDS_FREE_UUID : uuids.empty() ? AUDIO_SINK_UUID : uuids;
-    Edit(line.CloudFolder(), words[0], [&](Json::Value& records) {
+    record["record_id"] = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
+    record["name"] = arguments.name;
+    record["address"] = arguments.address;
+    record["uuids"] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
+    Edit(arguments.login, [&](Json::Value& records) {
         if (IndexOf(records, TextMember(record, "record_id")) < records.size()) {
-            throw CloudError(words[0] + " has a device " + id + " already; choose another --id");
+            throw CloudError(arguments.login + " has a device " + arguments.id +
+                             " already; choose another --id");
         }
         records.append(record);
     });
     std::cout << TextMember(record, "record_id") << "\n";
 }
 
-void RenameDevice(CommandLine& line) {
-    const auto words = line.Parse();
-    CheckUtf8(words[2], "NAME");
-    Edit(line.CloudFolder(), words[0], [&](Json::Value& records) {
-        records[RequireDevice(records, words[0], words[1])]["name"] = words[2];
+void RenameDevice(const DeviceArguments& arguments) {
+    Edit(arguments.login, [&](Json::Value& records) {
+        records[RequireDevice(records, arguments.login, arguments.id)]["name"] = arguments.name;
     });
 }
 
-void RemoveDevice(CommandLine& line) {
-    const auto words = line.Parse();
-    Edit(line.CloudFolder(), words[0], [&](Json::Value& records) {
-        records.removeIndex(RequireDevice(records, words[0], words[1]), nullptr);
+void RemoveDevice(const DeviceArguments& arguments) {
+    Edit(arguments.login, [&](Json::Value& records) {
+        records.removeIndex(RequireDevice(records, arguments.login, arguments.id), nullptr);
     });
 }
 
-void ListDevices(CommandLine& line) {
-    bool json = false;
-    line.Flag("json", "print the records as JSON", json);
-    const auto words = line.Parse();
-    const Folder folder = line.CloudFolder();
+void ListDevices(const DeviceArguments& arguments) {
+    const Folder folder;
     folder.RequireReady();
-    const Json::Value document = Users(folder).Load(words[0]);
-    if (json) {
+    const Json::Value document = Users(folder).Load(arguments.login);
+    if (arguments.json) {
         std::cout << ReadableJson(document["records"]);
         return;
     }
-    std::vector<std::vector<std::string>> rows;
+    Cli::Table table({"ID", "NAME", "ADDRESS", "AUDIO SINK"});
     for (const auto& record : document["records"]) {
         const bool audioSink = TextMember(record, "uuids").find(AUDIO_SINK_UUID) != std::string::npos;
-        rows.push_back({Terminal::Printable(TextMember(record, "record_id")),
-                        Terminal::Printable(TextMember(record, "name")),
-                        Terminal::Printable(TextMember(record, "address")), audioSink ? "yes" : "no"});
+        table.Add({TextMember(record, "record_id"), TextMember(record, "name"), TextMember(record, "address"),
+                   audioSink ? "yes" : "no"});
     }
-    Terminal::PrintTable({"ID", "NAME", "ADDRESS", "AUDIO SINK"}, rows);
+    std::cout << table.Text(Cli::Style(STDOUT_FILENO));
+}
+
+Cli::Candidates DeviceCandidates(const std::string& login) {
+    Cli::Candidates candidates;
+    const Json::Value document = Users(Folder()).Load(login);
+    for (const auto& record : document["records"]) {
+        candidates.push_back({TextMember(record, "record_id"), TextMember(record, "name")});
+    }
+    return candidates;
+}
+
+void AddUser(Cli::Tool& tool, CLI::App& command, const Arguments& arguments) {
+    tool.Offer(command.add_option("USER", arguments->login), &LoginCandidates)->required();
+}
+
+void AddId(Cli::Tool& tool, CLI::App& command, const Arguments& arguments) {
+    tool.Offer(command.add_option("ID", arguments->id),
+               [arguments] { return DeviceCandidates(arguments->login); })
+        ->required();
+}
+
+void AddAdd(Cli::Tool& tool, const Arguments& arguments) {
+    CLI::App& command = tool.Command("device add", "Add a device; prints its record id",
+                                     R"(Works with and without a running server.
+
+Examples:
+  infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22
+  infosync-cloud device add ann@example.com Headset AA:BB:CC:00:11:23 \
+      --id headset --no-audio-sink)");
+    AddUser(tool, command, arguments);
+    command.add_option("NAME", arguments->name)->required()->check(Cli::Utf8());
+    command.add_option("ADDRESS", arguments->address)->required()->check(Cli::BluetoothAddress());
+    command.add_option("--id", arguments->id, "the record's id (default: a new one)")
+        ->option_text("ID")
+        ->check(Cli::Utf8());
+    CLI::Option* uuids = command
+                             .add_option("--uuids", arguments->uuids,
+                                         "service UUIDs, separated by commas (default: Audio Sink)")
+                             ->option_text("LIST")
+                             ->check(Cli::Utf8());
+    command
+        .add_flag("--no-audio-sink", arguments->noAudioSink, "a hands-free device, which no television lists")
+        ->excludes(uuids);
+    command.callback([arguments] { AddDevice(*arguments); });
 }
 
 }  // namespace
 
-std::vector<Command> DeviceCommands() {
-    return {
-        {{"device add", "USER NAME ADDRESS", "Add a device; prints its record id.",
-          "Works with and without a running server.\n\nExamples:\n"
-          "  infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22\n"
-          "  infosync-cloud device add ann@example.com Headset AA:BB:CC:00:11:23 --id headset "
-          "--no-audio-sink"},
-         AddDevice},
-        {{"device rename", "USER ID NAME", "Give a device another name.",
-          "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'"},
-         RenameDevice},
-        {{"device remove", "USER ID", "Remove a device; clients learn of it with their next download.",
-          "Example:\n  infosync-cloud device remove ann@example.com headset"},
-         RemoveDevice},
-        {{"device list", "USER", "Show a user's devices.",
-          "Example:\n  infosync-cloud device list ann@example.com --json"},
-         ListDevices},
-    };
+void AddDeviceCommands(Cli::Tool& tool) {
+    const auto arguments = std::make_shared<DeviceArguments>();
+    AddAdd(tool, arguments);
+
+    CLI::App& rename =
+        tool.Command("device rename", "Give a device another name",
+                     "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'");
+    AddUser(tool, rename, arguments);
+    AddId(tool, rename, arguments);
+    rename.add_option("NAME", arguments->name)->required()->check(Cli::Utf8());
+    rename.callback([arguments] { RenameDevice(*arguments); });
+
+    CLI::App& remove =
+        tool.Command("device remove", "Remove a device; clients learn of it with their next download",
+                     "Example:\n  infosync-cloud device remove ann@example.com headset");
+    AddUser(tool, remove, arguments);
+    AddId(tool, remove, arguments);
+    remove.callback([arguments] { RemoveDevice(*arguments); });
+
+    CLI::App& list = tool.Command("device list", "Show a user's devices",
+                                  "Example:\n  infosync-cloud device list ann@example.com --json");
+    AddUser(tool, list, arguments);
+    list.add_flag("--json", arguments->json, JSON_HELP);
+    list.callback([arguments] { ListDevices(*arguments); });
 }
 
 }  // namespace LocalCloud

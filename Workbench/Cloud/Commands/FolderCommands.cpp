@@ -1,15 +1,17 @@
-#include <algorithm>
+#include <unistd.h>
+
 #include <iostream>
+#include <memory>
 
 #include "Cli/FileLock.h"
-#include "Cloud/Commands/Command.h"
+#include "Cli/Table.h"
+#include "Cloud/Commands/Commands.h"
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Service/Settings.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
-#include "Cloud/Util/Terminal.h"
 
 namespace LocalCloud {
 
@@ -18,11 +20,8 @@ namespace {
 // Far enough for any purpose, and short of where milliseconds since the epoch end.
 constexpr std::int64_t LONGEST_LIFETIME = 1'000'000'000'000;
 
-void Init(CommandLine& line) {
-    bool json = false;
-    line.Flag("json", "print JSON", json);
-    line.Parse();
-    const Folder folder = line.CloudFolder();
+void Init(bool json) {
+    const Folder folder;
     folder.Prepare();
     if (json) {
         Json::Value value;
@@ -36,80 +35,101 @@ void Init(CommandLine& line) {
               << "\n";
 }
 
-void PrintLifetimes(const Settings& settings, bool json) {
+void AddInit(Cli::Tool& tool) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App& command =
+        tool.Command("init", "Make the cloud's folder: users, certificates, settings",
+                     "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud");
+    command.add_flag("--json", *json, JSON_HELP);
+    command.callback([json] { Init(*json); });
+}
+
+void ShowLifetimes(bool json) {
+    const Folder folder;
+    folder.RequireReady();
+    const Settings settings(folder.SettingsFile());
     Json::Value value;
-    std::vector<std::vector<std::string>> rows;
+    Cli::Table table({"NAME", "SECONDS"});
     for (const auto& name : Settings::LifetimeNames()) {
         const std::int64_t seconds = settings.Lifetime(name);
         value[name] = Json::Int64(seconds);
-        rows.push_back({name, std::to_string(seconds)});
+        table.Add({name, std::to_string(seconds)});
     }
-    if (json) {
-        std::cout << ReadableJson(value);
-    } else {
-        Terminal::PrintTable({"NAME", "SECONDS"}, rows);
-    }
+    std::cout << (json ? ReadableJson(value) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
-void Lifetime(CommandLine& line) {
-    bool json = false;
-    line.Flag("json", "print JSON", json);
-    const auto words = line.Parse();
-    const auto& names = Settings::LifetimeNames();
-    if (!words.empty() && std::find(names.begin(), names.end(), words[0]) == names.end()) {
-        throw UsageError("there is no lifetime \"" + words[0] +
-                         "\"; there are access, refresh, activation and app");
-    }
-    if (words.size() == 1) {
-        throw UsageError("how many seconds? For example: infosync-cloud lifetime " + words[0] + " 60");
-    }
-    const Folder folder = line.CloudFolder();
+void SetLifetime(const std::string& name, std::int64_t seconds) {
+    const Folder folder;
     folder.RequireReady();
-    const Settings settings(folder.SettingsFile());
-    if (words.empty()) {
-        PrintLifetimes(settings, json);
-        return;
-    }
-    const std::int64_t seconds = ParseInteger(words[1], "SECONDS", 0, LONGEST_LIFETIME);
     const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
-    settings.SetLifetime(words[0], seconds);
-    std::cout << words[0] << ": " << seconds << " s from the next one on\n";
+    Settings(folder.SettingsFile()).SetLifetime(name, seconds);
+    std::cout << name << ": " << seconds << " s from the next one on\n";
 }
 
-void ExpireMark(CommandLine& line) {
+void AddLifetime(Cli::Tool& tool) {
+    struct Arguments {
+        std::string name;
+        std::int64_t seconds = -1;
+        bool json = false;
+    };
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App& command = tool.Command(
+        "lifetime",
+        "Show or set how long what the cloud hands out is valid: access, refresh, activation, app",
+        R"(What was handed out before keeps its time.
+
+Examples:
+  infosync-cloud lifetime
+  infosync-cloud lifetime access 60)");
+    tool.OneOf(command.add_option("NAME", arguments->name), Settings::LifetimeNames());
+    command.add_option("SECONDS", arguments->seconds)->check(CLI::Range(std::int64_t{0}, LONGEST_LIFETIME));
+    command.add_flag("--json", arguments->json, JSON_HELP);
+    command.callback([arguments] {
+        if (arguments->name.empty()) {
+            ShowLifetimes(arguments->json);
+        } else if (arguments->seconds < 0) {
+            throw UsageError("how many seconds? For example: infosync-cloud lifetime " + arguments->name +
+                             " 60");
+        } else {
+            SetLifetime(arguments->name, arguments->seconds);
+        }
+    });
+}
+
+void ExpireMark(const std::string& login, const std::string& code) {
+    const Folder folder;
+    folder.RequireReady();
+    Users(folder).RequireExists(login);
+    ReplaceFile(folder.ExpiredMarkFile(login), code + "\n", PRIVATE_FILE);
+    std::cout << "The next download of " << login << " that asks from a mark is refused with " << code
+              << "\n";
+}
+
+void AddExpireMark(Cli::Tool& tool) {
     const std::string tooOld = std::to_string(static_cast<int>(ResultCode::MarkTooOld));
     const std::string unknown = std::to_string(static_cast<int>(ResultCode::MarkUnknown));
-    std::string code = tooOld;
-    line.Option("code", "RCODE", "4009100 (too old, the default) or 4000002 (unknown)", code);
-    const auto words = line.Parse();
-    if (code != tooOld && code != unknown) {
-        throw UsageError("--code must be " + tooOld + " or " + unknown);
-    }
-    const Folder folder = line.CloudFolder();
-    folder.RequireReady();
-    Users(folder).RequireExists(words[0]);
-    ReplaceFile(folder.ExpiredMarkFile(words[0]), code + "\n", PRIVATE_FILE);
-    std::cout << "The next download of " << words[0] << " that asks from a mark is refused with " << code
-              << "\n";
+    const auto login = std::make_shared<std::string>();
+    const auto code = std::make_shared<std::string>(tooOld);
+    CLI::App& command =
+        tool.Command("mark expire", "Refuse the mark that the user's next download asks from, once",
+                     R"(The client is then to forget its records and to download everything.
+
+Example:
+  infosync-cloud mark expire ann@example.com --code 4000002)");
+    tool.Offer(command.add_option("USER", *login), &LoginCandidates)->required();
+    tool.OneOf(command.add_option("--code", *code,
+                                  tooOld + " (too old, the default) or " + unknown + " (unknown)"),
+               {tooOld, unknown})
+        ->option_text("RCODE");
+    command.callback([login, code] { ExpireMark(*login, *code); });
 }
 
 }  // namespace
 
-std::vector<Command> FolderCommands() {
-    return {
-        {{"init", "", "Make the cloud's folder: users, certificates, settings. What is there stays.",
-          "Example:\n  infosync-cloud init --dir /tmp/cloud"},
-         Init},
-        {{"lifetime", "[NAME] [SECONDS]",
-          "Show or set how long what the cloud hands out is valid: access, refresh, activation, app.",
-          "What was handed out before keeps its time.\n\n"
-          "Examples:\n  infosync-cloud lifetime\n  infosync-cloud lifetime access 60"},
-         Lifetime},
-        {{"mark expire", "USER", "Refuse the mark that the user's next download asks from, once.",
-          "The client is then to forget its records and to download everything.\n\n"
-          "Example:\n  infosync-cloud mark expire ann@example.com --code 4000002"},
-         ExpireMark},
-    };
+void AddFolderCommands(Cli::Tool& tool) {
+    AddInit(tool);
+    AddLifetime(tool);
+    AddExpireMark(tool);
 }
 
 }  // namespace LocalCloud

@@ -1,49 +1,61 @@
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <iostream>
-#include <optional>
+#include <memory>
 #include <thread>
 
 #include "Cli/FileLock.h"
-#include "Cloud/Commands/Command.h"
+#include "Cli/Table.h"
+#include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/Detached.h"
 #include "Cloud/Server/LocalCloudServer.h"
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
-#include "Cloud/Util/Terminal.h"
 
 namespace LocalCloud {
 
 namespace {
 
-constexpr char DEFAULT_PORT[] = "8443";
 constexpr int HIGHEST_PORT = 65535;
 constexpr std::chrono::seconds LONGEST_END(10);
 
-void Serve(CommandLine& line) {
-    ServeOptions options;
-    bool detach = false;
-    std::string port = DEFAULT_PORT;
-    line.Option("port", "N", "the port on 127.0.0.1; 0 picks a free one (default: 8443)", port);
-    line.Option("record", "FILE", "append every exchange to FILE, one line of JSON each", options.recordFile);
-    line.Flag("any-user", "accept every login id, not only those of 'user list'", options.anyUser);
-    line.Flag("quiet", "show no line for each request", options.quiet);
-    line.Flag("detach", "return when the server answers; it goes on until 'infosync-cloud stop'", detach);
-    line.Parse();
-    options.port = static_cast<int>(ParseInteger(port, "--port", 0, HIGHEST_PORT));
+void Serve(const ServeOptions& options, bool detach) {
     const auto say = [&options](const std::string& where) {
         if (!options.quiet) {
             std::cout << "infosync-cloud: " << where << std::endl;
         }
     };
     if (detach) {
-        say(ServeDetached(line.CloudFolder(), options));
+        say(ServeDetached(Folder(), options));
     } else {
-        ServeUntilStopped(line.CloudFolder(), options, say);
+        ServeUntilStopped(Folder(), options, say);
     }
+}
+
+void AddServe(Cli::Tool& tool) {
+    const auto options = std::make_shared<ServeOptions>();
+    const auto detach = std::make_shared<bool>(false);
+    CLI::App& command = tool.Command(
+        "serve", "Run the authorisation server and the cloud service on 127.0.0.1, until stopped",
+        R"(The folder is made when there is none. Each request is shown in one line.
+
+Examples:
+  infosync-cloud serve --port 0 --record exchanges.jsonl
+  infosync-cloud serve --any-user --quiet)");
+    command.add_option("--port", options->port, "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
+        ->option_text("N")
+        ->check(CLI::Range(0, HIGHEST_PORT));
+    command
+        .add_option("--record", options->recordFile, "append every exchange to FILE, one line of JSON each")
+        ->option_text("FILE");
+    command.add_flag("--any-user", options->anyUser, "accept every login id, not only those of 'user list'");
+    command.add_flag("--quiet", options->quiet, "show no line for each request");
+    command.add_flag("--detach", *detach,
+                     "return when the server answers; it goes on until 'infosync-cloud stop'");
+    command.callback([options, detach] { Serve(*options, *detach); });
 }
 
 void PrintStatus(const Json::Value& status) {
@@ -58,21 +70,16 @@ void PrintStatus(const Json::Value& status) {
         {"resumed_handshakes", "resumed handshakes"},
         {"failed_handshakes", "failed handshakes"},
         {"planned_faults", "planned faults"}};
-    std::vector<std::vector<std::string>> rows;
-    rows.reserve(shown.size());
+    Cli::Table table({"SERVER", ""});
     for (const auto& [member, name] : shown) {
-        rows.push_back({name, status[member].asString()});
+        table.Add({name, status[member].asString()});
     }
-    Terminal::PrintTable({"SERVER", ""}, rows);
+    std::cout << table.Text(Cli::Style(STDOUT_FILENO));
 }
 
-void Status(CommandLine& line) {
-    bool json = false;
-    line.Flag("json", "print JSON", json);
-    line.Parse();
-    const ControlClient client(line.CloudFolder());
+void Status(bool json) {
     try {
-        const Json::Value status = client.Get("/status");
+        const Json::Value status = ControlClient(Folder()).Get("/status");
         if (json) {
             std::cout << ReadableJson(status);
         } else {
@@ -86,9 +93,19 @@ void Status(CommandLine& line) {
     }
 }
 
-void Stop(CommandLine& line) {
-    line.Parse();
-    const Folder folder = line.CloudFolder();
+void AddStatus(Cli::Tool& tool) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App& command = tool.Command("status", "Show the running server: where it listens, what it counted",
+                                     R"(The exit status is 1 when none runs.
+
+Example:
+  infosync-cloud status --json)");
+    command.add_flag("--json", *json, JSON_HELP);
+    command.callback([json] { Status(*json); });
+}
+
+void Stop() {
+    const Folder folder;
     const ControlClient client(folder);
     client.Post("/stop", Json::objectValue);
     // The lock is let go of when the process has ended.
@@ -105,18 +122,10 @@ void Stop(CommandLine& line) {
 
 }  // namespace
 
-std::vector<Command> ServerCommands() {
-    return {
-        {{"serve", "", "Run the authorisation server and the cloud service on 127.0.0.1, until stopped.",
-          "The folder is made when there is none. Each request is shown in one line.\n\n"
-          "Examples:\n  infosync-cloud serve --port 0 --record exchanges.jsonl\n"
-          "  infosync-cloud serve --any-user --quiet"},
-         Serve},
-        {{"status", "", "Show the running server: where it listens, what it counted.",
-          "The exit status is 1 when none runs.\n\nExample:\n  infosync-cloud status --json"},
-         Status},
-        {{"stop", "", "End the running server.", "Example:\n  infosync-cloud stop"}, Stop},
-    };
+void AddServerCommands(Cli::Tool& tool) {
+    AddServe(tool);
+    AddStatus(tool);
+    tool.Command("stop", "End the running server").callback(&Stop);
 }
 
 }  // namespace LocalCloud

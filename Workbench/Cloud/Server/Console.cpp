@@ -1,11 +1,12 @@
 #include "Cloud/Server/Console.h"
 
 #include <glib.h>
+#include <unistd.h>
 
 #include <iostream>
 #include <memory>
 
-#include "Cloud/Util/Terminal.h"
+#include "Cli/Text.h"
 
 namespace LocalCloud {
 
@@ -23,7 +24,7 @@ std::string TimeOfDay() {
 
 }  // namespace
 
-Console::Console(bool quiet) : m_quiet(quiet), m_colours(Terminal::HasColours(Terminal::Output::Standard)) {}
+Console::Console(bool quiet) : m_quiet(quiet), m_style(STDOUT_FILENO) {}
 
 void Console::Say(const std::string& line) {
     if (!m_quiet) {
@@ -33,16 +34,13 @@ void Console::Say(const std::string& line) {
 }
 
 void Console::Show(const Exchange& exchange) {
-    std::string status = exchange.status == 0 ? "---" : std::to_string(exchange.status);
-    if (m_colours) {
-        status = Terminal::Paint(
-            status, exchange.status < FIRST_ERROR ? Terminal::Colour::Green : Terminal::Colour::Red);
-    }
-    std::string line = TimeOfDay() + " " + Terminal::Printable(exchange.method) + " " +
-                       Terminal::Printable(exchange.target.substr(0, LONGEST_TARGET)) + " " + status + " " +
-                       Terminal::Printable(exchange.decided);
+    const std::string status = m_style(exchange.status < FIRST_ERROR ? Cli::Colour::GREEN : Cli::Colour::RED,
+                                       exchange.status == 0 ? "---" : std::to_string(exchange.status));
+    std::string line = TimeOfDay() + " " + Cli::Escape(exchange.method) + " " +
+                       Cli::Escape(exchange.target.substr(0, LONGEST_TARGET)) + " " + status + " " +
+                       Cli::Escape(exchange.decided);
     if (!exchange.login.empty()) {
-        line += " [" + Terminal::Printable(exchange.login) + "]";
+        line += " [" + Cli::Escape(exchange.login) + "]";
     }
     if (exchange.fault) {
         line += " (fault: " + exchange.fault->Describe() + ")";
@@ -51,12 +49,12 @@ void Console::Show(const Exchange& exchange) {
 }
 
 void Console::ShowConnection(const std::string& what) {
-    Say(TimeOfDay() + " " + Terminal::Printable(what));
+    Say(TimeOfDay() + " " + Cli::Escape(what));
 }
 
 void Console::Complain(const std::string& what) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    std::cerr << "infosync-cloud: " << Terminal::Printable(what) << std::endl;
+    std::cerr << "infosync-cloud: " << Cli::Escape(what) << std::endl;
 }
 
 }  // namespace LocalCloud

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <string>
 
+#include "Cli/Style.h"
 #include "Cloud/Server/Exchange.h"
 
 namespace LocalCloud {
@@ -20,7 +21,7 @@ public:
     void Complain(const std::string& what);
 
     bool m_quiet;
-    bool m_colours;
+    Cli::Style m_style;
     std::mutex m_mutex;
 };
 

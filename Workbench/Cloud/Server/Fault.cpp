@@ -15,11 +15,7 @@ namespace LocalCloud {
 
 namespace {
 
-constexpr double LONGEST_PAUSE = 86400;
-constexpr int LOWEST_STATUS = 200;
-constexpr int HIGHEST_STATUS = 9999;
 constexpr int STATUS_OK = 200;
-constexpr Json::Int64 LARGEST_COUNT = 1'000'000'000;
 
 constexpr std::array<std::pair<FaultKind, const char*>, 11> KINDS = {{{FaultKind::Delay, "delay"},
                                                                       {FaultKind::Status, "status"},

@@ -12,6 +12,12 @@
 
 namespace LocalCloud {
 
+/** Of what a fault may be given. */
+inline constexpr double LONGEST_PAUSE = 86400;
+inline constexpr int LOWEST_STATUS = 200;
+inline constexpr int HIGHEST_STATUS = 9999;
+inline constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
+
 enum class FaultKind { Delay, Status, Body, Cut, Drop, Dribble, Endless, Garbage, Certificate, Tls, Plain };
 
 struct Fault {

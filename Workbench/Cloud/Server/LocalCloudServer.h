@@ -9,7 +9,7 @@
 namespace LocalCloud {
 
 struct ServeOptions {
-    int port = 0;
+    int port = 8443;
     /** Empty: nothing is recorded. */
     std::string recordFile;
     bool anyUser = false;

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Cli/FileLock.h"
+#include "Cli/StateFolder.h"
 #include "Cloud/Service/Settings.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Certificates.h"
@@ -22,14 +23,11 @@ std::string Absolute(const std::string& path) {
     return absolute.get();
 }
 
-std::string DefaultPath() {
-    const char* path = g_getenv("INFOSYNC_CLOUD_DIR");
-    return path != nullptr && *path != '\0' ? path : std::string(g_get_user_state_dir()) + "/infosync-cloud";
-}
-
 }  // namespace
 
-Folder::Folder(const std::string& path) : m_path(Absolute(path.empty() ? DefaultPath() : path)) {}
+Folder::Folder() : Folder(Cli::StateFolder(FOLDER_VARIABLE, FOLDER_NAME)) {}
+
+Folder::Folder(const std::string& path) : m_path(Absolute(path)) {}
 
 std::string Folder::RecordsFile(const std::string& login) const {
     return UsersFolder() + "/" + FileNameOfLogin(login) + ".json";

@@ -5,11 +5,14 @@
 
 namespace LocalCloud {
 
+inline constexpr char FOLDER_VARIABLE[] = "INFOSYNC_CLOUD_DIR";
+inline constexpr char FOLDER_NAME[] = "infosync-cloud";
+
 /** Names the parts of the folder. Makes and reads nothing by itself. */
 class Folder {
 public:
-    /** An empty path stands for the default: $INFOSYNC_CLOUD_DIR, or infosync-cloud under the XDG state
-     * folder. */
+    /** $INFOSYNC_CLOUD_DIR, or infosync-cloud in the user's XDG state folder. */
+    Folder();
     explicit Folder(const std::string& path);
 
     const std::string& Path() const {

@@ -3,6 +3,8 @@
 
 #include <stdexcept>
 
+#include "Cli/Errors.h"
+
 namespace LocalCloud {
 
 /** What was asked could not be done; exit status 1. The text says what to do about it. */
@@ -11,10 +13,6 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/** The command line makes no sense; exit status 2. */
-class UsageError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+using Cli::UsageError;
 
 }  // namespace LocalCloud
