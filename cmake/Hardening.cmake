@@ -3,6 +3,8 @@ include(CheckCXXSourceCompiles)
 include(CheckPIESupported)
 check_pie_supported()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+# A library search path would serve others' libraries too, and its place is part of the build id.
+set(CMAKE_SKIP_RPATH ON)
 
 add_compile_options(-fstack-protector-strong)
 

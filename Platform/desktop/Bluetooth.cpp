@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -56,14 +57,15 @@ private:
     Devices m_devices;
 };
 
-/** Looks beside the program first: a search path in the program itself would serve others' libraries too. */
+/** From where it was installed with the program (in PREFIX/bin) alone: no search path has a say. */
 void* LoadBluez() {
     const std::unique_ptr<char, decltype(&g_free)> program(g_file_read_link("/proc/self/exe", nullptr),
                                                            &g_free);
-    const std::unique_ptr<char, decltype(&g_free)> folder(g_path_get_dirname(program ? program.get() : "/"),
-                                                          &g_free);
-    void* const beside = dlopen((std::string(folder.get()) + "/" + Bluez::MODULE).c_str(), RTLD_NOW);
-    return beside != nullptr ? beside : dlopen(Bluez::MODULE, RTLD_NOW);
+    if (!program) {
+        return nullptr;
+    }
+    const auto prefix = std::filesystem::path(program.get()).parent_path().parent_path();
+    return dlopen((prefix / INFOSYNC_MODULE_DIR / Bluez::MODULE).c_str(), RTLD_NOW);
 }
 
 Devices ReadFromBluez() {

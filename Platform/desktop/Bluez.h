@@ -9,7 +9,7 @@ namespace Bluez {
 /** Bonded or not, by address in upper case. */
 using Devices = std::unordered_map<std::string, bool>;
 
-/** The module, beside the program or where libraries are, and its one function. */
+/** The module, in a folder of its own below the libraries, and its one function. */
 inline constexpr char MODULE[] = "infosync-bluez.so";
 inline constexpr char READ_DEVICES[] = "infosync_bluez_read_devices";
 using ReadDevices = void(Devices&);
