@@ -21,6 +21,8 @@
 namespace {
 
 constexpr std::string_view LETTERS = "VDIWEF";
+/** What the journal calls the same priorities (sd-daemon(3), syslog(3)). */
+constexpr std::string_view JOURNAL_LEVELS = "776432";
 
 /** A reader of our log that has gone away must not end the process. */
 class BrokenPipeGuard {
@@ -74,15 +76,12 @@ int WriteAllGuarded(int descriptor, std::string_view text) {
     return result;
 }
 
-/** The log viewer's brief form: tag and process id stand in columns where they are short. */
-std::string Head(int priority, const char* tag) {
-    static const std::string pid = std::to_string(getpid());
-    std::string head = {LETTERS[static_cast<std::size_t>(priority - DLOG_VERBOSE)], '/'};
-    head += tag;
-    head.resize(std::max(head.size(), std::size_t{10}), ' ');
-    head += '(';
-    head.append(5 - std::min(pid.size(), std::size_t{5}), ' ');
-    return head + pid + "): ";
+/** Whether standard error is the stream that systemd connected to its journal (systemd.exec(5)). */
+bool IsJournal() {
+    const char* stream = std::getenv("JOURNAL_STREAM");
+    struct stat status = {};
+    return stream != nullptr && fstat(STDERR_FILENO, &status) == 0 &&
+           stream == std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }
 
 /** The least priority that is written. A single run may have one of its own, with the television as it is. */
@@ -97,7 +96,7 @@ int LevelOf(const TvIni& ini) {
 
 }  // namespace
 
-LogSink::LogSink(const TvIni& ini) : m_level(LevelOf(ini)) {
+LogSink::LogSink(const TvIni& ini) : m_level(LevelOf(ini)), m_isJournal(IsJournal()) {
     // A file of the service's that got the number of a closed standard error must not get our lines.
     while (fcntl(STDERR_FILENO, F_GETFD) < 0 && open("/dev/null", O_WRONLY) >= 0) {
     }
@@ -129,7 +128,22 @@ void LogSink::Open(const std::string& path) {
     }
     struct stat status = {};
     m_isFile = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    m_isJournal = false;
     m_descriptor = descriptor;
+}
+
+/** The log viewer's brief form: tag and process id stand in columns where they are short. */
+std::string LogSink::Head(int priority, const char* tag) const {
+    static const std::string pid = std::to_string(getpid());
+    const auto index = static_cast<std::size_t>(priority - DLOG_VERBOSE);
+    std::string head = m_isJournal ? std::string{'<', JOURNAL_LEVELS[index], '>'} : std::string();
+    const std::size_t start = head.size();
+    head += {LETTERS[index], '/'};
+    head += tag;
+    head.resize(std::max(head.size(), start + 10), ' ');
+    head += '(';
+    head.append(5 - std::min(pid.size(), std::size_t{5}), ' ');
+    return head + pid + "): ";
 }
 
 void LogSink::Warn(const std::string& problem) {

@@ -22,11 +22,13 @@ public:
 
 private:
     void Open(const std::string& path);
+    std::string Head(int priority, const char* tag) const;
     void Warn(const std::string& problem);
     int WriteLines(const std::string& lines);
 
     int m_level;
     int m_descriptor = STDERR_FILENO;
     bool m_isFile = false;
+    bool m_isJournal;
     std::mutex m_mutex;
 };

@@ -112,6 +112,29 @@ TEST_F(DlogTest, LogThatCannotBeWrittenHarmsNobody) {
     close(standardError);
 }
 
+TEST_F(DlogTest, JournalIsToldThePriorityOfEachLine) {
+    struct stat status = {};
+    ASSERT_EQ(fstat(STDERR_FILENO, &status), 0);
+    const std::string own = std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
+    setenv("JOURNAL_STREAM", own.c_str(), 1);
+    LogSink sink(TvIni("[log]\nlevel=V", ""));
+    LogSink toFile(TvIni("[log]\nfile=log", ""));
+    setenv("JOURNAL_STREAM", (own + "0").c_str(), 1);
+    LogSink toOther(TvIni("", ""));
+    unsetenv("JOURNAL_STREAM");
+    for (const auto& [priority, start] :
+         {std::pair(DLOG_VERBOSE, "<7>V/"), std::pair(DLOG_DEBUG, "<7>D/"), std::pair(DLOG_INFO, "<6>I/"),
+          std::pair(DLOG_WARN, "<4>W/"), std::pair(DLOG_ERROR, "<3>E/"), std::pair(DLOG_FATAL, "<2>F/")}) {
+        const std::string head = std::string(start) + "TAG     (PID): ";
+        Write(sink, priority, "one\n<0>two");
+        EXPECT_EQ(Logged(), head + "one\n" + head + "<0>two\n");
+    }
+    Write(toFile, DLOG_ERROR, "text");
+    EXPECT_THAT(Get("log"), StartsWith("E/TAG"));
+    Write(toOther, DLOG_ERROR, "text");
+    EXPECT_THAT(Logged(), StartsWith("E/TAG"));
+}
+
 TEST_F(DlogTest, FileIsAppendedToAndIsTheUsersAlone) {
     for (const char* text : {"first", "second"}) {
         LogSink sink(TvIni("[log]\nfile=log", ""));
