@@ -1,75 +1,25 @@
-/** Keeps tokens, codes and verifiers out of what is shown or leaves the machine. */
+/** Keeps the television's tokens, codes and verifiers out of what is shown or leaves the machine. */
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
-#include <deque>
-#include <functional>
-#include <set>
 #include <string>
-#include <string_view>
-#include <vector>
 
-#include "Television/ValueScanner.h"
+#include "Cli/Masker.h"
 
 namespace Television {
 
-/** Secrets that were seen, to be found wherever they stand. The oldest are given up past some thousands. */
-class KnownSecrets {
+class Masker : public Cli::Masker {
 public:
-    /** A short one is not taken up: it would be found in words. */
-    void Add(std::string_view secret);
-
-    /** Adds the place of each secret in the text, and of one whose end the text's end cuts off. */
-    void Find(std::string_view text, std::vector<FoundValue>& places) const;
-
-private:
-    using Sorted = std::set<std::string, std::less<>>;
-
-    std::size_t LengthAt(std::string_view text) const;
-
-    Sorted m_secrets;
-    std::deque<Sorted::iterator> m_byAge;
-    /** How many have the same hash of their first bytes, so that most positions of a text cost little. */
-    std::array<std::uint16_t, 4096> m_starts = {};
-};
-
-/**
- * Learns secrets from what it is given and masks them: the values of names that secrets have, each text of 16
- * bytes or more under a name that is not known to be harmless, and what was learned wherever it stands.
- */
-class Masker {
-public:
-    /** What stands in a secret's place: its beginning and length, or a word that fits where a token does. */
-    enum class Shows { BEGINNING, LENGTH };
-
-    explicit Masker(Shows shows = Shows::BEGINNING) : m_shows(shows) {}
+    using Cli::Masker::Masker;
 
     /** Learns from the television's records in keys/, those of all users. What cannot be read has no secrets.
      */
     void LearnKeys();
-
-    /** @param entry the same for all lines of one log entry, such as what stands before its message */
-    std::string Mask(const std::string& text, const std::string& entry = "");
-
-    /** Masks what was learned before, and nothing else. */
-    std::string MaskKnown(const std::string& text) const;
 
     /**
      * A record of the key manager with each text replaced that is not known to be harmless, however short.
      * One that cannot be read is replaced whole, since nobody can tell what is in it.
      */
     std::string MaskRecord(const std::string& alias, const std::string& record);
-
-private:
-    std::vector<FoundValue> Learn(const std::string& text, const std::string& entry, bool everyText);
-    std::string Masked(const std::string& text, std::vector<FoundValue> places) const;
-    std::string Replacement(const std::string& secret) const;
-
-    Shows m_shows;
-    ValueScanner m_scanner;
-    KnownSecrets m_known;
 };
 
 }  // namespace Television

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Television {
+namespace Cli {
 
 /** A value whose name is not known to be harmless; its end is the position after its last byte. */
 struct FoundValue {
@@ -64,4 +64,4 @@ private:
     std::string m_entry;
 };
 
-}  // namespace Television
+}  // namespace Cli

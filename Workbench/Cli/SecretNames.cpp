@@ -1,11 +1,11 @@
-#include "Television/SecretNames.h"
+#include "Cli/SecretNames.h"
 
 #include <glib.h>
 
 #include <algorithm>
 #include <cstddef>
 
-namespace Television {
+namespace Cli {
 
 namespace {
 
@@ -47,4 +47,4 @@ bool IsHarmlessName(std::string_view name) {
     return IsOneOf(NAMES, name);
 }
 
-}  // namespace Television
+}  // namespace Cli

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-namespace Television {
+namespace Cli {
 
 /** Whether tokens, codes and verifiers stand under the name. */
 bool IsSecretName(std::string_view name);
@@ -13,4 +13,4 @@ bool IsSecretName(std::string_view name);
  */
 bool IsHarmlessName(std::string_view name);
 
-}  // namespace Television
+}  // namespace Cli

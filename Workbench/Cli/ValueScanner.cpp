@@ -1,4 +1,4 @@
-#include "Television/ValueScanner.h"
+#include "Cli/ValueScanner.h"
 
 #include <glib.h>
 
@@ -6,9 +6,9 @@
 #include <cstring>
 #include <utility>
 
-#include "Television/SecretNames.h"
+#include "Cli/SecretNames.h"
 
-namespace Television {
+namespace Cli {
 
 namespace {
 
@@ -287,4 +287,4 @@ bool ValueScanner::StartsAt(std::size_t at, std::string_view start) const {
     return at <= m_text.size() && m_text.compare(at, start.size(), start) == 0;
 }
 
-}  // namespace Television
+}  // namespace Cli
