@@ -9,8 +9,7 @@
 #include "TvFolder.h"
 #include "TvIni.h"
 
-GateSite GateSite::Read() {
-    std::string text = TvFolder::ReadIni()->Text(TvKeys::GATE_SITE).value_or("");
+GateSite GateSite::Parse(std::string text) {
     if (!text.empty() && text.back() == '/') {
         text.pop_back();
     }
@@ -21,8 +20,15 @@ GateSite GateSite::Read() {
         g_uri_get_host(uri.get()) == nullptr || *g_uri_get_host(uri.get()) == '\0' ||
         *g_uri_get_path(uri.get()) != '\0' || g_uri_get_userinfo(uri.get()) != nullptr ||
         g_uri_get_query(uri.get()) != nullptr || g_uri_get_fragment(uri.get()) != nullptr) {
-        throw std::runtime_error(TvFolder::IniPath() + ": [http] gate_site: “" + text +
-                                 "” is not an https origin such as https://auth.example:443");
+        throw std::runtime_error("“" + text + "” is not an https origin such as https://auth.example:443");
     }
     return {text, g_uri_get_host(uri.get())};
+}
+
+GateSite GateSite::Read() {
+    try {
+        return Parse(TvFolder::ReadIni()->Text(TvKeys::GATE_SITE).value_or(""));
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(TvFolder::IniPath() + ": [http] gate_site: " + error.what());
+    }
 }

@@ -8,6 +8,9 @@ struct GateSite {
     std::string origin;
     std::string host;
 
+    /** @throws std::runtime_error when the text is no https origin */
+    static GateSite Parse(std::string text);
+
     /** As tv.ini has it. @throws std::runtime_error when that is no https origin */
     static GateSite Read();
 };

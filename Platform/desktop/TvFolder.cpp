@@ -42,9 +42,12 @@ std::string FolderOf(const std::string& path) {
     throw std::system_error(error, std::generic_category(), path);
 }
 
-[[noreturn]] void Fail(GError* error) {
+/** The reason stands at the end of GLib's text, which may be about a temporary file. */
+[[noreturn]] void Fail(GError* error, const std::string& path) {
     const std::unique_ptr<GError, decltype(&g_error_free)> owned(error, &g_error_free);
-    throw std::runtime_error(owned->message);
+    const std::string message = owned->message;
+    const auto reason = message.rfind(": ");
+    throw std::runtime_error(path + ": " + message.substr(reason == std::string::npos ? 0 : reason + 2));
 }
 
 bool IsPlainName(const std::string& name) {
@@ -184,11 +187,14 @@ Bytes ReadBytes(const std::string& path) {
     if (status.st_size > LARGEST_FILE) {
         Fail(EFBIG, path);
     }
+    if (access(path.c_str(), R_OK) != 0) {
+        Fail(errno, path);
+    }
     char* content = nullptr;
     gsize length = 0;
     GError* error = nullptr;
     if (g_file_get_contents(path.c_str(), &content, &length, &error) == FALSE) {
-        Fail(error);
+        Fail(error, path);
     }
     return {{content, &std::free}, length};
 }
@@ -208,7 +214,7 @@ void WriteFile(const std::string& path, std::string_view content) {
     GError* error = nullptr;
     if (g_file_set_contents_full(path.c_str(), content.data(), static_cast<gssize>(content.size()), FLAGS,
                                  FILE_MODE, &error) == FALSE) {
-        Fail(error);
+        Fail(error, path);
     }
 }
 

@@ -81,12 +81,15 @@ void CheckValue(GKeyFile* file, const TvKey& key) {
     switch (key.type) {
         case TvKey::Type::Text:
         case TvKey::Type::Choice:
+        case TvKey::Type::File:
+        case TvKey::Type::Origin:
             ReadText(file, key);
             break;
         case TvKey::Type::Integer:
             ReadInteger(file, key);
             break;
-        case TvKey::Type::List:
+        case TvKey::Type::Addresses:
+        case TvKey::Type::Routes:
             ReadList(file, key);
             break;
     }
@@ -132,6 +135,7 @@ TvIni::TvIni(std::string content, const std::string& path) : TvIni() {
     if (g_key_file_load_from_data(m_file.get(), m_content.data(), m_content.size(), G_KEY_FILE_NONE,
                                   &fault.error) == FALSE) {
         m_file.reset(g_key_file_new());
+        m_isDamaged = true;
         m_problem = path + ": " + fault.error->message +
                     "; the television has nothing set. Correct the file, or delete it and make one with: "
                     "infosync-tv init";
@@ -146,6 +150,7 @@ TvIni::TvIni(std::string content, const std::string& path) : TvIni() {
 TvIni TvIni::Unreadable(std::string problem) {
     TvIni ini;
     ini.m_problem = std::move(problem);
+    ini.m_isDamaged = true;
     return ini;
 }
 

@@ -12,7 +12,11 @@
 
 /** One key of tv.ini: where it is, what it may hold, and what it reads as when it is not set. */
 struct TvKey {
-    enum class Type { Text, Choice, Integer, List };
+    /**
+     * What the value is meant to be. A reading takes any text for a File or an Origin, and a list of any
+     * texts for Addresses or Routes; whoever edits the file checks them.
+     */
+    enum class Type { Text, Choice, Integer, File, Origin, Addresses, Routes };
 
     const char* group;
     const char* name;
@@ -23,6 +27,10 @@ struct TvKey {
     std::int64_t fallbackNumber = 0;
     std::int64_t least = std::numeric_limits<std::int32_t>::min();
     std::int64_t most = std::numeric_limits<std::int32_t>::max();
+
+    constexpr bool IsList() const {
+        return type == Type::Addresses || type == Type::Routes;
+    }
 };
 
 namespace TvKeys {
@@ -35,15 +43,15 @@ inline constexpr TvKey TIZEN_VERSION{"system", "tizen_version", Type::Text};
 inline constexpr TvKey TIZEN_ID{"system", "tizen_id", Type::Text};
 inline constexpr TvKey SSO_STATE{"sso", "state", Type::Integer};
 inline constexpr TvKey LOGIN_ID{"sso", "login_id", Type::Text};
-inline constexpr TvKey AUTH_CODE{"sso", "auth_code", Type::Text};
+inline constexpr TvKey AUTH_CODE{"sso", "auth_code", Type::File};
 inline constexpr TvKey SSO_RESULT{"sso", "result", Type::Integer};
 inline constexpr TvKey BT_SOURCE{"bluetooth", "source", Type::Choice, "lists", "lists bluez"};
 inline constexpr TvKey BT_INIT_RESULT{"bluetooth", "init_result", Type::Integer};
-inline constexpr TvKey BONDED{"bluetooth", "bonded", Type::List};
-inline constexpr TvKey KNOWN{"bluetooth", "known", Type::List};
-inline constexpr TvKey GATE_SITE{"http", "gate_site", Type::Text, "https://auth.quorlen.example"};
-inline constexpr TvKey CONNECT_TO{"http", "connect_to", Type::List};
-inline constexpr TvKey CA_FILE{"http", "ca_file", Type::Text};
+inline constexpr TvKey BONDED{"bluetooth", "bonded", Type::Addresses};
+inline constexpr TvKey KNOWN{"bluetooth", "known", Type::Addresses};
+inline constexpr TvKey GATE_SITE{"http", "gate_site", Type::Origin, "https://auth.quorlen.example"};
+inline constexpr TvKey CONNECT_TO{"http", "connect_to", Type::Routes};
+inline constexpr TvKey CA_FILE{"http", "ca_file", Type::File};
 inline constexpr TvKey MAX_RESPONSE_BYTES{
     "http", "max_response_bytes", Type::Integer, nullptr, nullptr, std::int64_t{8} << 20U, 1};
 inline constexpr TvKey MAX_SECONDS{"http", "max_seconds", Type::Integer, nullptr, nullptr, 600, 1, 86'400};
@@ -68,14 +76,20 @@ public:
     /** A television with nothing set, and why. */
     static TvIni Unreadable(std::string problem);
 
-    /** For a Text or a Choice. */
+    /** For a Text, a Choice, a File or an Origin. */
     std::optional<std::string> Text(const TvKey& key) const;
     std::int64_t Integer(const TvKey& key) const;
+    /** For Addresses or Routes. */
     std::vector<std::string> List(const TvKey& key) const;
 
     /** What is wrong with the file and what that means, on one line; empty when nothing is. */
     const std::string& Problem() const {
         return m_problem;
+    }
+
+    /** Whether that is wrong with the whole of it. */
+    bool IsDamaged() const {
+        return m_isDamaged;
     }
 
     bool operator==(const TvIni& other) const {
@@ -87,5 +101,6 @@ private:
     std::string m_path;
     std::string m_content;
     std::string m_problem;
+    bool m_isDamaged = false;
     std::unique_ptr<GKeyFile, void (*)(GKeyFile*)> m_file;
 };

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <iostream>
 #include <utility>
 
@@ -137,7 +138,7 @@ int Tool::Run(int argc, char** argv) {
     } catch (const UsageError& error) {
         return Refuse(error.what());
     } catch (const std::exception& error) {
-        return Report(error.what(), EXIT_FAILED);
+        return Report(Reason(error), EXIT_FAILED);
     }
     return std::cout.flush() ? status : Report("the output could not be written", EXIT_FAILED);
 }
@@ -196,6 +197,11 @@ int Tool::Report(const std::string& message, ExitStatus status) const {
 
 int Tool::Refuse(const std::string& problem) const {
     return Report(problem + "\nTry: " + FullName(Selected(m_app)) + " --help", EXIT_USAGE);
+}
+
+std::string Reason(const std::exception& error) {
+    const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error);
+    return file == nullptr ? error.what() : file->path1().string() + ": " + file->code().message();
 }
 
 }  // namespace Cli

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <functional>
 #include <string>
 #include <vector>
@@ -51,5 +52,8 @@ private:
     ValueSources m_values;
     std::function<void()> m_beforeCommand = [] {};
 };
+
+/** What the error says, which is in the library's words for one of std::filesystem: those are put better. */
+std::string Reason(const std::exception& error);
 
 }  // namespace Cli

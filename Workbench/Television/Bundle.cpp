@@ -10,6 +10,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "Cli/FileLock.h"
 #include "Cli/Text.h"
 #include "Television/IniFile.h"
 #include "Television/LastRun.h"
@@ -223,6 +224,10 @@ bool Import(const std::string& text, bool replace) {
     }
     fs::create_directory(staging.Path() / "old");
     g_mkdir_with_parents(folder.c_str(), 0700);
+    const Cli::FileLock noRun(folder / RUN_LOCK_FILE, Cli::FileLock::Wait::NO);
+    if (!noRun.IsHeld()) {
+        throw std::runtime_error("a run of the television is under way");
+    }
     Exchange(staging);
     return secretsReplaced;
 }

@@ -37,7 +37,10 @@ bool SameButForName(const Device& a, const Device& b) {
 DeviceList ReadDeviceList() {
     DeviceList list;
     const Document document = ReadSetting(InfoSyncUtil::KEY_DEVICES);
-    list.problem = document.problem;
+    if (!document.IsReadable()) {
+        list.problem =
+            document.Complaint("the device list is", "A factory reset clears it: infosync-tv factory-reset");
+    }
     for (const std::string& id : document.value.getMemberNames()) {
         list.devices.emplace(id, ReadDevice(document.value[id]));
     }

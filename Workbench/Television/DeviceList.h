@@ -19,7 +19,7 @@ struct Device {
 struct DeviceList {
     /** By record id. */
     std::map<std::string, Device> devices;
-    /** Why the list cannot be read; empty when it can. */
+    /** Why the list cannot be read, and what to do; empty when it can. */
     std::string problem;
 };
 

@@ -5,8 +5,10 @@
 #include <optional>
 #include <system_error>
 
+#include "Cli/Text.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
+#include "Util/SecurityUtil.h"
 
 namespace Television {
 
@@ -23,7 +25,8 @@ Document Read(const std::optional<std::string>& path,
         }
     } catch (const std::system_error& error) {
         if (error.code() != std::errc::no_such_file_or_directory) {
-            document.condition = Document::Condition::DAMAGED;
+            document.condition = error.code() == std::errc::permission_denied ? Document::Condition::FORBIDDEN
+                                                                              : Document::Condition::DAMAGED;
             document.problem = error.what();
         }
     } catch (const std::exception& error) {
@@ -35,8 +38,19 @@ Document Read(const std::optional<std::string>& path,
 
 }  // namespace
 
+std::string Document::Complaint(const std::string& name, const std::string& remedy) const {
+    return condition == Condition::FORBIDDEN ? name + " not yours to read: " + Cli::Escape(problem) +
+                                                   "\nSee the owner and the mode of the file"
+                                             : name + " damaged: " + Cli::Escape(problem) + "\n" + remedy;
+}
+
 Document ReadKey(const std::string& alias) {
     return Read(TvFolder::KeyPath(alias), &InfoSyncUtil::ParseStoredObject);
+}
+
+Document ReadAuthCode() {
+    return Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE),
+                [](const std::string& /*text*/) { return Json::Value(Json::objectValue); });
 }
 
 Document ReadSetting(const std::string& key) {
@@ -50,15 +64,6 @@ std::string SettingText(const std::string& key) {
         return TvFolder::ReadFile(TvFolder::SettingPath(key).value());
     } catch (const std::exception&) {
         return {};
-    }
-}
-
-bool HasKey(const std::string& alias) {
-    try {
-        TvFolder::ReadFile(TvFolder::KeyPath(alias).value());
-        return true;
-    } catch (const std::exception&) {
-        return false;
     }
 }
 

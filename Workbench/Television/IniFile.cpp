@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "Cli/Text.h"
+#include "Television/IniCheck.h"
 #include "TvFolder.h"
 
 namespace Television {
@@ -36,10 +37,14 @@ std::vector<std::string> SplitList(const std::string& value) {
     return items;
 }
 
-/** What the television would make of the value; empty when it is fine. */
-std::string ProblemOf(const std::string& content) {
-    const std::string problem = TvIni(content, "tv.ini").Problem();
-    return problem.substr(0, problem.find("; it counts"));
+/** @throws std::runtime_error when the file may not be changed */
+Cli::FileLock Lock(const std::string& path) {
+    Require();
+    try {
+        return {path + ".lock", Cli::FileLock::Wait::YES};
+    } catch (const std::system_error& error) {
+        throw std::runtime_error("cannot change the television: " + std::string(error.what()));
+    }
 }
 
 }  // namespace
@@ -47,15 +52,28 @@ std::string ProblemOf(const std::string& content) {
 void Require() {
     try {
         ReadIniText();
-    } catch (const std::system_error&) {
+    } catch (const std::system_error& error) {
+        if (error.code() == std::errc::permission_denied) {
+            throw std::runtime_error("the television is not yours to read: " + std::string(error.what()) +
+                                     "\nSee the owner and the mode of the folder and of the file");
+        }
         // It is there: a television that is damaged, which is for each command to deal with.
     }
 }
 
-IniFile::IniFile() : IniFile(ReadIniText()) {}
+IniFile::IniFile()
+    : m_path(TvFolder::IniPath()), m_lock(Lock(m_path)), m_file(g_key_file_new(), &g_key_file_free) {
+    Load(ReadIniText());
+}
 
 IniFile::IniFile(const std::string& text)
-    : m_path(TvFolder::IniPath()), m_file(g_key_file_new(), &g_key_file_free) {
+    : m_path(TvFolder::IniPath()),
+      m_lock(m_path + ".lock", Cli::FileLock::Wait::YES),
+      m_file(g_key_file_new(), &g_key_file_free) {
+    Load(text);
+}
+
+void IniFile::Load(const std::string& text) {
     GError* error = nullptr;
     if (!text.empty() && g_key_file_load_from_data(m_file.get(), text.data(), text.size(),
                                                    G_KEY_FILE_KEEP_COMMENTS, &error) == FALSE) {
@@ -70,19 +88,11 @@ void IniFile::Set(const TvKey& key, const std::string& value) {
     if (g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) == FALSE) {
         throw std::invalid_argument("the value is not UTF-8: " + Cli::Escape(value));
     }
-    if (key.type == TvKey::Type::List) {
+    if (key.IsList()) {
         SetList(key, SplitList(value));
-        return;
+    } else {
+        Write(key, [&](GKeyFile* file) { g_key_file_set_string(file, key.group, key.name, value.c_str()); });
     }
-    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> alone(g_key_file_new(), &g_key_file_free);
-    g_key_file_set_string(alone.get(), key.group, key.name, value.c_str());
-    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(alone.get(), nullptr, nullptr),
-                                                        &g_free);
-    const std::string problem = ProblemOf(text.get());
-    if (!problem.empty()) {
-        throw std::invalid_argument(Cli::Escape(problem));
-    }
-    g_key_file_set_string(m_file.get(), key.group, key.name, value.c_str());
 }
 
 void IniFile::Unset(const TvKey& key) {
@@ -105,7 +115,22 @@ void IniFile::SetList(const TvKey& key, const std::vector<std::string>& items) {
     for (const std::string& item : items) {
         texts.push_back(item.c_str());
     }
-    g_key_file_set_string_list(m_file.get(), key.group, key.name, texts.data(), texts.size());
+    Write(key, [&](GKeyFile* file) {
+        g_key_file_set_string_list(file, key.group, key.name, texts.data(), texts.size());
+    });
+}
+
+/** Writes into a file of its own first, to see what the television would make of it. */
+void IniFile::Write(const TvKey& key, const std::function<void(GKeyFile*)>& write) {
+    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> alone(g_key_file_new(), &g_key_file_free);
+    write(alone.get());
+    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(alone.get(), nullptr, nullptr),
+                                                        &g_free);
+    const std::string problem = ProblemOf(key, text.get());
+    if (!problem.empty()) {
+        throw std::invalid_argument(KeyName(key) + ": " + Cli::Escape(problem));
+    }
+    write(m_file.get());
 }
 
 void IniFile::Save() const {

@@ -3,11 +3,12 @@
 
 #include <glib.h>
 
-#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "Cli/FileLock.h"
 #include "TvIni.h"
 
 namespace Television {
@@ -15,6 +16,7 @@ namespace Television {
 /** @throws std::runtime_error, saying how to make one, when there is no television in the folder */
 void Require();
 
+/** While one lives, other processes wait for theirs: what it saves is based on what it read. */
 class IniFile {
 public:
     /** As the file has it. @throws std::runtime_error, saying what to do, when it is not there or no key file
@@ -29,13 +31,18 @@ public:
     void Unset(const TvKey& key);
 
     std::vector<std::string> List(const TvKey& key) const;
+    /** @throws std::invalid_argument as Set */
     void SetList(const TvKey& key, const std::vector<std::string>& items);
 
     /** @throws std::runtime_error, with the file as it was */
     void Save() const;
 
 private:
+    void Load(const std::string& text);
+    void Write(const TvKey& key, const std::function<void(GKeyFile*)>& write);
+
     std::string m_path;
+    Cli::FileLock m_lock;
     std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> m_file;
 };
 

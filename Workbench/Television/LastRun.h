@@ -16,6 +16,8 @@ struct RunOutcome {
     Kind kind = Kind::SUCCESS;
     /** Why, in the words of the service's log; empty for a success. */
     std::string reason;
+    /** The one that interrupted it; 0 for none. */
+    int signal = 0;
 };
 
 /** The outcome in one line, such as "failed: request failed". */
@@ -35,5 +37,8 @@ std::string LastRunWords(const Json::Value& lastRun, std::int64_t now, const Cli
 
 /** The file's name in the folder. */
 inline constexpr char LAST_RUN_FILE[] = "last-run.json";
+
+/** Held by the run that is under way. */
+inline constexpr char RUN_LOCK_FILE[] = "run.lock";
 
 }  // namespace Television

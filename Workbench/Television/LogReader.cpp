@@ -1,7 +1,12 @@
 #include "Television/LogReader.h"
 
+#include <algorithm>
 #include <cstring>
+#include <exception>
+#include <iterator>
 #include <utility>
+
+#include "Util/JsonUtil.h"
 
 namespace Television {
 
@@ -79,13 +84,48 @@ void LogReader::Finish() {
 
 RunOutcome LogReader::Outcome() const {
     if (!m_failure.empty()) {
-        const bool explained = m_failure == "request failed" && !m_platformError.empty();
-        return {RunOutcome::Kind::FAILURE, m_failure + (explained ? " (" + m_platformError + ")" : "")};
+        return {RunOutcome::Kind::FAILURE, WithCause(m_failure)};
+    }
+    if (!m_storeError.empty()) {
+        return {RunOutcome::Kind::FAILURE, m_storeError};
     }
     if (!m_ended) {
         return {RunOutcome::Kind::CRASHED, "the log ends before the service did"};
     }
     return {};
+}
+
+std::string LogReader::LastError() const {
+    return m_lastError.empty() ? "" : WithCause(m_lastError);
+}
+
+std::string LogReader::Awaited(const LogLine& line) {
+    const std::string message = line.Message();
+    if (StartsWith(message, "Not logged in, try : ")) {
+        return "waiting for sign-in, up to 20 seconds: infosync-tv sign-in USER";
+    }
+    if (line.tag == SERVICE_TAG && (message == "result != SSO_TRUE" || message == "userData is authcode")) {
+        return "no code came, and the service waits for one: Ctrl-C ends the run";
+    }
+    return {};
+}
+
+std::string LogReader::WithCause(const std::string& failure) const {
+    const bool isForWantOfAToken = failure == "Fail to activate" || failure == "Fail to get JWT";
+    if (isForWantOfAToken && !m_tokenRefusal.empty()) {
+        return "no access token (" + m_tokenRefusal + ")";
+    }
+    std::string answer = m_refusal;
+    if (answer.empty() && !m_status.empty() && m_status != "200") {
+        answer = m_request + " answered " + m_status;
+    }
+    std::string causes;
+    for (const std::string& cause : {answer, m_platformError, m_storeError, m_iniWarning}) {
+        if (!cause.empty() && cause.find(failure) == std::string::npos) {
+            causes += (causes.empty() ? "" : "; ") + cause;
+        }
+    }
+    return causes.empty() ? failure : failure + " (" + causes + ")";
 }
 
 void LogReader::TakeLine(std::string text) {
@@ -94,9 +134,21 @@ void LogReader::TakeLine(std::string text) {
     const bool isError = line.priority == 'E' || line.priority == 'F';
     if (line.tag == SERVICE_TAG) {
         TakeServiceLine(line, isError);
-    } else if (isError) {
-        m_platformError = m_lastError = line.Message();
+    } else if (isError || line.priority == 'W') {
+        TakePlatformLine(line, isError);
     }
+}
+
+void LogReader::TakePlatformLine(const LogLine& line, bool isError) {
+    const std::string words = line.tag + ": " + line.Message();
+    if (isError && (line.tag == "VCONF" || line.tag == "CKMC")) {
+        m_storeError = m_storeError.empty() ? words : m_storeError;
+    } else if (line.tag == "TV") {
+        m_iniWarning = words;
+    } else if (line.tag == "SSO" || line.tag == "BLUETOOTH" || line.tag == "NXCURL") {
+        m_platformError = words;
+    }
+    m_lastError = isError ? words : m_lastError;
 }
 
 void LogReader::TakeServiceLine(const LogLine& line, bool isError) {
@@ -110,10 +162,65 @@ void LogReader::TakeServiceLine(const LogLine& line, bool isError) {
     } else if (isError && !StartsWith(message, NOT_AN_ERROR)) {
         m_lastError = Cause(message);
         // These catch what ends a run; other errors are reported and lived with.
-        if (line.function == "GetBTInfoDataFromCloud" || line.function == "Retry" ||
-            line.function == "main") {
+        if (line.function == "GetBTInfoDataFromCloud" || line.function == "main" ||
+            StartsWith(message, "Exception : ")) {
             m_failure = m_lastError;
         }
+    }
+    TakeAnswer(line);
+}
+
+/** The status is told at E, the text of an answer at I, and at E that of a download that was refused. */
+void LogReader::TakeAnswer(const LogLine& line) {
+    constexpr std::pair<const char*, const char*> REQUESTS[] = {
+        {"CAuthServerHttpMessage.cpp", "token"},        {"ImportAccessToken", "token"},
+        {"CKCloudActivateHttpMessage.cpp", "activate"}, {"ActivateCloudServer", "activate"},
+        {"CKCloudAuthHttpMessage.cpp", "app"},          {"IssueJWT", "app"},
+        {"CKCloudDataHttpMessage.cpp", "records"},      {"DownSyncBtInfoFromCloud", "records"}};
+    const auto* const request = std::find_if(
+        std::begin(REQUESTS), std::end(REQUESTS),
+        [&](const auto& known) { return line.file == known.first || line.function == known.first; });
+    if (request == std::end(REQUESTS)) {
+        return;
+    }
+    const std::string message = line.Message();
+    for (const char* start : {"status code : ", "error code : "}) {
+        if (StartsWith(message, start)) {
+            m_request = request->second;
+            m_status = message.substr(std::strlen(start));
+            m_refusal.clear();
+            return;
+        }
+    }
+    const std::string head = line.text.substr(0, line.messageAt);
+    if (head != std::exchange(m_answerHead, head)) {
+        m_answer = message.substr(std::min(message.find('{'), message.size()));
+    } else if (m_answer.size() < LONGEST_LINE) {
+        m_answer += "\n" + message;
+    }
+    if (!m_answer.empty() && m_answer.back() == '}') {
+        try {
+            JudgeAnswer(request->second, InfoSyncUtil::ParseJson(m_answer));
+        } catch (const std::exception&) {
+            return;  // not over, cut off or no JSON
+        }
+    }
+}
+
+void LogReader::JudgeAnswer(const std::string& request, const Json::Value& answer) {
+    if (request == "token") {
+        const Json::Value& rsp = InfoSyncUtil::ObjectMember(answer, "rsp");
+        const Json::Value& told = rsp.isMember("error") ? rsp : answer;
+        const std::string description = InfoSyncUtil::TextMember(told, "error_description");
+        const std::string error = InfoSyncUtil::TextMember(told, "error");
+        const bool hasToken = InfoSyncUtil::ObjectMember(rsp, "result").isMember("access_token");
+        m_tokenRefusal = hasToken        ? ""
+                         : error.empty() ? "the token request was answered without one"
+                                         : "the token request was refused: " + error +
+                                               (description.empty() ? "" : ", " + description);
+    } else if (InfoSyncUtil::ToInt64(answer["rcode"]) != 0) {
+        m_refusal = request + " answered " + m_status + ", rcode " + answer["rcode"].asString() + ": " +
+                    InfoSyncUtil::TextMember(answer, "rmsg");
     }
 }
 

@@ -1,6 +1,8 @@
 /** Follows the service's log to tell how a run ended. */
 #pragma once
 
+#include <json/json.h>
+
 #include <cstddef>
 #include <functional>
 #include <string>
@@ -45,22 +47,38 @@ public:
     /** How a run ended whose process ended by itself with status 0. */
     RunOutcome Outcome() const;
 
-    /** The last thing that was reported as an error; empty when nothing was. */
-    const std::string& LastError() const {
-        return m_lastError;
-    }
+    /** The last thing that was reported as an error, with its cause; empty when nothing was. */
+    std::string LastError() const;
+
+    /** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
+    static std::string Awaited(const LogLine& line);
 
 private:
     void TakeLine(std::string text);
     void TakeServiceLine(const LogLine& line, bool isError);
+    void TakePlatformLine(const LogLine& line, bool isError);
+    void TakeAnswer(const LogLine& line);
+    void JudgeAnswer(const std::string& request, const Json::Value& answer);
+    std::string WithCause(const std::string& failure) const;
 
     LineHandler m_onLine;
     std::string m_begun;
     std::string m_lastError;
     std::string m_failure;
-    /** What the platform said of the failure, such as why a request did not get through. */
-    std::string m_platformError;
     bool m_ended = false;
+    /** What the stores said first, tv.ini's reader, and the rest of the platform last, of what went wrong. */
+    std::string m_storeError;
+    std::string m_iniWarning;
+    std::string m_platformError;
+    /** The last answer: which request it is to, its status, and what it says where it is a refusal. */
+    std::string m_request;
+    std::string m_status;
+    std::string m_refusal;
+    /** The refusal of a token: the service goes on without one. */
+    std::string m_tokenRefusal;
+    /** The lines of an answer that is not over, and what stands before each of them. */
+    std::string m_answer;
+    std::string m_answerHead;
 };
 
 }  // namespace Television

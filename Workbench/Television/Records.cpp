@@ -56,9 +56,9 @@ UserRecords ReadUser(const std::string& user, const Json::Value& entry) {
 
 std::vector<UserRecords> ReadRecords(const std::string& user) {
     const Document document = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
-    if (document.IsDamaged()) {
-        throw std::runtime_error("the records are damaged: " + Cli::Escape(document.problem) +
-                                 "\nThe next good run replaces them: infosync-tv run");
+    if (!document.IsReadable()) {
+        throw std::runtime_error(
+            document.Complaint("the records are", "The next good run replaces them: infosync-tv run"));
     }
     std::vector<UserRecords> users;
     for (const std::string& name : document.value.getMemberNames()) {

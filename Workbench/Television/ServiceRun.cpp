@@ -2,6 +2,7 @@
 
 #include <glib-unix.h>
 #include <glib.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <fstream>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "Cli/Text.h"
 
@@ -22,46 +24,61 @@ namespace {
 
 constexpr unsigned GRACE_SECONDS = 2;
 constexpr unsigned MILLISECONDS = 1000;
+constexpr unsigned LOG_FILE_LOOK_MILLISECONDS = 200;
+
+/** Between fork and exec: the service ends with this process, and hears of the terminal's signals through it.
+ */
+void PrepareService(gpointer parent) {
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != *static_cast<pid_t*>(parent)) {
+        _exit(1);  // the parent was gone before the line above
+    }
+}
+
+bool IsIgnored(int signal) {
+    struct sigaction action = {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+}  // namespace
 
 /** One service process, from its start to its end. */
-class Process {
+class ServiceRun::Process {
 public:
     Process(const RunOptions& options, const LogReader::LineHandler& onLine)
         : m_log(onLine),
           m_logFile(options.logFile),
           m_timeoutSeconds(options.timeoutSeconds),
-          m_loop(g_main_loop_new(nullptr, FALSE)) {
+          m_loop(g_main_loop_new(nullptr, FALSE), &g_main_loop_unref) {
         std::error_code none;
         const auto size = std::filesystem::file_size(m_logFile, none);
         m_logFileEnd = none ? 0 : static_cast<std::streamoff>(size);
+        AddSignal(SIGINT, [](gpointer self) { return Interrupt(self, SIGINT); });
+        AddSignal(SIGTERM, [](gpointer self) { return Interrupt(self, SIGTERM); });
+        AddSignal(SIGHUP, [](gpointer self) { return Interrupt(self, SIGHUP); });
         Start(options);
     }
     ~Process() {
-        g_main_loop_unref(m_loop);
-        g_spawn_close_pid(m_pid);
+        for (const guint source : m_sources) {
+            g_source_remove(source);
+        }
         close(m_output);
     }
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
     RunOutcome Wait() {
-        const auto onSignal = [](gpointer self) -> gboolean {
-            static_cast<Process*>(self)->End(RunOutcome::Kind::INTERRUPTED, SIGINT);
-            return G_SOURCE_CONTINUE;
-        };
-        const guint sources[] = {
-            g_unix_signal_add(SIGINT, onSignal, this), g_unix_signal_add(SIGTERM, onSignal, this),
-            g_timeout_add(m_timeoutSeconds * MILLISECONDS, &OnTimeout, this),
-            g_unix_fd_add(m_output, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), &OnOutput, this)};
+        const guint timeout = g_timeout_add(m_timeoutSeconds * MILLISECONDS, &OnTimeout, this);
+        const guint look = g_timeout_add(LOG_FILE_LOOK_MILLISECONDS, &OnLook, this);
+        const guint output =
+            g_unix_fd_add(m_output, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), &OnOutput, this);
         g_child_watch_add(m_pid, &OnEnd, this);
-        g_main_loop_run(m_loop);
-        for (const guint source : sources) {
-            if (g_main_context_find_source_by_id(nullptr, source) != nullptr) {
+        g_main_loop_run(m_loop.get());
+        for (const guint source : {timeout, look, output, m_graceSource}) {
+            if (source != 0 && g_main_context_find_source_by_id(nullptr, source) != nullptr) {
                 g_source_remove(source);
             }
-        }
-        if (m_graceSource != 0) {
-            g_source_remove(m_graceSource);
         }
         // What was written between the last look and the end.
         while (ReadOutput() > 0) {
@@ -72,29 +89,49 @@ public:
     }
 
 private:
+    void AddSignal(int signal, GSourceFunc onSignal) {
+        if (!IsIgnored(signal)) {
+            m_sources.push_back(g_unix_signal_add(signal, onSignal, this));
+        }
+    }
+
     void Start(const RunOptions& options) {
+        if (access(options.service.c_str(), X_OK) != 0) {
+            throw std::runtime_error("cannot start " + Cli::Escape(options.service) + ": " +
+                                     g_strerror(errno) +
+                                     "\nName the service with --service FILE or INFOSYNC_SERVICE");
+        }
         std::string program = options.service;
         char* words[] = {program.data(), nullptr};
-        char** environment = g_environ_setenv(g_get_environ(), "INFOSYNC_TV_LOG_LEVEL",
-                                              std::string(1, options.level).c_str(), TRUE);
+        const std::unique_ptr<char*, decltype(&g_strfreev)> environment(
+            g_environ_setenv(g_get_environ(), "INFOSYNC_TV_LOG_LEVEL", std::string(1, options.level).c_str(),
+                             TRUE),
+            &g_strfreev);
+        pid_t self = getpid();
         GError* error = nullptr;
-        const bool started =
-            g_spawn_async_with_pipes(nullptr, words, environment, G_SPAWN_DO_NOT_REAP_CHILD, nullptr, nullptr,
-                                     &m_pid, nullptr, nullptr, &m_output, &error) != FALSE;
-        g_strfreev(environment);
-        if (!started) {
+        if (g_spawn_async_with_pipes(nullptr, words, environment.get(), G_SPAWN_DO_NOT_REAP_CHILD,
+                                     &PrepareService, &self, &m_pid, nullptr, nullptr, &m_output,
+                                     &error) == FALSE) {
             const std::string reason = error->message;
             g_error_free(error);
-            g_main_loop_unref(m_loop);
-            throw std::runtime_error(Cli::Escape(reason) +
-                                     "\nName the service with --service FILE or INFOSYNC_SERVICE");
+            throw std::runtime_error(Cli::Escape(reason));
         }
         g_unix_set_fd_nonblocking(m_output, TRUE, nullptr);
     }
 
+    static gboolean Interrupt(gpointer self, int signal) {
+        static_cast<Process*>(self)->End({RunOutcome::Kind::INTERRUPTED, "", signal}, signal);
+        return G_SOURCE_CONTINUE;
+    }
+
     static gboolean OnTimeout(gpointer self) {
-        static_cast<Process*>(self)->End(RunOutcome::Kind::TIMED_OUT, SIGTERM);
+        static_cast<Process*>(self)->End({RunOutcome::Kind::TIMED_OUT, ""}, SIGTERM);
         return G_SOURCE_REMOVE;
+    }
+
+    static gboolean OnLook(gpointer self) {
+        static_cast<Process*>(self)->ReadLogFile();
+        return G_SOURCE_CONTINUE;
     }
 
     static gboolean OnOutput(int /*descriptor*/, GIOCondition /*condition*/, gpointer self) {
@@ -105,19 +142,18 @@ private:
 
     static void OnEnd(GPid /*pid*/, int status, gpointer self) {
         static_cast<Process*>(self)->m_status = status;
-        g_main_loop_quit(static_cast<Process*>(self)->m_loop);
+        g_main_loop_quit(static_cast<Process*>(self)->m_loop.get());
     }
 
     /** Asks the service to end, and after a while makes it. The first reason counts. */
-    void End(RunOutcome::Kind kind, int signal) {
-        if (m_ended == RunOutcome::Kind::SUCCESS) {
-            m_ended = kind;
+    void End(const RunOutcome& outcome, int signal) {
+        if (m_ended.kind == RunOutcome::Kind::SUCCESS) {
+            m_ended = outcome;
         }
-        kill(m_pid, signal);
+        kill(-m_pid, signal);
         if (m_graceSource == 0) {
             const GSourceFunc onGraceOver = [](gpointer self) -> gboolean {
-                kill(static_cast<Process*>(self)->m_pid, SIGKILL);
-                static_cast<Process*>(self)->m_graceSource = 0;
+                kill(-static_cast<Process*>(self)->m_pid, SIGKILL);
                 return G_SOURCE_REMOVE;
             };
             m_graceSource = g_timeout_add_seconds(GRACE_SECONDS, onGraceOver, this);
@@ -133,24 +169,26 @@ private:
         return count;
     }
 
-    /** Takes what the run added to the file, where the television logs to one. */
+    /** Takes what the run has added to the file since the last look, where the television logs to one. */
     void ReadLogFile() {
         std::ifstream file(m_logFile, std::ios::binary);
         file.seekg(m_logFileEnd);
         std::array<char, 65536> buffer = {};
         while (file.read(buffer.data(), buffer.size()) || file.gcount() > 0) {
+            m_logFileEnd += file.gcount();
             m_log.Feed({buffer.data(), static_cast<std::size_t>(file.gcount())});
         }
     }
 
     RunOutcome Outcome() const {
-        if (m_ended == RunOutcome::Kind::TIMED_OUT) {
+        RunOutcome outcome = m_ended;
+        if (m_ended.kind == RunOutcome::Kind::TIMED_OUT) {
             const std::string lastError = m_log.LastError();
-            return {m_ended, "no end after " + Cli::Count(m_timeoutSeconds, "second") +
-                                 (lastError.empty() ? "" : "; the last error was: " + lastError)};
+            outcome.reason = "no end after " + Cli::Count(m_timeoutSeconds, "second") +
+                             (lastError.empty() ? "" : "; the last error was: " + lastError);
         }
-        if (m_ended != RunOutcome::Kind::SUCCESS) {
-            return {m_ended, ""};
+        if (m_ended.kind != RunOutcome::Kind::SUCCESS) {
+            return outcome;
         }
         if (WIFSIGNALED(m_status)) {
             return {RunOutcome::Kind::CRASHED,
@@ -166,19 +204,23 @@ private:
     std::string m_logFile;
     std::streamoff m_logFileEnd = 0;
     unsigned m_timeoutSeconds;
-    GMainLoop* m_loop;
+    std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> m_loop;
+    std::vector<guint> m_sources;
     GPid m_pid = 0;
     int m_output = -1;
     int m_status = 0;
     guint m_graceSource = 0;
-    RunOutcome::Kind m_ended = RunOutcome::Kind::SUCCESS;
+    /** Why the service was asked to end; a success while it was not. */
+    RunOutcome m_ended;
 };
 
-}  // namespace
+ServiceRun::ServiceRun(const RunOptions& options, const LogReader::LineHandler& onLine)
+    : m_process(std::make_unique<Process>(options, onLine)) {}
 
-RunOutcome RunService(const RunOptions& options, const LogReader::LineHandler& onLine) {
-    Process process(options, onLine);
-    return process.Wait();
+ServiceRun::~ServiceRun() = default;
+
+RunOutcome ServiceRun::Wait() {
+    return m_process->Wait();
 }
 
 }  // namespace Television

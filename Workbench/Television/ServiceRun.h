@@ -1,6 +1,7 @@
 /** Runs the service on the television and watches it. */
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "Television/LastRun.h"
@@ -20,11 +21,27 @@ struct RunOptions {
 };
 
 /**
- * Waits until the run has ended, however it does; the service is gone afterwards. An interrupt or a
- * termination signal that comes meanwhile is passed on to the service.
- * @param onLine gets the lines of the log
- * @throws std::runtime_error when the service cannot be started
+ * One run of the service. While this lives, SIGINT, SIGTERM and SIGHUP end the service and not this process,
+ * except for those that this process was started to ignore. The service never outlives this process.
  */
-RunOutcome RunService(const RunOptions& options, const LogReader::LineHandler& onLine);
+class ServiceRun {
+public:
+    /**
+     * Starts the service.
+     * @param onLine gets the lines of the log
+     * @throws std::runtime_error when it cannot be started
+     */
+    ServiceRun(const RunOptions& options, const LogReader::LineHandler& onLine);
+    ~ServiceRun();
+    ServiceRun(const ServiceRun&) = delete;
+    ServiceRun& operator=(const ServiceRun&) = delete;
+
+    /** Returns when the service has ended, however it did. */
+    RunOutcome Wait();
+
+private:
+    class Process;
+    std::unique_ptr<Process> m_process;
+};
 
 }  // namespace Television

@@ -6,6 +6,7 @@
 #include "Cli/Duration.h"
 #include "Cli/Text.h"
 #include "Television/Document.h"
+#include "Television/IniCheck.h"
 #include "Television/LastRun.h"
 #include "TvFolder.h"
 #include "TvIni.h"
@@ -25,6 +26,7 @@ struct Stored {
     Document activation = ReadKey(InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO);
     Document applicationToken = ReadKey(InfoSyncUtil::ALIAS_JWT);
     Document records = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
+    Document authCode = ReadAuthCode();
     Document devices = ReadSetting(InfoSyncUtil::KEY_DEVICES);
 };
 
@@ -37,10 +39,23 @@ Json::Value State(const char* name, const std::string& problem = "") {
     return state;
 }
 
+Json::Value StateOf(const Document& document) {
+    switch (document.condition) {
+        case Document::Condition::MISSING:
+            return State("none");
+        case Document::Condition::DAMAGED:
+            return State("damaged", document.problem);
+        case Document::Condition::FORBIDDEN:
+            return State("forbidden", document.problem);
+        default:
+            return State("stored");
+    }
+}
+
 /** The state of something that is kept under the user's entry, when that alone decides it; otherwise null. */
 Json::Value StateOfEntry(const Document& document, const std::string& user) {
-    if (document.IsDamaged()) {
-        return State("damaged", document.problem);
+    if (!document.IsReadable()) {
+        return StateOf(document);
     }
     if (!document.value.isMember(user)) {
         return State("none");
@@ -140,24 +155,29 @@ Json::Value Users(const Stored& stored, const std::string& signedIn, std::int64_
     return users;
 }
 
-/** The stored documents that cannot be read, each with the reason. */
-Json::Value Damaged(const Stored& stored, const std::string& iniProblem) {
-    Json::Value damaged(Json::arrayValue);
-    const auto add = [&damaged](const std::string& name, const std::string& problem) {
-        if (!problem.empty()) {
-            Json::Value entry;
-            entry["document"] = name;
-            entry["problem"] = problem;
-            damaged.append(std::move(entry));
+Json::Value Entry(const char* subject, const Json::Value& value, const std::string& problem) {
+    Json::Value entry;
+    entry[subject] = value;
+    entry["problem"] = problem;
+    return entry;
+}
+
+/** The stored documents that cannot be read for that reason, each with the details. */
+Json::Value Unreadable(const Stored& stored, Document::Condition reason) {
+    const std::pair<const char*, const Document*> documents[] = {
+        {InfoSyncUtil::ALIAS_ACCESS_TOKEN, &stored.tokens},
+        {InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, &stored.activation},
+        {InfoSyncUtil::ALIAS_JWT, &stored.applicationToken},
+        {InfoSyncUtil::ALIAS_RECORDS, &stored.records},
+        {InfoSyncUtil::ALIAS_AUTH_CODE, &stored.authCode},
+        {"devices", &stored.devices}};
+    Json::Value unreadable(Json::arrayValue);
+    for (const auto& [name, document] : documents) {
+        if (document->condition == reason) {
+            unreadable.append(Entry("document", name, document->problem));
         }
-    };
-    add("tv.ini", iniProblem);
-    add(InfoSyncUtil::ALIAS_ACCESS_TOKEN, stored.tokens.problem);
-    add(InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, stored.activation.problem);
-    add(InfoSyncUtil::ALIAS_JWT, stored.applicationToken.problem);
-    add(InfoSyncUtil::ALIAS_RECORDS, stored.records.problem);
-    add("devices", stored.devices.problem);
-    return damaged;
+    }
+    return unreadable;
 }
 
 }  // namespace
@@ -173,12 +193,19 @@ Json::Value Status(std::int64_t now, bool showSecrets) {
     status["signed_in"] = isSignedIn;
     status["login_id"] = isSignedIn && !login.empty() ? Json::Value(login) : Json::Value();
     status["users"] = Users(stored, isSignedIn ? login : "", now, showSecrets);
-    status["devices"] =
-        stored.devices.IsDamaged() ? State("damaged", stored.devices.problem) : State("stored");
+    status["devices"] = StateOf(stored.devices);
     status["devices"]["count"] = stored.devices.value.size();
-    status["authorisation_code"] = State(HasKey(InfoSyncUtil::ALIAS_AUTH_CODE) ? "stored" : "none");
+    status["authorisation_code"] = StateOf(stored.authCode);
     status["factory_reset_requested"] = SettingText(InfoSyncUtil::KEY_FACTORY_RESET_FLAG) == "1";
-    status["damaged"] = Damaged(stored, ini->Problem());
+    status["damaged"] = Unreadable(stored, Document::Condition::DAMAGED);
+    if (ini->IsDamaged()) {
+        status["damaged"].append(Entry("document", "tv.ini", ini->Problem()));
+    }
+    status["forbidden"] = Unreadable(stored, Document::Condition::FORBIDDEN);
+    status["warnings"] = Json::Value(Json::arrayValue);
+    for (const IniProblem& problem : CheckIni()) {
+        status["warnings"].append(Entry("line", Json::Value::UInt64{problem.line}, problem.words));
+    }
     status["last_run"] = ReadLastRun();
     return status;
 }

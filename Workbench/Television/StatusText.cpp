@@ -17,8 +17,8 @@ std::string Line(const std::string& label, const std::string& text, const std::s
 
 std::string StateWords(const Json::Value& state, const Cli::Style& style) {
     const std::string name = state["state"].asString();
-    if (name == "damaged") {
-        return style(Colour::RED, "damaged: " + Cli::Escape(state["problem"].asString()));
+    if (name == "damaged" || name == "forbidden") {
+        return style(Colour::RED, name + ": " + Cli::Escape(state["problem"].asString()));
     }
     const std::string duration = Cli::DurationWords(state["seconds_left"].asInt64());
     std::string words = name == "valid"     ? style(Colour::GREEN, "valid") + ", " + duration + " left"
@@ -77,11 +77,18 @@ std::string StatusText(const Json::Value& status, std::int64_t now, const Cli::S
     for (const Json::Value& user : status["users"]) {
         text += UserText(user, style);
     }
-    for (const Json::Value& damaged : status["damaged"]) {
-        text += (&damaged == &status["damaged"][0] ? "\n" : "") +
-                style(Colour::RED, Cli::Escape(damaged["document"].asString()) + " is damaged: ") +
-                Cli::Escape(damaged["problem"].asString()) + "\n";
-    }
+    const auto tell = [&](const char* list, Colour colour, const std::string& before,
+                          const std::string& after) {
+        for (const Json::Value& entry : status[list]) {
+            const std::string subject = entry[entry.isMember("line") ? "line" : "document"].asString();
+            text += "\n" + style(colour, before + Cli::Escape(subject) + after) +
+                    Cli::Escape(entry["problem"].asString());
+        }
+        text += status[list].empty() ? "" : "\n";
+    };
+    tell("damaged", Colour::RED, "", " is damaged: ");
+    tell("forbidden", Colour::RED, "", " is not yours to read: ");
+    tell("warnings", Colour::YELLOW, "tv.ini, line ", ": ");
     return text;
 }
 

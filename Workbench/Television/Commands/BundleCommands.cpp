@@ -51,7 +51,8 @@ void AddExport(Cli::Tool& tool) {
         "export", "Write the whole television to one file, to attach to a bug report",
         R"(One JSON document with tv.ini, the settings and the stored records; - writes to standard
 output. Tokens, codes and verifiers are replaced; user, device names and addresses are
-not. What tv.ini names outside of these, such as a certificate file, is not part of it.
+not. Of the stored records, all other texts are replaced as well. What tv.ini names
+outside of the folder, such as a certificate file, is not part of it.
 
 Examples:
   infosync-tv export tv.json
@@ -67,7 +68,7 @@ void Import(const std::string& file, bool force) {
     try {
         secretsReplaced = Television::Import(TvFolder::ReadFile(file), force);
     } catch (const std::exception& error) {
-        throw std::runtime_error(Cli::Escape(file) + " was not imported: " + error.what());
+        throw std::runtime_error(Cli::Escape(file) + " was not imported: " + Cli::Reason(error));
     }
     std::cout << "the television of " << Cli::Escape(file) << " is now in " << Cli::Escape(TvFolder::Path())
               << "\n";

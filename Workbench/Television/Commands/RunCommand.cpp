@@ -10,11 +10,14 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
+#include "Cli/FileLock.h"
 #include "Cli/Style.h"
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
 #include "Television/DeviceList.h"
+#include "Television/IniCheck.h"
 #include "Television/IniFile.h"
 #include "Television/LastRun.h"
 #include "Television/LogReader.h"
@@ -32,8 +35,10 @@ using Television::DeviceChange;
 
 constexpr unsigned LONGEST_TIMEOUT_SECONDS = 86400;
 constexpr char SERVICE_NAME[] = "bt-infosync";
-// How a run ended is told by lines of this priority and above.
-constexpr char LEVEL_NEEDED = 'W';
+// How a run ended is told by lines of this priority and above: what was refused at I, but that is nothing for
+// a log file that is to have less.
+constexpr char LEVEL_NEEDED = 'I';
+constexpr char LEVEL_NEEDED_IN_FILE = 'W';
 
 struct RunArguments {
     /** Empty for that of tv.ini. */
@@ -41,6 +46,7 @@ struct RunArguments {
     unsigned timeoutSeconds = 120;
     /** Empty for the usual one. */
     std::string service;
+    bool wait = false;
     bool showSecrets = false;
 };
 
@@ -76,22 +82,43 @@ Colour LineColour(char priority) {
     }
 }
 
-/** Passes on the lines that were asked for; a line that is no log line is always shown. */
-Television::LogReader::LineHandler PassOn(char level, bool showSecrets) {
-    const auto masker = std::make_shared<Television::Masker>();
-    masker->LearnKeys();
-    return [level, showSecrets, masker, style = Style(STDERR_FILENO)](const Television::LogLine& line) {
+/** Shows the log with its secrets masked, and what of it people should not wait for in vain. */
+class Show {
+public:
+    Show(char level, bool showSecrets) : m_level(level), m_showSecrets(showSecrets) {
+        m_masker.LearnKeys();
+    }
+
+    /** Shows a line that was asked for; one that is no log line is always shown. */
+    void Line(const Television::LogLine& line) {
         const std::string head = line.text.substr(0, line.messageAt);
         // Lines that are not shown are learned from as well.
-        const std::string message =
-            showSecrets ? line.Message() : masker->Mask(line.Message(), line.file.empty() ? "" : head);
-        if (line.priority != '\0' && Severity(line.priority) < Severity(level)) {
-            return;
+        const std::string message = m_masker.Mask(line.Message(), line.file.empty() ? "" : head);
+        if (line.priority == '\0' || Severity(line.priority) >= Severity(m_level)) {
+            const bool isError = line.text.find("<<Not Error>>") == std::string::npos;
+            std::cerr << m_style(isError ? LineColour(line.priority) : Colour::PLAIN,
+                                 m_showSecrets ? line.text : head + message)
+                      << "\n";
         }
-        const bool isError = line.text.find("<<Not Error>>") == std::string::npos;
-        std::cerr << style(isError ? LineColour(line.priority) : Colour::PLAIN, head + message) << "\n";
-    };
-}
+        const std::string awaited = Television::LogReader::Awaited(line);
+        if (!awaited.empty() && awaited != m_awaited) {
+            std::cerr << "infosync-tv: " << awaited << "\n";
+        }
+        m_awaited = awaited.empty() ? m_awaited : awaited;
+    }
+
+    /** What the run ended in, which may have a text of a server's in it. */
+    void Mask(Television::RunOutcome& outcome) const {
+        outcome.reason = m_masker.MaskKnown(outcome.reason);
+    }
+
+private:
+    char m_level;
+    bool m_showSecrets;
+    Style m_style{STDERR_FILENO};
+    Television::Masker m_masker;
+    std::string m_awaited;
+};
 
 std::string DeviceWords(const Television::Device& device) {
     return Cli::Escape(device.name) + "  " + Cli::Escape(device.address);
@@ -116,8 +143,7 @@ std::string ChangeText(const DeviceChange& change, const Style& style) {
 std::string ChangesText(const Television::DeviceList& before, const Television::DeviceList& after,
                         const Style& style) {
     if (!after.problem.empty()) {
-        return style(Colour::RED, "the device list is damaged: ") + Cli::Escape(after.problem) +
-               "\nA factory reset clears it: infosync-tv factory-reset\n";
+        return style(Colour::RED, after.problem) + "\n";
     }
     const std::vector<DeviceChange> changes = Television::Compare(before, after);
     std::string text = "device list: " + Cli::Count(after.devices.size(), "device") +
@@ -128,6 +154,37 @@ std::string ChangesText(const Television::DeviceList& before, const Television::
     return text;
 }
 
+/** @throws std::runtime_error when a run is under way already and is not to be waited for */
+std::unique_ptr<Cli::FileLock> LockTelevision(bool wait) {
+    const std::string path = TvFolder::Resolve(Television::RUN_LOCK_FILE);
+    auto lock = std::make_unique<Cli::FileLock>(path, Cli::FileLock::Wait::NO);
+    if (!lock->IsHeld() && !wait) {
+        throw std::runtime_error(
+            "a run of this television is under way\nWait for its end with --wait, or end it first");
+    }
+    if (!lock->IsHeld()) {
+        std::cerr << "infosync-tv: waiting for the run that is under way\n";
+        lock = std::make_unique<Cli::FileLock>(path, Cli::FileLock::Wait::YES);
+    }
+    return lock;
+}
+
+void Warn() {
+    for (const auto& [line, words] : Television::CheckIni()) {
+        std::cerr << "infosync-tv: tv.ini, line " << line << ": " << words << "\n";
+    }
+}
+
+/** @return why it could not be kept; empty when it was */
+std::string KeepOutcome(const Television::RunOutcome& outcome, double seconds) {
+    try {
+        Television::WriteLastRun(outcome, std::time(nullptr), seconds);
+        return {};
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
 void Run(const RunArguments& arguments) {
     Television::Require();
     const auto television = TvFolder::ReadIni();
@@ -135,16 +192,22 @@ void Run(const RunArguments& arguments) {
         arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level;
     Television::RunOptions options;
     options.service = ServicePath(arguments);
-    options.level = Severity(level[0]) > Severity(LEVEL_NEEDED) ? LEVEL_NEEDED : level[0];
     options.timeoutSeconds = arguments.timeoutSeconds;
-    if (const auto file = television->Text(TvKeys::LOG_FILE)) {
-        options.logFile = TvFolder::Resolve(*file);
-    }
+    const auto file = television->Text(TvKeys::LOG_FILE);
+    options.logFile = file ? TvFolder::Resolve(*file) : "";
+    const char needed = file ? LEVEL_NEEDED_IN_FILE : LEVEL_NEEDED;
+    options.level = Severity(level[0]) > Severity(needed) ? needed : level[0];
+    const auto lock = LockTelevision(arguments.wait);
+    Warn();
+
     const Television::DeviceList before = Television::ReadDeviceList();
+    Show show(level[0], arguments.showSecrets);
     const auto started = std::chrono::steady_clock::now();
-    const Television::RunOutcome outcome =
-        Television::RunService(options, PassOn(level[0], arguments.showSecrets));
+    Television::ServiceRun run(options, [&show](const Television::LogLine& line) { show.Line(line); });
+    Television::RunOutcome outcome = run.Wait();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
+    show.Mask(outcome);
+    const std::string unkept = KeepOutcome(outcome, duration.count());
 
     const Style style(STDOUT_FILENO);
     const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
@@ -152,9 +215,13 @@ void Run(const RunArguments& arguments) {
               << style(isSuccess ? Colour::GREEN : Colour::RED,
                        Cli::Escape(Television::OutcomeWords(outcome)))
               << " (" << std::fixed << std::setprecision(2) << duration.count() << " s)\n";
-    Television::WriteLastRun(outcome, std::time(nullptr), duration.count());
+    if (!unkept.empty()) {
+        throw std::runtime_error("how the run ended could not be kept: " + unkept);
+    }
     if (!isSuccess) {
-        throw CLI::RuntimeError(Cli::EXIT_FAILED);
+        // As a shell tells of what a signal ended.
+        constexpr int SIGNALLED = 128;
+        throw CLI::RuntimeError(outcome.signal != 0 ? SIGNALLED + outcome.signal : Cli::EXIT_FAILED);
     }
 }
 
@@ -166,8 +233,12 @@ void AddRun(Cli::Tool& tool) {
         "run", "Run the service once on this television",
         R"(The service's log goes to standard error; what changed in the device list and how the run
 ended goes to standard output and is kept for `infosync-tv status`. The exit status is 0
-only for a run that came to its good end. Secrets in the log are cut to their first
-characters.
+only for a run that came to its good end and stored what it brought; 128 and the number of
+the signal for one that SIGINT, SIGTERM or SIGHUP interrupted.
+
+Of tokens, codes and verifiers, the log shows the first four characters: of the values of
+names that they have, of texts of 16 bytes or more under unknown names, and of each that
+was seen or is stored, wherever it stands. What is not masked: Workbench/README.md.
 
 Examples:
   infosync-tv run
@@ -186,6 +257,7 @@ Examples:
         .add_option("--service", arguments->service,
                     "the service's executable (default: bt-infosync beside this tool)")
         ->option_text("FILE");
+    command.add_flag("--wait", arguments->wait, "wait for the end of a run that is under way");
     command.add_flag("--show-secrets", arguments->showSecrets,
                      "leave tokens, codes and verifiers in the log as they are");
     command.callback([arguments] { Run(*arguments); });

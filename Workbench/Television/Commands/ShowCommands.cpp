@@ -26,8 +26,7 @@ void Devices(bool json) {
     Television::Require();
     const Television::DeviceList list = Television::ReadDeviceList();
     if (!list.problem.empty()) {
-        throw std::runtime_error("the device list is damaged: " + Cli::Escape(list.problem) +
-                                 "\nA factory reset clears it: infosync-tv factory-reset");
+        throw std::runtime_error(list.problem);
     }
     if (json) {
         std::cout << Cli::JsonText(Television::ToJson(list));
@@ -97,13 +96,19 @@ void Status(bool json, bool showSecrets) {
     const Json::Value status = Television::Status(now, showSecrets);
     std::cout << (json ? Cli::JsonText(status)
                        : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
+    if (!status["forbidden"].empty()) {
+        throw std::runtime_error("not all of the television is yours to read");
+    }
 }
 
 void AddStatus(Cli::Tool& tool) {
     const auto json = std::make_shared<bool>(false);
     const auto showSecrets = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command("status", "Show who is signed in, what is stored and how long it holds",
-                                     R"(A document that cannot be read is shown as damaged, with the reason.
+    CLI::App& command = tool.Command(
+        "status", "Show who is signed in, what is stored and how long it holds",
+        R"(A document that cannot be read is shown as damaged, with the reason; one that may not be
+read as forbidden, and the exit status is then 1. What is wrong in tv.ini is shown with
+its line.
 
 Examples:
   infosync-tv status

@@ -1,0 +1,163 @@
+"""`infosync-tv run`, and what may go on beside it: signals, other commands, stores that cannot be written to."""
+
+import json
+import os
+import pwd
+import select
+import signal
+import subprocess
+import unittest
+
+from television_case import SETTINGS, TOOL, USER, ToolCase
+
+END = "E/BT_INFOSYNC(1): main.cpp: main(1) > <<Not Error>>End main loop"
+
+
+class RunTest(ToolCase):
+    def setUp(self):
+        super().setUp()
+        self.run_tool("init")
+        self.service = self.work / "service"
+
+    def service_does(self, script):
+        self.service.write_text(f"#!/bin/sh\n{script}\n")
+        self.service.chmod(0o755)
+
+    def start(self, *words):
+        """Starts a run, and returns it with the process id of its service, which then waits for the end of the world."""
+        pipe = self.work / "pipe"
+        pipe.unlink(missing_ok=True)
+        os.mkfifo(pipe)
+        self.service_does(f"echo $$ > {pipe}; exec sleep 1000")
+        run = subprocess.Popen([TOOL, "--dir", self.tv, "run", "--service", self.service, *words], text=True,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=self.environment, start_new_session=True)
+        self.addCleanup(run.communicate)
+        self.addCleanup(run.kill)
+        return run, int(pipe.read_text())
+
+    def assert_gone(self, handle):
+        self.assertTrue(select.select([handle], [], [], 20)[0], "the service is still there")
+        os.close(handle)
+
+    def test_signals_end_the_service_and_are_told_as_what_they_are(self):
+        # A terminal sends its signals to the whole process group.
+        for number, send in ((signal.SIGINT, os.killpg), (signal.SIGTERM, os.kill), (signal.SIGHUP, os.kill)):
+            with self.subTest(number):
+                run, service = self.start()
+                handle = os.pidfd_open(service)
+                send(run.pid, number)
+                output, _ = run.communicate(timeout=20)
+                self.assertEqual(run.returncode, 128 + number)
+                self.assertIn("run: interrupted", output)
+                self.assertIn("interrupted", self.run_tool("status").stdout)
+                self.assert_gone(handle)
+
+    def test_signals_that_were_to_be_ignored_are(self):
+        run, service = self.start_ignoring_hangups()
+        os.kill(run.pid, signal.SIGHUP)
+        os.kill(run.pid, signal.SIGTERM)
+        run.communicate(timeout=20)
+        self.assertEqual(run.returncode, 128 + signal.SIGTERM)
+
+    def start_ignoring_hangups(self):
+        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        try:
+            return self.start()
+        finally:
+            signal.signal(signal.SIGHUP, before)
+
+    def test_the_service_never_outlives_the_tool(self):
+        run, service = self.start()
+        handle = os.pidfd_open(service)
+        run.kill()
+        self.assert_gone(handle)
+
+    def test_one_run_at_a_time(self):
+        run, _ = self.start()
+        self.assertIn("--wait", self.run_tool("run", status=1).stderr)
+        self.run_tool("export", self.work / "tv.json")
+        self.assertIn("under way", self.run_tool("import", "--force", self.work / "tv.json", status=1).stderr)
+        self.run_tool("sign-in", USER)  # what only changes tv.ini does not wait
+        waiting = subprocess.Popen([TOOL, "--dir", self.tv, "run", "--wait", "--service", "/bin/true"], text=True,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=self.environment)
+        self.assertIn("waiting", waiting.stderr.readline())
+        run.terminate()
+        run.communicate(timeout=20)
+        self.assertIn("crashed: the log ends", waiting.communicate(timeout=20)[0])
+
+    def test_changes_at_the_same_time_all_take(self):
+        addresses = [f"AA:BB:CC:00:00:{number:02}" for number in range(30)]
+        self.run_tool("set", "bluetooth.known", "AA:BB:CC:00:00:99")
+        changes = [subprocess.Popen([TOOL, "--dir", self.tv, *words], env=self.environment, stdout=subprocess.DEVNULL)
+                   for address in addresses for words in (["bond", address], ["set", "system.model", address])]
+        self.assertEqual([change.wait(60) for change in changes], [0] * len(changes))
+        text = (self.tv / "tv.ini").read_text()
+        self.assertEqual([address for address in addresses if text.count(address + ";") != 1], [])
+
+    def test_what_could_not_be_stored_makes_the_run_failed(self):
+        self.service_does(f"echo 'E/VCONF   ( 12): db/devices: No space left on device' >&2; echo '{END}' >&2")
+        reason = "failed: VCONF: db/devices: No space left on device"
+        self.assertIn(reason, self.run_tool("run", "--service", self.service, status=1).stdout)
+        self.assertEqual(json.loads((self.tv / "last-run.json").read_text())["words"], reason)
+        (self.tv / "last-run.json").unlink()
+        (self.tv / "last-run.json").mkdir()
+        done = self.run_tool("run", "--service", self.service, status=1)
+        self.assertIn("run: failed", done.stdout)
+        self.assertIn("could not be kept", done.stderr)
+
+    def test_says_what_the_service_waits_for(self):
+        for target in ("&2", f">{self.tv}/log"):
+            self.service_does(f"""{{
+                echo 'W/BT_INFOSYNC(1): a.cpp: Start(1) > Not logged in, try : 1'
+                echo 'E/BT_INFOSYNC(1): a.cpp: operator()(1) > result != SSO_TRUE'
+                echo '{END}'; }} >{target}""")
+            said = self.run_tool("run", "--level", "F", "--service", self.service).stderr
+            self.assertIn("infosync-tv: waiting for sign-in", said)
+            self.assertIn("infosync-tv: no code came", said)
+            self.run_tool("set", "log.file", "log")
+
+    def test_no_secret_under_any_name_is_shown(self):
+        secrets = [f"Sec{number}retSecretSecret" for number in range(6)]
+        token = ('accessToken : {"rsp":{"result":{"access_token"', f':"{secrets[0]}","id_token":',
+                 f'"{secrets[1]}","more":["{secrets[2]}"]}}}}}}')
+        lines = [f"I/BT_INFOSYNC(1): a.cpp: ImportAccessToken(1) > {line}" for line in token]
+        lines += [f"I/BT_INFOSYNC(1): a.cpp: f(2) > body : code={secrets[3]}&x={secrets[4]}", f"stray {secrets[0]}",
+                  f"E/BT_INFOSYNC(1): a.cpp: GetBTInfoDataFromCloud(2) > refused {secrets[0]} {secrets[5]}", END]
+        (self.work / "lines").write_text("\n".join(lines))
+        self.write("keys/InfoSyncJWT", json.dumps({"ben": {"accessToken": secrets[5]}}))
+        self.service_does(f"cat {self.work}/lines >&2")
+        done = self.run_tool("run", "--level", "V", "--service", self.service, status=1)
+        shown = done.stdout + done.stderr + (self.tv / "last-run.json").read_text()
+        self.assertEqual([secret for secret in secrets if secret in shown], [])
+        done = self.run_tool("run", "--level", "V", "--service", self.service, "--show-secrets", status=1)
+        self.assertEqual([secret for secret in secrets[:5] if secret not in done.stderr], [])
+
+
+class RightsTest(ToolCase):
+    def test_what_may_not_be_read_is_not_damaged(self):
+        self.television()
+        user = None
+        if os.geteuid() == 0:  # who may read everything
+            user = pwd.getpwnam("nobody").pw_uid
+            for path in (self.work, *self.work.rglob("*")):
+                os.chown(path, user, -1)
+        every = (["status"], ["devices"], ["records"], ["run"], ["sign-out"], ["init"], ["export", "-"])
+        cases = {"keys/InfoSyncRecords": (["records"], ["status"], ["status", "--json"], ["export", "-"]),
+                 f"{SETTINGS}/devices": (["devices"], ["status"]),
+                 "keys": (["records"], ["status"], ["export", "-"]), "tv.ini": every, ".": every}
+        for name, commands in cases.items():
+            for words in commands:
+                with self.subTest(name=name, words=words):
+                    path = self.tv / name
+                    mode = path.stat().st_mode
+                    path.chmod(0)
+                    try:
+                        done = self.run_tool(*words, status=1, user=user)
+                    finally:
+                        path.chmod(mode)
+                    self.assertIn("Permission denied", done.stdout + done.stderr)
+                    self.assertNotRegex(done.stdout + done.stderr, "filesystem error|Failed to|factory-reset|--force|(is|are) damaged")
+
+
+if __name__ == "__main__":
+    unittest.main()
