@@ -5,6 +5,11 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$ROOT"
 JOBS=$(nproc)
 
+# Another clone's objects serve here as well: what the compiler is told of the tree's place is left out of the comparison.
+if command -v ccache >/dev/null && [ -z "${CMAKE_CXX_COMPILER_LAUNCHER+set}" ]; then
+    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$ROOT CCACHE_NOHASHDIR=1
+fi
+
 say() { printf '==> %s\n' "$*"; }
 die() {
     printf '%s: %s\n' "$(basename "$0")" "$*" >&2
@@ -25,9 +30,9 @@ install_packages() {
         command -v sudo >/dev/null || die "these packages are missing and there is no sudo; as root: apt-get install ${missing[*]}"
         as_root=(sudo)
     fi
-    "${as_root[@]}" apt-get update -qq || say "the package lists could not be brought up to date; trying with those at hand"
+    "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 update -qq || say "the package lists could not be brought up to date; trying with those at hand"
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+        apt-get -o DPkg::Lock::Timeout=300 install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
         die "could not install packages; try: apt-get install ${missing[*]}"
 }
 
