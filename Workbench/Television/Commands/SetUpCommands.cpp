@@ -11,6 +11,7 @@
 #include "Cli/Text.h"
 #include "Television/CloudFolder.h"
 #include "Television/Commands/Commands.h"
+#include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"
 
@@ -193,7 +194,8 @@ Examples:
   infosync-tv set sso.result -- -1
   infosync-tv set system.tizen_id --unset)");
     tool.OneOf(command.add_option("GROUP.KEY", arguments->key), KeyNames())->required();
-    const CLI::Option* value = command.add_option("VALUE", arguments->value);
+    const CLI::Option* value = tool.Offer(command.add_option("VALUE", arguments->value),
+                                          [arguments] { return SettingValues(arguments->key); });
     command.add_flag("--unset", arguments->unset, "remove the key instead");
     command.callback([arguments, value] {
         if (arguments->unset == (value->count() > 0)) {

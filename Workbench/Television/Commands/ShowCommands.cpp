@@ -10,6 +10,7 @@
 #include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
+#include "Television/Commands/Offers.h"
 #include "Television/DeviceList.h"
 #include "Television/IniFile.h"
 #include "Television/Records.h"
@@ -85,7 +86,7 @@ was deleted. Of the services, those of the Bluetooth SIG are shown by their shor
 Examples:
   infosync-tv records
   infosync-tv records ann@example.com --json)");
-    command.add_option("USER", *user);
+    tool.Offer(command.add_option("USER", *user), &UsersWithRecords);
     command.add_flag("--json", *json, JSON_HELP);
     command.callback([user, json] { Records(*user, *json); });
 }

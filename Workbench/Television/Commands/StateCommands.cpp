@@ -7,6 +7,7 @@
 #include "Cli/Text.h"
 #include "Cli/Values.h"
 #include "Television/Commands/Commands.h"
+#include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"
 #include "Util/SettingsUtil.h"
@@ -32,7 +33,10 @@ each stays.
 
 Example:
   infosync-tv sign-in ann@example.com)");
-    command.add_option("USER", *user)->required()->check(Cli::NotEmpty())->check(Cli::Utf8());
+    tool.Offer(command.add_option("USER", *user), &CloudUsers)
+        ->required()
+        ->check(Cli::NotEmpty())
+        ->check(Cli::Utf8());
     command.callback([user] { SignIn(*user); });
 }
 
@@ -77,7 +81,9 @@ void AddBonding(Cli::Tool& tool, const std::string& name, const std::string& sum
     const auto address = std::make_shared<std::string>();
     CLI::App& command =
         tool.Command(name, summary, details + "Example:\n  infosync-tv " + name + " AA:BB:CC:00:11:22");
-    command.add_option("ADDRESS", *address)->required()->check(Cli::BluetoothAddress());
+    tool.Offer(command.add_option("ADDRESS", *address), bonded ? &RecordAddresses : &BondedAddresses)
+        ->required()
+        ->check(Cli::BluetoothAddress());
     command.callback([address, bonded] { ChangeBond(*address, bonded); });
 }
 

@@ -1,0 +1,74 @@
+#include "Television/Commands/Offers.h"
+
+#include <glib.h>
+
+#include <filesystem>
+#include <memory>
+#include <sstream>
+
+#include "Television/CloudFolder.h"
+#include "Television/IniFile.h"
+#include "Television/Records.h"
+#include "TvFolder.h"
+#include "Util/JsonUtil.h"
+
+namespace Commands {
+
+Cli::Candidates CloudUsers() {
+    const auto caFile = TvFolder::ReadIni()->Text(TvKeys::CA_FILE);
+    const std::filesystem::path cloud = caFile ? std::filesystem::path(*caFile).parent_path().parent_path()
+                                               : Television::DefaultCloudFolder();
+    Cli::Candidates candidates;
+    for (const auto& entry : std::filesystem::directory_iterator(cloud / "users")) {
+        const std::unique_ptr<char, decltype(&g_free)> login(
+            g_uri_unescape_string(entry.path().stem().c_str(), nullptr), &g_free);
+        if (login != nullptr && entry.path().extension() == ".json") {
+            candidates.push_back({login.get(), ""});
+        }
+    }
+    return candidates;
+}
+
+Cli::Candidates UsersWithRecords() {
+    Cli::Candidates candidates;
+    for (const Television::UserRecords& user : Television::ReadRecords("")) {
+        candidates.push_back({user.user, ""});
+    }
+    return candidates;
+}
+
+Cli::Candidates RecordAddresses() {
+    Cli::Candidates candidates;
+    for (const Television::UserRecords& user : Television::ReadRecords("")) {
+        for (const Json::Value& record : user.records) {
+            const std::string address = InfoSyncUtil::TextMember(record, "address");
+            if (!address.empty()) {
+                candidates.push_back({address, InfoSyncUtil::TextMember(record, "name")});
+            }
+        }
+    }
+    return candidates;
+}
+
+Cli::Candidates BondedAddresses() {
+    Cli::Candidates candidates;
+    for (const std::string& address : TvFolder::ReadIni()->List(TvKeys::BONDED)) {
+        candidates.push_back({address, ""});
+    }
+    return candidates;
+}
+
+Cli::Candidates SettingValues(const std::string& keyName) {
+    const TvKey* key = Television::FindKey(keyName);
+    if (key == &TvKeys::LOGIN_ID) {
+        return CloudUsers();
+    }
+    std::istringstream choices(key == nullptr || key->choices == nullptr ? "" : key->choices);
+    Cli::Candidates candidates;
+    for (std::string choice; choices >> choice;) {
+        candidates.push_back({choice, ""});
+    }
+    return candidates;
+}
+
+}  // namespace Commands
