@@ -84,19 +84,19 @@ bool IsJournal() {
            stream == std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
 }
 
-/** The least priority that is written. A single run may have one of its own, with the television as it is. */
-int LevelOf(const TvIni& ini) {
-    const char* chosen = std::getenv("INFOSYNC_TV_LOG_LEVEL");
-    std::size_t position = chosen == nullptr ? std::string_view::npos : LETTERS.find(chosen);
-    if (position == std::string_view::npos || std::string_view(chosen).size() != 1) {
-        position = LETTERS.find(ini.Text(TvKeys::LOG_LEVEL).value_or("I"));
-    }
-    return DLOG_VERBOSE + static_cast<int>(position);
+/** What the environment says for this process alone, with the television as it is; else what tv.ini says. */
+std::string Chosen(const TvIni& ini, const TvKey& key, const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && key.IsChoice(value) ? value : ini.Text(key).value();
 }
 
 }  // namespace
 
-LogSink::LogSink(const TvIni& ini) : m_level(LevelOf(ini)), m_isJournal(IsJournal()) {
+LogSink::LogSink(const TvIni& ini)
+    : m_level(DLOG_VERBOSE +
+              static_cast<int>(LETTERS.find(Chosen(ini, TvKeys::LOG_LEVEL, "INFOSYNC_TV_LOG_LEVEL")))),
+      m_format(Chosen(ini, TvKeys::LOG_FORMAT, "INFOSYNC_TV_LOG_FORMAT")),
+      m_isJournal(IsJournal()) {
     // A file of the service's that got the number of a closed standard error must not get our lines.
     while (fcntl(STDERR_FILENO, F_GETFD) < 0 && open("/dev/null", O_WRONLY) >= 0) {
     }
@@ -132,18 +132,10 @@ void LogSink::Open(const std::string& path) {
     m_descriptor = descriptor;
 }
 
-/** The log viewer's brief form: tag and process id stand in columns where they are short. */
 std::string LogSink::Head(int priority, const char* tag) const {
-    static const std::string pid = std::to_string(getpid());
     const auto index = static_cast<std::size_t>(priority - DLOG_VERBOSE);
-    std::string head = m_isJournal ? std::string{'<', JOURNAL_LEVELS[index], '>'} : std::string();
-    const std::size_t start = head.size();
-    head += {LETTERS[index], '/'};
-    head += tag;
-    head.resize(std::max(head.size(), start + 10), ' ');
-    head += '(';
-    head.append(5 - std::min(pid.size(), std::size_t{5}), ' ');
-    return head + pid + "): ";
+    const std::string head = LogText::Head(m_format, LETTERS[index], tag);
+    return m_isJournal ? std::string{'<', JOURNAL_LEVELS[index], '>'} + head : head;
 }
 
 void LogSink::Warn(const std::string& problem) {

@@ -27,6 +27,7 @@ private:
     int WriteLines(const std::string& lines);
 
     int m_level;
+    std::string m_format;
     int m_descriptor = STDERR_FILENO;
     bool m_isFile = false;
     bool m_isJournal;

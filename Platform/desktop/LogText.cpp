@@ -1,11 +1,13 @@
 #include "LogText.h"
 
 #include <glib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <string_view>
 
 namespace LogText {
@@ -120,7 +122,38 @@ std::string_view Location(const char* format, std::string_view message) {
     return message.substr(0, end == std::string_view::npos ? 0 : end + END.size());
 }
 
+/** A process's or thread's number in its column of five. */
+std::string Number(pid_t id) {
+    const std::string digits = std::to_string(id);
+    return std::string(5 - std::min(digits.size(), std::size_t{5}), ' ') + digits;
+}
+
+/** The local time as "MM-DD HH:MM:SS.mmm+ZZZZ". */
+std::string Now() {
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    std::tm local = {};
+    localtime_r(&now.tv_sec, &local);
+    const std::string thousandths = std::to_string(1000 + now.tv_nsec / 1'000'000).substr(1);
+    std::array<char, 40> text;
+    text[std::strftime(text.data(), text.size(), ("%m-%d %H:%M:%S." + thousandths + "%z").c_str(), &local)] =
+        '\0';
+    return text.data();
+}
+
 }  // namespace
+
+std::string Head(std::string_view form, char priority, const char* tag) {
+    static const std::string process = Number(getpid());
+    std::string text = {priority, '/'};
+    text += tag;
+    text.resize(std::max(text.size(), std::size_t{10}), ' ');
+    if (form == "threadtime") {
+        return Now() + " " + text + "(P" + process + ", T" + Number(gettid()) + "): ";
+    }
+    text += "(" + process + "): ";
+    return form == "time" ? Now() + " " + text : text;
+}
 
 std::string Split(const std::string& head, std::string_view message) {
     if (!message.empty() && message.back() == '\n') {

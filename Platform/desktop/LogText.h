@@ -11,6 +11,12 @@ namespace LogText {
 /** The longest message that the platform log takes, in bytes. */
 inline constexpr std::size_t LONGEST_MESSAGE = 4076;
 
+/**
+ * What stands before the message: "E/TAG     ( 1234): " as the log viewer's form brief has it, and the local
+ * time before it in its other forms, time and threadtime.
+ */
+std::string Head(std::string_view form, char priority, const char* tag);
+
 /** The message as lines, each after the head and ending in a newline, with what could pass for a line
  * escaped. */
 std::string Split(const std::string& head, std::string_view message);

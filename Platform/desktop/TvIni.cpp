@@ -1,7 +1,6 @@
 #include "TvIni.h"
 
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
 namespace {
@@ -23,23 +22,12 @@ struct Fault {
     }
 };
 
-bool IsChoice(std::string_view choices, std::string_view value) {
-    while (!choices.empty()) {
-        const auto end = choices.find(' ');
-        if (choices.substr(0, end) == value) {
-            return true;
-        }
-        choices.remove_prefix(end == std::string_view::npos ? choices.size() : end + 1);
-    }
-    return false;
-}
-
 std::string ReadText(GKeyFile* file, const TvKey& key) {
     Fault fault;
     const std::unique_ptr<char, decltype(&g_free)> text(
         g_key_file_get_string(file, key.group, key.name, &fault.error), &g_free);
     fault.Check();
-    if (key.type == TvKey::Type::Choice && !IsChoice(key.choices, text.get())) {
+    if (key.type == TvKey::Type::Choice && !key.IsChoice(text.get())) {
         throw std::runtime_error("“" + std::string(text.get()) + "” is none of: " + key.choices);
     }
     return text.get();
@@ -125,6 +113,18 @@ Value ReadOr(Value fallback, Value (*read)(GKeyFile*, const TvKey&), GKeyFile* f
 }
 
 }  // namespace
+
+bool TvKey::IsChoice(std::string_view value) const {
+    std::string_view left = choices;
+    while (!left.empty()) {
+        const auto end = left.find(' ');
+        if (left.substr(0, end) == value) {
+            return true;
+        }
+        left.remove_prefix(end == std::string_view::npos ? left.size() : end + 1);
+    }
+    return false;
+}
 
 TvIni::TvIni() : m_file(g_key_file_new(), &g_key_file_unref) {}
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /** One key of tv.ini: where it is, what it may hold, and what it reads as when it is not set. */
@@ -31,6 +32,9 @@ struct TvKey {
     constexpr bool IsList() const {
         return type == Type::Addresses || type == Type::Routes;
     }
+
+    /** Of a Choice: whether the value is one of its choices. */
+    bool IsChoice(std::string_view value) const;
 };
 
 namespace TvKeys {
@@ -56,12 +60,13 @@ inline constexpr TvKey MAX_RESPONSE_BYTES{
     "http", "max_response_bytes", Type::Integer, nullptr, nullptr, std::int64_t{8} << 20U, 1};
 inline constexpr TvKey MAX_SECONDS{"http", "max_seconds", Type::Integer, nullptr, nullptr, 600, 1, 86'400};
 inline constexpr TvKey LOG_LEVEL{"log", "level", Type::Choice, "I", "V D I W E F"};
+inline constexpr TvKey LOG_FORMAT{"log", "format", Type::Choice, "brief", "brief time threadtime"};
 inline constexpr TvKey LOG_FILE{"log", "file", Type::Text};
 
 inline constexpr const TvKey* ALL[] = {
-    &MODEL,      &SOFTWARE_VERSION,   &TIZEN_VERSION,  &TIZEN_ID,  &SSO_STATE, &LOGIN_ID,  &AUTH_CODE,
-    &SSO_RESULT, &BT_SOURCE,          &BT_INIT_RESULT, &BONDED,    &KNOWN,     &GATE_SITE, &CONNECT_TO,
-    &CA_FILE,    &MAX_RESPONSE_BYTES, &MAX_SECONDS,    &LOG_LEVEL, &LOG_FILE,
+    &MODEL,      &SOFTWARE_VERSION,   &TIZEN_VERSION,  &TIZEN_ID,  &SSO_STATE,  &LOGIN_ID,  &AUTH_CODE,
+    &SSO_RESULT, &BT_SOURCE,          &BT_INIT_RESULT, &BONDED,    &KNOWN,      &GATE_SITE, &CONNECT_TO,
+    &CA_FILE,    &MAX_RESPONSE_BYTES, &MAX_SECONDS,    &LOG_LEVEL, &LOG_FORMAT, &LOG_FILE,
 };
 
 }  // namespace TvKeys

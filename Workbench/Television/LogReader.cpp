@@ -14,23 +14,32 @@ namespace {
 
 constexpr char SERVICE_TAG[] = "BT_INFOSYNC";
 constexpr char NOT_AN_ERROR[] = "<<Not Error>>";
-// Far more than a log line has: a stray program's output must not fill the memory.
+// Far more than a log line has: a stray program's output must not fill the memory. The rest of a line is
+// dropped.
 constexpr std::size_t LONGEST_LINE = 1U << 20U;
 
 std::string Before(const std::string& text, char end) {
     return text.substr(0, text.find(end));
 }
 
+/** Where a line of the forms time and threadtime goes on after "MM-DD HH:MM:SS.mmm+ZZZZ "; 0 in one of brief.
+ */
+std::size_t EndOfTime(const std::string& text) {
+    const bool hasTime = !text.empty() && text.front() >= '0' && text.front() <= '9';
+    return hasTime ? text.find(' ', text.find(' ') + 1) + 1 : 0;
+}
+
 LogLine Split(std::string text) {
     LogLine line;
     line.text = std::move(text);
+    const std::string head = line.text.substr(EndOfTime(line.text));
     const std::size_t prefixEnd = line.text.find("): ");
-    if (line.text.size() < 2 || line.text[1] != '/' || std::strchr(LOG_LEVELS, line.text[0]) == nullptr ||
+    if (head.size() < 2 || head[1] != '/' || std::strchr(LOG_LEVELS, head[0]) == nullptr ||
         prefixEnd == std::string::npos) {
         return line;
     }
-    line.priority = line.text[0];
-    line.tag = Before(line.text.substr(2), '(');
+    line.priority = head[0];
+    line.tag = Before(head.substr(2), '(');
     line.tag.erase(line.tag.find_last_not_of(' ') + 1);
     line.messageAt = prefixEnd + std::strlen("): ");
     const std::size_t fileEnd = line.text.find(": ", line.messageAt);
@@ -64,16 +73,16 @@ std::string Cause(const std::string& message) {
 LogReader::LogReader(LineHandler onLine) : m_onLine(std::move(onLine)) {}
 
 void LogReader::Feed(const std::string& piece) {
+    const auto append = [this, &piece](std::size_t start, std::size_t end) {
+        m_begun.append(piece, start, std::min(end - start, LONGEST_LINE - m_begun.size()));
+    };
     std::size_t start = 0;
     for (std::size_t end = piece.find('\n'); end != std::string::npos; end = piece.find('\n', start)) {
-        m_begun.append(piece, start, end - start);
+        append(start, end);
         TakeLine(std::exchange(m_begun, {}));
         start = end + 1;
     }
-    m_begun.append(piece, start, std::string::npos);
-    if (m_begun.size() > LONGEST_LINE) {
-        TakeLine(std::exchange(m_begun, {}));
-    }
+    append(start, piece.size());
 }
 
 void LogReader::Finish() {

@@ -97,6 +97,15 @@ class Run(EndToEnd):
         self.assertEqual({i: d["name"] for i, d in self.tv.devices().items()}, {"bath": "Bath radio", "kitchen": "Küche"})
         self.assertEqual(self.validated(self.tv.setting("devices")), [])
 
+    def test_the_cloud_calls_an_audio_sink_what_the_service_takes_for_one(self):
+        sink, other = "0000110b-0000-1000-8000-00805f9b34fb", "0000111e-0000-1000-8000-00805f9b34fb"
+        for number, uuids in enumerate((f"{other},{sink}", f"{other}, {sink}", f"{sink},", sink.upper(), f"{sink}0")):
+            self.add_device(f"d{number}", "Device", f"AA:BB:CC:00:01:{number:02}", "--uuids", uuids)
+        self.tv.sync()
+        rows = [line.split() for line in self.cloud.run("device", "list", USER).stdout.splitlines()[1:]]
+        self.assertEqual({row[0] for row in rows if row[-1] == "yes"}, set(self.tv.devices()))
+        self.assertEqual(sorted(self.tv.devices()), ["d0", "d2", "kitchen", "phones"])
+
     def validated(self, text):
         """What a JSON Schema validator has to say of the stored list."""
         schema = json.loads(SCHEMA.read_text())

@@ -1,7 +1,9 @@
 #include <dlog.h>
 #include <fcntl.h>
 
+#include <chrono>
 #include <cstdarg>
+#include <ctime>
 
 #include "LogSink.h"
 #include "Television.h"
@@ -17,6 +19,14 @@ namespace {
 int Log(int priority, const std::string& text) {
     return __dlog_print(LOG_ID_MAIN, priority, "LONGER_TAG", "%s: %s(%d) > %s", "File.cpp", "Do", 7,
                         text.c_str());
+}
+
+constexpr char TWO_LINES[] = "one\n<0>two";
+
+std::string TwoLinesAfter(const std::string& head) {
+    std::ostringstream lines;
+    lines << head << "one\n" << head << "<0>two\n";
+    return lines.str();
 }
 
 int Write(LogSink& sink, int priority, const char* format, ...) {
@@ -126,13 +136,57 @@ TEST_F(DlogTest, JournalIsToldThePriorityOfEachLine) {
          {std::pair(DLOG_VERBOSE, "<7>V/"), std::pair(DLOG_DEBUG, "<7>D/"), std::pair(DLOG_INFO, "<6>I/"),
           std::pair(DLOG_WARN, "<4>W/"), std::pair(DLOG_ERROR, "<3>E/"), std::pair(DLOG_FATAL, "<2>F/")}) {
         const std::string head = std::string(start) + "TAG     (PID): ";
-        Write(sink, priority, "one\n<0>two");
-        EXPECT_EQ(Logged(), head + "one\n" + head + "<0>two\n");
+        Write(sink, priority, TWO_LINES);
+        EXPECT_EQ(Logged(), TwoLinesAfter(head));
     }
     Write(toFile, DLOG_ERROR, "text");
     EXPECT_THAT(Get("log"), StartsWith("E/TAG"));
     Write(toOther, DLOG_ERROR, "text");
     EXPECT_THAT(Logged(), StartsWith("E/TAG"));
+}
+
+TEST_F(DlogTest, FormsWithATimeSayWhenInLocalTime) {
+    setenv("TZ", "XYZ-5:30", 1);
+    const auto now = [] {
+        const auto seconds = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()) + 19'800;
+        std::ostringstream text;
+        text << std::put_time(std::gmtime(&seconds), "%m-%d %H:%M:%S");
+        return text.str();
+    };
+    std::ostringstream ids;
+    ids << " I/TAG     (P" << std::setw(5) << getpid() << ", T" << std::setw(5) << getpid() << "): ";
+    for (const auto& [form, id] :
+         {std::pair(std::string("time"), std::string(" I/TAG     (PID): ")), {"threadtime", ids.str()}}) {
+        LogSink sink(TvIni("[log]\nformat=" + form, ""));
+        std::string log;
+        std::string second;
+        do {
+            Logged();
+            second = now();
+            Write(sink, DLOG_INFO, TWO_LINES);
+            log = Logged();
+        } while (second != now());
+        const std::string time = log.substr(0, log.find(" I/"));
+        EXPECT_THAT(time, ::testing::MatchesRegex(second + "\\.[0-9][0-9][0-9]\\+0530"));
+        EXPECT_EQ(log, TwoLinesAfter(time + id));
+    }
+    unsetenv("TZ");
+}
+
+TEST_F(DlogTest, EnvironmentChoosesForOneProcess) {
+    setenv("INFOSYNC_TV_LOG_FORMAT", "time", 1);
+    setenv("INFOSYNC_TV_LOG_LEVEL", "E", 1);
+    LogSink chosen(TvIni("", ""));
+    setenv("INFOSYNC_TV_LOG_FORMAT", "brief time", 1);
+    setenv("INFOSYNC_TV_LOG_LEVEL", "EF", 1);
+    LogSink nonsense(TvIni("", ""));
+    unsetenv("INFOSYNC_TV_LOG_FORMAT");
+    unsetenv("INFOSYNC_TV_LOG_LEVEL");
+    EXPECT_EQ(Write(chosen, DLOG_WARN, "hidden"), 0);
+    Write(chosen, DLOG_ERROR, "text");
+    EXPECT_THAT(Logged(), ::testing::ContainsRegex("[+-][0-9]{4} E/TAG"));
+    Write(nonsense, DLOG_WARN, "text");
+    EXPECT_THAT(Logged(), StartsWith("W/TAG"));
 }
 
 TEST_F(DlogTest, FileIsAppendedToAndIsTheUsersAlone) {

@@ -97,6 +97,20 @@ TEST(LogReader, TellsHowARunEndedAndWhy) {
     }
 }
 
+TEST(LogReader, UnderstandsTheFormsWithATime) {
+    for (const std::string ids : {"(  123)", "(P  123, T  123)"}) {
+        LogReader reader([](const Television::LogLine& line) {
+            EXPECT_EQ(line.priority, 'E');
+            EXPECT_EQ(line.tag, "BT_INFOSYNC");
+            EXPECT_EQ(line.function, "main");
+            EXPECT_EQ(line.Message(), "<<Not Error>>End main loop");
+        });
+        reader.Feed("11-24 23:59:59.007+0100 E/BT_INFOSYNC" + ids +
+                    ": main.cpp: main(40) > <<Not Error>>End main loop\n");
+        EXPECT_EQ(reader.Outcome().kind, Kind::SUCCESS);
+    }
+}
+
 TEST(LogReader, PassesOnEveryLineOnce) {
     std::vector<std::string> seen;
     LogReader reader([&seen](const Television::LogLine& line) {

@@ -1,9 +1,11 @@
+#include <dlog.h>
 #include <unistd.h>
 
 #include <functional>
 #include <iostream>
 #include <memory>
 
+#include "AuthData/CDeviceInfo.h"
 #include "Cli/FileLock.h"
 #include "Cli/Table.h"
 #include "Cli/Values.h"
@@ -13,6 +15,11 @@
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+
+/** The service's rule is asked here, not run: what it would log says nothing to whoever asked. */
+int __dlog_print(log_id_t /*log_id*/, int /*prio*/, const char* /*tag*/, const char* /*fmt*/, ...) {
+    return 0;
+}
 
 namespace LocalCloud {
 
@@ -100,7 +107,9 @@ void ListDevices(const DeviceArguments& arguments) {
     }
     Cli::Table table({"ID", "NAME", "ADDRESS", "AUDIO SINK"});
     for (const auto& record : document["records"]) {
-        const bool audioSink = TextMember(record, "uuids").find(AUDIO_SINK_UUID) != std::string::npos;
+        Json::Value services;
+        services["uuids"] = TextMember(record, "uuids");
+        const bool audioSink = CDeviceInfo::IsAudioSink(services);
         table.Add({TextMember(record, "record_id"), TextMember(record, "name"), TextMember(record, "address"),
                    audioSink ? "yes" : "no"});
     }

@@ -17,7 +17,7 @@ namespace Commands {
 Cli::Candidates CloudUsers() {
     const auto caFile = TvFolder::ReadIni()->Text(TvKeys::CA_FILE);
     const std::filesystem::path cloud = caFile ? std::filesystem::path(*caFile).parent_path().parent_path()
-                                               : Television::DefaultCloudFolder();
+                                               : std::filesystem::path(Television::DefaultCloudFolder());
     Cli::Candidates candidates;
     for (const auto& entry : std::filesystem::directory_iterator(cloud / "users")) {
         const std::unique_ptr<char, decltype(&g_free)> login(
