@@ -81,8 +81,8 @@ std::string StatusText(const Json::Value& status, std::int64_t now, const Cli::S
                           const std::string& after) {
         for (const Json::Value& entry : status[list]) {
             const std::string subject = entry[entry.isMember("line") ? "line" : "document"].asString();
-            text += "\n" + style(colour, before + Cli::Escape(subject) + after) +
-                    Cli::Escape(entry["problem"].asString());
+            const std::string about = Cli::Join({before, Cli::Escape(subject), after}, "");
+            text += "\n" + style(colour, about) + Cli::Escape(entry["problem"].asString());
         }
         text += status[list].empty() ? "" : "\n";
     };
