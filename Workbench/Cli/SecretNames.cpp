@@ -43,7 +43,9 @@ bool IsHarmlessName(std::string_view name) {
                                      "x-kc-app-id",    "x-kc-dvc-id",
                                      "table_ver",      "changed_after",
                                      "coldStartable",  "version",
-                                     "encoding"};
+                                     "encoding",       "User-Agent",
+                                     "Content-Type",   "Package-Name",
+                                     "Host",           "Client-OS-Verseion"};
     return IsOneOf(NAMES, name);
 }
 

@@ -23,6 +23,8 @@ More on a command: infosync-cloud COMMAND --help)");
     LocalCloud::AddServerCommands(tool);
     LocalCloud::AddUserCommands(tool);
     LocalCloud::AddDeviceCommands(tool);
+    LocalCloud::AddExpireCommands(tool);
     LocalCloud::AddFaultCommands(tool);
+    LocalCloud::AddRequestCommands(tool);
     return tool.Run(argc, argv);
 }

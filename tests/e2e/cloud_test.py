@@ -1,8 +1,10 @@
 """The local cloud as a program: how it begins, ends, and tells what it saw."""
 
 import http.client
+import json
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -12,7 +14,7 @@ import tempfile
 import time
 import unittest
 
-from harness import BIN, Cloud, Television
+from harness import BIN, USER, Cloud, Television
 
 SERVE = ("serve", "--port", "0")
 
@@ -41,6 +43,9 @@ class CloudProgram(unittest.TestCase):
         answer = connection.getresponse().read()
         connection.close()
         return answer
+
+    def requests(self, *options):
+        return json.loads(self.cloud.run("requests", "--json", *options).stdout)
 
     def test_a_signal_right_after_the_start_ends_it(self):
         for _ in range(20):
@@ -86,7 +91,7 @@ class CloudProgram(unittest.TestCase):
                 client.sendall(b"GET /data/v2/com.quorlen.bluetooth.device_sync HTTP/1.1\r\nHost: h\r\n\r\n")
                 # More than fits on the way: the server cannot be done with it before somebody reads.
                 deadline = time.monotonic() + 8
-                while not self.cloud.recording.read_bytes().endswith(b"\n") and time.monotonic() < deadline:
+                while not self.requests() and time.monotonic() < deadline:
                     pass
                 self.assertEqual(len(self.cloud.exchanges()), 1)
                 received = 0
@@ -104,6 +109,87 @@ class CloudProgram(unittest.TestCase):
         self.assertIn("no server runs", self.cloud.run("status", check=False).stderr)
         self.cloud.start("--port", port)
         self.assertIn(f"port {port}", television.run_tool("connect", self.cloud.folder).stdout)
+
+    def test_a_server_that_is_stuck_is_not_called_absent(self):
+        self.cloud.start()
+        pid = self.cloud.counts()["pid"]
+        os.kill(pid, signal.SIGSTOP)
+        stuck = self.cloud.run("status", check=False)
+        os.kill(pid, signal.SIGCONT)
+        self.assertEqual(stuck.returncode, 1)
+        self.assertRegex(stuck.stderr, f"does not answer .* process {pid}")
+
+    def test_somebody_elses_folder_is_refused(self):
+        self.cloud.folder.chmod(0o777)
+        for words in (("init",), ("user", "list"), SERVE, (*SERVE, "--detach"), ("status",)):
+            done = self.cloud.run(*words, check=False)
+            self.assertEqual((done.returncode, done.stdout), (1, ""), words)
+            self.assertIn("can be changed by others", done.stderr)
+        self.cloud.folder.chmod(0o700)
+
+    def test_requests_show_what_was_asked_and_keep_secrets(self):
+        self.cloud.start()
+        television = Television(self.folder / "tv")
+        television.run_tool("init", "--cloud", self.cloud.folder)
+        television.run_tool("sign-in", USER)
+        self.get()
+        television.sync()
+        lines = self.cloud.run("requests").stdout.splitlines()
+        self.assertEqual([re.sub(r"\d\d:\d\d:\d\d ", "", line) for line in lines], [
+            "1 GET /nothing 404 4040001: there is nothing here", f"2 token 200 token issued [{USER}]",
+            f"3 activate 200 activated [{USER}]", f"4 app 200 application token issued [{USER}]",
+            f"5 records 200 all 0 records [{USER}]"])
+        whole = self.cloud.run("requests", "5").stdout
+        self.assertIn("User-Agent: SIM-TV", whole)
+        self.assertIn('"records":[]', whole)
+        token, activation, app = self.cloud.exchanges()[1:4]
+        secrets = [value for pair in token["request"]["body"].split("&") for value in [pair.partition("=")[2]] if len(value) > 40]
+        secrets += [value for value in json.loads(token["response"]["body"])["rsp"]["result"].values() if str(value)[2:3] == "."]
+        secrets.append(json.loads(app["response"]["body"])["accessToken"])
+        self.assertEqual(len(secrets), 5)
+        shown = "".join(self.cloud.run("requests", *words).stdout for words in ([], ["--json"], *([str(n)] for n in range(1, 6))))
+        self.assertEqual([secret for secret in secrets if secret in shown], [])
+        open_book = self.cloud.run("requests", "--json", "--show-secrets").stdout
+        self.assertEqual([secret for secret in secrets if secret not in open_book], [])
+        self.assertEqual([e["number"] for e in self.requests("--since", activation["time"])], [3, 4, 5])
+        self.assertEqual(self.cloud.run("requests", "6", check=False).returncode, 1)
+        following = subprocess.Popen([BIN / "infosync-cloud", "--dir", self.cloud.folder, "requests", "-f", "--json"],
+                                     stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.addCleanup(following.communicate)
+        self.addCleanup(following.kill)
+        before = [json.loads(following.stdout.readline())["number"] for _ in range(5)]
+        self.get("/again")
+        self.assertEqual((before, json.loads(following.stdout.readline())["path"]), ([1, 2, 3, 4, 5], "/again"))
+        self.cloud.run("stop")
+        self.assertEqual(following.wait(timeout=30), 1)
+
+    def test_what_is_expired_is_refused_at_once(self):
+        self.cloud.start()
+        television = Television(self.folder / "tv")
+        television.run_tool("init", "--cloud", self.cloud.folder)
+        television.run_tool("sign-in", USER)
+        television.sync()
+        refusals = {"app": "4010002", "access": "4010001", "activation": "4030002", "refresh": "invalid_grant", "mark": "4009100"}
+        forgotten = {"app": [], "access": ["InfoSyncServiceActivationInfo"], "activation": ["InfoSyncJWT"], "refresh": [],
+                     "mark": []}
+        for kind, refusal in refusals.items():
+            for running in (True, False):
+                with self.subTest(kind=kind, running=running):
+                    television.run_tool("factory-reset")
+                    television.sync()
+                    if not running:
+                        self.cloud.run("stop")
+                    self.cloud.run("expire", kind, USER)
+                    if not running:
+                        self.cloud.start("--port", self.cloud.port)
+                    for alias in forgotten[kind]:
+                        (television.folder / "keys" / alias).unlink()
+                    if kind == "refresh":
+                        path = television.folder / "keys/InfoSyncAccessToken"
+                        path.write_text(re.sub(r'("access_token_expires_in":)\d+', r"\1-3600", path.read_text()))
+                    television.sync()
+                    self.assertTrue(any(refusal in exchange["decided"] for exchange in self.requests()))
+        self.assertIn("there is no user", self.cloud.run("expire", "app", "nobody", check=False).stderr)
 
     def test_a_certificate_is_called_accepted_when_a_request_follows(self):
         process = self.serve_here()

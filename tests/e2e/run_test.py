@@ -131,7 +131,7 @@ class Run(EndToEnd):
         for code in ("4009100", "4000002"):
             with self.subTest(code):
                 self.tv.sync()
-                self.cloud.run("mark", "expire", USER, "--code", code)
+                self.cloud.run("expire", "mark", USER, "--code", code)
                 self.assert_logged(self.tv.sync(), "HTTP error", code)
                 self.assertNotIn(USER, json.loads(self.tv.key("InfoSyncRecords")))
                 self.assertEqual(sorted(self.tv.devices()), ["kitchen", "phones"])

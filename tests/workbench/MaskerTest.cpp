@@ -80,6 +80,9 @@ TEST(Masker, LeavesWhatIsNoSecret) {
         R"({"record_id":"7a75e3a019f67a75","uuids":"0000110b-0000-1000-8000-00805f9b34fb"}]})",
         "IN >> [std::vector<std::string> CommonUtil::SplitString(const string&)(10)]",
         "<<Not Error>>Start main loop of the service",
+        "User-Agent: SIM-TV-55;1001.2;bt-orbmanager=1.0.0;Tizen=8.0;",
+        "Content-Type: application/x-www-form-urlencoded; charset=utf-8",
+        "Package-Name: com.quorlen.tv.bt-orbmanager",
         "body : client_id=58hq27rnez&auth_server_url=auth.quorlen.example",
         "https://auth.quorlen.example/auth/openapi: SSL peer certificate or SSH remote key was not OK",
     };

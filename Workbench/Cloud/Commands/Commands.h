@@ -5,7 +5,7 @@
 
 namespace LocalCloud {
 
-/** init, lifetime, mark expire */
+/** init, lifetime */
 void AddFolderCommands(Cli::Tool& tool);
 
 /** serve, status, stop */
@@ -14,6 +14,8 @@ void AddServerCommands(Cli::Tool& tool);
 void AddUserCommands(Cli::Tool& tool);
 void AddDeviceCommands(Cli::Tool& tool);
 void AddFaultCommands(Cli::Tool& tool);
+void AddRequestCommands(Cli::Tool& tool);
+void AddExpireCommands(Cli::Tool& tool);
 
 inline constexpr char JSON_HELP[] = "write JSON for scripts";
 

@@ -11,9 +11,12 @@ namespace LocalCloud {
 
 namespace {
 
-constexpr time_t TIMEOUT_SECONDS = 5;
+constexpr time_t CONNECTION_TIMEOUT_SECONDS = 5;
+// A busy server may take its time, over a body of many megabytes for example.
+constexpr time_t READ_TIMEOUT_SECONDS = 30;
 constexpr int OK = 200;
 constexpr int BAD_REQUEST = 400;
+constexpr int FORBIDDEN = 403;
 constexpr int HIGHEST_PORT = 65535;
 
 [[noreturn]] void ThrowNoServer(const Folder& folder) {
@@ -35,12 +38,12 @@ void ControlClient::Delete(const std::string& path) const {
     Call("DELETE", path, {});
 }
 
-int ControlClient::FindPort() const {
+Json::Value ControlClient::FindServer() const {
     try {
-        const auto port =
-            IntegerMember(ParseJsonObject(ReadFile(m_folder.ServerFile()), "server"), "control_port");
+        Json::Value server = ParseJsonObject(ReadFile(m_folder.ServerFile()), "server");
+        const auto port = IntegerMember(server, "control_port");
         if (port >= 1 && port <= HIGHEST_PORT) {
-            return static_cast<int>(port);
+            return server;
         }
     } catch (const CloudError&) {
         // Not there, or not what a server wrote: either way there is nobody to talk to.
@@ -51,27 +54,37 @@ int ControlClient::FindPort() const {
 Json::Value ControlClient::Call(const std::string& method, const std::string& path,
                                 const std::string& body) const {
     m_folder.RequireReady();
-    httplib::SSLClient client("127.0.0.1", FindPort());
+    const Json::Value server = FindServer();
+    httplib::SSLClient client("127.0.0.1", server["control_port"].asInt());
     client.set_ca_cert_path(m_folder.CaFile());
-    client.set_connection_timeout(TIMEOUT_SECONDS);
-    client.set_read_timeout(TIMEOUT_SECONDS);
+    client.set_connection_timeout(CONNECTION_TIMEOUT_SECONDS);
+    client.set_read_timeout(READ_TIMEOUT_SECONDS);
     httplib::Request request;
     request.method = method;
     request.path = path;
     request.body = body;
     request.set_header(CONTROL_SECRET_HEADER, m_folder.ControlSecret());
     const auto result = client.send(request);
-    if (!result) {
+    if (!result && result.error() == httplib::Error::Connection) {
         ThrowNoServer(m_folder);
     }
+    if (!result) {
+        throw CloudError("the server on " + m_folder.Path() + " does not answer (" +
+                         httplib::to_string(result.error()) + "); it is busy or stuck: process " +
+                         std::to_string(IntegerMember(server, "pid")));
+    }
+    if (result->status == FORBIDDEN) {
+        throw CloudError("the server on " + m_folder.Path() +
+                         " began with another control.secret; stop it and start it again");
+    }
+    Json::Value answer = ParseJsonObject(result->body, "answer");
     if (result->status == BAD_REQUEST) {
-        throw UsageError(TextMember(ParseJsonObject(result->body, "answer"), "error"));
+        throw UsageError(TextMember(answer, "error"));
     }
     if (result->status != OK) {
-        throw CloudError("the server on " + m_folder.Path() + " refused the command (status " +
-                         std::to_string(result->status) + "); stop it and start it again");
+        throw CloudError(TextMember(answer, "error"));
     }
-    return ParseJsonObject(result->body, "answer");
+    return answer;
 }
 
 }  // namespace LocalCloud

@@ -13,7 +13,7 @@ class ControlClient {
 public:
     explicit ControlClient(const Folder& folder) : m_folder(folder) {}
 
-    /** @throws CloudError that says how to start a server when none runs */
+    /** @throws CloudError that says how to start a server when none runs, or that one does not answer */
     Json::Value Get(const std::string& path) const;
     /** @throws CloudError as above; UsageError when the server finds the request to make no sense */
     Json::Value Post(const std::string& path, const Json::Value& body) const;
@@ -21,7 +21,8 @@ public:
     void Delete(const std::string& path) const;
 
 private:
-    int FindPort() const;
+    /** What the server that runs, or was killed, has noted down. */
+    Json::Value FindServer() const;
     Json::Value Call(const std::string& method, const std::string& path, const std::string& body) const;
 
     Folder m_folder;

@@ -6,9 +6,8 @@
 #include "Cli/FileLock.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Service/CloudService.h"
+#include "Cloud/Service/Folder.h"
 #include "Cloud/Service/Settings.h"
-#include "Cloud/Service/Users.h"
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
@@ -96,40 +95,11 @@ Examples:
     });
 }
 
-void ExpireMark(const std::string& login, const std::string& code) {
-    const Folder folder;
-    folder.RequireReady();
-    Users(folder).RequireExists(login);
-    ReplaceFile(folder.ExpiredMarkFile(login), code + "\n", PRIVATE_FILE);
-    std::cout << "The next download of " << login << " that asks from a mark is refused with " << code
-              << "\n";
-}
-
-void AddExpireMark(Cli::Tool& tool) {
-    const std::string tooOld = std::to_string(static_cast<int>(ResultCode::MarkTooOld));
-    const std::string unknown = std::to_string(static_cast<int>(ResultCode::MarkUnknown));
-    const auto login = std::make_shared<std::string>();
-    const auto code = std::make_shared<std::string>(tooOld);
-    CLI::App& command =
-        tool.Command("mark expire", "Refuse the mark that the user's next download asks from, once",
-                     R"(The client is then to forget its records and to download everything.
-
-Example:
-  infosync-cloud mark expire ann@example.com --code 4000002)");
-    tool.Offer(command.add_option("USER", *login), &LoginCandidates)->required();
-    tool.OneOf(command.add_option("--code", *code,
-                                  tooOld + " (too old, the default) or " + unknown + " (unknown)"),
-               {tooOld, unknown})
-        ->option_text("RCODE");
-    command.callback([login, code] { ExpireMark(*login, *code); });
-}
-
 }  // namespace
 
 void AddFolderCommands(Cli::Tool& tool) {
     AddInit(tool);
     AddLifetime(tool);
-    AddExpireMark(tool);
 }
 
 }  // namespace LocalCloud

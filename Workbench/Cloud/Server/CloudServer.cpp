@@ -252,8 +252,7 @@ bool CloudServer::ServeRequest(Connection& connection) {
     exchange.answer = connection.TakeAnswer();
     ++m_statistics.requests;
     // Before the answer goes out: who has it finds the exchange recorded.
-    m_exchanges.Add(exchange);
-    m_console.Show(exchange);
+    m_console.Show(m_exchanges.Add(exchange));
     return Deliver(exchange, connection, m_stop) && goesOn && !exchange.closes;
 }
 

@@ -1,10 +1,8 @@
 #include "Cloud/Server/ExchangeLog.h"
 
-#include <glib.h>
-#include <json/json.h>
-
 #include <algorithm>
-#include <memory>
+
+#include "Cloud/Util/Time.h"
 
 namespace LocalCloud {
 
@@ -12,13 +10,6 @@ namespace {
 
 constexpr char LINE_END[] = "\r\n";
 constexpr char HEADERS_END[] = "\r\n\r\n";
-
-std::string Now() {
-    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_utc(),
-                                                                       &g_date_time_unref);
-    const std::unique_ptr<char, decltype(&g_free)> text(g_date_time_format_iso8601(now.get()), &g_free);
-    return text.get();
-}
 
 /** Bytes that are not UTF-8 become U+FFFD. */
 std::string Line(const Json::Value& entry) {
@@ -66,8 +57,8 @@ Json::Value ToJson(const Exchange& exchange, const std::string& time, std::size_
 
 }  // namespace
 
-void ExchangeLog::Add(const Exchange& exchange) {
-    const std::string time = Now();
+Json::Value ExchangeLog::Add(const Exchange& exchange) {
+    const std::string time = NowText();
     if (m_recorder != nullptr) {
         m_recorder->Append(Line(ToJson(exchange, time, std::string::npos)));
     }
@@ -78,6 +69,7 @@ void ExchangeLog::Add(const Exchange& exchange) {
     if (m_kept.size() > KEPT) {
         m_kept.pop_front();
     }
+    return entry;
 }
 
 std::string ExchangeLog::After(std::int64_t number) const {

@@ -1,6 +1,8 @@
 /** Remembers the last exchanges, and records all of them where that is wanted. Safe from any thread. */
 #pragma once
 
+#include <json/json.h>
+
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -21,7 +23,8 @@ public:
     /** The recorder may be null. */
     explicit ExchangeLog(Recorder* recorder) : m_recorder(recorder) {}
 
-    void Add(const Exchange& exchange);
+    /** @return what is kept of it: an object as in recordings, with its "number" */
+    Json::Value Add(const Exchange& exchange);
 
     /**
      * What is kept and came after the exchange of this number (they are counted from 1): a JSON array of

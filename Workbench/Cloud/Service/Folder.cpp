@@ -12,6 +12,7 @@
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Files.h"
+#include "Ownership.h"
 
 namespace LocalCloud {
 
@@ -41,8 +42,14 @@ std::string Folder::ExpiredMarkFile(const std::string& login) const {
     return StateFile("expired-marks/" + FileNameOfLogin(login));
 }
 
-bool Folder::IsReady() const {
-    return StampOf(SettingsFile()) && StampOf(ControlSecretFile()) && StampOf(CaFile());
+void Folder::RequireOurs() const {
+    for (const auto& part :
+         {m_path, SettingsFile(), ControlSecretFile(), UsersFolder(), TlsFolder(), m_path + "/state"}) {
+        const std::string reason = WhyNotOurs(part);
+        if (!reason.empty()) {
+            throw CloudError(reason);
+        }
+    }
 }
 
 std::string Folder::ControlSecret() const {
@@ -55,7 +62,8 @@ std::string Folder::ControlSecret() const {
 }
 
 void Folder::RequireReady() const {
-    if (!IsReady()) {
+    RequireOurs();
+    if (!StampOf(SettingsFile()) || !StampOf(ControlSecretFile()) || !StampOf(CaFile())) {
         throw CloudError("there is no cloud in " + m_path + "; make one with: infosync-cloud init --dir '" +
                          m_path + "'");
     }
@@ -63,6 +71,7 @@ void Folder::RequireReady() const {
 
 void Folder::Prepare() const {
     constexpr std::size_t SECRET_BYTES = 32;
+    RequireOurs();
     for (const auto& part : {UsersFolder(), TlsFolder(), StateFile("records"), StateFile("expired-marks")}) {
         MakeFolder(part);
     }

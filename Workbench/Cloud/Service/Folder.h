@@ -48,16 +48,19 @@ public:
     /** There while the user's marks no longer hold; its text is the code to refuse them with. */
     std::string ExpiredMarkFile(const std::string& login) const;
 
-    /** Whether `init` was here. */
-    bool IsReady() const;
     /** What the commands must know to be heard by the server. @throws CloudError when there is none */
     std::string ControlSecret() const;
-    /** @throws CloudError that says how to make the folder, unless IsReady() */
+    /** @throws CloudError that says what to do, unless `init` was here and nobody else prepared the folder */
     void RequireReady() const;
-    /** Makes everything that is missing and keeps everything that is there. @throws CloudError */
+    /**
+     * Makes everything that is missing and keeps everything that is there.
+     * @throws CloudError, also where the folder is somebody else's
+     */
     void Prepare() const;
 
 private:
+    void RequireOurs() const;
+
     std::string m_path;
 };
 
