@@ -9,6 +9,7 @@
 #include <string>
 #include <system_error>
 
+#include "Files.h"
 #include "TvFolder.h"
 
 namespace {
@@ -43,7 +44,7 @@ int ckmc_save_data(const char* alias, const ckmc_raw_buffer_s data, const ckmc_p
             return CKMC_ERROR_DB_ALIAS_EXISTS;
         }
         const auto* bytes = reinterpret_cast<const char*>(data.data);
-        TvFolder::WriteFile(path, {bytes, data.size});
+        Files::Replace(path, {bytes, data.size});
         // The folder may have been made by hand, or copied.
         fs::permissions(fs::path(path).parent_path(), fs::perms::owner_all);
         return CKMC_ERROR_NONE;
@@ -55,7 +56,7 @@ int ckmc_get_data(const char* alias, const char* password, ckmc_raw_buffer_s** d
         return CKMC_ERROR_INVALID_PARAMETER;
     }
     return OnRecord(alias, [&](const std::string& path) -> int {
-        TvFolder::Bytes content = TvFolder::ReadBytes(path);
+        Files::Bytes content = Files::ReadBytes(path);
         *data = static_cast<ckmc_raw_buffer_s*>(std::calloc(1, sizeof(ckmc_raw_buffer_s)));
         if (*data == nullptr) {
             throw std::bad_alloc();
@@ -67,8 +68,7 @@ int ckmc_get_data(const char* alias, const char* password, ckmc_raw_buffer_s** d
 
 int ckmc_remove_alias(const char* alias) {
     return OnRecord(alias, [](const std::string& path) -> int {
-        TvFolder::RemoveFile(path);
-        return CKMC_ERROR_NONE;
+        return Files::Remove(path) ? CKMC_ERROR_NONE : CKMC_ERROR_DB_ALIAS_UNKNOWN;
     });
 }
 

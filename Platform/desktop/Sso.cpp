@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "Files.h"
 #include "GateSite.h"
 #include "TvFolder.h"
 #include "TvIni.h"
@@ -82,7 +83,7 @@ std::string MakeDocument(const std::string& loginId) {
 
 std::string ReadDocument(const TvIni& ini) {
     const auto file = ini.Text(TvKeys::AUTH_CODE);
-    return file ? TvFolder::ReadFile(TvFolder::Resolve(*file))
+    return file ? Files::Read(TvFolder::Resolve(*file))
                 : MakeDocument(ini.Text(TvKeys::LOGIN_ID).value_or(""));
 }
 

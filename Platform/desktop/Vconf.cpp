@@ -10,6 +10,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "Files.h"
 #include "TvFolder.h"
 
 namespace {
@@ -29,9 +30,9 @@ void LogFailure(const char* key, const std::exception& error) {
 }
 
 /** The key's text; nothing where there is none, and, with a line in the log, where it cannot be read. */
-std::optional<TvFolder::Bytes> Read(const char* key) {
+std::optional<Files::Bytes> Read(const char* key) {
     try {
-        return TvFolder::ReadBytes(PathOf(key));
+        return Files::ReadBytes(PathOf(key));
     } catch (const std::system_error& error) {
         if (error.code() != std::errc::no_such_file_or_directory) {
             LogFailure(key, error);
@@ -44,7 +45,7 @@ std::optional<TvFolder::Bytes> Read(const char* key) {
 
 int Write(const char* key, std::string_view text) {
     try {
-        TvFolder::WriteFile(PathOf(key), text);
+        Files::Replace(PathOf(key), text);
         return 0;
     } catch (const std::exception& error) {
         LogFailure(key, error);

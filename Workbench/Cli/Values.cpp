@@ -12,7 +12,7 @@ namespace Cli {
 namespace {
 
 CLI::Validator Check(const std::function<std::string(const std::string&)>& problem) {
-    return CLI::Validator([problem](std::string& value) { return problem(value); }, "");
+    return {[problem](std::string& value) { return problem(value); }, ""};
 }
 
 /** How many characters must be put in, taken out, replaced or swapped with the next (optimal string

@@ -12,6 +12,7 @@
 
 #include "Cli/FileLock.h"
 #include "Cli/Text.h"
+#include "Files.h"
 #include "Television/IniFile.h"
 #include "Television/LastRun.h"
 #include "Television/Masker.h"
@@ -195,7 +196,7 @@ Json::Value Export(bool withSecrets, std::vector<std::string>& unreadable) {
             if (Cli::Escape(name) != name) {
                 throw std::runtime_error(Cli::Escape(name) + ": not a name that a document can hold");
             }
-            std::string bytes = TvFolder::ReadFile(TvFolder::Resolve(name));
+            std::string bytes = Files::Read(TvFolder::Resolve(name));
             if (!withSecrets) {
                 bytes = StartsWith(name, KEYS) ? masker.MaskRecord(name.substr(sizeof(KEYS) - 1), bytes)
                                                : masker.MaskKnown(bytes);
@@ -220,7 +221,7 @@ bool Import(const std::string& text, bool replace) {
     }
     const Staging staging;
     for (const auto& [name, bytes] : files) {
-        TvFolder::WriteFile(staging.Path() / "new" / name, bytes);
+        Files::Replace(staging.Path() / "new" / name, bytes);
     }
     fs::create_directory(staging.Path() / "old");
     g_mkdir_with_parents(folder.c_str(), 0700);

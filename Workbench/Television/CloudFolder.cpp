@@ -9,6 +9,7 @@
 
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
+#include "Files.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 
@@ -43,7 +44,7 @@ bool Answers(int controlPort, const std::string& caFile) {
 int FindPort(const CloudAddress& cloud) {
     try {
         const Json::Value note =
-            InfoSyncUtil::ParseStoredObject(TvFolder::ReadFile(cloud.folder + "/state/server.json"));
+            InfoSyncUtil::ParseStoredObject(Files::Read(cloud.folder + "/state/server.json"));
         const int controlPort = PortIn(note, "control_port");
         return controlPort != 0 && Answers(controlPort, cloud.caFile) ? PortIn(note, "port") : 0;
     } catch (const std::exception&) {

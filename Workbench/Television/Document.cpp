@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "Cli/Text.h"
+#include "Files.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
@@ -18,7 +19,7 @@ Document Read(const std::optional<std::string>& path,
               const std::function<Json::Value(const std::string&)>& parse) {
     Document document;
     try {
-        Json::Value value = parse(TvFolder::ReadFile(path.value()));
+        Json::Value value = parse(Files::Read(path.value()));
         if (!value.isNull()) {
             document.value = std::move(value);
             document.condition = Document::Condition::FINE;
@@ -61,7 +62,7 @@ Document ReadSetting(const std::string& key) {
 
 std::string SettingText(const std::string& key) {
     try {
-        return TvFolder::ReadFile(TvFolder::SettingPath(key).value());
+        return Files::Read(TvFolder::SettingPath(key).value());
     } catch (const std::exception&) {
         return {};
     }

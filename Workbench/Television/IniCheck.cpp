@@ -10,6 +10,7 @@
 
 #include "Cli/Text.h"
 #include "Cli/Values.h"
+#include "Files.h"
 #include "GateSite.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"
@@ -33,7 +34,7 @@ void CheckMeaning(const TvKey& key, const TvIni& ini) {
     if (key.type == TvKey::Type::Origin) {
         GateSite::Parse(ini.Text(key).value());
     } else if (key.type == TvKey::Type::File) {
-        TvFolder::ReadBytes(TvFolder::Resolve(ini.Text(key).value()));
+        Files::ReadBytes(TvFolder::Resolve(ini.Text(key).value()));
     }
     for (const std::string& item : key.IsList() ? ini.List(key) : std::vector<std::string>()) {
         const std::string problem =
@@ -140,7 +141,7 @@ std::vector<IniProblem> CheckIni(const std::string& content) {
 
 std::vector<IniProblem> CheckIni() {
     try {
-        return CheckIni(TvFolder::ReadFile(TvFolder::IniPath()));
+        return CheckIni(Files::Read(TvFolder::IniPath()));
     } catch (const std::exception&) {
         return {};  // told as the damage that it is
     }

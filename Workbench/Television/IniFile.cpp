@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include "Cli/Text.h"
+#include "Files.h"
 #include "Television/IniCheck.h"
 #include "TvFolder.h"
 
@@ -13,7 +14,7 @@ namespace {
 
 std::string ReadIniText() {
     try {
-        return TvFolder::ReadFile(TvFolder::IniPath());
+        return Files::Read(TvFolder::IniPath());
     } catch (const std::system_error& error) {
         if (error.code() == std::errc::no_such_file_or_directory ||
             error.code() == std::errc::not_a_directory) {
@@ -134,10 +135,14 @@ void IniFile::Write(const TvKey& key, const std::function<void(GKeyFile*)>& writ
 }
 
 void IniFile::Save() const {
-    gsize length = 0;
-    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(m_file.get(), &length, nullptr),
-                                                        &g_free);
-    TvFolder::WriteFile(m_path, {text.get(), length});
+    const std::unique_ptr<char, decltype(&g_free)> written(g_key_file_to_data(m_file.get(), nullptr, nullptr),
+                                                           &g_free);
+    std::string text = written.get();
+    // GLib puts a blank line before each group, also where there is one already.
+    for (auto at = text.find("\n\n\n"); at != std::string::npos; at = text.find("\n\n\n", at)) {
+        text.erase(at, 1);
+    }
+    Files::Replace(m_path, text);
 }
 
 const TvKey* FindKey(const std::string& name) {

@@ -6,6 +6,7 @@
 #include "Cli/Duration.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Files.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 
@@ -40,12 +41,12 @@ void WriteLastRun(const RunOutcome& outcome, std::int64_t finished, double secon
     lastRun["seconds"] = std::round(seconds * 1000) / 1000;
     lastRun["outcome"] = KindName(outcome.kind);
     lastRun["words"] = OutcomeWords(outcome);
-    TvFolder::WriteFile(TvFolder::Resolve(LAST_RUN_FILE), Cli::JsonText(lastRun));
+    Files::Replace(TvFolder::Resolve(LAST_RUN_FILE), Cli::JsonText(lastRun));
 }
 
 Json::Value ReadLastRun() {
     try {
-        return InfoSyncUtil::ParseStoredObject(TvFolder::ReadFile(TvFolder::Resolve(LAST_RUN_FILE)));
+        return InfoSyncUtil::ParseStoredObject(Files::Read(TvFolder::Resolve(LAST_RUN_FILE)));
     } catch (const std::exception&) {
         // A note for people: one that is lost or damaged is worth no more than none.
         return {};

@@ -5,6 +5,7 @@
 #include <exception>
 #include <filesystem>
 
+#include "Files.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
@@ -36,7 +37,7 @@ void Masker::LearnKeys() {
     for (auto at = std::filesystem::directory_iterator(folder, error);
          !error && at != std::filesystem::directory_iterator(); at.increment(error)) {
         try {
-            Learn(TvFolder::ReadFile(at->path().string()));
+            Learn(Files::Read(at->path().string()));
         } catch (const std::exception&) {
             continue;  // the service will not read it either
         }

@@ -1,8 +1,8 @@
 #include "Cloud/Service/AuthorizationServer.h"
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {
@@ -129,7 +129,7 @@ TEST_F(AuthorizationTest, RemovedUserIsRefused) {
 }
 
 TEST_F(AuthorizationTest, DamagedStoreIsAnErrorThatNamesTheFile) {
-    ReplaceFile(folder.StateFile("tokens.json"), R"({"grants":7})", PRIVATE_FILE);
+    Files::Replace(folder.StateFile("tokens.json"), R"({"grants":7})");
     try {
         const TokenStore store(folder, [] { return 0; });
         FAIL();

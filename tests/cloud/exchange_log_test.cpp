@@ -4,8 +4,8 @@
 #include <csignal>
 
 #include "Cloud/Server/ExchangeLog.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {
@@ -88,7 +88,7 @@ TEST(Recorder, SaysOnceThatThereIsNoRoomAndGoesOnWhenThereIs) {
     }
     recorder.Append("fourth");
     const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(ReadFile(path), first + "\nfourth\n");
+    EXPECT_EQ(Files::Read(path), first + "\nfourth\n");
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2) << said;
     EXPECT_NE(said.find("missing there: 2"), std::string::npos) << said;
 }

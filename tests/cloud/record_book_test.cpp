@@ -1,7 +1,7 @@
 #include "Cloud/Service/RecordBook.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {
@@ -113,7 +113,7 @@ TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {
     const auto first = mark;
     for (const char* text : {R"({"records":[)", "{}", R"({"records":[{"record_id":7}]})",
                              R"({"records":[{"record_id":"a"},{"record_id":"a"}]})"}) {
-        ReplaceFile(folder.RecordsFile(ANN), text, PUBLIC_FILE);
+        Files::Replace(folder.RecordsFile(ANN), text, Files::PUBLIC);
         EXPECT_THROW(book->Select(ANN, {}), CloudError) << text;
     }
     Write("a=1 b=1");
@@ -121,7 +121,7 @@ TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {
 }
 
 TEST_F(RecordBookTest, DamagedLedgerIsAnError) {
-    ReplaceFile(folder.LedgerFile(ANN), R"({"oldest":1})", PRIVATE_FILE);
+    Files::Replace(folder.LedgerFile(ANN), R"({"oldest":1})");
     EXPECT_THROW(book->Select(ANN, {}), CloudError);
 }
 

@@ -1,8 +1,8 @@
 #include "Cloud/Service/AppToken.h"
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {
@@ -184,7 +184,7 @@ TEST_F(ServiceTest, ExpiredMarkIsToldOnceAndOnlyToThoseWhoAskFromOne) {
     const auto mark = ParseJsonObject(*full.body, "answer")["meta"]["synced_timestamp"].asString();
     const auto marked =
         Download(token, {{"table_ver", "1"}, {"changed_after", mark}, {"coldStartable", "true"}});
-    ReplaceFile(folder.ExpiredMarkFile(ANN), "4009100\n", PRIVATE_FILE);
+    Files::Replace(folder.ExpiredMarkFile(ANN), "4009100\n");
     EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 200);
     const Answer refused = cloud.Download(marked);
     EXPECT_EQ(refused.status, 400);

@@ -4,8 +4,8 @@
 
 #include "Cloud/Server/ControlServer.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -40,12 +40,12 @@ void ControlClient::Delete(const std::string& path) const {
 
 Json::Value ControlClient::FindServer() const {
     try {
-        Json::Value server = ParseJsonObject(ReadFile(m_folder.ServerFile()), "server");
+        Json::Value server = ParseJsonObject(Files::Read(m_folder.ServerFile()), "server");
         const auto port = IntegerMember(server, "control_port");
         if (port >= 1 && port <= HIGHEST_PORT) {
             return server;
         }
-    } catch (const CloudError&) {
+    } catch (const std::runtime_error&) {
         // Not there, or not what a server wrote: either way there is nobody to talk to.
     }
     ThrowNoServer(m_folder);

@@ -13,7 +13,6 @@
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
 
 /** The service's rule is asked here, not run: what it would log says nothing to whoever asked. */

@@ -9,7 +9,7 @@
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -51,7 +51,7 @@ void ExpireMark(const std::string& login, const std::string& code) {
     const Folder folder;
     folder.RequireReady();
     Users(folder).RequireExists(login);
-    ReplaceFile(folder.ExpiredMarkFile(login), code + "\n", PRIVATE_FILE);
+    Files::Replace(folder.ExpiredMarkFile(login), code + "\n");
     std::cout << "The next download of " << login << " that asks from a mark is refused with " << code
               << "\n";
 }

@@ -11,8 +11,8 @@
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/Endpoint.h"
 #include "Cloud/Server/Fault.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -39,7 +39,7 @@ using SharedPlan = std::shared_ptr<Plan>;
 void Submit(Plan& plan) {
     plan.fault.skip = plan.nth - 1;
     if (plan.fault.kind == FaultKind::Body) {
-        plan.fault.body = ReadFile(plan.bodyFile);
+        plan.fault.body = Files::Read(plan.bodyFile);
     }
     const Json::Value planned = ControlClient(Folder()).Post("/faults", ToJson(plan.fault));
     if (plan.json) {
@@ -95,14 +95,13 @@ void AddPlainFault(Cli::Tool& tool, FaultKind kind, const std::string& name, con
 
 /** A number of seconds, and nothing that only looks like a number. */
 CLI::Validator Seconds() {
-    return CLI::Validator(
-        [](const std::string& value) -> std::string {
-            gchar* end = nullptr;
-            const double seconds = g_ascii_strtod(value.c_str(), &end);
-            const bool fits = !value.empty() && *end == '\0' && seconds >= 0 && seconds <= LONGEST_PAUSE;
-            return fits ? "" : "\"" + value + "\" is no number of seconds from 0 to a day";
-        },
-        "");
+    return {[](const std::string& value) -> std::string {
+                gchar* end = nullptr;
+                const double seconds = g_ascii_strtod(value.c_str(), &end);
+                const bool fits = !value.empty() && *end == '\0' && seconds >= 0 && seconds <= LONGEST_PAUSE;
+                return fits ? "" : "\"" + value + "\" is no number of seconds from 0 to a day";
+            },
+            ""};
 }
 
 void AddDelay(Cli::Tool& tool) {

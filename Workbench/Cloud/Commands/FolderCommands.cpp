@@ -9,8 +9,8 @@
 #include "Cloud/Service/Folder.h"
 #include "Cloud/Service/Settings.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 

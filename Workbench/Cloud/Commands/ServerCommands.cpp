@@ -12,7 +12,6 @@
 #include "Cloud/Server/Detached.h"
 #include "Cloud/Server/LocalCloudServer.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
 
 namespace LocalCloud {

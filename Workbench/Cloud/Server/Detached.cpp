@@ -12,7 +12,7 @@
 #include <exception>
 
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -28,7 +28,7 @@ constexpr int LONGEST_START_MS = 30'000;
 void LeaveCaller(const std::string& logFile) {
     ::setsid();
     const int nothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
-    const int log = ::open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, PRIVATE_FILE);
+    const int log = ::open(logFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Files::PRIVATE);
     ::dup2(nothing, STDIN_FILENO);
     ::dup2(nothing, STDOUT_FILENO);
     ::dup2(log >= 0 ? log : nothing, STDERR_FILENO);

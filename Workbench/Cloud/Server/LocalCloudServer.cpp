@@ -13,8 +13,8 @@
 #include "Cloud/Service/AuthorizationServer.h"
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -55,7 +55,7 @@ public:
         value["pid"] = static_cast<Json::Int64>(::getpid());
         value["port"] = port;
         value["control_port"] = controlPort;
-        ReplaceFile(m_file, ReadableJson(value), PRIVATE_FILE);
+        Files::Replace(m_file, ReadableJson(value));
     }
     ~Announcement() {
         ::unlink(m_file.c_str());

@@ -8,14 +8,14 @@
 #include <utility>
 
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
 Recorder::Recorder(std::string path, Console& console)
     : m_path(std::move(path)),
       m_console(console),
-      m_file(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, PRIVATE_FILE)) {
+      m_file(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Files::PRIVATE)) {
     if (m_file < 0) {
         throw CloudError("could not open " + m_path + " to record in: " + g_strerror(errno) +
                          "; name a file that can be written");

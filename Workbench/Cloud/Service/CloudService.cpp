@@ -9,8 +9,8 @@
 #include "Cloud/Service/AppToken.h"
 #include "Cloud/Service/RequestChecks.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -186,7 +186,7 @@ Answer CloudService::Download(const httplib::Request& request) {
     }
     try {
         return SelectRecords(request, login);
-    } catch (const CloudError& error) {
+    } catch (const std::runtime_error& error) {
         return Refusal(ResultCode::InternalError, error.what(), login);
     }
 }
@@ -239,8 +239,8 @@ bool CloudService::IsKnown(const std::string& login) const {
 
 std::string CloudService::TakeExpiredMark(const std::string& login) const {
     const std::string path = m_folder.ExpiredMarkFile(login);
-    std::string code = ReadFileIfThere(path).value_or("");
-    return !code.empty() && RemoveFile(path) ? std::string(g_strstrip(code.data())) : std::string();
+    std::string code = Files::ReadIfThere(path).value_or("");
+    return !code.empty() && Files::Remove(path) ? std::string(g_strstrip(code.data())) : std::string();
 }
 
 }  // namespace LocalCloud

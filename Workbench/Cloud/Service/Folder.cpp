@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "Cli/FileLock.h"
@@ -11,7 +12,7 @@
 #include "Cloud/Util/Certificates.h"
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
+#include "Files.h"
 #include "Ownership.h"
 
 namespace LocalCloud {
@@ -53,7 +54,7 @@ void Folder::RequireOurs() const {
 }
 
 std::string Folder::ControlSecret() const {
-    std::string secret = ReadFile(ControlSecretFile());
+    std::string secret = Files::Read(ControlSecretFile());
     secret.erase(secret.find_last_not_of(" \n") + 1);
     if (secret.empty()) {
         throw CloudError(ControlSecretFile() + " is empty; remove it and run: infosync-cloud init");
@@ -63,7 +64,8 @@ std::string Folder::ControlSecret() const {
 
 void Folder::RequireReady() const {
     RequireOurs();
-    if (!StampOf(SettingsFile()) || !StampOf(ControlSecretFile()) || !StampOf(CaFile())) {
+    const auto isThere = [](const std::string& file) { return std::filesystem::exists(file); };
+    if (!isThere(SettingsFile()) || !isThere(ControlSecretFile()) || !isThere(CaFile())) {
         throw CloudError("there is no cloud in " + m_path + "; make one with: infosync-cloud init --dir '" +
                          m_path + "'");
     }
@@ -73,13 +75,13 @@ void Folder::Prepare() const {
     constexpr std::size_t SECRET_BYTES = 32;
     RequireOurs();
     for (const auto& part : {UsersFolder(), TlsFolder(), StateFile("records"), StateFile("expired-marks")}) {
-        MakeFolder(part);
+        Files::MakeFolder(part);
     }
     const Cli::FileLock oneAtATime(StateFile("edit.lock"), Cli::FileLock::Wait::YES);
     MakeCertificates(TlsFolder());
     Settings(SettingsFile()).Prepare();
-    if (!StampOf(ControlSecretFile())) {
-        ReplaceFile(ControlSecretFile(), Hex(RandomBytes(SECRET_BYTES)) + "\n", PRIVATE_FILE);
+    if (!std::filesystem::exists(ControlSecretFile())) {
+        Files::Replace(ControlSecretFile(), Hex(RandomBytes(SECRET_BYTES)) + "\n");
     }
 }
 

@@ -5,8 +5,8 @@
 
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -28,7 +28,7 @@ Ledger::Ledger(std::string path) : m_path(std::move(path)), m_history(Load(m_pat
 
 Ledger::History Ledger::Load(const std::string& path) {
     History history;
-    const auto text = ReadFileIfThere(path);
+    const auto text = Files::ReadIfThere(path);
     if (!text) {
         return history;
     }
@@ -66,7 +66,7 @@ void Ledger::Save(const History& history) const {
     for (const auto& [id, mark] : history.deletions) {
         deleted[id][MARK] = Json::Int64(mark);
     }
-    ReplaceFile(m_path, CompactJson(document), PRIVATE_FILE);
+    Files::Replace(m_path, CompactJson(document));
 }
 
 void Ledger::Update(const Json::Value& records, std::int64_t now) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Cloud/Service/Users.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -13,9 +14,9 @@ Selection RecordBook::Select(const std::string& login, std::optional<std::int64_
     User& user = Find(login);
     const std::string path = m_folder.RecordsFile(login);
     // Taken before reading: a write that comes in between is then seen at the next download.
-    const auto version = StampOf(path);
-    if (!user.seen || user.version != version) {
-        const auto text = ReadFileIfThere(path);
+    const Files::Version version(path);
+    if (!user.seen || !(user.version == version)) {
+        const auto text = Files::ReadIfThere(path);
         const std::string name = "users/" + FileNameOfLogin(login) + ".json";
         user.ledger.Update(ParseUserFile(text.value_or(R"({"records":[]})"), name)["records"], m_clock());
         user.seen = true;

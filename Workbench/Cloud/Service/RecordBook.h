@@ -10,7 +10,7 @@
 
 #include "Cloud/Service/Folder.h"
 #include "Cloud/Service/Ledger.h"
-#include "Cloud/Util/Files.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -38,7 +38,7 @@ private:
         Ledger ledger;
         /** Whether the file was ever looked at, and which version of it the ledger knows; none is no file. */
         bool seen = false;
-        std::optional<FileStamp> version;
+        Files::Version version;
     };
     User& Find(const std::string& login);
 

@@ -7,7 +7,7 @@
 
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -48,7 +48,7 @@ KeyFile Load(const std::string& path, const std::string& content) {
 void Save(const std::string& path, GKeyFile* file) {
     gsize length = 0;
     const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(file, &length, nullptr), &g_free);
-    ReplaceFile(path, std::string(text.get(), length), PRIVATE_FILE);
+    Files::Replace(path, std::string(text.get(), length));
 }
 
 bool Has(GKeyFile* file, const char* group, const std::string& key) {
@@ -63,7 +63,7 @@ const std::vector<std::string>& Settings::LifetimeNames() {
 }
 
 void Settings::Prepare() const {
-    const KeyFile file = Load(m_path, ReadFileIfThere(m_path).value_or(""));
+    const KeyFile file = Load(m_path, Files::ReadIfThere(m_path).value_or(""));
     bool changed = false;
     for (const auto& [name, seconds] : DefaultLifetimes()) {
         if (!Has(file.get(), LIFETIME, name)) {
@@ -81,7 +81,7 @@ void Settings::Prepare() const {
 }
 
 std::int64_t Settings::Lifetime(const std::string& name) const {
-    const KeyFile file = Load(m_path, ReadFile(m_path));
+    const KeyFile file = Load(m_path, Files::Read(m_path));
     if (!Has(file.get(), LIFETIME, name)) {
         return DefaultLifetimes().at(name);
     }
@@ -94,13 +94,13 @@ std::int64_t Settings::Lifetime(const std::string& name) const {
 }
 
 void Settings::SetLifetime(const std::string& name, std::int64_t seconds) const {
-    const KeyFile file = Load(m_path, ReadFile(m_path));
+    const KeyFile file = Load(m_path, Files::Read(m_path));
     g_key_file_set_int64(file.get(), LIFETIME, name.c_str(), seconds);
     Save(m_path, file.get());
 }
 
 std::string Settings::SigningSecret() const {
-    const KeyFile file = Load(m_path, ReadFile(m_path));
+    const KeyFile file = Load(m_path, Files::Read(m_path));
     GError* error = nullptr;
     const std::unique_ptr<char, decltype(&g_free)> secret(
         g_key_file_get_string(file.get(), SECRET, SIGNING, &error), &g_free);

@@ -5,8 +5,8 @@
 
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -66,7 +66,7 @@ bool IsValid(const Json::Value& ticket, std::int64_t now) {
 }
 
 Json::Value Load(const std::string& path) {
-    const auto text = ReadFileIfThere(path);
+    const auto text = Files::ReadIfThere(path);
     Json::Value state = Json::objectValue;
     try {
         state = text ? ParseJsonObject(*text, path) : state;
@@ -251,7 +251,7 @@ TokenPair TokenStore::AddTokens(Json::Value& state, const std::string& login) co
 }
 
 void TokenStore::Commit(Json::Value state) {
-    ReplaceFile(m_path, ReadableJson(state), PRIVATE_FILE);
+    Files::Replace(m_path, ReadableJson(state));
     m_state = std::move(state);
 }
 

@@ -2,12 +2,14 @@
 
 #include <glib.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <unordered_set>
 
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
 #include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -66,20 +68,20 @@ Json::Value ParseUserFile(const std::string& text, const std::string& name) {
 
 std::vector<std::string> Users::List() const {
     std::vector<std::string> logins;
-    for (const auto& name : NamesIn(m_folder.UsersFolder())) {
-        if (g_str_has_suffix(name.c_str(), SUFFIX) != FALSE) {
-            const std::string stem = name.substr(0, name.size() - sizeof(SUFFIX) + 1);
-            const Text login(g_uri_unescape_string(stem.c_str(), nullptr), &g_free);
-            if (login && IsLogin(login.get()) && FileNameOfLogin(login.get()) == stem) {
-                logins.emplace_back(login.get());
-            }
+    for (const auto& entry : std::filesystem::directory_iterator(m_folder.UsersFolder())) {
+        const std::string stem = entry.path().stem();
+        const Text login(g_uri_unescape_string(stem.c_str(), nullptr), &g_free);
+        if (login && entry.path().extension() == SUFFIX && IsLogin(login.get()) &&
+            FileNameOfLogin(login.get()) == stem) {
+            logins.emplace_back(login.get());
         }
     }
+    std::sort(logins.begin(), logins.end());
     return logins;
 }
 
 bool Users::Exists(const std::string& login) const {
-    return IsLogin(login) && StampOf(m_folder.RecordsFile(login)).has_value();
+    return IsLogin(login) && std::filesystem::exists(m_folder.RecordsFile(login));
 }
 
 void Users::RequireExists(const std::string& login) const {
@@ -103,7 +105,7 @@ bool Users::Add(const std::string& login) const {
 }
 
 void Users::Remove(const std::string& login) const {
-    if (!IsLogin(login) || !RemoveFile(m_folder.RecordsFile(login))) {
+    if (!IsLogin(login) || !Files::Remove(m_folder.RecordsFile(login))) {
         throw CloudError("there is no user " + login + "; see: infosync-cloud user list");
     }
 }
@@ -111,11 +113,11 @@ void Users::Remove(const std::string& login) const {
 Json::Value Users::Load(const std::string& login) const {
     RequireExists(login);
     const std::string path = m_folder.RecordsFile(login);
-    return ParseUserFile(ReadFile(path), path);
+    return ParseUserFile(Files::Read(path), path);
 }
 
 void Users::Save(const std::string& login, const Json::Value& document) const {
-    ReplaceFile(m_folder.RecordsFile(login), ReadableJson(document), PUBLIC_FILE);
+    Files::Replace(m_folder.RecordsFile(login), ReadableJson(document), Files::PUBLIC);
 }
 
 }  // namespace LocalCloud

@@ -6,10 +6,11 @@
 #include <openssl/x509v3.h>
 
 #include <array>
+#include <filesystem>
 
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Files.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -118,8 +119,8 @@ void Save(const Identity& identity, const std::string& folder, const std::string
             PEM_write_bio_PKCS8PrivateKey(key.get(), identity.key.get(), nullptr, nullptr, 0, nullptr,
                                           nullptr) == 1 &&
             PEM_write_bio_X509(certificate.get(), identity.certificate.get()) == 1);
-    ReplaceFile(folder + "/" + name + ".key", TextOf(key.get()), PRIVATE_FILE);
-    ReplaceFile(folder + "/" + name + ".pem", TextOf(certificate.get()), PUBLIC_FILE);
+    Files::Replace(folder + "/" + name + ".key", TextOf(key.get()));
+    Files::Replace(folder + "/" + name + ".pem", TextOf(certificate.get()), Files::PUBLIC);
 }
 
 Bio Open(const std::string& text) {
@@ -127,7 +128,8 @@ Bio Open(const std::string& text) {
 }
 
 bool IsThere(const std::string& folder, const std::string& name) {
-    return StampOf(folder + "/" + name + ".pem") && StampOf(folder + "/" + name + ".key");
+    return std::filesystem::exists(folder + "/" + name + ".pem") &&
+           std::filesystem::exists(folder + "/" + name + ".key");
 }
 
 /** Whether the server's certificate comes from this authority and will last for a while. */
@@ -150,8 +152,8 @@ void MakeCertificates(const std::string& folder) {
 }
 
 Identity LoadIdentity(const std::string& folder, const std::string& name) {
-    const std::string certificate = ReadFile(folder + "/" + name + ".pem");
-    const std::string key = ReadFile(folder + "/" + name + ".key");
+    const std::string certificate = Files::Read(folder + "/" + name + ".pem");
+    const std::string key = Files::Read(folder + "/" + name + ".key");
     Identity identity;
     identity.certificate.reset(PEM_read_bio_X509(Open(certificate).get(), nullptr, nullptr, nullptr));
     identity.key.reset(PEM_read_bio_PrivateKey(Open(key).get(), nullptr, nullptr, nullptr));

@@ -5,6 +5,7 @@
 
 #include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Files.h"
 #include "Television/Bundle.h"
 #include "Television/Commands/Commands.h"
 #include "TvFolder.h"
@@ -35,7 +36,7 @@ void Export(const ExportArguments& arguments) {
     if (toOutput) {
         std::cout << text;
     } else {
-        TvFolder::WriteFile(arguments.file, text);
+        Files::Replace(arguments.file, text);
         std::cout << Cli::Escape(arguments.file)
                   << (arguments.withSecrets ? ": the television WITH its secrets: keep it to yourself\n"
                                             : ": the television, its secrets replaced\n");
@@ -66,7 +67,7 @@ Examples:
 void Import(const std::string& file, bool force) {
     bool secretsReplaced = false;
     try {
-        secretsReplaced = Television::Import(TvFolder::ReadFile(file), force);
+        secretsReplaced = Television::Import(Files::Read(file), force);
     } catch (const std::exception& error) {
         throw std::runtime_error(Cli::Escape(file) + " was not imported: " + Cli::Reason(error));
     }

@@ -1,14 +1,13 @@
 #include <glib.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
 
 #include "Cli/Text.h"
+#include "Files.h"
 #include "Television/CloudFolder.h"
 #include "Television/Commands/Commands.h"
 #include "Television/Commands/Offers.h"
@@ -78,10 +77,7 @@ std::string NewTizenId() {
 
 void MakeFolders() {
     for (const char* part : {"keys", "settings"}) {
-        const std::string folder = TvFolder::Resolve(part);
-        if (g_mkdir_with_parents(folder.c_str(), S_IRWXU) != 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot make " + Cli::Escape(folder));
-        }
+        Files::MakeFolder(TvFolder::Resolve(part));
     }
 }
 

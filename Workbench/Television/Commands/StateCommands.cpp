@@ -6,6 +6,7 @@
 
 #include "Cli/Text.h"
 #include "Cli/Values.h"
+#include "Files.h"
 #include "Television/Commands/Commands.h"
 #include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
@@ -89,7 +90,7 @@ void AddBonding(Cli::Tool& tool, const std::string& name, const std::string& sum
 
 void FactoryReset() {
     Television::Require();
-    TvFolder::WriteFile(TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG).value(), "1");
+    Files::Replace(TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG).value(), "1");
     std::cout << "the next run wipes what is stored, then starts afresh\n";
 }
 
