@@ -33,13 +33,6 @@ bool HasId(const Json::Value& record) {
     return record.isObject() && InfoSyncUtil::HasTextForm(record[RECORD_ID]);
 }
 
-/** Whether the record can be listed, or tells of a deletion. */
-bool IsUsable(const Json::Value& record) {
-    return HasId(record) && (!record.isMember(ADDRESS) || (InfoSyncUtil::HasTextForm(record[UUIDS]) &&
-                                                           InfoSyncUtil::HasTextForm(record[NAME]) &&
-                                                           InfoSyncUtil::HasTextForm(record[ADDRESS])));
-}
-
 /** Hands each record over with its id; anything but an array has none. */
 template <typename Put>
 void ForEachRecord(Json::Value& records, const Put& put) {
@@ -158,6 +151,12 @@ void CDeviceInfo::UpdateDeviceList() {
     }
     INFOSYNC_LOG(DLOG_INFO, "%s", list.toStyledString().c_str());
     InfoSyncUtil::SetDeviceList(InfoSyncUtil::WriteJson(list));
+}
+
+bool CDeviceInfo::IsUsable(const Json::Value& record) {
+    return HasId(record) && (!record.isMember(ADDRESS) || (InfoSyncUtil::HasTextForm(record[UUIDS]) &&
+                                                           InfoSyncUtil::HasTextForm(record[NAME]) &&
+                                                           InfoSyncUtil::HasTextForm(record[ADDRESS])));
 }
 
 bool CDeviceInfo::IsAudioSink(const Json::Value& record) {

@@ -33,6 +33,9 @@ public:
      * JSON */
     void UpdateDeviceList();
 
+    /** Whether the record can be listed, or tells of a deletion; others are skipped. */
+    static bool IsUsable(const Json::Value& record);
+
     /** Whether the record offers the Bluetooth SIG's Audio Sink service; only such devices are listed. */
     static bool IsAudioSink(const Json::Value& record);
 

@@ -14,26 +14,7 @@ namespace {
 
 using Entries = std::vector<std::pair<std::string, std::string>>;
 
-constexpr std::size_t WIDTH = 80;
 constexpr std::size_t WIDEST_TERM = 28;
-
-/** Breaks a paragraph into lines, all but the first behind the indent. */
-std::string Wrap(const std::string& paragraph, std::size_t indent) {
-    std::istringstream words(paragraph);
-    std::string text;
-    std::size_t column = indent;
-    for (std::string word; words >> word;) {
-        const std::size_t width = DisplayWidth(word);
-        if (column > indent && column + 1 + width > WIDTH) {
-            text += "\n" + std::string(indent, ' ');
-            column = indent;
-        }
-        const bool isFirst = column == indent;
-        text += (isFirst ? "" : " ") + word;
-        column += width + (isFirst ? 0U : 1U);
-    }
-    return text + "\n";
-}
 
 /** Prose is wrapped, a paragraph at a time; indented lines, such as examples, stay as they are. */
 std::string Details(const std::string& details) {

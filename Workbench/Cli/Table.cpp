@@ -2,11 +2,35 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 #include "Cli/Text.h"
 
 namespace Cli {
+
+namespace {
+
+constexpr std::string_view GAP = "  ";
+// A column is not made narrower than this, so that it still says something.
+constexpr std::size_t NARROWEST = 10;
+
+/** Makes the widest columns narrower until the line is no longer than it may be. */
+void Fit(std::vector<std::size_t>& widths, std::size_t lineWidth) {
+    std::size_t total = (widths.size() - 1) * GAP.size();
+    for (const std::size_t width : widths) {
+        total += width;
+    }
+    for (; total > lineWidth; --total) {
+        const auto widest = std::max_element(widths.begin(), widths.end());
+        if (*widest <= NARROWEST) {
+            return;
+        }
+        --*widest;
+    }
+}
+
+}  // namespace
 
 Table::Table(std::vector<std::string> header) {
     m_rows.push_back(std::move(header));
@@ -20,18 +44,18 @@ void Table::Add(const std::vector<std::string>& cells) {
 }
 
 std::string Table::Text(const Style& style, const std::string& indent) const {
-    constexpr char GAP[] = "  ";
     std::vector<std::size_t> widths(m_rows.front().size(), 0);
     for (const auto& row : m_rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
             widths[i] = std::max(widths[i], DisplayWidth(row[i]));
         }
     }
+    Fit(widths, LINE_WIDTH - indent.size());
     std::string text;
     for (const auto& row : m_rows) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            line += i + 1 == row.size() ? row[i] : Pad(row[i], widths[i]) + GAP;
+            line.append(Pad(Shorten(row[i], widths[i]), widths[i])).append(GAP);
         }
         line.erase(line.find_last_not_of(' ') + 1);
         text += indent + style(&row == &m_rows.front() ? Colour::BOLD : Colour::PLAIN, line) + "\n";

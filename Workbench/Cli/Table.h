@@ -15,7 +15,10 @@ public:
     /** One cell for each column; their text is escaped here. */
     void Add(const std::vector<std::string>& cells);
 
-    /** The whole table, a line for each row; the header alone when there are none. */
+    /**
+     * The whole table, a line for each row; the header alone when there are none. What makes a line longer
+     * than 80 columns is cut, in the widest columns first.
+     */
     std::string Text(const Style& style, const std::string& indent = "") const;
 
 private:

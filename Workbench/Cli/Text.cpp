@@ -85,6 +85,42 @@ std::string Pad(const std::string& text, std::size_t width) {
     return used < width ? text + std::string(width - used, ' ') : text;
 }
 
+std::string Wrap(const std::string& paragraph, std::size_t indent) {
+    std::istringstream words(paragraph);
+    std::string text;
+    std::size_t column = indent;
+    for (std::string word; words >> word;) {
+        const std::size_t width = DisplayWidth(word);
+        if (column > indent && column + 1 + width > LINE_WIDTH) {
+            text += "\n" + std::string(indent, ' ');
+            column = indent;
+        }
+        const bool isFirst = column == indent;
+        text += (isFirst ? "" : " ") + word;
+        column += width + (isFirst ? 0U : 1U);
+    }
+    return text + "\n";
+}
+
+std::string Shorten(const std::string& text, std::size_t width) {
+    if (DisplayWidth(text) <= width) {
+        return text;
+    }
+    std::string kept;
+    std::size_t used = 1;
+    for (const char* at = text.c_str(); *at != '\0';) {
+        const char* next = g_utf8_next_char(at);
+        const std::string character(at, next);
+        used += DisplayWidth(character);
+        if (used > width) {
+            break;
+        }
+        kept += character;
+        at = next;
+    }
+    return kept + "…";
+}
+
 std::string Join(const std::vector<std::string>& parts, const std::string& separator) {
     std::string joined;
     for (const std::string& part : parts) {

@@ -24,6 +24,15 @@ std::size_t DisplayWidth(const std::string& text);
 /** The text filled up with blanks to the width, in columns. */
 std::string Pad(const std::string& text, std::size_t width);
 
+/** Columns that a line for people may take. */
+inline constexpr std::size_t LINE_WIDTH = 80;
+
+/** Breaks a paragraph into lines, all but the first behind the indent; with a newline at its end. */
+std::string Wrap(const std::string& paragraph, std::size_t indent);
+
+/** An escaped text cut to the width, in columns, with an ellipsis where something is left out. */
+std::string Shorten(const std::string& text, std::size_t width);
+
 std::string Join(const std::vector<std::string>& parts, const std::string& separator);
 
 /** "1 device", "2 devices". */

@@ -2,6 +2,7 @@
 
 #include <glib.h>
 #include <glib/gstdio.h>
+#include <sys/utsname.h>
 
 #include <ctime>
 #include <exception>
@@ -11,13 +12,18 @@
 #include <stdexcept>
 
 #include "Cli/FileLock.h"
+#include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Files.h"
+#include "Television/CloudExchanges.h"
 #include "Television/IniFile.h"
-#include "Television/LastRun.h"
+#include "Television/KeptRun.h"
+#include "Television/MaskedLog.h"
 #include "Television/Masker.h"
+#include "Television/StoredSecrets.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
+#include "Util/SecurityUtil.h"
 
 namespace Television {
 
@@ -25,11 +31,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char FORMAT[] = "infosync-tv export";
+constexpr char FORMAT[] = "infosync-tv report";
 constexpr int VERSION = 1;
 constexpr char INI[] = "tv.ini";
 constexpr char KEYS[] = "keys/";
 constexpr char SETTINGS[] = "settings/";
+constexpr char RUNS[] = "runs/";
 
 bool StartsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
@@ -63,8 +70,11 @@ std::string ToBytes(const std::string& name, const Json::Value& file) {
 
 /** Whether a name leads to a place that a television has, and nowhere else. */
 bool IsTelevisionFile(const std::string& name) {
-    if (name == INI || name == LAST_RUN_FILE) {
+    if (name == INI) {
         return true;
+    }
+    if (StartsWith(name, RUNS)) {
+        return IsKeptRunFile(name.substr(sizeof(RUNS) - 1));
     }
     if (StartsWith(name, KEYS)) {
         return TvFolder::KeyPath(name.substr(sizeof(KEYS) - 1)).has_value();
@@ -76,12 +86,10 @@ bool IsTelevisionFile(const std::string& name) {
 std::vector<std::string> FileNames(std::vector<std::string>& unreadable) {
     const fs::path folder(TvFolder::Path());
     std::vector<std::string> names;
-    for (const char* name : {INI, LAST_RUN_FILE}) {
-        if (fs::exists(fs::symlink_status(folder / name))) {
-            names.emplace_back(name);
-        }
+    if (fs::exists(fs::symlink_status(folder / INI))) {
+        names.emplace_back(INI);
     }
-    for (const char* part : {KEYS, SETTINGS}) {
+    for (const char* part : {KEYS, SETTINGS, RUNS}) {
         std::error_code error;
         const fs::path top = (folder / part).parent_path();
         for (auto at = fs::recursive_directory_iterator(top, error); !error && at != fs::end(at);
@@ -105,7 +113,7 @@ std::map<std::string, std::string> CheckedFiles(const std::string& text, bool& s
     const Json::Value bundle = InfoSyncUtil::ParseStoredObject(text);
     if (InfoSyncUtil::TextMember(bundle, "format") != FORMAT ||
         InfoSyncUtil::ToInt64(bundle["version"]) != VERSION) {
-        throw std::runtime_error("this is no file of infosync-tv export, or one of another version");
+        throw std::runtime_error("this is no file of infosync-tv report, or one of another version");
     }
     secretsReplaced = InfoSyncUtil::TextMember(bundle, "secrets") != "included";
     const Json::Value members = InfoSyncUtil::ObjectMember(bundle, "files");
@@ -164,7 +172,7 @@ void Exchange(const Staging& staging) {
     const fs::path replaced = staging.Path() / "old";
     std::vector<const char*> begun;
     try {
-        for (const char* part : {"keys", "settings", LAST_RUN_FILE, INI}) {
+        for (const char* part : {"keys", "settings", RUNS_FOLDER, INI}) {
             begun.push_back(part);
             MoveIfThere(folder / part, replaced / part);
             MoveIfThere(incoming / part, folder / part);
@@ -180,38 +188,81 @@ void Exchange(const Staging& staging) {
     }
 }
 
+Json::Value Versions() {
+    Json::Value versions;
+    versions["infosync-tv"] = INFOSYNC_VERSION;
+    struct utsname machine = {};
+    if (uname(&machine) == 0) {
+        versions["system"] = std::string(machine.sysname) + " " + machine.release + " " + machine.machine;
+    }
+    const std::unique_ptr<char, decltype(&g_free)> name(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME), &g_free);
+    versions["distribution"] = name ? name.get() : "";
+    return versions;
+}
+
+/** @throws std::runtime_error when a stored secret is in what is to be written */
+void RefuseSecrets(const Json::Value& bundle) {
+    const std::string text = Cli::JsonText(bundle);
+    for (const std::string& secret : StoredSecrets()) {
+        // As it is in a text of JSON, without the quotes.
+        const std::string quoted = Json::valueToQuotedString(secret.c_str());
+        const std::string inJson = quoted.substr(1, quoted.size() - 2);
+        if (text.find(secret) != std::string::npos || text.find(inJson) != std::string::npos) {
+            throw std::runtime_error("the secret " + Cli::Abbreviate(secret) +
+                                     " was not masked everywhere, so nothing was written\nThis is a fault of "
+                                     "infosync-tv: please tell its developers, without the television");
+        }
+    }
+}
+
+std::string Masked(const std::string& name, const std::string& bytes, Masker& masker) {
+    if (StartsWith(name, KEYS)) {
+        return masker.MaskRecord(name.substr(sizeof(KEYS) - 1), bytes);
+    }
+    return StartsWith(name, RUNS) ? MaskedLog(bytes, masker) : masker.MaskKnown(bytes);
+}
+
 }  // namespace
 
-Json::Value Export(bool withSecrets, std::vector<std::string>& unreadable) {
+Json::Value Report(bool withSecrets, std::vector<std::string>& leftOut) {
     Require();
     Json::Value bundle;
     bundle["format"] = FORMAT;
     bundle["version"] = VERSION;
-    bundle["exported"] = static_cast<Json::Int64>(std::time(nullptr));
+    bundle["written"] = static_cast<Json::Int64>(std::time(nullptr));
     bundle["secrets"] = withSecrets ? "included" : "replaced";
+    bundle["versions"] = Versions();
     Masker masker(Masker::Shows::LENGTH);
     masker.LearnKeys();
-    for (const std::string& name : FileNames(unreadable)) {
+    for (const std::string& name : FileNames(leftOut)) {
         try {
             if (Cli::Escape(name) != name) {
                 throw std::runtime_error(Cli::Escape(name) + ": not a name that a document can hold");
             }
-            std::string bytes = Files::Read(TvFolder::Resolve(name));
-            if (!withSecrets) {
-                bytes = StartsWith(name, KEYS) ? masker.MaskRecord(name.substr(sizeof(KEYS) - 1), bytes)
-                                               : masker.MaskKnown(bytes);
-            }
-            bundle["files"][name] = FromBytes(bytes);
+            const std::string bytes = Files::Read(TvFolder::Resolve(name));
+            bundle["files"][name] = FromBytes(withSecrets ? bytes : Masked(name, bytes, masker));
         } catch (const std::exception& error) {
-            unreadable.emplace_back(error.what());
+            leftOut.emplace_back(error.what());
         }
+    }
+    bundle["exchanges"] = ReadExchanges(masker, withSecrets);
+    if (!withSecrets) {
+        RefuseSecrets(bundle);
     }
     return bundle;
 }
 
 bool Import(const std::string& text, bool replace) {
     bool secretsReplaced = false;
-    const auto files = CheckedFiles(text, secretsReplaced);
+    auto files = CheckedFiles(text, secretsReplaced);
+    if (secretsReplaced) {
+        for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {
+            const auto file = files.find(std::string(KEYS) + alias);
+            if (file != files.end()) {
+                file->second = WithTokensRunOut(alias, file->second);
+            }
+        }
+    }
     const fs::path folder(TvFolder::Path());
     if (!replace && fs::exists(folder) && !fs::is_empty(folder)) {
         throw std::runtime_error(

@@ -9,15 +9,16 @@
 namespace Television {
 
 /**
- * What is in the folder. A file that cannot be read is left out and named.
- * @param unreadable gets a line for each file that was left out
+ * What is in the folder, what the local cloud was asked last, and the versions of what made it.
+ * @param leftOut gets a line for each file that could not be read
+ * @throws std::runtime_error when a stored secret is still in it, unless it is to be
  */
-Json::Value Export(bool withSecrets, std::vector<std::string>& unreadable);
+Json::Value Report(bool withSecrets, std::vector<std::string>& leftOut);
 
 /**
  * Makes the television that the text describes; everything is checked before the folder is touched.
  * @param replace whether a television that is there may be replaced
- * @return whether the secrets in it were replaced when it was exported
+ * @return whether the secrets in it were replaced when it was written
  * @throws std::runtime_error, with the folder as it was
  */
 bool Import(const std::string& text, bool replace);

@@ -6,11 +6,13 @@
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
+#include <vector>
 
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Files.h"
 #include "TvFolder.h"
+#include "TvIni.h"
 #include "Util/JsonUtil.h"
 
 namespace Television {
@@ -69,6 +71,33 @@ CloudAddress FindCloud(const std::string& folder) {
     }
     cloud.port = FindPort(cloud);
     return cloud;
+}
+
+Connection FindConnection() {
+    const auto ini = TvFolder::ReadIni();
+    const std::filesystem::path caFile(TvFolder::Resolve(ini->Text(TvKeys::CA_FILE).value_or("")));
+    const auto folder = caFile.parent_path().parent_path();
+    if (!ini->Text(TvKeys::CA_FILE) || caFile.filename() != "ca.pem" ||
+        folder / "tls" != caFile.parent_path()) {
+        return {"", false, "no local cloud: infosync-tv connect"};
+    }
+    Connection connection{folder.string(), false, ""};
+    const std::string quoted = "'" + folder.string() + "'";
+    const std::vector<std::string> routes = ini->List(TvKeys::CONNECT_TO);
+    try {
+        const CloudAddress cloud = FindCloud(folder.string());
+        connection.answers = cloud.port != 0 && !routes.empty() &&
+                             routes.front() == "::127.0.0.1:" + std::to_string(cloud.port);
+        connection.words =
+            cloud.port == 0
+                ? folder.string() + ", which does not answer: infosync-cloud serve --dir " + quoted
+            : connection.answers ? folder.string() + ", which answers on port " + std::to_string(cloud.port)
+                                 : folder.string() + ", which now listens on port " +
+                                       std::to_string(cloud.port) + ": infosync-tv connect " + quoted;
+    } catch (const std::exception&) {
+        connection.words = folder.string() + ", which is gone: infosync-cloud serve --dir " + quoted;
+    }
+    return connection;
 }
 
 }  // namespace Television

@@ -18,4 +18,16 @@ std::string DefaultCloudFolder();
 /** @throws std::runtime_error, saying how to make one, when there is no cloud in the folder */
 CloudAddress FindCloud(const std::string& folder);
 
+/** The local cloud that tv.ini leads to. */
+struct Connection {
+    /** Empty where the television is not connected to a local cloud. */
+    std::string folder;
+    bool answers = false;
+    /** In one line, with what helps. */
+    std::string words;
+};
+
+/** Tries the cloud, which may take some seconds where it hangs. */
+Connection FindConnection();
+
 }  // namespace Television

@@ -32,7 +32,8 @@ std::size_t EndOfTime(const std::string& text) {
 LogLine Split(std::string text) {
     LogLine line;
     line.text = std::move(text);
-    const std::string head = line.text.substr(EndOfTime(line.text));
+    line.headAt = EndOfTime(line.text);
+    const std::string head = line.text.substr(line.headAt);
     const std::size_t prefixEnd = line.text.find("): ");
     if (head.size() < 2 || head[1] != '/' || std::strchr(LOG_LEVELS, head[0]) == nullptr ||
         prefixEnd == std::string::npos) {

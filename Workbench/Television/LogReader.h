@@ -7,18 +7,22 @@
 #include <functional>
 #include <string>
 
-#include "Television/LastRun.h"
+#include "Television/RunOutcome.h"
 
 namespace Television {
 
 /** The priority letters of the log, least to most severe. */
 inline constexpr char LOG_LEVELS[] = "VDIWEF";
 
-/** A line of the log: "E/TAG( 123): FILE: FUNCTION(LINE) > MESSAGE", the latter form in the service's own
- * only. */
+/**
+ * A line of the log: "E/TAG( 123): FILE: FUNCTION(LINE) > MESSAGE", the latter form in the service's own
+ * only; a time may stand before it.
+ */
 struct LogLine {
     /** The whole line, without its end. */
     std::string text;
+    /** Where the priority is, behind a time. */
+    std::size_t headAt = 0;
     /** Where the message begins; 0 in a line of another form. */
     std::size_t messageAt = 0;
     /** The letter; '\0' in a line of another form. */

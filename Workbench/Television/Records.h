@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "Cli/Style.h"
-
 namespace Television {
 
 struct UserRecords {
@@ -28,7 +26,5 @@ struct UserRecords {
 std::vector<UserRecords> ReadRecords(const std::string& user);
 
 Json::Value ToJson(const std::vector<UserRecords>& users);
-
-std::string RecordsText(const UserRecords& user, const Cli::Style& style);
 
 }  // namespace Television

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "Television/LastRun.h"
 #include "Television/LogReader.h"
+#include "Television/RunOutcome.h"
 
 namespace Television {
 

@@ -5,9 +5,11 @@
 
 #include "Cli/Duration.h"
 #include "Cli/Text.h"
+#include "Television/CloudFolder.h"
 #include "Television/Document.h"
 #include "Television/IniCheck.h"
-#include "Television/LastRun.h"
+#include "Television/KeptRun.h"
+#include "Television/NextRun.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 #include "Util/JsonUtil.h"
@@ -206,7 +208,12 @@ Json::Value Status(std::int64_t now, bool showSecrets) {
     for (const IniProblem& problem : CheckIni()) {
         status["warnings"].append(Entry("line", Json::Value::UInt64{problem.line}, problem.words));
     }
-    status["last_run"] = ReadLastRun();
+    status["last_run"] = ReadNewestRun();
+    status["next_run"] = NextRun(status, now);
+    const Connection connection = FindConnection();
+    status["cloud"]["folder"] = connection.folder.empty() ? Json::Value() : Json::Value(connection.folder);
+    status["cloud"]["answers"] = connection.answers;
+    status["cloud"]["words"] = connection.words;
     return status;
 }
 

@@ -1,6 +1,6 @@
 #include "Cli/Duration.h"
 #include "Cli/Text.h"
-#include "Television/LastRun.h"
+#include "Television/KeptRun.h"
 #include "Television/Status.h"
 
 namespace Television {
@@ -13,6 +13,10 @@ constexpr std::size_t LABEL_WIDTH = 21;
 
 std::string Line(const std::string& label, const std::string& text, const std::string& indent = "") {
     return indent + Cli::Pad(label, LABEL_WIDTH - indent.size()) + text + "\n";
+}
+
+std::string Wrapped(const std::string& label, const std::string& text) {
+    return Cli::Pad(label, LABEL_WIDTH) + Cli::Wrap(text, LABEL_WIDTH);
 }
 
 std::string StateWords(const Json::Value& state, const Cli::Style& style) {
@@ -73,7 +77,11 @@ std::string StatusText(const Json::Value& status, std::int64_t now, const Cli::S
     if (status["factory_reset_requested"].asBool()) {
         text += Line("factory reset", style(Colour::YELLOW, "at the next run"));
     }
-    text += Line("last run", LastRunWords(status["last_run"], now, style));
+    text += Wrapped("cloud", Cli::Escape(status["cloud"]["words"].asString()));
+    text += Line("last run", KeptRunWords(status["last_run"], now, style));
+    const std::string requests = RequestsWords(status["last_run"]["requests"]);
+    text += requests.empty() ? "" : Wrapped("", Cli::Escape("it asked for: " + requests));
+    text += Wrapped("next run", Cli::Escape(status["next_run"]["words"].asString()));
     for (const Json::Value& user : status["users"]) {
         text += UserText(user, style);
     }

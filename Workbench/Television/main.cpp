@@ -8,6 +8,7 @@ int main(int argc, char** argv) {
   infosync-tv sign-in ann@example.com     # a user whom that cloud knows
   infosync-tv run                         # one synchronisation, with its log
   infosync-tv devices                     # what came out
+  infosync-tv why                         # why a device is on the list, or is not
 
 Exit status: 0 fine, 1 the operation failed, 2 wrong usage.
 
@@ -21,7 +22,10 @@ More on a command: infosync-tv COMMAND --help)");
     Commands::AddSetUp(tool);
     Commands::AddState(tool);
     Commands::AddRun(tool);
+    Commands::AddRunLog(tool);
     Commands::AddShow(tool);
+    Commands::AddWhyCommands(tool);
+    Commands::AddCheck(tool);
     Commands::AddBundle(tool);
     return tool.Run(argc, argv);
 }

@@ -4,6 +4,7 @@ import json
 import os
 import pwd
 import select
+import shutil
 import signal
 import subprocess
 import unittest
@@ -75,7 +76,7 @@ class RunTest(ToolCase):
     def test_one_run_at_a_time(self):
         run, _ = self.start()
         self.assertIn("--wait", self.run_tool("run", status=1).stderr)
-        self.run_tool("export", self.work / "tv.json")
+        self.run_tool("report", self.work / "tv.json")
         self.assertIn("under way", self.run_tool("import", "--force", self.work / "tv.json", status=1).stderr)
         self.run_tool("sign-in", USER)  # what only changes tv.ini does not wait
         waiting = subprocess.Popen([TOOL, "--dir", self.tv, "run", "--wait", "--service", "/bin/true"], text=True,
@@ -98,9 +99,9 @@ class RunTest(ToolCase):
         self.service_does(f"echo 'E/VCONF   ( 12): db/devices: No space left on device' >&2; echo '{END}' >&2")
         reason = "failed: VCONF: db/devices: No space left on device"
         self.assertIn(reason, self.run_tool("run", "--service", self.service, status=1).stdout)
-        self.assertEqual(json.loads((self.tv / "last-run.json").read_text())["words"], reason)
-        (self.tv / "last-run.json").unlink()
-        (self.tv / "last-run.json").mkdir()
+        self.assertEqual(json.loads((self.tv / "runs/1.json").read_text())["words"], reason)
+        shutil.rmtree(self.tv / "runs")
+        (self.tv / "runs").write_text("")
         done = self.run_tool("run", "--service", self.service, status=1)
         self.assertIn("run: failed", done.stdout)
         self.assertIn("could not be kept", done.stderr)
@@ -127,7 +128,7 @@ class RunTest(ToolCase):
         self.write("keys/InfoSyncJWT", json.dumps({"ben": {"accessToken": secrets[5]}}))
         self.service_does(f"cat {self.work}/lines >&2")
         done = self.run_tool("run", "--level", "V", "--service", self.service, status=1)
-        shown = done.stdout + done.stderr + (self.tv / "last-run.json").read_text()
+        shown = done.stdout + done.stderr + (self.tv / "runs/1.json").read_text()
         self.assertEqual([secret for secret in secrets if secret in shown], [])
         done = self.run_tool("run", "--level", "V", "--service", self.service, "--show-secrets", status=1)
         self.assertEqual([secret for secret in secrets[:5] if secret not in done.stderr], [])
@@ -141,10 +142,10 @@ class RightsTest(ToolCase):
             user = pwd.getpwnam("nobody").pw_uid
             for path in (self.work, *self.work.rglob("*")):
                 os.chown(path, user, -1)
-        every = (["status"], ["devices"], ["records"], ["run"], ["sign-out"], ["init"], ["export", "-"])
-        cases = {"keys/InfoSyncRecords": (["records"], ["status"], ["status", "--json"], ["export", "-"]),
+        every = (["status"], ["devices"], ["records"], ["run"], ["sign-out"], ["init"], ["report", "-"])
+        cases = {"keys/InfoSyncRecords": (["records"], ["status"], ["status", "--json"], ["report", "-"]),
                  f"{SETTINGS}/devices": (["devices"], ["status"]),
-                 "keys": (["records"], ["status"], ["export", "-"]), "tv.ini": every, ".": every}
+                 "keys": (["records"], ["status"], ["report", "-"]), "tv.ini": every, ".": every}
         for name, commands in cases.items():
             for words in commands:
                 with self.subTest(name=name, words=words):

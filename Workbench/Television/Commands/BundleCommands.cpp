@@ -1,5 +1,6 @@
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 
@@ -16,21 +17,21 @@ namespace {
 
 constexpr char STANDARD_STREAM[] = "-";
 
-struct ExportArguments {
+struct ReportArguments {
     std::string file;
     bool withSecrets = false;
     bool force = false;
 };
 
-void Export(const ExportArguments& arguments) {
+void Report(const ReportArguments& arguments) {
     const bool toOutput = arguments.file == STANDARD_STREAM;
     if (!toOutput && !arguments.force && std::filesystem::exists(arguments.file)) {
         throw std::runtime_error(Cli::Escape(arguments.file) +
                                  " is already there\nName another file, or replace it with --force");
     }
-    std::vector<std::string> unreadable;
-    const std::string text = Cli::JsonText(Television::Export(arguments.withSecrets, unreadable));
-    for (const std::string& problem : unreadable) {
+    std::vector<std::string> leftOut;
+    const std::string text = Cli::JsonText(Television::Report(arguments.withSecrets, leftOut));
+    for (const std::string& problem : leftOut) {
         std::cerr << "infosync-tv: left out: " << Cli::Escape(problem) << "\n";
     }
     if (toOutput) {
@@ -41,48 +42,62 @@ void Export(const ExportArguments& arguments) {
                   << (arguments.withSecrets ? ": the television WITH its secrets: keep it to yourself\n"
                                             : ": the television, its secrets replaced\n");
     }
-    if (!unreadable.empty()) {
+    if (!leftOut.empty()) {
         throw CLI::RuntimeError(Cli::EXIT_FAILED);
     }
 }
 
-void AddExport(Cli::Tool& tool) {
-    const auto arguments = std::make_shared<ExportArguments>();
+void AddReport(Cli::Tool& tool) {
+    const auto arguments = std::make_shared<ReportArguments>();
     CLI::App& command = tool.Command(
-        "export", "Write the whole television to one file, to attach to a bug report",
-        R"(One JSON document with tv.ini, the settings and the stored records; - writes to standard
-output. Tokens, codes and verifiers are replaced; user, device names and addresses are
-not. Of the stored records, all other texts are replaced as well. What tv.ini names
-outside of the folder, such as a certificate file, is not part of it.
+        "report", "Write the whole television to one file, to attach to a bug report",
+        R"(One JSON document with tv.ini, the settings, the stored records, the runs that are kept
+with their logs, and the last requests to its local cloud; - writes to standard output.
+Tokens, codes and verifiers are replaced, and all other texts of the stored records that are
+not known to be harmless; user, device names and addresses are not. Nothing is written when
+a stored secret is found in it. What tv.ini names outside of the folder, such as a
+certificate file, is not part of it.
 
 Examples:
-  infosync-tv export tv.json
-  infosync-tv export - | less)");
+  infosync-tv report tv.json
+  infosync-tv report - | less)");
     command.add_option("FILE", arguments->file)->required();
     command.add_flag("--with-secrets", arguments->withSecrets, "leave tokens, codes and verifiers in it");
     command.add_flag("--force", arguments->force, "replace FILE");
-    command.callback([arguments] { Export(*arguments); });
+    command.callback([arguments] { Report(*arguments); });
+}
+
+std::string ReadAll(const std::string& file) {
+    return file == STANDARD_STREAM ? std::string(std::istreambuf_iterator<char>(std::cin), {})
+                                   : Files::Read(file);
 }
 
 void Import(const std::string& file, bool force) {
     bool secretsReplaced = false;
     try {
-        secretsReplaced = Television::Import(Files::Read(file), force);
+        secretsReplaced = Television::Import(ReadAll(file), force);
     } catch (const std::exception& error) {
         throw std::runtime_error(Cli::Escape(file) + " was not imported: " + Cli::Reason(error));
     }
     std::cout << "the television of " << Cli::Escape(file) << " is now in " << Cli::Escape(TvFolder::Path())
               << "\n";
     if (secretsReplaced) {
-        std::cout << "Its secrets were replaced when it was exported: the servers will refuse its tokens.\n";
+        std::cout << "Masked in it: access, refresh and application tokens, the authorisation code and its "
+                     "verifier.\n"
+                     "The tokens count as run out, so that the next run gets new ones.\n";
     }
 }
 
 void AddImport(Cli::Tool& tool) {
     const auto file = std::make_shared<std::string>();
     const auto force = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command("import", "Make the television that a file of export describes",
-                                     "Example:\n  infosync-tv --dir /tmp/theirs import tv.json");
+    CLI::App& command = tool.Command(
+        "import", "Make the television that a file of report describes",
+        R"(- reads standard input. Tokens that were masked count as run out: the next run gets new
+ones.
+
+Example:
+  infosync-tv --dir /tmp/theirs import tv.json)");
     command.add_option("FILE", *file)->required();
     command.add_flag("--force", *force, "replace the television that is in the folder");
     command.callback([file, force] { Import(*file, *force); });
@@ -91,7 +106,7 @@ void AddImport(Cli::Tool& tool) {
 }  // namespace
 
 void AddBundle(Cli::Tool& tool) {
-    AddExport(tool);
+    AddReport(tool);
     AddImport(tool);
 }
 

@@ -13,8 +13,16 @@ void AddState(Cli::Tool& tool);
 
 void AddRun(Cli::Tool& tool);
 
+/** runs, log */
+void AddRunLog(Cli::Tool& tool);
+
+void AddCheck(Cli::Tool& tool);
+
 /** devices, records, status */
 void AddShow(Cli::Tool& tool);
+
+/** why, bonds */
+void AddWhyCommands(Cli::Tool& tool);
 
 /** export, import */
 void AddBundle(Cli::Tool& tool);

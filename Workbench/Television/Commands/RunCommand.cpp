@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <iomanip>
@@ -13,14 +12,16 @@
 #include <stdexcept>
 
 #include "Cli/FileLock.h"
+#include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
 #include "Television/DeviceList.h"
 #include "Television/IniCheck.h"
 #include "Television/IniFile.h"
-#include "Television/LastRun.h"
+#include "Television/KeptRun.h"
 #include "Television/LogReader.h"
+#include "Television/MaskedLog.h"
 #include "Television/Masker.h"
 #include "Television/ServiceRun.h"
 #include "TvFolder.h"
@@ -48,6 +49,7 @@ struct RunArguments {
     std::string service;
     bool wait = false;
     bool showSecrets = false;
+    bool json = false;
 };
 
 std::string ServicePath(const RunArguments& arguments) {
@@ -91,13 +93,12 @@ public:
 
     /** Shows a line that was asked for; one that is no log line is always shown. */
     void Line(const Television::LogLine& line) {
-        const std::string head = line.text.substr(0, line.messageAt);
         // Lines that are not shown are learned from as well.
-        const std::string message = m_masker.Mask(line.Message(), line.file.empty() ? "" : head);
+        const std::string masked = Television::MaskedText(line, m_masker);
         if (line.priority == '\0' || Severity(line.priority) >= Severity(m_level)) {
             const bool isError = line.text.find("<<Not Error>>") == std::string::npos;
             std::cerr << m_style(isError ? LineColour(line.priority) : Colour::PLAIN,
-                                 m_showSecrets ? line.text : head + message)
+                                 m_showSecrets ? line.text : masked)
                       << "\n";
         }
         const std::string awaited = Television::LogReader::Awaited(line);
@@ -175,16 +176,6 @@ void Warn() {
     }
 }
 
-/** @return why it could not be kept; empty when it was */
-std::string KeepOutcome(const Television::RunOutcome& outcome, double seconds) {
-    try {
-        Television::WriteLastRun(outcome, std::time(nullptr), seconds);
-        return {};
-    } catch (const std::exception& error) {
-        return error.what();
-    }
-}
-
 void Run(const RunArguments& arguments) {
     Television::Require();
     const auto television = TvFolder::ReadIni();
@@ -201,22 +192,33 @@ void Run(const RunArguments& arguments) {
     Warn();
 
     const Television::DeviceList before = Television::ReadDeviceList();
+    Television::RunKeeper keeper(options.level);
     Show show(level[0], arguments.showSecrets);
     const auto started = std::chrono::steady_clock::now();
-    Television::ServiceRun run(options, [&show](const Television::LogLine& line) { show.Line(line); });
+    Television::ServiceRun run(options, [&](const Television::LogLine& line) {
+        keeper.Take(line);
+        show.Line(line);
+    });
     Television::RunOutcome outcome = run.Wait();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     show.Mask(outcome);
-    const std::string unkept = KeepOutcome(outcome, duration.count());
 
     const Style style(STDOUT_FILENO);
+    const Television::DeviceList after = Television::ReadDeviceList();
     const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
-    std::cout << ChangesText(before, Television::ReadDeviceList(), style) << "run: "
-              << style(isSuccess ? Colour::GREEN : Colour::RED,
-                       Cli::Escape(Television::OutcomeWords(outcome)))
-              << " (" << std::fixed << std::setprecision(2) << duration.count() << " s)\n";
-    if (!unkept.empty()) {
-        throw std::runtime_error("how the run ended could not be kept: " + unkept);
+    const Json::Value summary = keeper.Summary(outcome, duration.count(), Television::Compare(before, after));
+    if (arguments.json) {
+        std::cout << Cli::JsonText(summary);
+    } else {
+        std::cout << ChangesText(before, after, style) << "run: "
+                  << style(isSuccess ? Colour::GREEN : Colour::RED,
+                           Cli::Escape(Television::OutcomeWords(outcome)))
+                  << " (" << std::fixed << std::setprecision(2) << duration.count() << " s)\n";
+    }
+    try {
+        keeper.Keep(summary);
+    } catch (const std::exception& error) {
+        throw std::runtime_error(std::string("how the run ended could not be kept: ") + error.what());
     }
     if (!isSuccess) {
         // As a shell tells of what a signal ended.
@@ -232,9 +234,9 @@ void AddRun(Cli::Tool& tool) {
     CLI::App& command = tool.Command(
         "run", "Run the service once on this television",
         R"(The service's log goes to standard error; what changed in the device list and how the run
-ended goes to standard output and is kept for `infosync-tv status`. The exit status is 0
-only for a run that came to its good end and stored what it brought; 128 and the number of
-the signal for one that SIGINT, SIGTERM or SIGHUP interrupted.
+ended goes to standard output. Both are kept, for `runs`, `log` and `status`. The exit
+status is 0 only for a run that came to its good end and stored what it brought; 128 and the
+number of the signal for one that SIGINT, SIGTERM or SIGHUP interrupted.
 
 Of tokens, codes and verifiers, the log shows the first four characters: of the values of
 names that they have, of texts of 16 bytes or more under unknown names, and of each that
@@ -260,6 +262,7 @@ Examples:
     command.add_flag("--wait", arguments->wait, "wait for the end of a run that is under way");
     command.add_flag("--show-secrets", arguments->showSecrets,
                      "leave tokens, codes and verifiers in the log as they are");
+    command.add_flag("--json", arguments->json, "write outcome, requests and changes as JSON");
     command.callback([arguments] { Run(*arguments); });
 }
 

@@ -15,6 +15,7 @@
 #include "Television/IniFile.h"
 #include "Television/Records.h"
 #include "Television/Status.h"
+#include "Television/Verdict.h"
 #include "TvFolder.h"
 
 namespace Commands {
@@ -58,6 +59,22 @@ Examples:
     command.callback([json] { Devices(*json); });
 }
 
+std::string RecordsText(const Television::UserRecords& user, const Television::DeviceList& list,
+                        const Cli::Style& style) {
+    std::string text = style(Cli::Colour::BOLD, Cli::Escape(user.user)) + ": " +
+                       Cli::Count(user.records.size(), "record") + ", " +
+                       (user.mark > 0 ? "mark " + std::to_string(user.mark) : "no mark") + "\n";
+    if (!user.problem.empty()) {
+        return text + style(Cli::Colour::RED, "  damaged: ") + user.problem + "\n";
+    }
+    Cli::Table table({"ID", "NAME", "ADDRESS", "LISTED", "WHY"});
+    for (const Television::Verdict& verdict : Television::Judge(user, list)) {
+        table.Add(
+            {verdict.id, verdict.name, verdict.address, Television::ListedWord(verdict.listed), verdict.why});
+    }
+    return user.records.empty() ? text : text + table.Text(style, "  ");
+}
+
 void Records(const std::string& onlyUser, bool json) {
     Television::Require();
     const std::vector<Television::UserRecords> all = Television::ReadRecords(onlyUser);
@@ -69,8 +86,9 @@ void Records(const std::string& onlyUser, bool json) {
         std::cout << "no records\n";
     }
     const Cli::Style style(STDOUT_FILENO);
+    const Television::DeviceList list = Television::ReadDeviceList();
     for (const Television::UserRecords& user : all) {
-        std::cout << (&user == &all.front() ? "" : "\n") << Television::RecordsText(user, style);
+        std::cout << (&user == &all.front() ? "" : "\n") << RecordsText(user, list, style);
     }
 }
 
@@ -79,9 +97,8 @@ void AddRecords(Cli::Tool& tool) {
     const auto json = std::make_shared<bool>(false);
     CLI::App& command = tool.Command(
         "records", "List the records that were downloaded, for each user",
-        R"(The mark is what the next run asks from. A record without an address says that the device
-was deleted. Of the services, those of the Bluetooth SIG are shown by their short number;
-110b is an audio sink.
+        R"(The mark is what the next run asks from. LISTED is yes, no, others (for the record of another
+user) or ? (the list cannot be read); `why` says more of WHY.
 
 Examples:
   infosync-tv records

@@ -1,0 +1,122 @@
+#include "Television/Check.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <filesystem>
+
+#include "Cli/Text.h"
+#include "Cli/Time.h"
+#include "Ownership.h"
+#include "Television/CloudFolder.h"
+#include "Television/IniCheck.h"
+#include "TvFolder.h"
+#include "TvIni.h"
+
+namespace Television {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+CheckResult CheckIniFile() {
+    std::vector<std::string> problems;
+    for (const auto& [line, words] : CheckIni()) {
+        problems.push_back("line " + std::to_string(line) + ": " + words);
+    }
+    return {"tv.ini", problems.empty(),
+            problems.empty() ? "every value fits"
+                             : Cli::Join(problems, "; ") + ". Mend it: infosync-tv set --help"};
+}
+
+/** Why a file or a folder is not as it should be; empty when it is. */
+std::string ProblemOfPath(const fs::path& path) {
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return errno == ENOENT ? "" : path.string() + ": " + std::strerror(errno);
+    }
+    const std::string foreign = WhyNotOurs(path);
+    if (!foreign.empty() || S_ISLNK(status.st_mode)) {
+        return foreign;
+    }
+    const int needed = S_ISDIR(status.st_mode) ? R_OK | W_OK | X_OK : R_OK | W_OK;
+    return faccessat(AT_FDCWD, path.c_str(), needed, AT_EACCESS) == 0
+               ? ""
+               : path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'";
+}
+
+CheckResult CheckFolder() {
+    const fs::path folder(TvFolder::Path());
+    std::vector<std::string> problems;
+    std::vector<fs::path> paths = {folder, folder / "tv.ini"};
+    for (const char* part : {"keys", "settings", "runs"}) {
+        paths.push_back(folder / part);
+        std::error_code error;
+        for (fs::recursive_directory_iterator at(folder / part, error); !error && at != fs::end(at);
+             at.increment(error)) {
+            paths.push_back(at->path());
+        }
+    }
+    for (const fs::path& path : paths) {
+        const std::string problem = ProblemOfPath(path);
+        if (!problem.empty()) {
+            problems.push_back(problem);
+        }
+    }
+    return {"folder", problems.empty(),
+            problems.empty() ? folder.string() + ", which is yours and can be written to"
+                             : Cli::Join(problems, "; ")};
+}
+
+CheckResult CheckCertificates() {
+    const auto file = TvFolder::ReadIni()->Text(TvKeys::CA_FILE);
+    if (!file || file->empty()) {
+        return {"certificates", true, "those of this machine"};
+    }
+    const std::string path = TvFolder::Resolve(*file);
+    try {
+        const bool isFine = Files::Read(path).find("-----BEGIN CERTIFICATE-----") != std::string::npos;
+        return {
+            "certificates", isFine,
+            path + (isFine ? "" : " holds no certificate (PEM). Name another: infosync-tv set http.ca_file")};
+    } catch (const std::exception& error) {
+        return {"certificates", false, std::string(error.what()) + ". Name another: infosync-tv connect"};
+    }
+}
+
+CheckResult CheckCloud() {
+    const Connection connection = FindConnection();
+    return {"cloud", connection.answers, connection.words};
+}
+
+/** A clock that was turned back shows in what was written before. */
+CheckResult CheckClock(std::int64_t now) {
+    constexpr std::int64_t STEP_SECONDS = 60;
+    std::int64_t newest = 0;
+    const fs::path folder(TvFolder::Path());
+    for (const char* part : {"tv.ini", "keys", "settings", "runs"}) {
+        struct stat status = {};
+        if (stat((folder / part).c_str(), &status) == 0) {
+            newest = std::max(newest, static_cast<std::int64_t>(status.st_mtime));
+        }
+    }
+    const bool isFine = newest <= now + STEP_SECONDS;
+    return {"clock", isFine,
+            "it is " + Cli::DateTime(now) +
+                (isFine ? ""
+                        : ", but this television was written to at " + Cli::DateTime(newest) +
+                              ". Set the clock; tokens and certificates may count as not valid until then")};
+}
+
+}  // namespace
+
+std::vector<CheckResult> CheckTelevision(std::int64_t now) {
+    return {CheckIniFile(), CheckFolder(), CheckCertificates(), CheckCloud(), CheckClock(now)};
+}
+
+}  // namespace Television

@@ -1,0 +1,144 @@
+#include <glib.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+
+#include "Cli/Json.h"
+#include "Cli/Style.h"
+#include "Cli/Table.h"
+#include "Cli/Time.h"
+#include "Television/Commands/Commands.h"
+#include "Television/IniFile.h"
+#include "Television/KeptRun.h"
+#include "Television/MaskedLog.h"
+#include "Util/JsonUtil.h"
+
+namespace Commands {
+
+namespace {
+
+constexpr gulong LOOK_EVERY_MICROSECONDS = 100'000;
+
+void Runs(bool json) {
+    Television::Require();
+    const std::vector<Json::Value> runs = Television::ReadKeptRuns();
+    Json::Value all(Json::arrayValue);
+    Cli::Table table({"N", "ENDED", "OUTCOME", "CHANGES", "REQUESTS"});
+    for (const Json::Value& run : runs) {
+        all.append(run);
+        table.Add({InfoSyncUtil::TextMember(run, "number"),
+                   run.isMember("finished") ? Cli::DateTime(InfoSyncUtil::ToInt64(run["finished"])) : "",
+                   InfoSyncUtil::TextMember(run, "words"), std::to_string(run["changes"].size()),
+                   Television::RequestsWords(run["requests"])});
+    }
+    std::cout << (json           ? Cli::JsonText(all)
+                  : runs.empty() ? "no runs yet: infosync-tv run\n"
+                                 : table.Text(Cli::Style(STDOUT_FILENO)));
+}
+
+void AddRuns(Cli::Tool& tool) {
+    const auto json = std::make_shared<bool>(false);
+    CLI::App& command =
+        tool.Command("runs", "List the last 20 runs",
+                     R"(An outcome of "unfinished" is that of a run under way, or of one that was killed.
+
+Examples:
+  infosync-tv runs
+  infosync-tv runs --json)");
+    command.add_flag("--json", *json, "write JSON for scripts");
+    command.callback([json] { Runs(*json); });
+}
+
+struct LogArguments {
+    /** 0 for the newest. */
+    std::int64_t number = 0;
+    bool follow = false;
+    bool showSecrets = false;
+};
+
+/** The run that is meant. @throws std::runtime_error when it is not kept */
+Json::Value FindRun(std::int64_t number) {
+    for (const Json::Value& run : Television::ReadKeptRuns()) {
+        if (InfoSyncUtil::ToInt64(run["number"]) == number) {
+            return run;
+        }
+    }
+    const Json::Value newest = number == 0 ? Television::ReadNewestRun() : Json::Value();
+    if (newest.isNull()) {
+        throw std::runtime_error(number == 0 ? "no run is kept\nStart one: infosync-tv run"
+                                             : "the run " + std::to_string(number) +
+                                                   " is not kept\nThose that are: infosync-tv runs");
+    }
+    return newest;
+}
+
+void Log(const LogArguments& arguments) {
+    Television::Require();
+    const auto number = InfoSyncUtil::ToInt64(FindRun(arguments.number)["number"]);
+    std::ifstream file(Television::KeptLogPath(number), std::ios::binary);
+    if (!file) {
+        throw std::runtime_error("the log of the run cannot be read: " + Television::KeptLogPath(number));
+    }
+    Television::Masker masker;
+    masker.LearnKeys();
+    Television::LogReader reader([&](const Television::LogLine& line) {
+        std::cout << (arguments.showSecrets ? line.text : Television::MaskedText(line, masker)) << "\n";
+    });
+    // Asked before each look at the log, so that its end is not missed.
+    bool isOver = false;
+    while (std::cout) {
+        isOver = !arguments.follow || !Television::IsUnderWay(number);
+        char buffer[65536];
+        while (file.read(buffer, sizeof(buffer)) || file.gcount() > 0) {
+            reader.Feed({buffer, static_cast<std::size_t>(file.gcount())});
+        }
+        if (isOver) {
+            break;
+        }
+        std::cout.flush();
+        file.clear();
+        g_usleep(LOOK_EVERY_MICROSECONDS);
+    }
+    reader.Finish();
+}
+
+Cli::Candidates RunNumbers() {
+    Cli::Candidates candidates;
+    for (const Json::Value& run : Television::ReadKeptRuns()) {
+        candidates.push_back(
+            {InfoSyncUtil::TextMember(run, "number"), InfoSyncUtil::TextMember(run, "words")});
+    }
+    return candidates;
+}
+
+void AddLog(Cli::Tool& tool) {
+    const auto arguments = std::make_shared<LogArguments>();
+    CLI::App& command = tool.Command(
+        "log", "Show the log of a run",
+        R"(N is the run's number, as `runs` shows it; without it, the newest run's log is shown. It has
+every line of the level that the run had, with times, in the log viewer's form "time".
+
+Examples:
+  infosync-tv log
+  infosync-tv log 12
+  infosync-tv log -f              # until the run has ended)");
+    tool.Offer(command.add_option("N", arguments->number)->check(CLI::PositiveNumber), &RunNumbers);
+    command.add_flag("-f,--follow", arguments->follow, "go on showing it until the run has ended");
+    command.add_flag("--show-secrets", arguments->showSecrets,
+                     "leave tokens, codes and verifiers as they are");
+    command.callback([arguments] { Log(*arguments); });
+}
+
+}  // namespace
+
+void AddRunLog(Cli::Tool& tool) {
+    AddRuns(tool);
+    AddLog(tool);
+}
+
+}  // namespace Commands

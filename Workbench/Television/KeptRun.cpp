@@ -1,0 +1,223 @@
+#include "Television/KeptRun.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+#include "Cli/Duration.h"
+#include "Cli/Json.h"
+#include "Cli/Text.h"
+#include "TvFolder.h"
+#include "Util/JsonUtil.h"
+
+namespace Television {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t KEPT = 20;
+constexpr char UNFINISHED[] = "unfinished";
+constexpr std::int64_t MICROSECONDS = 1'000'000;
+
+std::string FileOf(std::int64_t number, const char* suffix) {
+    return TvFolder::Resolve(std::string(RUNS_FOLDER) + "/" + std::to_string(number) + suffix);
+}
+
+/** The number in the name of a run's file; 0 when it is none. */
+std::int64_t NumberOf(const fs::path& file) {
+    gint64 number = 0;
+    const bool isOfRun =
+        (file.extension() == ".log" || file.extension() == ".json") &&
+        g_ascii_string_to_signed(file.stem().c_str(), 10, 1, G_MAXINT64 - 1, &number, nullptr) != FALSE &&
+        file.stem() == std::to_string(number);
+    return isOfRun ? number : 0;
+}
+
+/** The numbers of the runs that a log is kept of, ascending. */
+std::vector<std::int64_t> Numbers() {
+    std::vector<std::int64_t> numbers;
+    std::error_code error;
+    for (fs::directory_iterator at(TvFolder::Resolve(RUNS_FOLDER), error); !error && at != fs::end(at);
+         at.increment(error)) {
+        const std::int64_t number = NumberOf(at->path());
+        if (number > 0 && at->path().extension() == ".log") {
+            numbers.push_back(number);
+        }
+    }
+    std::sort(numbers.begin(), numbers.end());
+    return numbers;
+}
+
+/** "MM-DD HH:MM:SS.mmm+ZZZZ ", as the desktop's log has it. */
+std::string LocalTime() {
+    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_local(),
+                                                                       &g_date_time_unref);
+    const std::string milliseconds = std::to_string(1000 + g_date_time_get_microsecond(now.get()) / 1000);
+    const std::string format = "%m-%d %H:%M:%S." + milliseconds.substr(1) + "%z ";
+    const std::unique_ptr<char, decltype(&g_free)> text(g_date_time_format(now.get(), format.c_str()),
+                                                        &g_free);
+    return text.get();
+}
+
+const char* KindName(DeviceChange::Kind kind) {
+    switch (kind) {
+        case DeviceChange::Kind::ADDED:
+            return "added";
+        case DeviceChange::Kind::REMOVED:
+            return "removed";
+        case DeviceChange::Kind::RENAMED:
+            return "renamed";
+        default:
+            return "changed";
+    }
+}
+
+Json::Value ToJson(const DeviceChange& change) {
+    const Device& device = change.kind == DeviceChange::Kind::REMOVED ? change.before : change.after;
+    Json::Value json;
+    json["change"] = KindName(change.kind);
+    json["id"] = change.id;
+    json["name"] = device.name;
+    json["address"] = device.address;
+    return json;
+}
+
+/** Runs of which nothing but the log is there say no more than that they began. */
+Json::Value Unfinished(std::int64_t number) {
+    Json::Value run;
+    run["number"] = static_cast<Json::Int64>(number);
+    run["outcome"] = UNFINISHED;
+    run["reason"] = "";
+    run["words"] = UNFINISHED;
+    run["requests"] = Json::Value(Json::arrayValue);
+    run["changes"] = Json::Value(Json::arrayValue);
+    return run;
+}
+
+Json::Value ReadRun(std::int64_t number) {
+    try {
+        Json::Value run = InfoSyncUtil::ParseStoredObject(Files::Read(FileOf(number, ".json")));
+        if (run.isMember("outcome")) {
+            run["number"] = static_cast<Json::Int64>(number);
+            return run;
+        }
+    } catch (const std::exception&) {
+        // A note for people: one that is lost or damaged is worth no more than none.
+    }
+    return Unfinished(number);
+}
+
+}  // namespace
+
+RunKeeper::RunKeeper(char level) : m_number(1), m_level(level) {
+    const std::vector<std::int64_t> numbers = Numbers();
+    m_number = numbers.empty() ? 1 : numbers.back() + 1;
+    try {
+        Files::Replace(KeptLogPath(m_number), "");  // for its owner alone
+        m_log.open(KeptLogPath(m_number), std::ios::app | std::ios::binary);
+        m_lock = std::make_unique<Cli::FileLock>(KeptLogPath(m_number), Cli::FileLock::Wait::NO);
+    } catch (const std::exception&) {
+        // The run matters more than its log; Keep tells.
+        m_log.setstate(std::ios::failbit);
+    }
+}
+
+void RunKeeper::Take(const LogLine& line) {
+    m_requests.Take(line);
+    const bool hasTime = line.priority != '\0' && line.headAt > 0;
+    m_log << (hasTime ? "" : LocalTime()) << line.text << "\n" << std::flush;
+}
+
+Json::Value RunKeeper::Summary(const RunOutcome& outcome, double seconds,
+                               const std::vector<DeviceChange>& changes) const {
+    Json::Value run;
+    run["number"] = static_cast<Json::Int64>(m_number);
+    run["finished"] = static_cast<Json::Int64>(g_get_real_time() / MICROSECONDS);
+    run["seconds"] = std::round(seconds * 1000) / 1000;
+    run["outcome"] = KindName(outcome.kind);
+    run["reason"] = outcome.reason;
+    run["words"] = OutcomeWords(outcome);
+    run["level"] = std::string(1, m_level);
+    run["requests"] = m_requests.Requests();
+    run["changes"] = Json::Value(Json::arrayValue);
+    for (const DeviceChange& change : changes) {
+        run["changes"].append(ToJson(change));
+    }
+    return run;
+}
+
+void RunKeeper::Keep(const Json::Value& summary) {
+    Files::Replace(FileOf(m_number, ".json"), Cli::JsonText(summary));
+    std::vector<std::int64_t> numbers = Numbers();
+    numbers.resize(numbers.size() - std::min(numbers.size(), KEPT));
+    for (const std::int64_t number : numbers) {
+        std::error_code ignored;
+        fs::remove(FileOf(number, ".json"), ignored);
+        fs::remove(FileOf(number, ".log"), ignored);
+    }
+    m_log.close();
+    if (!m_log) {
+        throw std::runtime_error("a part of the run's log could not be written to " + KeptLogPath(m_number));
+    }
+}
+
+std::vector<Json::Value> ReadKeptRuns() {
+    std::vector<Json::Value> runs;
+    for (const std::int64_t number : Numbers()) {
+        runs.push_back(ReadRun(number));
+    }
+    return runs;
+}
+
+Json::Value ReadNewestRun() {
+    const std::vector<std::int64_t> numbers = Numbers();
+    return numbers.empty() ? Json::Value() : ReadRun(numbers.back());
+}
+
+bool IsKeptRunFile(const std::string& name) {
+    return name.find('/') == std::string::npos && NumberOf(name) > 0;
+}
+
+bool IsUnderWay(std::int64_t number) {
+    return !Cli::FileLock(KeptLogPath(number), Cli::FileLock::Wait::NO).IsHeld();
+}
+
+std::string KeptLogPath(std::int64_t number) {
+    return FileOf(number, ".log");
+}
+
+std::string KeptRunWords(const Json::Value& run, std::int64_t now, const Cli::Style& style) {
+    if (run.isNull()) {
+        return "none yet";
+    }
+    const bool isSuccess = InfoSyncUtil::TextMember(run, "outcome") == KindName(RunOutcome::Kind::SUCCESS);
+    const std::string words = style(isSuccess ? Cli::Colour::GREEN : Cli::Colour::RED,
+                                    Cli::Escape(InfoSyncUtil::TextMember(run, "words")));
+    return run.isMember("finished")
+               ? words + ", " +
+                     Cli::DurationWords(Cli::Difference(now, InfoSyncUtil::ToInt64(run["finished"]))) + " ago"
+               : words;
+}
+
+std::string RequestsWords(const Json::Value& requests) {
+    std::vector<std::string> all;
+    for (const Json::Value& request : requests) {
+        std::string words = InfoSyncUtil::TextMember(request, "request");
+        const std::string mark = InfoSyncUtil::TextMember(request, "mark");
+        words += mark.empty() ? "" : " from mark " + mark;
+        const std::string status = InfoSyncUtil::TextMember(request, "status");
+        const bool isAnswered =
+            request.isObject() && request["answered"].isBool() && request["answered"].asBool();
+        words += !isAnswered ? " (no answer)" : status.empty() ? "" : " (" + status + ")";
+        all.push_back(words);
+    }
+    return Cli::Join(all, ", ");
+}
+
+}  // namespace Television

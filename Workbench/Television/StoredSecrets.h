@@ -1,0 +1,16 @@
+/** The secrets that a television holds now, read apart from how they are masked, to prove that none is left.
+ */
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Television {
+
+/** Tokens of all users, the code and its verifier; those of 8 characters and more. */
+std::vector<std::string> StoredSecrets();
+
+/** A record of the key manager whose tokens have run out; one that cannot be read stays as it is. */
+std::string WithTokensRunOut(const std::string& alias, const std::string& record);
+
+}  // namespace Television
