@@ -12,6 +12,7 @@
 
 #include "Cli/Text.h"
 #include "Cli/Time.h"
+#include "Files.h"
 #include "Ownership.h"
 #include "Television/CloudFolder.h"
 #include "Television/IniCheck.h"

@@ -12,6 +12,7 @@
 #include "Cli/Duration.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Files.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 

@@ -3,6 +3,7 @@
 #include <ctime>
 #include <exception>
 
+#include "Files.h"
 #include "Television/Document.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
