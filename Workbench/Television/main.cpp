@@ -26,6 +26,7 @@ More on a command: infosync-tv COMMAND --help)");
     Commands::AddShow(tool);
     Commands::AddWhyCommands(tool);
     Commands::AddCheck(tool);
+    Commands::AddExplain(tool);
     Commands::AddBundle(tool);
     return tool.Run(argc, argv);
 }

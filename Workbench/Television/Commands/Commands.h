@@ -27,4 +27,6 @@ void AddWhyCommands(Cli::Tool& tool);
 /** export, import */
 void AddBundle(Cli::Tool& tool);
 
+void AddExplain(Cli::Tool& tool);
+
 }  // namespace Commands
