@@ -130,8 +130,9 @@ void MakeFolder(const std::string& path) {
     }
 }
 
-Version::Version(const std::string& path)
-    : m_path(path), m_error(stat(path.c_str(), &m_status) == 0 ? 0 : errno) {}
+Version::Version(const std::string& path) : m_path(path) {
+    m_error = stat(path.c_str(), &m_status) == 0 ? 0 : errno;
+}
 
 bool Version::operator==(const Version& other) const {
     const auto same = [](const timespec& a, const timespec& b) {

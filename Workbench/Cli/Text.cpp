@@ -86,18 +86,28 @@ std::string Pad(const std::string& text, std::size_t width) {
 }
 
 std::string Wrap(const std::string& paragraph, std::size_t indent) {
+    const std::string newLine = "\n" + std::string(indent, ' ');
     std::istringstream words(paragraph);
     std::string text;
     std::size_t column = indent;
     for (std::string word; words >> word;) {
-        const std::size_t width = DisplayWidth(word);
-        if (column > indent && column + 1 + width > LINE_WIDTH) {
-            text += "\n" + std::string(indent, ' ');
-            column = indent;
+        if (column > indent) {
+            const bool fits = column + 1 + DisplayWidth(word) <= LINE_WIDTH;
+            text += fits ? " " : newLine;
+            column = fits ? column + 1 : indent;
         }
-        const bool isFirst = column == indent;
-        text += (isFirst ? "" : " ") + word;
-        column += width + (isFirst ? 0U : 1U);
+        const char* next = nullptr;
+        for (const char* at = word.c_str(); *at != '\0'; at = next) {
+            next = g_utf8_next_char(at);
+            const std::string character(at, next);
+            const std::size_t width = DisplayWidth(character);
+            if (column + width > LINE_WIDTH) {
+                text += newLine;
+                column = indent;
+            }
+            text += character;
+            column += width;
+        }
     }
     return text + "\n";
 }

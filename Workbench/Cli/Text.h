@@ -27,7 +27,10 @@ std::string Pad(const std::string& text, std::size_t width);
 /** Columns that a line for people may take. */
 inline constexpr std::size_t LINE_WIDTH = 80;
 
-/** Breaks a paragraph into lines, all but the first behind the indent; with a newline at its end. */
+/**
+ * Breaks an escaped paragraph into lines, all but the first behind the indent; with a newline at its end.
+ * A word that is longer than a line is broken, too.
+ */
 std::string Wrap(const std::string& paragraph, std::size_t indent);
 
 /** An escaped text cut to the width, in columns, with an ellipsis where something is left out. */

@@ -256,10 +256,11 @@ bool Import(const std::string& text, bool replace) {
     bool secretsReplaced = false;
     auto files = CheckedFiles(text, secretsReplaced);
     if (secretsReplaced) {
-        for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {
+        for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT,
+                                  InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO}) {
             const auto file = files.find(std::string(KEYS) + alias);
             if (file != files.end()) {
-                file->second = WithTokensRunOut(alias, file->second);
+                file->second = WithEverythingRunOut(alias, file->second);
             }
         }
     }

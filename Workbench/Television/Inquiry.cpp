@@ -9,10 +9,12 @@
 #include "Cli/Duration.h"
 #include "Cli/Text.h"
 #include "Television/DeviceList.h"
+#include "Television/KeptRun.h"
 #include "Television/Records.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 #include "Util/BluetoothUtil.h"
+#include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
 
 namespace Television {
@@ -71,6 +73,13 @@ std::string NotDownloaded(const Inquiry& inquiry, const std::string& device, con
 }
 
 void AddNotes(Inquiry& inquiry, const DeviceList& list) {
+    const Json::Value lastRun = ReadNewestRun();
+    if (!lastRun.isNull() &&
+        InfoSyncUtil::TextMember(lastRun, "outcome") != KindName(RunOutcome::Kind::SUCCESS)) {
+        inquiry.notes.push_back(
+            "the last run did not come to its end: " + InfoSyncUtil::TextMember(lastRun, "words") +
+            ". What it did: infosync-tv log | infosync-tv explain");
+    }
     if (inquiry.user.empty()) {
         inquiry.notes.emplace_back(
             "nobody is signed in, so no run changes the list: infosync-tv sign-in USER");

@@ -78,7 +78,7 @@ std::string StatusText(const Json::Value& status, std::int64_t now, const Cli::S
         text += Line("factory reset", style(Colour::YELLOW, "at the next run"));
     }
     text += Wrapped("cloud", Cli::Escape(status["cloud"]["words"].asString()));
-    text += Line("last run", KeptRunWords(status["last_run"], now, style));
+    text += Wrapped("last run", KeptRunWords(status["last_run"], now, style));
     const std::string requests = RequestsWords(status["last_run"]["requests"]);
     text += requests.empty() ? "" : Wrapped("", Cli::Escape("it asked for: " + requests));
     text += Wrapped("next run", Cli::Escape(status["next_run"]["words"].asString()));

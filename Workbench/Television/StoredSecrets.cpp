@@ -55,7 +55,8 @@ std::vector<std::string> StoredSecrets() {
     return secrets;
 }
 
-std::string WithTokensRunOut(const std::string& alias, const std::string& record) {
+std::string WithEverythingRunOut(const std::string& alias, const std::string& record) {
+    constexpr Json::Int64 MILLISECONDS_PER_SECOND = 1000;
     try {
         const Json::Int64 now = std::time(nullptr);
         Json::Value users = InfoSyncUtil::ParseStoredObject(record);
@@ -63,6 +64,8 @@ std::string WithTokensRunOut(const std::string& alias, const std::string& record
             Json::Value& entry = users[user];
             if (entry.isObject() && alias == InfoSyncUtil::ALIAS_JWT) {
                 entry["tokenExpireTimeSec"] = now;
+            } else if (entry.isObject() && alias == InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO) {
+                entry["expireTime"] = now * MILLISECONDS_PER_SECOND;
             } else if (entry.isObject()) {
                 entry["issued_time_in_second"] = now;
                 entry["access_token_expires_in"] = -1;

@@ -10,7 +10,7 @@ namespace Television {
 /** Tokens of all users, the code and its verifier; those of 8 characters and more. */
 std::vector<std::string> StoredSecrets();
 
-/** A record of the key manager whose tokens have run out; one that cannot be read stays as it is. */
-std::string WithTokensRunOut(const std::string& alias, const std::string& record);
+/** A record of tokens or activations, all of which have run out; one that cannot be read stays as it is. */
+std::string WithEverythingRunOut(const std::string& alias, const std::string& record);
 
 }  // namespace Television

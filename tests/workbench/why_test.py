@@ -72,6 +72,7 @@ class WhyTest(ToolCase):
         service.write_text("#!/bin/sh\nexit 3\n")
         for _ in range(20):
             self.run_tool("run", status=1, INFOSYNC_SERVICE=str(service))
+        self.assertIn("the last run did not come to its end", " ".join(self.run_tool("why").stdout.split()))
         runs = json.loads(self.run_tool("runs", "--json").stdout)
         self.assertEqual([run["number"] for run in runs], list(range(2, 22)))
         self.assertEqual(len(list((self.tv / "runs").iterdir())), 40)

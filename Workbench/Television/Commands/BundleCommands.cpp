@@ -82,9 +82,8 @@ void Import(const std::string& file, bool force) {
     std::cout << "the television of " << Cli::Escape(file) << " is now in " << Cli::Escape(TvFolder::Path())
               << "\n";
     if (secretsReplaced) {
-        std::cout << "Masked in it: access, refresh and application tokens, the authorisation code and its "
-                     "verifier.\n"
-                     "The tokens count as run out, so that the next run gets new ones.\n";
+        std::cout << "Masked in it: tokens, device ids, the authorisation code and its verifier.\n"
+                     "Tokens and activations count as run out, so that the next run gets new ones.\n";
     }
 }
 
@@ -93,8 +92,8 @@ void AddImport(Cli::Tool& tool) {
     const auto force = std::make_shared<bool>(false);
     CLI::App& command = tool.Command(
         "import", "Make the television that a file of report describes",
-        R"(- reads standard input. Tokens that were masked count as run out: the next run gets new
-ones.
+        R"(- reads standard input. Tokens and device ids that were masked count as run out: the next run
+gets new ones.
 
 Example:
   infosync-tv --dir /tmp/theirs import tv.json)");

@@ -12,12 +12,12 @@
 #include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Text.h"
+#include "Files.h"
 #include "Television/Commands/Commands.h"
 #include "Television/Explain/Explainer.h"
 #include "Television/Explain/Page.h"
 #include "Television/Explain/Story.h"
 #include "Television/Explain/Trace.h"
-#include "TvFolder.h"
 
 namespace Commands {
 
@@ -112,7 +112,7 @@ void ExplainLog(const ExplainArguments& arguments) {
                                  ": no line of the service is in it; its tag is " + Explain::SERVICE_TAG);
     }
     if (!arguments.page.empty()) {
-        TvFolder::WriteFile(arguments.page, page.Code());
+        Files::Replace(arguments.page, page.Code());
         std::cerr << Cli::Escape(arguments.page) << ": the page, for a browser\n";
     }
     if (traceFile.is_open()) {

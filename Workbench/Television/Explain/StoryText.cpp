@@ -1,5 +1,3 @@
-#include <glib.h>
-
 #include <algorithm>
 
 #include "Cli/Text.h"
@@ -9,32 +7,11 @@ namespace Explain {
 
 namespace {
 
-constexpr std::size_t WIDTH = 80;
 constexpr std::size_t NAME_WIDTH = 14;
 constexpr std::size_t MOST_RECORDS_SHOWN = 20;
 
-/** The text from the column on, broken between words and within those that are too long. */
-std::string Wrapped(const std::string& text, std::size_t column) {
-    const std::string newLine = "\n" + std::string(column, ' ');
-    std::string wrapped;
-    std::string line;
-    const char* next = nullptr;
-    for (const char* at = text.c_str(); *at != '\0'; at = next) {
-        next = g_utf8_next_char(at);
-        line.append(at, next);
-        if (column + Cli::DisplayWidth(line) > WIDTH) {
-            const std::size_t blank = line.rfind(' ');
-            const std::size_t end =
-                blank == std::string::npos ? line.size() - static_cast<std::size_t>(next - at) : blank;
-            wrapped += line.substr(0, end) + newLine;
-            line.erase(0, blank == std::string::npos ? end : end + 1);
-        }
-    }
-    return wrapped + line + "\n";
-}
-
 std::string Paragraph(const std::string& name, const std::string& text) {
-    return "  " + Cli::Pad(name, NAME_WIDTH - 2) + Wrapped(Cli::Escape(text), NAME_WIDTH);
+    return "  " + Cli::Pad(name, NAME_WIDTH - 2) + Cli::Wrap(Cli::Escape(text), NAME_WIDTH);
 }
 
 std::string RecordsText(const std::vector<Record>& records) {
@@ -46,7 +23,7 @@ std::string RecordsText(const std::vector<Record>& records) {
                                     ? record.id
                                     : Cli::Join({record.name, record.address, "(" + record.id + ")"}, " ");
         text += indent;
-        text += Wrapped(Cli::Escape(Cli::Join({who, ListingWords(record)}, ": ")), indent.size());
+        text += Cli::Wrap(Cli::Escape(Cli::Join({who, ListingWords(record)}, ": ")), indent.size());
     }
     if (records.size() > MOST_RECORDS_SHOWN) {
         const std::string more = std::to_string(records.size() - MOST_RECORDS_SHOWN);
@@ -99,7 +76,7 @@ std::string StoryText(const Run& run, const Cli::Style& style) {
                                : story.outcome == "failed" ? Cli::Colour::RED
                                                            : Cli::Colour::YELLOW;
     std::string text = style(Cli::Colour::BOLD, "run " + std::to_string(run.number) + ": ") +
-                       style(colour, story.outcome) + "\n  " + Wrapped(Cli::Escape(Heading(run)), 2);
+                       style(colour, story.outcome) + "\n  " + Cli::Wrap(Cli::Escape(Heading(run)), 2);
     for (const Chapter& chapter : story.chapters) {
         const std::string paragraph = Paragraph(chapter.name, Words(chapter));
         text += chapter.sign == Sign::FAULT ? style(Cli::Colour::RED, paragraph) : paragraph;
