@@ -89,6 +89,12 @@ bool IsFault(const Run& run, Step step) {
            (step == Step::CODE && step == run.reached && !run.faults.empty());
 }
 
+/** Without the date and the zone, which are the same in all rows. */
+std::string TimeOfDay(const std::string& time) {
+    const std::string ofDay = time.substr(time.find_last_of(" T") + 1);
+    return ofDay.substr(0, ofDay.find_first_of("+-Z"));
+}
+
 /** The picture's part of a row: an arrow, or a ring where the service is by itself. */
 Html ArrowHtml(Party from, Party to) {
     const std::string shape = from == to ? "self" : from < to ? "right" : "left";
@@ -136,10 +142,9 @@ Html PartHtml(const Run& run, const Part& part, const Chapter* chapter) {
                 Text(who + ", " +
                      (lines.count > 0 ? Cli::Count(lines.count, "line") : "concluded: no line of it"))) +
         Text((isFault ? "FAILED: " : "") + part.label + (more.empty() ? "" : ": " + more));
-    const Html summary =
-        Element("summary class=\"row\"",
-                Element("span class=\"time\"", Text(lines.time.substr(lines.time.find_last_of(" T") + 1))) +
-                    ArrowHtml(part.from, to) + Element("span class=\"words\"", words));
+    const Html summary = Element("summary class=\"row\"",
+                                 Element("span class=\"time\"", Text(TimeOfDay(lines.time))) +
+                                     ArrowHtml(part.from, to) + Element("span class=\"words\"", words));
     const Html inside =
         Element("div class=\"inside\"",
                 (part.step == Step::LIST ? RecordsHtml(run.records) : Html()) + LinesHtml(lines));
