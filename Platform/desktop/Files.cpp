@@ -39,6 +39,12 @@ bool IsLeftover(std::string_view name, std::string_view file) {
            name.substr(0, file.size()) == file;
 }
 
+void RequireOrdinary(const struct stat& status, const std::string& path) {
+    if (!S_ISREG(status.st_mode)) {
+        Fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, path);
+    }
+}
+
 }  // namespace
 
 Bytes ReadBytes(const std::string& path) {
@@ -46,9 +52,7 @@ Bytes ReadBytes(const std::string& path) {
     if (stat(path.c_str(), &status) != 0) {
         Fail(errno, path);
     }
-    if (!S_ISREG(status.st_mode)) {
-        Fail(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, path);
-    }
+    RequireOrdinary(status, path);
     if (status.st_size > LARGEST_FILE) {
         Fail(EFBIG, path);
     }
@@ -82,6 +86,10 @@ std::optional<std::string> ReadIfThere(const std::string& path) {
 
 void Replace(const std::string& path, std::string_view content, int mode) {
     MakeFolder(FolderOf(path));
+    struct stat status = {};
+    if (stat(path.c_str(), &status) == 0) {
+        RequireOrdinary(status, path);  // a device would be replaced, too
+    }
     constexpr auto FLAGS =
         static_cast<GFileSetContentsFlags>(G_FILE_SET_CONTENTS_CONSISTENT | G_FILE_SET_CONTENTS_DURABLE);
     GError* error = nullptr;

@@ -38,7 +38,7 @@ std::optional<std::string> ReadIfThere(const std::string& path);
 /**
  * Replaces the file, making missing folders (0700). A crash or a failure leaves the old or the new content,
  * never a part of it; after the return the content survives a power cut.
- * @throws std::runtime_error, with the file as it was
+ * @throws std::runtime_error, with the file as it was; also for what is there and is no ordinary file
  */
 void Replace(const std::string& path, std::string_view content, int mode = PRIVATE);
 

@@ -128,6 +128,10 @@ TEST_F(StoreTest, SettingsAreReplacedWholeAndReadUpToANul) {
     char* text = vconf_get_str("db/owner/devices");
     EXPECT_STREQ(text, "up to");
     free(text);
+    // What is no file stays what it is.
+    ASSERT_EQ(mkfifo(File("settings/db/owner/pipe").c_str(), 0600), 0);
+    EXPECT_EQ(vconf_set_str("db/owner/pipe", "x"), -1);
+    EXPECT_TRUE(std::filesystem::is_fifo(File("settings/db/owner/pipe")));
 }
 
 TEST_F(StoreTest, SettingsKeysLeadNowhereElse) {
