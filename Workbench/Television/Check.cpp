@@ -41,7 +41,7 @@ std::string ProblemOfPath(const fs::path& path) {
     if (lstat(path.c_str(), &status) != 0) {
         return errno == ENOENT ? "" : path.string() + ": " + std::strerror(errno);
     }
-    const std::string foreign = WhyNotOurs(path);
+    std::string foreign = WhyNotOurs(path);
     if (!foreign.empty() || S_ISLNK(status.st_mode)) {
         return foreign;
     }

@@ -116,9 +116,9 @@ Json::Value ReadRun(std::int64_t number) {
 
 }  // namespace
 
-RunKeeper::RunKeeper(char level) : m_number(1), m_level(level) {
+RunKeeper::RunKeeper(char level) : m_level(level) {
     const std::vector<std::int64_t> numbers = Numbers();
-    m_number = numbers.empty() ? 1 : numbers.back() + 1;
+    m_number = numbers.empty() ? m_number : numbers.back() + 1;
     try {
         Files::Replace(KeptLogPath(m_number), "");  // for its owner alone
         m_log.open(KeptLogPath(m_number), std::ios::app | std::ios::binary);

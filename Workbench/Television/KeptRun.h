@@ -41,7 +41,7 @@ public:
     void Keep(const Json::Value& summary);
 
 private:
-    std::int64_t m_number;
+    std::int64_t m_number = 1;
     char m_level;
     std::ofstream m_log;
     std::unique_ptr<Cli::FileLock> m_lock;

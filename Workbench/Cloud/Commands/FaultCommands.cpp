@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 #include <memory>
 
 #include "Cli/Table.h"
@@ -51,6 +52,7 @@ void Submit(Plan& plan) {
 
 std::vector<std::string> EndpointNames() {
     std::vector<std::string> names;
+    names.reserve(std::size(ENDPOINTS) + 1);
     for (const Endpoint& endpoint : ENDPOINTS) {
         names.emplace_back(endpoint.name);
     }

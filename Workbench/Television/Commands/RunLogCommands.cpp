@@ -68,7 +68,7 @@ Json::Value FindRun(std::int64_t number) {
             return run;
         }
     }
-    const Json::Value newest = number == 0 ? Television::ReadNewestRun() : Json::Value();
+    Json::Value newest = number == 0 ? Television::ReadNewestRun() : Json::Value();
     if (newest.isNull()) {
         throw std::runtime_error(number == 0 ? "no run is kept\nStart one: infosync-tv run"
                                              : "the run " + std::to_string(number) +
