@@ -60,4 +60,5 @@ unpack_root() {
     [ -f "$STAGE/root.tar" ] || die "there is no clean root; run packaging/check-packages first"
     mkdir "$root"
     tar -C "$root" -xf "$STAGE/root.tar" --exclude='./dev/*'
+    chown -R "$(id -u):$(id -g)" "$state"  # the tools refuse a television that is not their user's own
 }
