@@ -46,7 +46,8 @@ expect_synchronised() {
     listed=$(tv --dir "$1" devices --json | /usr/bin/python3 -c \
         'import json, sys; print(*sorted(device["name"] for device in json.load(sys.stdin)))')
     if [ "$listed" != "Kitchen Phones" ] || ! grep -q 'End main loop' "$2"; then
-        cat "$2" "$work/cloud.log" >&2
+        cat "$2" >&2
+        cloud requests >&2
         die "the run did not synchronise: the device list holds [$listed]"
     fi
 }
