@@ -18,12 +18,15 @@ std::string WhyNot(const std::string& path, const struct stat& status) {
         return path + " belongs to " + NameOf(status.st_uid) + ", not to " + NameOf(geteuid()) +
                "; run this as its owner, or use a folder of your own";
     }
-    if (!S_ISLNK(status.st_mode) && (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-        return path +
-               " can be changed by others than its owner; look at what is in it, then run: chmod go-w '" +
-               path + "'";
+    if (S_ISLNK(status.st_mode) || (status.st_mode & (S_IWGRP | S_IWOTH)) == 0) {
+        return {};
     }
-    return {};
+    // What is meant for everybody is to stay so: /tmp, a device.
+    const bool isForAll =
+        (status.st_mode & S_ISVTX) != 0 || !(S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
+    return path + " can be changed by others than its owner; " +
+           (isForAll ? "use a folder of your own"
+                     : "look at what is in it, then run: chmod go-w '" + path + "'");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <cstring>
 #include <iomanip>
 #include <sstream>
 
@@ -38,9 +39,8 @@ std::string EscapeCharacter(gunichar c) {
     }
 }
 
-}  // namespace
-
-std::string Escape(const std::string& text) {
+/** Escapes all but what is harmless and these characters. */
+std::string EscapeBut(const std::string& text, const char* kept) {
     std::string shown;
     const char* at = text.data();
     const char* const end = at + text.size();
@@ -52,7 +52,7 @@ std::string Escape(const std::string& text) {
             continue;
         }
         const char* const next = g_utf8_next_char(at);
-        if (IsHarmless(c)) {
+        if (IsHarmless(c) || (c < 0x80U && c != 0 && std::strchr(kept, static_cast<int>(c)) != nullptr)) {
             shown.append(at, next);
         } else {
             shown += EscapeCharacter(c);
@@ -62,13 +62,14 @@ std::string Escape(const std::string& text) {
     return shown;
 }
 
+}  // namespace
+
+std::string Escape(const std::string& text) {
+    return EscapeBut(text, "");
+}
+
 std::string EscapeLines(const std::string& text) {
-    std::istringstream lines(text);
-    std::string shown;
-    for (std::string line; std::getline(lines, line);) {
-        shown += (shown.empty() ? "" : "\n") + Escape(line);
-    }
-    return shown;
+    return EscapeBut(text, "\n\t");
 }
 
 std::size_t DisplayWidth(const std::string& text) {

@@ -15,7 +15,7 @@ namespace Cli {
  */
 std::string Escape(const std::string& text);
 
-/** The same for a text of our own that has lines. */
+/** The same for a text that may have lines and tabs of its own. */
 std::string EscapeLines(const std::string& text);
 
 /** Columns that an escaped text takes on a terminal: 2 for a wide character, none for a combining one. */

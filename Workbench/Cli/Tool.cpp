@@ -60,12 +60,12 @@ std::string UnknownWord(const CLI::App& command, const std::string& word) {
                          : "there is no command " + word + Nearest(word, known);
 }
 
-std::string Complaint(const CLI::App& app, const CLI::ParseError& error) {
+std::string Complaint(const CLI::App& app, const CLI::ParseError& error, const std::string& firstWord) {
     const CLI::App& command = Selected(app);
     const std::string leftOver = FirstLeftOver(app);
     const std::string reason = error.what();
     if (!leftOver.empty()) {
-        return UnknownWord(command, leftOver);
+        return UnknownWord(firstWord == leftOver ? app : command, leftOver);
     }
     if (error.get_name() == "ArgumentMismatch") {
         return reason.substr(0, reason.find(':')) + ": a value is missing";
@@ -134,7 +134,7 @@ int Tool::Run(int argc, char** argv) {
     } catch (const CLI::RuntimeError& toldAlready) {
         status = toldAlready.get_exit_code();
     } catch (const CLI::ParseError& error) {
-        return Refuse(Complaint(m_app, error));
+        return Refuse(Complaint(m_app, error, words.empty() ? "" : words.front()));
     } catch (const UsageError& error) {
         return Refuse(error.what());
     } catch (const std::exception& error) {

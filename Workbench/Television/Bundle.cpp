@@ -219,7 +219,31 @@ std::string Masked(const std::string& name, const std::string& bytes, Masker& ma
     if (StartsWith(name, KEYS)) {
         return masker.MaskRecord(name.substr(sizeof(KEYS) - 1), bytes);
     }
-    return StartsWith(name, RUNS) ? MaskedLog(bytes, masker) : masker.MaskKnown(bytes);
+    const bool isLog = StartsWith(name, RUNS) && fs::path(name).extension() == ".log";
+    return isLog ? MaskedLog(bytes, masker) : masker.MaskKnown(bytes);
+}
+
+/**
+ * tv.ini without the keys by which somebody else's television would write to, or send, files outside of its
+ * folder.
+ */
+std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped) {
+    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> file(g_key_file_new(), &g_key_file_free);
+    if (g_key_file_load_from_data(file.get(), ini.data(), ini.size(), G_KEY_FILE_KEEP_COMMENTS, nullptr) ==
+        FALSE) {
+        return ini;  // the television then has nothing set
+    }
+    const std::size_t before = dropped.size();
+    for (const TvKey* key : {&TvKeys::LOG_FILE, &TvKeys::AUTH_CODE}) {
+        const fs::path path = fs::path(TvIni(ini, INI).Text(*key).value_or("")).lexically_normal();
+        if (path.is_absolute() || *path.begin() == "..") {
+            g_key_file_remove_key(file.get(), key->group, key->name, nullptr);
+            dropped.push_back(KeyName(*key));
+        }
+    }
+    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(file.get(), nullptr, nullptr),
+                                                        &g_free);
+    return dropped.size() == before ? ini : text.get();
 }
 
 }  // namespace
@@ -252,9 +276,13 @@ Json::Value Report(bool withSecrets, std::vector<std::string>& leftOut) {
     return bundle;
 }
 
-bool Import(const std::string& text, bool replace) {
+bool Import(const std::string& text, bool replace, std::vector<std::string>& dropped) {
     bool secretsReplaced = false;
     auto files = CheckedFiles(text, secretsReplaced);
+    const auto ini = files.find(INI);
+    if (ini != files.end()) {
+        ini->second = WithoutForeignFiles(ini->second, dropped);
+    }
     if (secretsReplaced) {
         for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT,
                                   InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO}) {
@@ -264,6 +292,8 @@ bool Import(const std::string& text, bool replace) {
             }
         }
     }
+    const auto key = files.lower_bound(KEYS);
+    const bool hasKeys = key != files.end() && StartsWith(key->first, KEYS);
     const fs::path folder(TvFolder::Path());
     if (!replace && fs::exists(folder) && !fs::is_empty(folder)) {
         throw std::runtime_error(
@@ -282,7 +312,7 @@ bool Import(const std::string& text, bool replace) {
         throw std::runtime_error("a run of the television is under way");
     }
     Exchange(staging);
-    return secretsReplaced;
+    return secretsReplaced && hasKeys;
 }
 
 }  // namespace Television

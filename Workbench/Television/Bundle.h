@@ -18,9 +18,10 @@ Json::Value Report(bool withSecrets, std::vector<std::string>& leftOut);
 /**
  * Makes the television that the text describes; everything is checked before the folder is touched.
  * @param replace whether a television that is there may be replaced
- * @return whether the secrets in it were replaced when it was written
+ * @param dropped gets the names of the settings that named files outside of the folder, and are left out
+ * @return whether there are secrets that were replaced when it was written
  * @throws std::runtime_error, with the folder as it was
  */
-bool Import(const std::string& text, bool replace);
+bool Import(const std::string& text, bool replace, std::vector<std::string>& dropped);
 
 }  // namespace Television

@@ -1,5 +1,6 @@
 #include "Television/Check.h"
 
+#include <NxCurl.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,9 +14,11 @@
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Files.h"
+#include "GateSite.h"
 #include "Ownership.h"
 #include "Television/CloudFolder.h"
 #include "Television/IniCheck.h"
+#include "Television/QuietLog.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 
@@ -90,9 +93,22 @@ CheckResult CheckCertificates() {
     }
 }
 
+/** Asks the authorisation server for nothing in particular, by the way that the service's requests take. */
 CheckResult CheckCloud() {
+    constexpr long LONGEST_WAIT_SECONDS = 10;
     const Connection connection = FindConnection();
-    return {"cloud", connection.answers, connection.words};
+    NxCurlEasy client;
+    client.Initialize();
+    client.setTimeout(LONGEST_WAIT_SECONDS, LONGEST_WAIT_SECONDS);
+    client.setQuorlenGatesiteSSLContext();
+    client.setOption(NXCURL_OPTION_URL, std::string("/"));
+    client.setOption(
+        NXCURL_OPTION_WRITEFUNCTION,
+        +[](char* /*data*/, std::size_t size, std::size_t count, void* /*unused*/) { return size * count; });
+    if (client.send()) {
+        return {"cloud", true, connection.answers ? connection.words : GateSite::Read().origin + " answers"};
+    }
+    return {"cloud", false, LastHttpError() + (connection.answers ? "" : ". " + connection.words)};
 }
 
 /** A clock that was turned back shows in what was written before. */

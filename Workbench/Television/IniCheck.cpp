@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
@@ -33,6 +34,13 @@ bool IsRoute(const std::string& text) {
 void CheckMeaning(const TvKey& key, const TvIni& ini) {
     if (key.type == TvKey::Type::Origin) {
         GateSite::Parse(ini.Text(key).value());
+    } else if (&key == &TvKeys::LOG_FILE) {
+        const std::filesystem::path name(ini.Text(key).value());
+        const std::filesystem::path file(TvFolder::Resolve(name));
+        if (std::filesystem::is_directory(file) ||
+            (name.has_parent_path() && !std::filesystem::is_directory(file.parent_path()))) {
+            throw std::runtime_error("“" + name.string() + "” is no file in a folder that is there");
+        }
     } else if (key.type == TvKey::Type::File) {
         Files::ReadBytes(TvFolder::Resolve(ini.Text(key).value()));
     }

@@ -48,6 +48,21 @@ std::int64_t RecordsTime() {
     return stat(path.value().c_str(), &status) == 0 ? static_cast<std::int64_t>(status.st_mtime) : 0;
 }
 
+/** The last kept run that changed the device's entry in the list, in words. */
+std::string LastChange(const std::string& device) {
+    const std::vector<Json::Value> runs = ReadKeptRuns();
+    for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+        for (const Json::Value& change : (*run)["changes"]) {
+            const auto text = [&change](const char* name) { return InfoSyncUtil::TextMember(change, name); };
+            if (IsMeant(device, text("id"), text("name"), text("address"))) {
+                return "Run " + InfoSyncUtil::TextMember(*run, "number") + " " + text("change") + " it" +
+                       (text("change") == "removed" ? ": it was deleted in the cloud. " : ". ");
+            }
+        }
+    }
+    return "";
+}
+
 /** What else the television knows of a device that no record is of. */
 std::string TracesOf(const std::string& device, const DeviceList& list) {
     for (const auto& [id, entry] : list.devices) {
@@ -57,7 +72,7 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
         }
     }
     BluetoothUtil::Initialize();
-    return BluetoothUtil::IsBondedDevice(device) ? "The set is paired with it. " : "";
+    return LastChange(device) + (BluetoothUtil::IsBondedDevice(device) ? "The set is paired with it. " : "");
 }
 
 std::string NotDownloaded(const Inquiry& inquiry, const std::string& device, const DeviceList& list,
@@ -76,9 +91,8 @@ void AddNotes(Inquiry& inquiry, const DeviceList& list) {
     const Json::Value lastRun = ReadNewestRun();
     if (!lastRun.isNull() &&
         InfoSyncUtil::TextMember(lastRun, "outcome") != KindName(RunOutcome::Kind::SUCCESS)) {
-        inquiry.notes.push_back(
-            "the last run did not come to its end: " + InfoSyncUtil::TextMember(lastRun, "words") +
-            ". What it did: infosync-tv log | infosync-tv explain");
+        inquiry.notes.push_back("the last run: " + InfoSyncUtil::TextMember(lastRun, "words") +
+                                ". What it did: infosync-tv log | infosync-tv explain");
     }
     if (inquiry.user.empty()) {
         inquiry.notes.emplace_back(

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
 
 #include "Cli/Duration.h"
 #include "Cli/Json.h"
@@ -24,6 +25,8 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t KEPT = 20;
 constexpr char UNFINISHED[] = "unfinished";
+constexpr char UNDER_WAY[] = "under way";
+constexpr char UNREADABLE[] = "unreadable";
 constexpr std::int64_t MICROSECONDS = 1'000'000;
 
 std::string FileOf(std::int64_t number, const char* suffix) {
@@ -40,12 +43,14 @@ std::int64_t NumberOf(const fs::path& file) {
     return isOfRun ? number : 0;
 }
 
-/** The numbers of the runs that a log is kept of, ascending. */
+/** The numbers of the runs that a log is kept of, ascending. @throws when the folder cannot be read */
 std::vector<std::int64_t> Numbers() {
     std::vector<std::int64_t> numbers;
-    std::error_code error;
-    for (fs::directory_iterator at(TvFolder::Resolve(RUNS_FOLDER), error); !error && at != fs::end(at);
-         at.increment(error)) {
+    const std::string folder = TvFolder::Resolve(RUNS_FOLDER);
+    if (!fs::exists(fs::symlink_status(folder))) {
+        return numbers;
+    }
+    for (fs::directory_iterator at(folder); at != fs::end(at); ++at) {
         const std::int64_t number = NumberOf(at->path());
         if (number > 0 && at->path().extension() == ".log") {
             numbers.push_back(number);
@@ -89,13 +94,13 @@ Json::Value ToJson(const DeviceChange& change) {
     return json;
 }
 
-/** Runs of which nothing but the log is there say no more than that they began. */
-Json::Value Unfinished(std::int64_t number) {
+/** A run of which no more is known. */
+Json::Value Unknown(std::int64_t number, const char* outcome, const std::string& reason = "") {
     Json::Value run;
     run["number"] = static_cast<Json::Int64>(number);
-    run["outcome"] = UNFINISHED;
-    run["reason"] = "";
-    run["words"] = UNFINISHED;
+    run["outcome"] = outcome;
+    run["reason"] = reason;
+    run["words"] = outcome + (reason.empty() ? "" : ": " + reason);
     run["requests"] = Json::Value(Json::arrayValue);
     run["changes"] = Json::Value(Json::arrayValue);
     return run;
@@ -103,26 +108,33 @@ Json::Value Unfinished(std::int64_t number) {
 
 Json::Value ReadRun(std::int64_t number) {
     try {
-        Json::Value run = InfoSyncUtil::ParseStoredObject(Files::Read(FileOf(number, ".json")));
-        if (run.isMember("outcome")) {
+        const auto text = Files::ReadIfThere(FileOf(number, ".json"));
+        if (!text) {
+            return Unknown(number, IsUnderWay(number) ? UNDER_WAY : UNFINISHED);
+        }
+        Json::Value run = InfoSyncUtil::ParseStoredObject(*text);
+        if (run["outcome"].isString() && run["words"].isString()) {
             run["number"] = static_cast<Json::Int64>(number);
             return run;
         }
+    } catch (const std::system_error& error) {
+        return Unknown(number, UNREADABLE, error.what());
     } catch (const std::exception&) {
-        // A note for people: one that is lost or damaged is worth no more than none.
+        // As below: it is no JSON.
     }
-    return Unfinished(number);
+    return Unknown(number, UNREADABLE, "its note is damaged");
 }
 
 }  // namespace
 
 RunKeeper::RunKeeper(char level) : m_level(level) {
-    const std::vector<std::int64_t> numbers = Numbers();
-    m_number = numbers.empty() ? m_number : numbers.back() + 1;
     try {
-        Files::Replace(KeptLogPath(m_number), "");  // for its owner alone
-        m_log.open(KeptLogPath(m_number), std::ios::app | std::ios::binary);
+        const std::vector<std::int64_t> numbers = Numbers();
+        m_number = numbers.empty() ? m_number : numbers.back() + 1;
+        Files::MakeFolder(TvFolder::Resolve(RUNS_FOLDER));
+        // The lock makes the log, for its owner alone.
         m_lock = std::make_unique<Cli::FileLock>(KeptLogPath(m_number), Cli::FileLock::Wait::NO);
+        m_log.open(KeptLogPath(m_number), std::ios::app | std::ios::binary);
     } catch (const std::exception&) {
         // The run matters more than its log; Keep tells.
         m_log.setstate(std::ios::failbit);
@@ -177,8 +189,12 @@ std::vector<Json::Value> ReadKeptRuns() {
 }
 
 Json::Value ReadNewestRun() {
-    const std::vector<std::int64_t> numbers = Numbers();
-    return numbers.empty() ? Json::Value() : ReadRun(numbers.back());
+    try {
+        const std::vector<std::int64_t> numbers = Numbers();
+        return numbers.empty() ? Json::Value() : ReadRun(numbers.back());
+    } catch (const std::exception& error) {
+        return Unknown(0, UNREADABLE, error.what());
+    }
 }
 
 bool IsKeptRunFile(const std::string& name) {

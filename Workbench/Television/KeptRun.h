@@ -49,12 +49,13 @@ private:
 };
 
 /**
- * The runs that are kept, oldest first, each as RunKeeper::Summary has it; "outcome" is "unfinished"
- * where the tool was killed before it could say more, or is still at it.
+ * The runs that are kept, oldest first, each as RunKeeper::Summary has it; "outcome" is "under way", or
+ * "unfinished" where the tool was killed before it could say more, or "unreadable".
+ * @throws std::exception when the folder cannot be read
  */
 std::vector<Json::Value> ReadKeptRuns();
 
-/** The newest; null when there is none. */
+/** The newest, "unreadable" where the folder is that; null when there is none. */
 Json::Value ReadNewestRun();
 
 /** Whether the run has not ended yet, nor been killed. */

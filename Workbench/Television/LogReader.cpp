@@ -121,6 +121,7 @@ std::string LogReader::Awaited(const LogLine& line) {
 }
 
 std::string LogReader::WithCause(const std::string& failure) const {
+    constexpr char NO_JSON[] = "fail to parse JSON";
     const bool isForWantOfAToken = failure == "Fail to activate" || failure == "Fail to get JWT";
     if (isForWantOfAToken && !m_tokenRefusal.empty()) {
         return "no access token (" + m_tokenRefusal + ")";
@@ -129,13 +130,18 @@ std::string LogReader::WithCause(const std::string& failure) const {
     if (answer.empty() && !m_status.empty() && m_status != "200") {
         answer = m_request + " answered " + m_status;
     }
+    const bool isNoJson = StartsWith(failure, NO_JSON);
+    if (answer.empty() && (isNoJson || failure == "token is empty")) {
+        answer = m_isAtList ? "the stored device list" : "the answer to " + m_asked;
+    }
     std::string causes;
     for (const std::string& cause : {answer, m_platformError, m_storeError, m_iniWarning}) {
         if (!cause.empty() && cause.find(failure) == std::string::npos) {
             causes += (causes.empty() ? "" : "; ") + cause;
         }
     }
-    return causes.empty() ? failure : failure + " (" + causes + ")";
+    // Where in it the parser stopped is told by the log.
+    return (isNoJson ? NO_JSON : failure) + (causes.empty() ? "" : " (" + causes + ")");
 }
 
 void LogReader::TakeLine(std::string text) {
@@ -177,6 +183,7 @@ void LogReader::TakeServiceLine(const LogLine& line, bool isError) {
             m_failure = m_lastError;
         }
     }
+    m_isAtList = m_isAtList || line.function == "UpdateDeviceList";
     TakeAnswer(line);
 }
 
@@ -193,6 +200,7 @@ void LogReader::TakeAnswer(const LogLine& line) {
     if (request == std::end(REQUESTS)) {
         return;
     }
+    m_asked = request->second;
     const std::string message = line.Message();
     for (const char* start : {"status code : ", "error code : "}) {
         if (StartsWith(message, start)) {
@@ -219,7 +227,7 @@ void LogReader::TakeAnswer(const LogLine& line) {
 
 void LogReader::JudgeAnswer(const std::string& request, const Json::Value& answer) {
     if (request == "token") {
-        const Json::Value& rsp = InfoSyncUtil::ObjectMember(answer, "rsp");
+        const Json::Value rsp = InfoSyncUtil::ObjectMember(answer, "rsp");
         const Json::Value& told = rsp.isMember("error") ? rsp : answer;
         const std::string description = InfoSyncUtil::TextMember(told, "error_description");
         const std::string error = InfoSyncUtil::TextMember(told, "error");

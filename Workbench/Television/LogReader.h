@@ -75,6 +75,9 @@ private:
     std::string m_iniWarning;
     std::string m_platformError;
     /** The last answer: which request it is to, its status, and what it says where it is a refusal. */
+    /** The request that the service is at, or was last, and whether it has come to the device list. */
+    std::string m_asked = "a request";
+    bool m_isAtList = false;
     std::string m_request;
     std::string m_status;
     std::string m_refusal;

@@ -1,8 +1,32 @@
 #include "Television/ServiceNames.h"
 
+#include <glib.h>
+#include <json/json.h>
+
+#include <algorithm>
 #include <map>
+#include <memory>
+#include <vector>
+
+#include "AuthData/CDeviceInfo.h"
+#include "Cli/Text.h"
+#include "Util/CommonUtil.h"
 
 namespace Television {
+
+namespace {
+
+/** Whether they would name an audio sink if they were written as the service reads them. */
+bool IsMisspeltSink(const std::string& uuids) {
+    const std::unique_ptr<char, decltype(&g_free)> lower(g_ascii_strdown(uuids.c_str(), -1), &g_free);
+    std::string spelt = lower.get();
+    spelt.erase(std::remove(spelt.begin(), spelt.end(), ' '), spelt.end());
+    Json::Value record;
+    record["uuids"] = spelt;
+    return CDeviceInfo::IsAudioSink(record);
+}
+
+}  // namespace
 
 std::string ServiceName(const std::string& uuid) {
     static const std::map<std::string, std::string> names = {
@@ -43,6 +67,19 @@ std::string ServiceName(const std::string& uuid) {
     const std::string number = uuid.substr(4, 4);
     const auto name = names.find(number);
     return name == names.end() ? number : number + " " + name->second;
+}
+
+std::string NoSinkWords(const std::string& uuids) {
+    if (IsMisspeltSink(uuids)) {
+        return "its audio sink is not written as the service reads it: in lower case, separated by commas "
+               "alone";
+    }
+    std::vector<std::string> names;
+    for (const std::string& uuid : CommonUtil::SplitString(uuids)) {
+        names.push_back(ServiceName(uuid));
+    }
+    return names.empty() ? "it offers no services"
+                         : "no audio sink among its services: " + Cli::Join(names, ", ");
 }
 
 }  // namespace Television

@@ -12,4 +12,7 @@ namespace Television {
  */
 std::string ServiceName(const std::string& uuid);
 
+/** Why the service finds no audio sink in the services of a record, which are a list with commas. */
+std::string NoSinkWords(const std::string& uuids);
+
 }  // namespace Television

@@ -1,6 +1,5 @@
 #include "Television/Verdict.h"
 
-#include <dlog.h>
 #include <glib.h>
 
 #include <algorithm>
@@ -12,11 +11,6 @@
 #include "Util/BluetoothUtil.h"
 #include "Util/CommonUtil.h"
 #include "Util/JsonUtil.h"
-
-/** The service's rules are asked here, not run: what they would log says nothing to whoever asked. */
-int __dlog_print(log_id_t /*log_id*/, int /*prio*/, const char* /*tag*/, const char* /*fmt*/, ...) {
-    return 0;
-}
 
 namespace Television {
 
@@ -35,26 +29,6 @@ Rule RuleFor(const Json::Value& record) {
     Json::Value list;
     CDeviceInfo().AddToDeviceList(list, record, "record", "user");
     return !list.isNull() ? Rule::LISTS : CDeviceInfo::IsAudioSink(record) ? Rule::PAIRED : Rule::NO_SINK;
-}
-
-/** Whether the record would name an audio sink if its services were written as the service reads them. */
-bool IsMisspeltSink(const Json::Value& record) {
-    const std::unique_ptr<char, decltype(&g_free)> lower(
-        g_ascii_strdown(InfoSyncUtil::TextMember(record, "uuids").c_str(), -1), &g_free);
-    std::string uuids = lower.get();
-    uuids.erase(std::remove(uuids.begin(), uuids.end(), ' '), uuids.end());
-    Json::Value spelt;
-    spelt["uuids"] = uuids;
-    return CDeviceInfo::IsAudioSink(spelt);
-}
-
-std::string NoSinkWords(const Json::Value& record, const std::vector<std::string>& services) {
-    if (IsMisspeltSink(record)) {
-        return "its audio sink is not written as the service reads it: in lower case, separated by commas "
-               "alone";
-    }
-    return services.empty() ? "it offers no services"
-                            : "no audio sink among its services: " + Cli::Join(services, ", ");
 }
 
 struct Reason {
@@ -99,7 +73,8 @@ Reason UnlistedReason(Rule rule, const std::string& noSink, const std::string& a
 
 void Decide(Verdict& verdict, const Json::Value& record, const DeviceList& list) {
     const Rule rule = RuleFor(record);
-    const std::string noSink = rule == Rule::NO_SINK ? NoSinkWords(record, verdict.services) : "";
+    const std::string noSink =
+        rule == Rule::NO_SINK ? NoSinkWords(InfoSyncUtil::TextMember(record, "uuids")) : "";
     const auto entry = list.devices.find(verdict.id);
     if (entry != list.devices.end()) {
         verdict.listedFor = entry->second.users;

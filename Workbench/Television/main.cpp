@@ -4,11 +4,11 @@
 int main(int argc, char** argv) {
     Cli::Tool tool("infosync-tv", "A simulated television to run the Bluetooth synchronisation service on",
                    R"(Examples:
-  infosync-tv init                        # a television, connected to the local cloud
-  infosync-tv sign-in ann@example.com     # a user whom that cloud knows
-  infosync-tv run                         # one synchronisation, with its log
-  infosync-tv devices                     # what came out
-  infosync-tv why                         # why a device is on the list, or is not
+  infosync-tv init                     # a television, connected to the local cloud
+  infosync-tv sign-in ann@example.com  # a user whom that cloud knows
+  infosync-tv run                      # one synchronisation, with its log
+  infosync-tv devices                  # what came out
+  infosync-tv why                      # why a device is on the list, or is not
 
 Exit status: 0 fine, 1 the operation failed, 2 wrong usage.
 

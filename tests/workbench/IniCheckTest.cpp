@@ -24,6 +24,7 @@ TEST(IniCheck, TellsTheLineOfWhatTheTelevisionWouldNotUnderstand) {
         {"[http]\ngate_site=https://a.example/path\n", "2 [http] gate_site: “https://a.example/path” is not"},
         {"[http]\nca_file=/nowhere/ca.pem\n", "2 [http] ca_file: /nowhere/ca.pem: No such file"},
         {"[sso]\nauth_code=/\n", "2 [sso] auth_code: /: Is a directory"},
+        {"[log]\nfile=/nowhere/log\n", "2 [log] file: “/nowhere/log” is no file in a folder that is there"},
         {"[http]\nconnect_to=::127.0.0.1:1;a:b:c:d\n", "2 [http] connect_to: \"a:b:c:d\" is no route"},
         {"[http]\nconnect_to=a.example:443:127.0.0.1\n", "is no route"},
         {"[http]\nconnect_to=::127.0.0.1:65536\n", "is no route"},

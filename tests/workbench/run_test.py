@@ -21,8 +21,7 @@ class RunTest(ToolCase):
         self.service = self.work / "service"
 
     def service_does(self, script):
-        self.service.write_text(f"#!/bin/sh\n{script}\n")
-        self.service.chmod(0o755)
+        self.make_service(script)
 
     def start(self, *words):
         """Starts a run, and returns it with the process id of its service, which then waits for the end of the world."""

@@ -51,6 +51,12 @@ class ToolCase(unittest.TestCase):
         for name, document in stored.items():
             self.write(name, json.dumps(document))
 
+    def make_service(self, script):
+        path = self.work / "service"
+        path.write_text(f"#!/bin/sh\n{script}\n")
+        path.chmod(0o755)
+        return path
+
     def write(self, name, text):
         path = self.tv / name
         path.parent.mkdir(parents=True, exist_ok=True)

@@ -129,13 +129,22 @@ class ToolTest(ToolCase):
         self.run_tool("import", "--force", self.work / "tv.json", tv=other)
         self.assertEqual((other / "notes").read_text(), "mine")
         self.assertFalse((other / "keys/Stale").exists())
+        # A stranger's television must not write to, or send, the files of who imports it.
+        report = json.loads((self.work / "tv.json").read_text())
+        report["files"]["tv.ini"] = {"text": "[sso]\nauth_code=../x\n[log]\nlevel=W\nfile=/tmp/x\n"}
+        (self.work / "tv.json").write_text(json.dumps(report))
+        self.assertEqual(self.run_tool("import", "--force", self.work / "tv.json", tv=other).stdout.count("Left out: "), 2)
+        self.assertEqual((other / "tv.ini").read_text(), "[sso]\n\n[log]\nlevel=W\n")
 
     def test_reported_television_holds_no_secret(self):
         self.television()
         self.write("keys/InfoSyncAuthCode", f'<rsp stat="ok"><auth_code>{SECRET}</auth_code></rsp>')
+        reason = "what went wrong is what a report is for"
+        self.run_tool("run", "--service", self.make_service(f"echo 'E/BT_INFOSYNC(1): a.cpp: main(1) > Exception : {reason}' >&2"), status=1)
         self.run_tool("report", self.work / "tv.json")
         text = (self.work / "tv.json").read_text()
         self.assertNotIn(SECRET, text)
+        self.assertIn(reason, json.loads(json.loads(text)["files"]["runs/1.json"]["text"])["reason"])
         self.assertEqual(json.loads(text)["secrets"], "replaced")
         other = self.work / "other"
         self.assertIn("Masked in it", self.run_tool("import", self.work / "tv.json", tv=other).stdout)
@@ -166,16 +175,13 @@ class ToolTest(ToolCase):
 
     def test_run_reports_services_that_misbehave(self):
         self.run_tool("init")
-        service = self.work / "service"
         for script, outcome in (("exit 3", "crashed: exit status 3"), ("kill -SEGV $$", "crashed: ended by the signal"),
                                 ("echo 'E/BT_INFOSYNC(1): a.cpp: f(1) > result != SSO_TRUE' >&2; exec sleep 60",
                                  "timed out: no end after 1 second; the last error was: result != SSO_TRUE"),
                                 ("trap '' TERM; while :; do :; done", "timed out"),
                                 ("echo 'E/BT_INFOSYNC(1): a.cpp: main(1) > <<Not Error>>End main loop' >&2", "success")):
             with self.subTest(script):
-                service.write_text(f"#!/bin/sh\n{script}\n")
-                service.chmod(0o755)
-                done = self.run_tool("run", "--timeout", "1", status=int(outcome != "success"), INFOSYNC_SERVICE=str(service))
+                done = self.run_tool("run", "--timeout", "1", status=int(outcome != "success"), INFOSYNC_SERVICE=str(self.make_service(script)))
                 self.assertIn(f"run: {outcome}", done.stdout)
                 self.assertIn(outcome, " ".join(self.run_tool("status").stdout.split()))
         self.assertIn("--service", self.run_tool("run", "--service", self.work / "none", status=1).stderr)

@@ -56,41 +56,40 @@ class WhyTest(ToolCase):
 
     def test_last_runs_are_kept(self):
         self.television()
-        service = self.work / "service"
         says = "echo 'I/BT_INFOSYNC(1): CHttpMessage.cpp: Request(1) > before send' >&2; " \
                f"echo 'I/BT_INFOSYNC(1): a.cpp: f(1) > key:refresh_token, value : {SECRET}2' >&2; "
         end = "echo 'E/BT_INFOSYNC(1): a.cpp: main(1) > <<Not Error>>End main loop' >&2"
         change = "printf '{}' > \"$INFOSYNC_TV_DIR/" + SETTINGS + "/devices\"; "
-        service.write_text(f"#!/bin/sh\n{says}{change}{end}\n")
-        service.chmod(0o755)
+        service = self.make_service(f"{says}{change}{end}")
         first = json.loads(self.run_tool("run", "--json", INFOSYNC_SERVICE=str(service)).stdout)
         self.assertEqual((first["outcome"], first["number"], [change["change"] for change in first["changes"]]), ("success", 1, ["removed"] * 2))
         self.assertEqual(first["requests"], [{"request": "download", "answered": False, "status": None, "mark": None}])
         self.assertRegex(self.run_tool("log", "-f").stdout, r"^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}[+-]\d{4} I/BT_INFOSYNC\(1\): .*before send\n")
         self.assertNotIn(SECRET, self.run_tool("log").stdout)
         self.assertIn(SECRET, self.run_tool("log", "1", "--show-secrets").stdout)
-        service.write_text("#!/bin/sh\nexit 3\n")
+        self.make_service("exit 3")
         for _ in range(20):
             self.run_tool("run", status=1, INFOSYNC_SERVICE=str(service))
-        self.assertIn("the last run did not come to its end", " ".join(self.run_tool("why").stdout.split()))
+        self.assertIn("the last run: crashed", " ".join(self.run_tool("why").stdout.split()))
         runs = json.loads(self.run_tool("runs", "--json").stdout)
         self.assertEqual([run["number"] for run in runs], list(range(2, 22)))
         self.assertEqual(len(list((self.tv / "runs").iterdir())), 40)
         self.assertIn("infosync-tv runs", self.run_tool("log", "1", status=1).stderr)
-        service.write_text("#!/bin/sh\necho 'E/BT_INFOSYNC(1): a.cpp: f(1) > under way' >&2; exec sleep 60\n")
+        self.make_service("echo 'E/BT_INFOSYNC(1): a.cpp: f(1) > under way' >&2; exec sleep 60")
         killed = subprocess.Popen([TOOL, "--dir", self.tv, "run"], stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, start_new_session=True,
                                   env={**self.environment, "INFOSYNC_SERVICE": str(service)})
         killed.stderr.readline()
         follower = subprocess.Popen([TOOL, "--dir", self.tv, "log", "-f"], stdout=subprocess.PIPE, text=True, env=self.environment)
         self.assertIn("under way", follower.stdout.readline())
+        self.assertIn("last run             under way", self.run_tool("status").stdout)
         os.killpg(killed.pid, signal.SIGKILL)
         self.assertEqual(follower.communicate(timeout=60), ("", None))
         killed.communicate()
         (self.tv / "runs/22.log").unlink()
         (self.tv / "runs/21.json").write_text("[")
         (self.tv / "runs/20.json").write_text('{"outcome": [], "requests": [5, {}], "changes": 3, "finished": 1e300}')
-        self.assertIn("unfinished", self.run_tool("runs").stdout)
-        self.assertIn("unfinished", self.run_tool("status").stdout)
+        self.assertEqual(self.run_tool("runs").stdout.count("unreadable: its note is damaged"), 2)
+        self.assertIn("unreadable", self.run_tool("status").stdout)
         shutil.rmtree(self.tv / "runs")
         (self.tv / "runs").write_text("")
         self.assertIn("could not be kept", self.run_tool("run", "--service", "/bin/true", status=1).stderr)

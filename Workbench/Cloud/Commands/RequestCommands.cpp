@@ -17,6 +17,8 @@ namespace LocalCloud {
 
 namespace {
 
+// Far beyond every request that there will be.
+constexpr std::int64_t HIGHEST_NUMBER = 1'000'000'000'000;
 constexpr std::chrono::milliseconds BETWEEN_LOOKS(200);
 
 struct Wanted {
@@ -125,8 +127,8 @@ Examples:
   infosync-cloud requests -f
   infosync-cloud requests 4
   infosync-cloud requests --since 10m --json | jq '.[].response.status')");
-    CLI::Option* number =
-        command.add_option("NUMBER", wanted->number, "the request to show whole")->check(CLI::PositiveNumber);
+    CLI::Option* number = command.add_option("NUMBER", wanted->number, "the request to show whole")
+                              ->check(CLI::Range(std::int64_t{1}, HIGHEST_NUMBER));
     command.add_flag("-f,--follow", wanted->follow, "go on with those that come")->excludes(number);
     command.add_option("--since", wanted->since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
         ->option_text("TIME")

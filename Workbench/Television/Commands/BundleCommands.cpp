@@ -74,13 +74,17 @@ std::string ReadAll(const std::string& file) {
 
 void Import(const std::string& file, bool force) {
     bool secretsReplaced = false;
+    std::vector<std::string> dropped;
     try {
-        secretsReplaced = Television::Import(ReadAll(file), force);
+        secretsReplaced = Television::Import(ReadAll(file), force, dropped);
     } catch (const std::exception& error) {
         throw std::runtime_error(Cli::Escape(file) + " was not imported: " + Cli::Reason(error));
     }
     std::cout << "the television of " << Cli::Escape(file) << " is now in " << Cli::Escape(TvFolder::Path())
               << "\n";
+    for (const std::string& key : dropped) {
+        std::cout << "Left out: " << key << ", which named a file outside of the television\n";
+    }
     if (secretsReplaced) {
         std::cout << "Masked in it: tokens, device ids, the authorisation code and its verifier.\n"
                      "Tokens and activations count as run out, so that the next run gets new ones.\n";

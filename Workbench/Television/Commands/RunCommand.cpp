@@ -98,7 +98,7 @@ public:
         if (line.priority == '\0' || Severity(line.priority) >= Severity(m_level)) {
             const bool isError = line.text.find("<<Not Error>>") == std::string::npos;
             std::cerr << m_style(isError ? LineColour(line.priority) : Colour::PLAIN,
-                                 m_showSecrets ? line.text : masked)
+                                 Cli::EscapeLines(m_showSecrets ? line.text : masked))
                       << "\n";
         }
         const std::string awaited = Television::LogReader::Awaited(line);

@@ -11,6 +11,7 @@
 #include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Table.h"
+#include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
@@ -22,6 +23,8 @@ namespace Commands {
 
 namespace {
 
+// Far beyond every run that there will be.
+constexpr std::int64_t HIGHEST_NUMBER = 1'000'000'000;
 constexpr gulong LOOK_EVERY_MICROSECONDS = 100'000;
 
 void Runs(bool json) {
@@ -87,7 +90,9 @@ void Log(const LogArguments& arguments) {
     Television::Masker masker;
     masker.LearnKeys();
     Television::LogReader reader([&](const Television::LogLine& line) {
-        std::cout << (arguments.showSecrets ? line.text : Television::MaskedText(line, masker)) << "\n";
+        std::cout << Cli::EscapeLines(arguments.showSecrets ? line.text
+                                                            : Television::MaskedText(line, masker))
+                  << "\n";
     });
     // Asked before each look at the log, so that its end is not missed.
     bool isOver = false;
@@ -127,7 +132,8 @@ Examples:
   infosync-tv log
   infosync-tv log 12
   infosync-tv log -f              # until the run has ended)");
-    tool.Offer(command.add_option("N", arguments->number)->check(CLI::PositiveNumber), &RunNumbers);
+    tool.Offer(command.add_option("N", arguments->number)->check(CLI::Range(std::int64_t{1}, HIGHEST_NUMBER)),
+               &RunNumbers);
     command.add_flag("-f,--follow", arguments->follow, "go on showing it until the run has ended");
     command.add_flag("--show-secrets", arguments->showSecrets,
                      "leave tokens, codes and verifiers as they are");

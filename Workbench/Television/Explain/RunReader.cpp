@@ -228,7 +228,8 @@ void RunReader::TakeLifetime(std::int64_t seconds) {
 }
 
 std::string RunReader::RanOut(const std::string& what) {
-    return what + " ran out" + (m_lifetime.empty() ? "" : " ") + std::exchange(m_lifetime, {});
+    const std::string when = std::exchange(m_lifetime, {});
+    return what + " ran out" + (when.empty() ? "" : " " + when);
 }
 
 void RunReader::Ask(Exchange& exchange, const std::string& why) {

@@ -4,7 +4,6 @@
 
 #include "Cli/Text.h"
 #include "Television/ServiceNames.h"
-#include "Util/CommonUtil.h"
 
 namespace Explain {
 
@@ -29,14 +28,6 @@ bool IsMissing(const Run& run, const char* record) {
 std::string Joined(std::vector<std::string> parts, const char* separator) {
     parts.erase(std::remove(parts.begin(), parts.end(), ""), parts.end());
     return Cli::Join(parts, separator);
-}
-
-std::string ServiceNames(const Record& record) {
-    std::vector<std::string> names;
-    for (const std::string& uuid : CommonUtil::SplitString(record.services)) {
-        names.push_back(Television::ServiceName(uuid));
-    }
-    return Cli::Join(names, ", ");
 }
 
 /** In the user's words, with those of the log after them. */
@@ -253,7 +244,8 @@ std::string ListingName(Listing listing) {
 std::string ListingWords(const Record& record) {
     const std::string name = ListingName(record.listing);
     return record.listing == Listing::NO_SINK
-               ? Joined({"left out, no audio sink among its services", ServiceNames(record)}, ": ")
+               ? "left out, " +
+                     (record.services.empty() ? "no audio sink" : Television::NoSinkWords(record.services))
            : record.listing == Listing::PAIRED     ? "left out, " + name
            : record.listing == Listing::NOT_LISTED ? name + ", was not in the list"
                                                    : name;
