@@ -39,7 +39,7 @@ bonded=
 # Where the service's requests really go and whose certificates are trusted: infosync-tv connect
 [log]
 # V, D, I, W, E or F. At I and below, the log holds tokens whole.
-level=I
+level=W
 )";
 
 /** Points the television at the cloud. What cannot be known before the cloud runs is left as it is. */
