@@ -8,7 +8,7 @@ import unittest
 
 import jsonschema
 
-from harness import USER, EndToEnd, messages
+from harness import USER, EndToEnd, Television, messages
 
 SCHEMA = pathlib.Path(__file__).parents[2] / "docs" / "device-list.schema.json"
 
@@ -96,6 +96,22 @@ class Run(EndToEnd):
         self.tv.sync()
         self.assertEqual({i: d["name"] for i, d in self.tv.devices().items()}, {"bath": "Bath radio", "kitchen": "Küche"})
         self.assertEqual(self.validated(self.tv.setting("devices")), [])
+
+    def test_a_television_tells_its_faults_and_works_again_elsewhere(self):
+        self.tv.run_tool("run")
+        self.cloud.run("device", "remove", USER, "phones")
+        self.tv.run_tool("run")
+        self.assertIn("Run 2 removed it: it was deleted in the cloud.",
+                      " ".join(self.tv.run_tool("why", "headphones", check=False).stdout.split()))
+        self.assertIn("which answers", self.tv.run_tool("check").stdout)
+        self.cloud.run("fault", "certificate", "expired")
+        self.assertIn("certificate has expired", " ".join(self.tv.run_tool("check", check=False).stdout.split()))
+        self.cloud.run("fault", "body", "/etc/hostname", "--on", "records")
+        self.assertIn("run: failed: fail to parse JSON (the answer to records)", self.tv.run_tool("run", check=False).stdout)
+        self.tv.run_tool("report", self.folder / "report.json")
+        elsewhere = Television(self.folder / "elsewhere")
+        elsewhere.run_tool("import", self.folder / "report.json")
+        self.assertEqual(json.loads(elsewhere.run_tool("run", "--json").stdout)["outcome"], "success")
 
     def test_the_cloud_calls_an_audio_sink_what_the_service_takes_for_one(self):
         sink, other = "0000110b-0000-1000-8000-00805f9b34fb", "0000111e-0000-1000-8000-00805f9b34fb"
