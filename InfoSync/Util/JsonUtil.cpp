@@ -80,11 +80,6 @@ bool HasTextForm(const Json::Value& value) {
     return value.isConvertibleTo(Json::stringValue);
 }
 
-std::string TextMember(const Json::Value& object, const std::string& name) {
-    const Json::Value* member = FindMember(object, name);
-    return member != nullptr && HasTextForm(*member) ? member->asString() : std::string();
-}
-
 const Json::Value& ObjectMember(const Json::Value& object, const std::string& name) {
     const Json::Value* member = FindMember(object, name);
     return member != nullptr && member->isObject() ? *member : Json::Value::nullSingleton();

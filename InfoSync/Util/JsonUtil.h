@@ -31,9 +31,6 @@ std::string WriteJson(const Json::Value& value);
 /** Whether the value can be read as a text: a text, a number, a truth value or null. */
 bool HasTextForm(const Json::Value& value);
 
-/** The text form of an object's member, or the empty text when there is none. */
-std::string TextMember(const Json::Value& object, const std::string& name);
-
 /** The member when it is an object itself, as a user's entry must be; otherwise a null value. */
 const Json::Value& ObjectMember(const Json::Value& object, const std::string& name);
 

@@ -9,4 +9,11 @@ std::string JsonText(const Json::Value& value) {
     return Json::writeString(builder, value) + "\n";
 }
 
+std::string TextMember(const Json::Value& value, const std::string& name) {
+    const Json::Value* member =
+        value.isObject() ? value.find(name.data(), name.data() + name.size()) : nullptr;
+    return member != nullptr && member->isConvertibleTo(Json::stringValue) ? member->asString()
+                                                                           : std::string();
+}
+
 }  // namespace Cli

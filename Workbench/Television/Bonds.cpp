@@ -7,11 +7,11 @@
 #include <memory>
 #include <set>
 
+#include "Cli/Json.h"
 #include "Television/Records.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 #include "Util/BluetoothUtil.h"
-#include "Util/JsonUtil.h"
 
 namespace Television {
 
@@ -27,8 +27,7 @@ std::map<std::string, std::string> NamesByAddress() {
     try {
         for (const UserRecords& user : ReadRecords("")) {
             for (const Json::Value& record : user.records) {
-                names[UpperCase(InfoSyncUtil::TextMember(record, "address"))] =
-                    InfoSyncUtil::TextMember(record, "name");
+                names[UpperCase(Cli::TextMember(record, "address"))] = Cli::TextMember(record, "name");
             }
         }
     } catch (const std::exception&) {

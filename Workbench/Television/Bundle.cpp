@@ -111,11 +111,10 @@ std::vector<std::string> FileNames(std::vector<std::string>& unreadable) {
 
 std::map<std::string, std::string> CheckedFiles(const std::string& text, bool& secretsReplaced) {
     const Json::Value bundle = InfoSyncUtil::ParseStoredObject(text);
-    if (InfoSyncUtil::TextMember(bundle, "format") != FORMAT ||
-        InfoSyncUtil::ToInt64(bundle["version"]) != VERSION) {
+    if (Cli::TextMember(bundle, "format") != FORMAT || InfoSyncUtil::ToInt64(bundle["version"]) != VERSION) {
         throw std::runtime_error("this is no file of infosync-tv report, or one of another version");
     }
-    secretsReplaced = InfoSyncUtil::TextMember(bundle, "secrets") != "included";
+    secretsReplaced = Cli::TextMember(bundle, "secrets") != "included";
     const Json::Value members = InfoSyncUtil::ObjectMember(bundle, "files");
     std::map<std::string, std::string> files;
     for (const std::string& name : members.getMemberNames()) {
@@ -221,29 +220,6 @@ std::string Masked(const std::string& name, const std::string& bytes, Masker& ma
     }
     const bool isLog = StartsWith(name, RUNS) && fs::path(name).extension() == ".log";
     return isLog ? MaskedLog(bytes, masker) : masker.MaskKnown(bytes);
-}
-
-/**
- * tv.ini without the keys by which somebody else's television would write to, or send, files outside of its
- * folder.
- */
-std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped) {
-    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> file(g_key_file_new(), &g_key_file_free);
-    if (g_key_file_load_from_data(file.get(), ini.data(), ini.size(), G_KEY_FILE_KEEP_COMMENTS, nullptr) ==
-        FALSE) {
-        return ini;  // the television then has nothing set
-    }
-    const std::size_t before = dropped.size();
-    for (const TvKey* key : {&TvKeys::LOG_FILE, &TvKeys::AUTH_CODE}) {
-        const fs::path path = fs::path(TvIni(ini, INI).Text(*key).value_or("")).lexically_normal();
-        if (path.is_absolute() || *path.begin() == "..") {
-            g_key_file_remove_key(file.get(), key->group, key->name, nullptr);
-            dropped.push_back(KeyName(*key));
-        }
-    }
-    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(file.get(), nullptr, nullptr),
-                                                        &g_free);
-    return dropped.size() == before ? ini : text.get();
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <tuple>
 
+#include "Cli/Json.h"
 #include "Television/Document.h"
 #include "Util/JsonUtil.h"
 #include "Util/SettingsUtil.h"
@@ -12,8 +13,8 @@ namespace {
 
 Device ReadDevice(const Json::Value& entry) {
     Device device;
-    device.name = InfoSyncUtil::TextMember(entry, "name");
-    device.address = InfoSyncUtil::TextMember(entry, "address");
+    device.name = Cli::TextMember(entry, "name");
+    device.address = Cli::TextMember(entry, "address");
     if (!entry.isObject()) {
         return device;
     }

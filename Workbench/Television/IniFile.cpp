@@ -1,5 +1,6 @@
 #include "Television/IniFile.h"
 
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 
@@ -156,6 +157,25 @@ const TvKey* FindKey(const std::string& name) {
 
 std::string KeyName(const TvKey& key) {
     return std::string(key.group) + "." + key.name;
+}
+
+std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped) {
+    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> file(g_key_file_new(), &g_key_file_free);
+    if (g_key_file_load_from_data(file.get(), ini.data(), ini.size(), G_KEY_FILE_KEEP_COMMENTS, nullptr) ==
+        FALSE) {
+        return ini;  // the television then has nothing set
+    }
+    const std::size_t before = dropped.size();
+    for (const TvKey* key : {&TvKeys::LOG_FILE, &TvKeys::AUTH_CODE}) {
+        const auto path = std::filesystem::path(TvIni(ini, "").Text(*key).value_or("")).lexically_normal();
+        if (path.is_absolute() || *path.begin() == "..") {
+            g_key_file_remove_key(file.get(), key->group, key->name, nullptr);
+            dropped.push_back(KeyName(*key));
+        }
+    }
+    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(file.get(), nullptr, nullptr),
+                                                        &g_free);
+    return dropped.size() == before ? ini : text.get();
 }
 
 }  // namespace Television

@@ -46,6 +46,13 @@ private:
     std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> m_file;
 };
 
+/**
+ * A tv.ini without the keys by which somebody else's television would write to, or send, files outside of its
+ * folder.
+ * @param dropped gets the names of those that it had
+ */
+std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped);
+
 /** The key that "GROUP.KEY" names, or null. */
 const TvKey* FindKey(const std::string& name);
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "Cli/Duration.h"
+#include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Television/DeviceList.h"
 #include "Television/KeptRun.h"
@@ -14,7 +15,6 @@
 #include "TvFolder.h"
 #include "TvIni.h"
 #include "Util/BluetoothUtil.h"
-#include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
 
 namespace Television {
@@ -53,9 +53,9 @@ std::string LastChange(const std::string& device) {
     const std::vector<Json::Value> runs = ReadKeptRuns();
     for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
         for (const Json::Value& change : (*run)["changes"]) {
-            const auto text = [&change](const char* name) { return InfoSyncUtil::TextMember(change, name); };
+            const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
             if (IsMeant(device, text("id"), text("name"), text("address"))) {
-                return "Run " + InfoSyncUtil::TextMember(*run, "number") + " " + text("change") + " it" +
+                return "Run " + Cli::TextMember(*run, "number") + " " + text("change") + " it" +
                        (text("change") == "removed" ? ": it was deleted in the cloud. " : ". ");
             }
         }
@@ -89,9 +89,8 @@ std::string NotDownloaded(const Inquiry& inquiry, const std::string& device, con
 
 void AddNotes(Inquiry& inquiry, const DeviceList& list) {
     const Json::Value lastRun = ReadNewestRun();
-    if (!lastRun.isNull() &&
-        InfoSyncUtil::TextMember(lastRun, "outcome") != KindName(RunOutcome::Kind::SUCCESS)) {
-        inquiry.notes.push_back("the last run: " + InfoSyncUtil::TextMember(lastRun, "words") +
+    if (!lastRun.isNull() && Cli::TextMember(lastRun, "outcome") != KindName(RunOutcome::Kind::SUCCESS)) {
+        inquiry.notes.push_back("the last run: " + Cli::TextMember(lastRun, "words") +
                                 ". What it did: infosync-tv log | infosync-tv explain");
     }
     if (inquiry.user.empty()) {

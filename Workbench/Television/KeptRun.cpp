@@ -213,9 +213,9 @@ std::string KeptRunWords(const Json::Value& run, std::int64_t now, const Cli::St
     if (run.isNull()) {
         return "none yet";
     }
-    const bool isSuccess = InfoSyncUtil::TextMember(run, "outcome") == KindName(RunOutcome::Kind::SUCCESS);
-    const std::string words = style(isSuccess ? Cli::Colour::GREEN : Cli::Colour::RED,
-                                    Cli::Escape(InfoSyncUtil::TextMember(run, "words")));
+    const bool isSuccess = Cli::TextMember(run, "outcome") == KindName(RunOutcome::Kind::SUCCESS);
+    const std::string words =
+        style(isSuccess ? Cli::Colour::GREEN : Cli::Colour::RED, Cli::Escape(Cli::TextMember(run, "words")));
     return run.isMember("finished")
                ? words + ", " +
                      Cli::DurationWords(Cli::Difference(now, InfoSyncUtil::ToInt64(run["finished"]))) + " ago"
@@ -225,10 +225,10 @@ std::string KeptRunWords(const Json::Value& run, std::int64_t now, const Cli::St
 std::string RequestsWords(const Json::Value& requests) {
     std::vector<std::string> all;
     for (const Json::Value& request : requests) {
-        std::string words = InfoSyncUtil::TextMember(request, "request");
-        const std::string mark = InfoSyncUtil::TextMember(request, "mark");
+        std::string words = Cli::TextMember(request, "request");
+        const std::string mark = Cli::TextMember(request, "mark");
         words += mark.empty() ? "" : " from mark " + mark;
-        const std::string status = InfoSyncUtil::TextMember(request, "status");
+        const std::string status = Cli::TextMember(request, "status");
         const bool isAnswered =
             request.isObject() && request["answered"].isBool() && request["answered"].asBool();
         words += !isAnswered ? " (no answer)" : status.empty() ? "" : " (" + status + ")";

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <utility>
 
+#include "Cli/Json.h"
 #include "Util/JsonUtil.h"
 
 namespace Television {
@@ -229,8 +230,8 @@ void LogReader::JudgeAnswer(const std::string& request, const Json::Value& answe
     if (request == "token") {
         const Json::Value rsp = InfoSyncUtil::ObjectMember(answer, "rsp");
         const Json::Value& told = rsp.isMember("error") ? rsp : answer;
-        const std::string description = InfoSyncUtil::TextMember(told, "error_description");
-        const std::string error = InfoSyncUtil::TextMember(told, "error");
+        const std::string description = Cli::TextMember(told, "error_description");
+        const std::string error = Cli::TextMember(told, "error");
         const bool hasToken = InfoSyncUtil::ObjectMember(rsp, "result").isMember("access_token");
         m_tokenRefusal = hasToken        ? ""
                          : error.empty() ? "the token request was answered without one"
@@ -238,7 +239,7 @@ void LogReader::JudgeAnswer(const std::string& request, const Json::Value& answe
                                                (description.empty() ? "" : ", " + description);
     } else if (InfoSyncUtil::ToInt64(answer["rcode"]) != 0) {
         m_refusal = request + " answered " + m_status + ", rcode " + answer["rcode"].asString() + ": " +
-                    InfoSyncUtil::TextMember(answer, "rmsg");
+                    Cli::TextMember(answer, "rmsg");
     }
 }
 

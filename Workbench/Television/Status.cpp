@@ -4,6 +4,7 @@
 #include <set>
 
 #include "Cli/Duration.h"
+#include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Television/CloudFolder.h"
 #include "Television/Document.h"
@@ -83,7 +84,7 @@ Json::Value OAuthToken(const Stored& stored, const std::string& user, const std:
     if (!entry.isMember(name)) {
         return State("none");
     }
-    const std::string token = InfoSyncUtil::TextMember(entry, name);
+    const std::string token = Cli::TextMember(entry, name);
     if (token.empty()) {
         return State("damaged", "the token is no text");
     }
@@ -101,7 +102,7 @@ Json::Value Activation(const Stored& stored, const std::string& user, std::int64
         const std::int64_t left =
             Cli::Difference(InfoSyncUtil::ToInt64(entry["expireTime"]), now * MILLISECONDS);
         state = Lifetime(left > 0, left / MILLISECONDS);
-        state["device_id"] = InfoSyncUtil::TextMember(entry, "dvcId");
+        state["device_id"] = Cli::TextMember(entry, "dvcId");
     }
     return state;
 }
@@ -112,7 +113,7 @@ Json::Value ApplicationToken(const Stored& stored, const std::string& user, std:
     if (state.isNull()) {
         const Json::Value& entry = stored.applicationToken.value[user];
         const std::int64_t left = Cli::Difference(InfoSyncUtil::ToInt64(entry["tokenExpireTimeSec"]), now);
-        const std::string token = InfoSyncUtil::TextMember(entry, "accessToken");
+        const std::string token = Cli::TextMember(entry, "accessToken");
         state = Lifetime(left > 0, left);
         state["token"] = showSecrets ? token : Cli::Abbreviate(token);
     }

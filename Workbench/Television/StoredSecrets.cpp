@@ -3,6 +3,7 @@
 #include <ctime>
 #include <exception>
 
+#include "Cli/Json.h"
 #include "Files.h"
 #include "Television/Document.h"
 #include "TvFolder.h"
@@ -40,7 +41,7 @@ std::vector<std::string> StoredSecrets() {
         const Json::Value users = ReadKey(alias).value;
         for (const std::string& user : users.getMemberNames()) {
             for (const char* name : {"access_token", "refresh_token", "accessToken"}) {
-                Add(secrets, InfoSyncUtil::TextMember(users[user], name));
+                Add(secrets, Cli::TextMember(users[user], name));
             }
         }
     }

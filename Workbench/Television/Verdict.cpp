@@ -6,11 +6,11 @@
 #include <memory>
 
 #include "AuthData/CDeviceInfo.h"
+#include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Television/ServiceNames.h"
 #include "Util/BluetoothUtil.h"
 #include "Util/CommonUtil.h"
-#include "Util/JsonUtil.h"
 
 namespace Television {
 
@@ -73,8 +73,7 @@ Reason UnlistedReason(Rule rule, const std::string& noSink, const std::string& a
 
 void Decide(Verdict& verdict, const Json::Value& record, const DeviceList& list) {
     const Rule rule = RuleFor(record);
-    const std::string noSink =
-        rule == Rule::NO_SINK ? NoSinkWords(InfoSyncUtil::TextMember(record, "uuids")) : "";
+    const std::string noSink = rule == Rule::NO_SINK ? NoSinkWords(Cli::TextMember(record, "uuids")) : "";
     const auto entry = list.devices.find(verdict.id);
     if (entry != list.devices.end()) {
         verdict.listedFor = entry->second.users;
@@ -119,10 +118,10 @@ std::vector<Verdict> Judge(const UserRecords& user, const DeviceList& list) {
     for (const Json::Value& record : user.records) {
         Verdict verdict;
         verdict.user = user.user;
-        verdict.id = InfoSyncUtil::TextMember(record, "record_id");
-        verdict.name = InfoSyncUtil::TextMember(record, "name");
-        verdict.address = InfoSyncUtil::TextMember(record, "address");
-        for (const std::string& uuid : CommonUtil::SplitString(InfoSyncUtil::TextMember(record, "uuids"))) {
+        verdict.id = Cli::TextMember(record, "record_id");
+        verdict.name = Cli::TextMember(record, "name");
+        verdict.address = Cli::TextMember(record, "address");
+        for (const std::string& uuid : CommonUtil::SplitString(Cli::TextMember(record, "uuids"))) {
             verdict.services.push_back(ServiceName(uuid));
         }
         Decide(verdict, record, list);

@@ -7,6 +7,7 @@
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/FileLock.h"
+#include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Values.h"
 #include "Cloud/Commands/Commands.h"
@@ -101,7 +102,7 @@ void ListDevices(const DeviceArguments& arguments) {
     folder.RequireReady();
     const Json::Value document = Users(folder).Load(arguments.login);
     if (arguments.json) {
-        std::cout << ReadableJson(document["records"]);
+        std::cout << Cli::JsonText(document["records"]);
         return;
     }
     Cli::Table table({"ID", "NAME", "ADDRESS", "AUDIO SINK"});

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <memory>
 
+#include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
@@ -44,7 +45,7 @@ void Submit(Plan& plan) {
     }
     const Json::Value planned = ControlClient(Folder()).Post("/faults", ToJson(plan.fault));
     if (plan.json) {
-        std::cout << ReadableJson(planned);
+        std::cout << Cli::JsonText(planned);
     } else {
         std::cout << "planned: " << TextMember(planned, "description") << "\n";
     }
@@ -194,7 +195,7 @@ void List(bool json) {
         table.Add({TextMember(fault, "description"), TextMember(fault, "on"),
                    std::to_string(IntegerMember(fault, "skip")), times == 0 ? "all" : std::to_string(times)});
     }
-    std::cout << (json ? ReadableJson(faults) : table.Text(Cli::Style(STDOUT_FILENO)));
+    std::cout << (json ? Cli::JsonText(faults) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
 void AddList(Cli::Tool& tool) {

@@ -4,12 +4,12 @@
 #include <memory>
 
 #include "Cli/FileLock.h"
+#include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Service/Folder.h"
 #include "Cloud/Service/Settings.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Json.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -26,7 +26,7 @@ void Init(bool json) {
         Json::Value value;
         value["dir"] = folder.Path();
         value["ca_file"] = folder.CaFile();
-        std::cout << ReadableJson(value);
+        std::cout << Cli::JsonText(value);
         return;
     }
     std::cout << "The cloud is in " << folder.Path() << "\n"
@@ -54,7 +54,7 @@ void ShowLifetimes(bool json) {
         value[name] = Json::Int64(seconds);
         table.Add({name, std::to_string(seconds)});
     }
-    std::cout << (json ? ReadableJson(value) : table.Text(Cli::Style(STDOUT_FILENO)));
+    std::cout << (json ? Cli::JsonText(value) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
 void SetLifetime(const std::string& name, std::int64_t seconds) {

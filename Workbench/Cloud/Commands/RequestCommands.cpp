@@ -5,6 +5,7 @@
 #include <memory>
 #include <thread>
 
+#include "Cli/Json.h"
 #include "Cli/Masker.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
@@ -67,7 +68,7 @@ public:
     /** What can be written only when all is there: with --json, one array. */
     void End() const {
         if (m_wanted.json && !m_wanted.follow) {
-            std::cout << ReadableJson(m_wanted.number > 0 ? m_list[0] : m_list);
+            std::cout << Cli::JsonText(m_wanted.number > 0 ? m_list[0] : m_list);
         }
     }
 

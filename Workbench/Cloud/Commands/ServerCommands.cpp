@@ -6,13 +6,13 @@
 #include <thread>
 
 #include "Cli/FileLock.h"
+#include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/Detached.h"
 #include "Cloud/Server/LocalCloudServer.h"
 #include "Cloud/Util/Errors.h"
-#include "Cloud/Util/Json.h"
 
 namespace LocalCloud {
 
@@ -80,7 +80,7 @@ void Status(bool json) {
     try {
         const Json::Value status = ControlClient(Folder()).Get("/status");
         if (json) {
-            std::cout << ReadableJson(status);
+            std::cout << Cli::JsonText(status);
         } else {
             PrintStatus(status);
         }

@@ -4,10 +4,10 @@
 #include <memory>
 
 #include "Cli/FileLock.h"
+#include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Service/Users.h"
-#include "Cloud/Util/Json.h"
 
 namespace LocalCloud {
 
@@ -34,7 +34,7 @@ void ListUsers(bool json) {
         value.append(entry);
         table.Add({login, folder.RecordsFile(login)});
     }
-    std::cout << (json ? ReadableJson(value) : table.Text(Cli::Style(STDOUT_FILENO)));
+    std::cout << (json ? Cli::JsonText(value) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
 void RemoveUser(const std::string& login) {

@@ -6,11 +6,11 @@
 #include <memory>
 #include <sstream>
 
+#include "Cli/Json.h"
 #include "Television/CloudFolder.h"
 #include "Television/IniFile.h"
 #include "Television/Records.h"
 #include "TvFolder.h"
-#include "Util/JsonUtil.h"
 
 namespace Commands {
 
@@ -41,9 +41,9 @@ Cli::Candidates RecordAddresses() {
     Cli::Candidates candidates;
     for (const Television::UserRecords& user : Television::ReadRecords("")) {
         for (const Json::Value& record : user.records) {
-            const std::string address = InfoSyncUtil::TextMember(record, "address");
+            const std::string address = Cli::TextMember(record, "address");
             if (!address.empty()) {
-                candidates.push_back({address, InfoSyncUtil::TextMember(record, "name")});
+                candidates.push_back({address, Cli::TextMember(record, "name")});
             }
         }
     }

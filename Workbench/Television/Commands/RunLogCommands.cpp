@@ -34,9 +34,9 @@ void Runs(bool json) {
     Cli::Table table({"N", "ENDED", "OUTCOME", "CHANGES", "REQUESTS"});
     for (const Json::Value& run : runs) {
         all.append(run);
-        table.Add({InfoSyncUtil::TextMember(run, "number"),
+        table.Add({Cli::TextMember(run, "number"),
                    run.isMember("finished") ? Cli::DateTime(InfoSyncUtil::ToInt64(run["finished"])) : "",
-                   InfoSyncUtil::TextMember(run, "words"), std::to_string(run["changes"].size()),
+                   Cli::TextMember(run, "words"), std::to_string(run["changes"].size()),
                    Television::RequestsWords(run["requests"])});
     }
     std::cout << (json           ? Cli::JsonText(all)
@@ -115,8 +115,7 @@ void Log(const LogArguments& arguments) {
 Cli::Candidates RunNumbers() {
     Cli::Candidates candidates;
     for (const Json::Value& run : Television::ReadKeptRuns()) {
-        candidates.push_back(
-            {InfoSyncUtil::TextMember(run, "number"), InfoSyncUtil::TextMember(run, "words")});
+        candidates.push_back({Cli::TextMember(run, "number"), Cli::TextMember(run, "words")});
     }
     return candidates;
 }

@@ -12,7 +12,6 @@
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "Television/Inquiry.h"
-#include "Util/JsonUtil.h"
 
 namespace Commands {
 
@@ -23,8 +22,7 @@ Cli::Candidates RecordIds() {
     Cli::Candidates candidates;
     for (const Television::UserRecords& user : Television::ReadRecords("")) {
         for (const Json::Value& record : user.records) {
-            candidates.push_back(
-                {InfoSyncUtil::TextMember(record, "record_id"), InfoSyncUtil::TextMember(record, "name")});
+            candidates.push_back({Cli::TextMember(record, "record_id"), Cli::TextMember(record, "name")});
         }
     }
     return candidates;

@@ -5,6 +5,7 @@
 #include <exception>
 #include <utility>
 
+#include "Cli/Json.h"
 #include "Television/Explain/Pattern.h"
 #include "Util/JsonUtil.h"
 
@@ -58,11 +59,11 @@ void ListReader::LearnNames(Text json) {
     object.ForEach(json, [this](const Pattern::Match& found) {
         try {
             const Json::Value record = InfoSyncUtil::ParseJson(std::string(found["object"]));
-            const std::string id = InfoSyncUtil::TextMember(record, "record_id");
+            const std::string id = Cli::TextMember(record, "record_id");
             if (m_known.size() < MOST_RECORDS) {
                 Record& known = m_known[id.empty() ? std::string(found["id"]) : id];
-                known.name = InfoSyncUtil::TextMember(record, "name");
-                known.address = InfoSyncUtil::TextMember(record, "address");
+                known.name = Cli::TextMember(record, "name");
+                known.address = Cli::TextMember(record, "address");
             }
         } catch (const std::exception&) {
             // No JSON after all: its name stays untold.
