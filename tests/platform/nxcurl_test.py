@@ -54,6 +54,7 @@ class Client(unittest.TestCase):
                     for _ in range(length // len(again)):
                         connection.sendall(again)
                     connection.sendall(last)
+                    connection.unwrap()  # says that this was all, where nothing else does
                 except OSError:
                     pass  # the client has had enough
         server = threading.Thread(target=serve, daemon=True)

@@ -27,7 +27,6 @@ TEST_F(JsonUtilTest, ReadsJsonAndNothingElse) {
                                                          {"[\"abc", "Line 1, Column 2"},
                                                          {"[NaN]", "Line 1, Column 2"},
                                                          {R"(["\ud83d"])", "unicode"},
-                                                         {"[1e999]", "'1e999' is not a number"},
                                                          {Nested(42), "stackLimit"},
                                                          {std::string(1000000, '['), "stackLimit"}};
     for (const auto& [text, failure] : cases) {
