@@ -15,8 +15,8 @@ std::string Line(const std::string& label, const std::string& text, const std::s
     return indent + Cli::Pad(label, LABEL_WIDTH - indent.size()) + text + "\n";
 }
 
-std::string Wrapped(const std::string& label, const std::string& text) {
-    return Cli::Pad(label, LABEL_WIDTH) + Cli::Wrap(text, LABEL_WIDTH);
+std::string Wrapped(const std::string& label, const std::string& text, const std::string& indent = "") {
+    return indent + Cli::Pad(label, LABEL_WIDTH - indent.size()) + Cli::Wrap(text, LABEL_WIDTH);
 }
 
 std::string StateWords(const Json::Value& state, const Cli::Style& style) {
@@ -56,7 +56,7 @@ std::string UserText(const Json::Value& user, const Cli::Style& style) {
                        (user["signed_in"].asBool() ? " (signed in)" : "") + "\n";
     text += Line("access token", StateWords(user["access_token"], style), indent);
     text += Line("refresh token", StateWords(user["refresh_token"], style), indent);
-    text += Line("activation", ActivationWords(user["activation"], style), indent);
+    text += Wrapped("activation", ActivationWords(user["activation"], style), indent);
     text += Line("application token", StateWords(user["application_token"], style), indent);
     text += Line("records", RecordsWords(user["records"], style), indent);
     return text;
