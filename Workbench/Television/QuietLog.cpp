@@ -21,7 +21,7 @@ int __dlog_print(log_id_t /*log_id*/, int prio, const char* tag, const char* fmt
         std::array<char, 1024> text = {};
         va_list arguments;
         va_start(arguments, fmt);
-        std::vsnprintf(text.data(), text.size(), fmt, arguments);
+        static_cast<void>(std::vsnprintf(text.data(), text.size(), fmt, arguments));
         va_end(arguments);
         HttpError() = text.data();
     }
