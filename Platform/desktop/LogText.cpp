@@ -128,7 +128,8 @@ std::string Number(pid_t id) {
     return std::string(5 - std::min(digits.size(), std::size_t{5}), ' ') + digits;
 }
 
-/** The local time as "MM-DD HH:MM:SS.mmm+ZZZZ". */
+}  // namespace
+
 std::string Now() {
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
@@ -140,8 +141,6 @@ std::string Now() {
         '\0';
     return text.data();
 }
-
-}  // namespace
 
 std::string Head(std::string_view form, char priority, const char* tag) {
     static const std::string process = Number(getpid());

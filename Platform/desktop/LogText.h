@@ -11,6 +11,9 @@ namespace LogText {
 /** The longest message that the platform log takes, in bytes. */
 inline constexpr std::size_t LONGEST_MESSAGE = 4076;
 
+/** The local time as "MM-DD HH:MM:SS.mmm+ZZZZ". */
+std::string Now();
+
 /**
  * What stands before the message: "E/TAG     ( 1234): " as the log viewer's form brief has it, and the local
  * time before it in its other forms, time and threadtime.

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Cli {
@@ -35,6 +36,10 @@ std::string Wrap(const std::string& paragraph, std::size_t indent);
 
 /** An escaped text cut to the width, in columns, with an ellipsis where something is left out. */
 std::string Shorten(const std::string& text, std::size_t width);
+
+inline bool StartsWith(std::string_view text, std::string_view start) {
+    return text.substr(0, start.size()) == start;
+}
 
 std::string Join(const std::vector<std::string>& parts, const std::string& separator);
 

@@ -38,9 +38,7 @@ constexpr char KEYS[] = "keys/";
 constexpr char SETTINGS[] = "settings/";
 constexpr char RUNS[] = "runs/";
 
-bool StartsWith(const std::string& text, const std::string& start) {
-    return text.compare(0, start.size(), start) == 0;
-}
+using Cli::StartsWith;
 
 /** A text is kept as it is where JSON can hold it, and encoded otherwise. */
 Json::Value FromBytes(const std::string& bytes) {

@@ -14,6 +14,7 @@
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Files.h"
+#include "LogText.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 
@@ -58,17 +59,6 @@ std::vector<std::int64_t> Numbers() {
     }
     std::sort(numbers.begin(), numbers.end());
     return numbers;
-}
-
-/** "MM-DD HH:MM:SS.mmm+ZZZZ ", as the desktop's log has it. */
-std::string LocalTime() {
-    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> now(g_date_time_new_now_local(),
-                                                                       &g_date_time_unref);
-    const std::string milliseconds = std::to_string(1000 + g_date_time_get_microsecond(now.get()) / 1000);
-    const std::string format = "%m-%d %H:%M:%S." + milliseconds.substr(1) + "%z ";
-    const std::unique_ptr<char, decltype(&g_free)> text(g_date_time_format(now.get(), format.c_str()),
-                                                        &g_free);
-    return text.get();
 }
 
 const char* KindName(DeviceChange::Kind kind) {
@@ -144,7 +134,7 @@ RunKeeper::RunKeeper(char level) : m_level(level) {
 void RunKeeper::Take(const LogLine& line) {
     m_requests.Take(line);
     const bool hasTime = line.priority != '\0' && line.headAt > 0;
-    m_log << (hasTime ? "" : LocalTime()) << line.text << "\n" << std::flush;
+    m_log << (hasTime ? std::string() : LogText::Now() + " ") << line.text << "\n" << std::flush;
 }
 
 Json::Value RunKeeper::Summary(const RunOutcome& outcome, double seconds,

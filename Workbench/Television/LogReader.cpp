@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Cli/Json.h"
+#include "Cli/Text.h"
 #include "Util/JsonUtil.h"
 
 namespace Television {
@@ -56,9 +57,7 @@ LogLine Split(std::string text) {
     return line;
 }
 
-bool StartsWith(const std::string& text, const char* start) {
-    return text.compare(0, std::strlen(start), start) == 0;
-}
+using Cli::StartsWith;
 
 /** Cuts the beginning that the service gives what it caught. */
 std::string Cause(const std::string& message) {

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "Cli/Text.h"
+
 namespace Television {
 
 namespace {
@@ -12,9 +14,7 @@ constexpr char ACTIVATION[] = "activation";
 constexpr char APPLICATION_TOKEN[] = "application token";
 constexpr char DOWNLOAD[] = "download";
 
-bool StartsWith(const std::string& text, const char* start) {
-    return text.rfind(start, 0) == 0;
-}
+using Cli::StartsWith;
 
 Json::Value NumberAtEnd(const std::string& message) {
     return static_cast<Json::Int64>(std::strtoll(message.c_str() + message.rfind(' ') + 1, nullptr, 10));

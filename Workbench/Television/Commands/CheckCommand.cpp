@@ -48,9 +48,11 @@ void Check(bool json) {
 
 void AddCheck(Cli::Tool& tool) {
     const auto json = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command("check", "Look for what keeps this television from working",
-                                     R"(tv.ini, the folder and who may write to it, the certificates, what the
-authorisation server answers to a request by the service's own way, and the clock. The exit status is 1 when something is wrong.
+    CLI::App& command = tool.Command(
+        "check", "Look for what keeps this television from working",
+        R"(tv.ini, the folder and who may write to it, the certificates, what the authorisation server
+answers to a request by the service's own way, and the clock. The exit status is 1 when
+something is wrong.
 
 Examples:
   infosync-tv check

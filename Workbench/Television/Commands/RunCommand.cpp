@@ -141,12 +141,11 @@ std::string ChangeText(const DeviceChange& change, const Style& style) {
     }
 }
 
-std::string ChangesText(const Television::DeviceList& before, const Television::DeviceList& after,
+std::string ChangesText(const Television::DeviceList& after, const std::vector<DeviceChange>& changes,
                         const Style& style) {
     if (!after.problem.empty()) {
         return style(Colour::RED, after.problem) + "\n";
     }
-    const std::vector<DeviceChange> changes = Television::Compare(before, after);
     std::string text = "device list: " + Cli::Count(after.devices.size(), "device") +
                        (changes.empty() ? ", nothing changed" : "") + "\n";
     for (const DeviceChange& change : changes) {
@@ -206,11 +205,12 @@ void Run(const RunArguments& arguments) {
     const Style style(STDOUT_FILENO);
     const Television::DeviceList after = Television::ReadDeviceList();
     const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
-    const Json::Value summary = keeper.Summary(outcome, duration.count(), Television::Compare(before, after));
+    const std::vector<DeviceChange> changes = Television::Compare(before, after);
+    const Json::Value summary = keeper.Summary(outcome, duration.count(), changes);
     if (arguments.json) {
         std::cout << Cli::JsonText(summary);
     } else {
-        std::cout << ChangesText(before, after, style) << "run: "
+        std::cout << ChangesText(after, changes, style) << "run: "
                   << style(isSuccess ? Colour::GREEN : Colour::RED,
                            Cli::Escape(Television::OutcomeWords(outcome)))
                   << " (" << std::fixed << std::setprecision(2) << duration.count() << " s)\n";

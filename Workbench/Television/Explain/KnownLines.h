@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Cli/Text.h"
+
 namespace Explain {
 
 struct KnownLine {
@@ -23,8 +25,6 @@ const KnownLine* FindKnownLine(std::string_view message);
 /** The message without what the service puts before what it caught. */
 std::string_view Cause(std::string_view message);
 
-inline bool StartsWith(std::string_view text, std::string_view start) {
-    return text.substr(0, start.size()) == start;
-}
+using Cli::StartsWith;
 
 }  // namespace Explain

@@ -6,6 +6,7 @@
 
 #include "Cli/Duration.h"
 #include "Television/Explain/Pattern.h"
+#include "Television/LogReader.h"
 
 namespace Explain {
 
@@ -13,7 +14,7 @@ namespace {
 
 using Text = std::string_view;
 
-constexpr Text PRIORITIES = "VDIWEF";
+constexpr Text PRIORITIES = Television::LOG_LEVELS;
 constexpr char NOBODY[] = "Exit process";
 constexpr char NO_TOKEN[] = "fail to get access Token";
 constexpr std::size_t NUMBER_WIDTH = 7;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Cli/Text.h"
+#include "Television/LogReader.h"
 #include "Television/ServiceNames.h"
 
 namespace Explain {
@@ -13,7 +14,7 @@ constexpr char LOG_ENDS[] = "the log ends before the answer";
 
 /** Whether the log is known to hold lines of this priority. */
 bool Shows(const Run& run, char priority) {
-    constexpr std::string_view PRIORITIES = "VDIWEF";
+    constexpr std::string_view PRIORITIES = Television::LOG_LEVELS;
     return PRIORITIES.find(run.level) <= PRIORITIES.find(priority);
 }
 
