@@ -15,13 +15,8 @@ namespace TvFolder {
 
 namespace {
 
-std::string TakeText(char* text) {
-    const std::unique_ptr<char, decltype(&g_free)> owned(text, &g_free);
-    return owned.get();
-}
-
 std::string Join(const std::string& folder, const std::string& name) {
-    return TakeText(g_build_filename(folder.c_str(), name.c_str(), nullptr));
+    return folder + '/' + name;
 }
 
 bool IsPlainName(const std::string& name) {
