@@ -34,7 +34,7 @@ protected:
     }
 
     static Json::Value Rsp(const Answer& answer) {
-        return ParseJsonObject(*answer.body, "answer")["rsp"];
+        return ParseJsonObject(answer.body, "answer")["rsp"];
     }
 
     static std::string Error(const Answer& answer) {
@@ -55,7 +55,7 @@ protected:
     }
 
     TokenStore tokens{folder, [this] { return now; }};
-    AuthorizationServer server{users, tokens, false};
+    AuthorizationServer server{users, tokens};
 };
 
 TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
@@ -95,7 +95,7 @@ TEST_F(AuthorizationTest, CodeWorksOnceEvenAfterARestart) {
     EXPECT_EQ(Error(server.IssueToken(request)), "none");
     EXPECT_EQ(Error(server.IssueToken(request)), "invalid_grant");
     TokenStore restarted(folder, [this] { return now; });
-    EXPECT_EQ(Error(AuthorizationServer(users, restarted, false).IssueToken(request)), "invalid_grant");
+    EXPECT_EQ(Error(AuthorizationServer(users, restarted).IssueToken(request)), "invalid_grant");
 }
 
 TEST_F(AuthorizationTest, RefreshTokenStaysGoodUntilTheNextOneIsUsed) {
@@ -115,9 +115,9 @@ TEST_F(AuthorizationTest, TokensExpireAfterTheirLastSecond) {
     const std::string refresh = SignIn("n");
     const std::string access = tokens.Issue(ANN).accessToken;
     now += 3600;
-    EXPECT_EQ(tokens.AccessTokenOwner(access), ANN);
+    EXPECT_EQ(tokens.OwnerOf("access", access), ANN);
     now += 1;
-    EXPECT_EQ(tokens.AccessTokenOwner(access), std::nullopt);
+    EXPECT_EQ(tokens.OwnerOf("access", access), std::nullopt);
     now += 2'592'000;
     EXPECT_EQ(Refresh(refresh), "invalid_grant");
 }

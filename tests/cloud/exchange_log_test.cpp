@@ -4,7 +4,6 @@
 #include <csignal>
 
 #include "Cloud/Server/ExchangeLog.h"
-#include "Cloud/Util/Json.h"
 #include "Files.h"
 #include "cloud_folder.h"
 
@@ -21,31 +20,27 @@ Exchange Asked(const std::string& target, const std::string& body) {
     return exchange;
 }
 
-Json::Value After(const ExchangeLog& log, std::int64_t number) {
-    return ParseJsonObject("{\"list\":" + log.After(number) + "}", "log")["list"];
-}
-
 TEST(ExchangeLog, KeepsTheLastThousandInOrder) {
     ExchangeLog log(nullptr);
-    EXPECT_TRUE(After(log, 0).empty());
+    EXPECT_TRUE(log.After(0).empty());
     for (int i = 1; i <= 1003; ++i) {
         log.Add(Asked("/" + std::to_string(i), ""));
     }
-    const Json::Value all = After(log, 0);
+    const Json::Value all = log.After(0);
     EXPECT_EQ(all.size(), 1000U);
     EXPECT_EQ(all[0]["path"], "/4");
     EXPECT_EQ(all[0]["number"], 4);
-    EXPECT_EQ(After(log, 1002).size(), 1U);
-    EXPECT_EQ(After(log, 1002)[0]["path"], "/1003");
-    EXPECT_TRUE(After(log, 1003).empty());
-    EXPECT_TRUE(After(log, 9999).empty());
-    EXPECT_EQ(After(log, -1).size(), 1000U);
+    EXPECT_EQ(log.After(1002).size(), 1U);
+    EXPECT_EQ(log.After(1002)[0]["path"], "/1003");
+    EXPECT_TRUE(log.After(1003).empty());
+    EXPECT_TRUE(log.After(9999).empty());
+    EXPECT_EQ(log.After(-1).size(), 1000U);
 }
 
 TEST(ExchangeLog, TakesMessagesApartAndShortensLongBodies) {
     ExchangeLog log(nullptr);
     log.Add(Asked("/", std::string(ExchangeLog::LONGEST_BODY + 1, 'a')));
-    const Json::Value entry = After(log, 0)[0];
+    const Json::Value entry = log.After(0)[0];
     EXPECT_EQ(entry["request"]["headers"][1], "X: y");
     EXPECT_EQ(entry["request"]["headers"].size(), 2U);
     EXPECT_EQ(entry["request"]["body"].asString().size(), ExchangeLog::LONGEST_BODY);

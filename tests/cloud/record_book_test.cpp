@@ -33,7 +33,7 @@ protected:
     std::string Download(std::optional<std::int64_t> after) {
         const Selection selection = book->Select(ANN, after);
         EXPECT_EQ(selection.outcome, Outcome::Records);
-        const Json::Value answer = ParseJsonObject(*selection.body, "answer");
+        const Json::Value answer = ParseJsonObject(selection.body, "answer");
         mark = answer["meta"]["synced_timestamp"].asInt64();
         EXPECT_EQ(answer["records"].size(), selection.count);
         std::string records;

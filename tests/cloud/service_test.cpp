@@ -35,18 +35,18 @@ protected:
     }
 
     static int ResultCodeOf(const Answer& answer) {
-        return ParseJsonObject(*answer.body, "answer")["rcode"].asInt();
+        return ParseJsonObject(answer.body, "answer")["rcode"].asInt();
     }
 
     std::string AppToken() {
-        const auto activation = ParseJsonObject(*cloud.Activate(Request(ACTIVATION)).body, "answer");
+        const auto activation = ParseJsonObject(cloud.Activate(Request(ACTIVATION)).body, "answer");
         auto request = Request("");
         request.headers.emplace("x-kc-dvc-id", TextMember(activation, "dvcId"));
-        return TextMember(ParseJsonObject(*cloud.IssueAppToken(request).body, "answer"), "accessToken");
+        return TextMember(ParseJsonObject(cloud.IssueAppToken(request).body, "answer"), "accessToken");
     }
 
     TokenStore tokens{folder, [this] { return now; }};
-    CloudService cloud{folder, tokens, [this] { return now * 1000; }, false};
+    CloudService cloud{folder, users, tokens, [this] { return now * 1000; }};
     const std::string access = tokens.Issue(ANN).accessToken;
 };
 
@@ -71,12 +71,12 @@ TEST_F(ServiceTest, ActivationRefusesWrongHeadersAndBodies) {
 }
 
 TEST_F(ServiceTest, DeviceIdBelongsToOneUserAndLapses) {
-    const Activation activation = tokens.Activate(ANN, "C");
-    EXPECT_EQ(tokens.Activate(ANN, "C").deviceId, activation.deviceId);
-    EXPECT_TRUE(tokens.IsActivated(ANN, activation.deviceId));
-    EXPECT_FALSE(tokens.IsActivated("ben", activation.deviceId));
-    now = activation.expiresAt + 1;
-    EXPECT_FALSE(tokens.IsActivated(ANN, activation.deviceId));
+    const Ticket activation = tokens.Activate(ANN, "C");
+    EXPECT_EQ(tokens.Activate(ANN, "C").token, activation.token);
+    EXPECT_NE(tokens.Activate("ben", "C").token, activation.token);
+    EXPECT_EQ(tokens.OwnerOf("activation", activation.token), ANN);
+    now = activation.expires + 1;
+    EXPECT_EQ(tokens.OwnerOf("activation", activation.token), std::nullopt);
     auto request = Request("");
     request.headers.emplace("x-kc-dvc-id", "unknown");
     request.headers.find("x-kc-access-token")->second = tokens.Issue(ANN).accessToken;
@@ -138,27 +138,24 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
 }
 
 TEST_F(ServiceTest, WhatIsExpiredIsRefusedAtOnceAndAlsoByALaterServer) {
-    const auto lives = [this](TokenStore& store, const std::string& kind, const TokenPair& pair,
-                              const std::string& device, const std::string& ticket) {
-        return kind == "access"    ? store.AccessTokenOwner(pair.accessToken).has_value()
-               : kind == "refresh" ? store.RefreshTokenOwner(pair.refreshToken).has_value()
-               : kind == "app"     ? store.IsValidAppTicket(ticket)
-                                   : store.IsActivated(ANN, device);
-    };
-    for (const auto& kind : Settings::LifetimeNames()) {
+    const std::vector<std::string> kinds = Settings::LifetimeNames();
+    for (const auto& kind : kinds) {
         const TokenPair pair = tokens.Issue(ANN);
         const std::string other = tokens.Issue("ben").accessToken;
-        const std::string device = tokens.Activate(ANN, "C").deviceId;
-        const std::string ticket = tokens.IssueAppTicket(ANN).id;
+        const std::map<std::string, std::string> held = {{"access", pair.accessToken},
+                                                         {"refresh", pair.refreshToken},
+                                                         {"activation", tokens.Activate(ANN, "C").token},
+                                                         {"app", tokens.IssueAppTicket(ANN).token}};
         EXPECT_GE(tokens.Expire(kind, ANN), 1) << kind;
         EXPECT_EQ(tokens.Expire(kind, ANN), 0) << kind;
         TokenStore restarted(folder, [this] { return now; });
-        for (const auto& each : Settings::LifetimeNames()) {
-            EXPECT_EQ(lives(tokens, each, pair, device, ticket), each != kind) << each << " after " << kind;
-            EXPECT_EQ(lives(restarted, each, pair, device, ticket), each != kind)
-                << each << " after " << kind;
+        for (const auto& each : kinds) {
+            for (TokenStore* store : {&tokens, &restarted}) {
+                EXPECT_EQ(store->OwnerOf(each, held.at(each)).has_value(), each != kind)
+                    << each << " after " << kind;
+            }
         }
-        EXPECT_TRUE(tokens.AccessTokenOwner(other));
+        EXPECT_TRUE(tokens.OwnerOf("access", other));
     }
 }
 
@@ -181,7 +178,7 @@ TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSense) {
 TEST_F(ServiceTest, ExpiredMarkIsToldOnceAndOnlyToThoseWhoAskFromOne) {
     const std::string token = AppToken();
     const Answer full = cloud.Download(Download(token, {{"table_ver", "1"}}));
-    const auto mark = ParseJsonObject(*full.body, "answer")["meta"]["synced_timestamp"].asString();
+    const auto mark = ParseJsonObject(full.body, "answer")["meta"]["synced_timestamp"].asString();
     const auto marked =
         Download(token, {{"table_ver", "1"}, {"changed_after", mark}, {"coldStartable", "true"}});
     Files::Replace(folder.ExpiredMarkFile(ANN), "4009100\n");

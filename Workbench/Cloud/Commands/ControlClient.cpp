@@ -15,7 +15,6 @@ constexpr time_t CONNECTION_TIMEOUT_SECONDS = 5;
 // A busy server may take its time, over a body of many megabytes for example.
 constexpr time_t READ_TIMEOUT_SECONDS = 30;
 constexpr int OK = 200;
-constexpr int BAD_REQUEST = 400;
 constexpr int FORBIDDEN = 403;
 constexpr int HIGHEST_PORT = 65535;
 
@@ -31,7 +30,7 @@ Json::Value ControlClient::Get(const std::string& path) const {
 }
 
 Json::Value ControlClient::Post(const std::string& path, const Json::Value& body) const {
-    return Call("POST", path, CompactJson(body));
+    return Call("POST", path, AsciiJson(body));
 }
 
 void ControlClient::Delete(const std::string& path) const {
@@ -53,7 +52,6 @@ Json::Value ControlClient::FindServer() const {
 
 Json::Value ControlClient::Call(const std::string& method, const std::string& path,
                                 const std::string& body) const {
-    m_folder.RequireReady();
     const Json::Value server = FindServer();
     httplib::SSLClient client("127.0.0.1", server["control_port"].asInt());
     client.set_ca_cert_path(m_folder.CaFile());
@@ -78,9 +76,6 @@ Json::Value ControlClient::Call(const std::string& method, const std::string& pa
                          " began with another control.secret; stop it and start it again");
     }
     Json::Value answer = ParseJsonObject(result->body, "answer");
-    if (result->status == BAD_REQUEST) {
-        throw UsageError(TextMember(answer, "error"));
-    }
     if (result->status != OK) {
         throw CloudError(TextMember(answer, "error"));
     }

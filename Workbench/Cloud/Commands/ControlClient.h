@@ -9,15 +9,16 @@
 
 namespace LocalCloud {
 
+/**
+ * Each call throws CloudError that says how to start a server when none runs, that one does not answer, or
+ * why it does not do what it was asked.
+ */
 class ControlClient {
 public:
     explicit ControlClient(const Folder& folder) : m_folder(folder) {}
 
-    /** @throws CloudError that says how to start a server when none runs, or that one does not answer */
     Json::Value Get(const std::string& path) const;
-    /** @throws CloudError as above; UsageError when the server finds the request to make no sense */
     Json::Value Post(const std::string& path, const Json::Value& body) const;
-    /** @throws CloudError as above */
     void Delete(const std::string& path) const;
 
 private:

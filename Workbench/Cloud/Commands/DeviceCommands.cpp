@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "AuthData/CDeviceInfo.h"
-#include "Cli/FileLock.h"
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Values.h"
@@ -31,9 +30,8 @@ constexpr std::size_t ID_BYTES = 6;
 
 /** Changes a user's file, as one step for other commands and for the server. */
 void Edit(const std::string& login, const std::function<void(Json::Value& records)>& change) {
-    const Folder folder;
-    folder.RequireReady();
-    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
+    const Folder folder = Folder::Ready();
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
     const Users users(folder);
     Json::Value document = users.Load(login);
     change(document["records"]);
@@ -98,9 +96,7 @@ void RemoveDevice(const DeviceArguments& arguments) {
 }
 
 void ListDevices(const DeviceArguments& arguments) {
-    const Folder folder;
-    folder.RequireReady();
-    const Json::Value document = Users(folder).Load(arguments.login);
+    const Json::Value document = Users(Folder::Ready()).Load(arguments.login);
     if (arguments.json) {
         std::cout << Cli::JsonText(document["records"]);
         return;
@@ -125,10 +121,6 @@ Cli::Candidates DeviceCandidates(const std::string& login) {
     return candidates;
 }
 
-void AddUser(Cli::Tool& tool, CLI::App& command, const Arguments& arguments) {
-    tool.Offer(command.add_option("USER", arguments->login), &LoginCandidates)->required();
-}
-
 void AddId(Cli::Tool& tool, CLI::App& command, const Arguments& arguments) {
     tool.Offer(command.add_option("ID", arguments->id),
                [arguments] { return DeviceCandidates(arguments->login); })
@@ -143,7 +135,7 @@ Examples:
   infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22
   infosync-cloud device add ann@example.com Headset AA:BB:CC:00:11:23 \
       --id headset --no-audio-sink)");
-    AddUser(tool, command, arguments);
+    AddLogin(tool, command, arguments->login);
     command.add_option("NAME", arguments->name)->required()->check(Cli::Utf8());
     command.add_option("ADDRESS", arguments->address)->required()->check(Cli::BluetoothAddress());
     command.add_option("--id", arguments->id, "the record's id (default: a new one)")
@@ -169,7 +161,7 @@ void AddDeviceCommands(Cli::Tool& tool) {
     CLI::App& rename =
         tool.Command("device rename", "Give a device another name",
                      "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'");
-    AddUser(tool, rename, arguments);
+    AddLogin(tool, rename, arguments->login);
     AddId(tool, rename, arguments);
     rename.add_option("NAME", arguments->name)->required()->check(Cli::Utf8());
     rename.callback([arguments] { RenameDevice(*arguments); });
@@ -177,13 +169,13 @@ void AddDeviceCommands(Cli::Tool& tool) {
     CLI::App& remove =
         tool.Command("device remove", "Remove a device; clients learn of it with their next download",
                      "Example:\n  infosync-cloud device remove ann@example.com headset");
-    AddUser(tool, remove, arguments);
+    AddLogin(tool, remove, arguments->login);
     AddId(tool, remove, arguments);
     remove.callback([arguments] { RemoveDevice(*arguments); });
 
     CLI::App& list = tool.Command("device list", "Show a user's devices",
                                   "Example:\n  infosync-cloud device list ann@example.com --json");
-    AddUser(tool, list, arguments);
+    AddLogin(tool, list, arguments->login);
     list.add_flag("--json", arguments->json, JSON_HELP);
     list.callback([arguments] { ListDevices(*arguments); });
 }

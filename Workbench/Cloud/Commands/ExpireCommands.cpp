@@ -1,25 +1,44 @@
-#include <ctime>
+#include <glib.h>
+
 #include <iostream>
 #include <memory>
 
-#include "Cli/FileLock.h"
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Service/Users.h"
-#include "Cloud/Util/Errors.h"
 #include "Files.h"
 
 namespace LocalCloud {
 
 namespace {
 
+/** What can be ended at once. */
+struct Kind {
+    const char* name;
+    const char* noun;
+    const char* refusal;
+    /** When that is seen: the client itself believes that it may still use what it holds. */
+    const char* shows;
+};
+
+constexpr Kind KINDS[] = {
+    {"access", "access token", "The cloud refuses them from now on, with 4010001.",
+     "when a television next activates itself or asks for an application token"},
+    {"refresh", "refresh token", "The authorisation server refuses them from now on.",
+     "when a television's access token has run out (infosync-cloud lifetime access)"},
+    {"activation", "activation", "The cloud refuses their device ids from now on, with 4030002.",
+     "when a television next asks for an application token"},
+    {"app", "application token", "The cloud refuses them from now on, with 4010002.",
+     "with a television's next download"},
+};
+
 /** In the running server, or where none runs in the folder, which none can take meanwhile. */
 std::int64_t Expire(const Folder& folder, const std::string& kind, const std::string& login) {
-    const Cli::FileLock alone(folder.StateFile("serve.lock"), Cli::FileLock::Wait::NO);
+    const Cli::FileLock alone = folder.LockForServing();
     if (alone.IsHeld()) {
-        return TokenStore(folder, [] { return std::int64_t{std::time(nullptr)}; }).Expire(kind, login);
+        return TokenStore(folder, [] { return g_get_real_time() / G_USEC_PER_SEC; }).Expire(kind, login);
     }
     Json::Value what;
     what["kind"] = kind;
@@ -27,29 +46,28 @@ std::int64_t Expire(const Folder& folder, const std::string& kind, const std::st
     return ControlClient(folder).Post("/expire", what)["expired"].asInt64();
 }
 
-void AddExpire(Cli::Tool& tool, const std::string& kind, const std::string& noun,
-               const std::string& consequence) {
+void AddExpire(Cli::Tool& tool, const Kind& kind) {
     const auto login = std::make_shared<std::string>();
-    CLI::App& command = tool.Command(
-        "expire " + kind, "End a user's " + noun + "s now",
-        consequence +
-            " The client believes that it may still use them.\n\nExample:\n  infosync-cloud expire " + kind +
-            " ann@example.com");
-    tool.Offer(command.add_option("USER", *login), &LoginCandidates)->required();
-    command.callback([kind, noun, login] {
-        const Folder folder;
-        folder.RequireReady();
-        const std::int64_t expired = Expire(folder, kind, *login);
+    CLI::App& command =
+        tool.Command(std::string("expire ") + kind.name, std::string("End a user's ") + kind.noun + "s now",
+                     std::string(kind.refusal) +
+                         " The client believes that it may still use them.\n\nExample:\n  infosync-cloud "
+                         "expire " +
+                         kind.name + " ann@example.com");
+    AddLogin(tool, command, *login);
+    command.callback([kind, login] {
+        const Folder folder = Folder::Ready();
+        const std::int64_t expired = Expire(folder, kind.name, *login);
         if (expired == 0) {
             Users(folder).RequireExists(*login);
         }
-        std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), noun) << "\n";
+        std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), kind.noun) << "\n";
+        std::cout << (expired > 0 ? std::string("It shows ") + kind.shows + ".\n" : "");
     });
 }
 
 void ExpireMark(const std::string& login, const std::string& code) {
-    const Folder folder;
-    folder.RequireReady();
+    const Folder folder = Folder::Ready();
     Users(folder).RequireExists(login);
     Files::Replace(folder.ExpiredMarkFile(login), code + "\n");
     std::cout << "The next download of " << login << " that asks from a mark is refused with " << code
@@ -57,8 +75,8 @@ void ExpireMark(const std::string& login, const std::string& code) {
 }
 
 void AddExpireMark(Cli::Tool& tool) {
-    const std::string tooOld = std::to_string(static_cast<int>(ResultCode::MarkTooOld));
-    const std::string unknown = std::to_string(static_cast<int>(ResultCode::MarkUnknown));
+    const std::string tooOld = TextOf(ResultCode::MarkTooOld);
+    const std::string unknown = TextOf(ResultCode::MarkUnknown);
     const auto login = std::make_shared<std::string>();
     const auto code = std::make_shared<std::string>(tooOld);
     CLI::App& command =
@@ -67,7 +85,7 @@ void AddExpireMark(Cli::Tool& tool) {
 
 Example:
   infosync-cloud expire mark ann@example.com --code 4000002)");
-    tool.Offer(command.add_option("USER", *login), &LoginCandidates)->required();
+    AddLogin(tool, command, *login);
     tool.OneOf(command.add_option("--code", *code,
                                   tooOld + " (too old, the default) or " + unknown + " (unknown)"),
                {tooOld, unknown})
@@ -78,11 +96,9 @@ Example:
 }  // namespace
 
 void AddExpireCommands(Cli::Tool& tool) {
-    AddExpire(tool, "access", "access token", "The cloud refuses them from now on, with 4010001.");
-    AddExpire(tool, "refresh", "refresh token", "The authorisation server refuses them from now on.");
-    AddExpire(tool, "activation", "activation",
-              "The cloud refuses their device ids from now on, with 4030002.");
-    AddExpire(tool, "app", "application token", "The cloud refuses them from now on, with 4010002.");
+    for (const Kind& kind : KINDS) {
+        AddExpire(tool, kind);
+    }
     AddExpireMark(tool);
 }
 

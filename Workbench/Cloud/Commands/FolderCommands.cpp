@@ -3,7 +3,6 @@
 #include <iostream>
 #include <memory>
 
-#include "Cli/FileLock.h"
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
@@ -34,18 +33,8 @@ void Init(bool json) {
               << "\n";
 }
 
-void AddInit(Cli::Tool& tool) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& command =
-        tool.Command("init", "Make the cloud's folder: users, certificates, settings",
-                     "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud");
-    command.add_flag("--json", *json, JSON_HELP);
-    command.callback([json] { Init(*json); });
-}
-
 void ShowLifetimes(bool json) {
-    const Folder folder;
-    folder.RequireReady();
+    const Folder folder = Folder::Ready();
     const Settings settings(folder.SettingsFile());
     Json::Value value;
     Cli::Table table({"NAME", "SECONDS"});
@@ -58,9 +47,8 @@ void ShowLifetimes(bool json) {
 }
 
 void SetLifetime(const std::string& name, std::int64_t seconds) {
-    const Folder folder;
-    folder.RequireReady();
-    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
+    const Folder folder = Folder::Ready();
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
     Settings(folder.SettingsFile()).SetLifetime(name, seconds);
     std::cout << name << ": " << seconds << " s from the next one on\n";
 }
@@ -98,7 +86,8 @@ Examples:
 }  // namespace
 
 void AddFolderCommands(Cli::Tool& tool) {
-    AddInit(tool);
+    AddJsonCommand(tool, "init", "Make the cloud's folder: users, certificates, settings",
+                   "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud", &Init);
     AddLifetime(tool);
 }
 

@@ -44,76 +44,74 @@ void MaskMessage(Json::Value& message, Cli::Masker& masker) {
     message["body"] = masker.Mask(TextMember(message, "body"));
 }
 
-class Display {
+Json::Value Masked(Json::Value exchange, Cli::Masker& masker) {
+    exchange["path"] = masker.Mask(TextMember(exchange, "path"));
+    MaskMessage(exchange["request"], masker);
+    MaskMessage(exchange["response"], masker);
+    return exchange;
+}
+
+/** Those after the one of this number that are wanted, as they are to be shown. */
+class Exchanges {
 public:
-    explicit Display(const Wanted& wanted) : m_wanted(wanted), m_style(STDOUT_FILENO) {}
+    explicit Exchanges(const Wanted& wanted)
+        : m_wanted(wanted), m_since(ParseMoment(wanted.since).value_or("")) {}
 
-    void Show(Json::Value exchange) {
-        if (!m_wanted.showSecrets) {
-            exchange["path"] = m_masker.Mask(TextMember(exchange, "path"));
-            MaskMessage(exchange["request"], m_masker);
-            MaskMessage(exchange["response"], m_masker);
+    /** What came since the last call. */
+    Json::Value Next() {
+        Json::Value list = Json::arrayValue;
+        const Json::Value answer = m_client.Get("/exchanges?after=" + std::to_string(m_last));
+        for (const auto& exchange : answer["exchanges"]) {
+            m_last = IntegerMember(exchange, "number");
+            if (TextMember(exchange, "time") >= m_since) {
+                list.append(m_wanted.showSecrets ? exchange : Masked(exchange, m_masker));
+            }
         }
-        if (m_wanted.json && !m_wanted.follow) {
-            m_list.append(exchange);
-        } else if (m_wanted.json) {
-            std::cout << CompactJson(exchange) << "\n";
-        } else if (m_wanted.number > 0) {
-            std::cout << ExchangeInFull(exchange);
-        } else {
-            std::cout << IntegerMember(exchange, "number") << " " << ExchangeLine(exchange, m_style) << "\n";
-        }
-    }
-
-    /** What can be written only when all is there: with --json, one array. */
-    void End() const {
-        if (m_wanted.json && !m_wanted.follow) {
-            std::cout << Cli::JsonText(m_wanted.number > 0 ? m_list[0] : m_list);
-        }
+        return list;
     }
 
 private:
     const Wanted& m_wanted;
-    Cli::Style m_style;
+    std::string m_since;
+    ControlClient m_client{Folder::Ready()};
     Cli::Masker m_masker;
-    Json::Value m_list = Json::arrayValue;
+    std::int64_t m_last = 0;
 };
 
-Json::Value ExchangesAfter(const ControlClient& client, std::int64_t number) {
-    return client.Get("/exchanges?after=" + std::to_string(number))["exchanges"];
+void ShowOne(const Wanted& wanted) {
+    for (const auto& exchange : Exchanges(wanted).Next()) {
+        if (IntegerMember(exchange, "number") == wanted.number) {
+            std::cout << (wanted.json ? Cli::JsonText(exchange) : ExchangeInFull(exchange));
+            return;
+        }
+    }
+    throw CloudError("exchange " + std::to_string(wanted.number) +
+                     " is not among those that are remembered; see: infosync-cloud requests");
 }
 
-void ShowOne(const Wanted& wanted) {
-    const Json::Value exchanges = ExchangesAfter(ControlClient(Folder()), wanted.number - 1);
-    if (exchanges.empty() || exchanges[0]["number"] != Json::Int64(wanted.number)) {
-        throw CloudError("exchange " + std::to_string(wanted.number) +
-                         " is not among those that are remembered; see: infosync-cloud requests");
+void ShowLines(const Json::Value& exchanges, bool json) {
+    const Cli::Style style(STDOUT_FILENO);
+    for (const auto& exchange : exchanges) {
+        if (json) {
+            std::cout << AsciiJson(exchange) << "\n";
+        } else {
+            std::cout << IntegerMember(exchange, "number") << " " << ExchangeLine(exchange, style) << "\n";
+        }
     }
-    Display display(wanted);
-    display.Show(exchanges[0]);
-    display.End();
+    std::cout.flush();
 }
 
 void ShowAll(const Wanted& wanted) {
-    const ControlClient client{Folder()};
-    const std::string since = ParseMoment(wanted.since).value_or("");
-    Display display(wanted);
-    std::int64_t last = 0;
-    const auto showNew = [&] {
-        for (const auto& exchange : ExchangesAfter(client, last)) {
-            last = IntegerMember(exchange, "number");
-            if (TextMember(exchange, "time") >= since) {
-                display.Show(exchange);
-            }
-        }
-        std::cout.flush();
-    };
-    showNew();
+    Exchanges exchanges(wanted);
+    if (wanted.json && !wanted.follow) {
+        std::cout << Cli::JsonText(exchanges.Next());
+        return;
+    }
+    ShowLines(exchanges.Next(), wanted.json);
     while (wanted.follow && std::cout) {
         std::this_thread::sleep_for(BETWEEN_LOOKS);
-        showNew();
+        ShowLines(exchanges.Next(), wanted.json);
     }
-    display.End();
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 #include <iostream>
 #include <memory>
 #include <thread>
+#include <utility>
 
-#include "Cli/FileLock.h"
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
@@ -27,11 +27,7 @@ void Serve(const ServeOptions& options, bool detach) {
             std::cout << "infosync-cloud: " << where << std::endl;
         }
     };
-    if (detach) {
-        say(ServeDetached(Folder(), options));
-    } else {
-        ServeUntilStopped(Folder(), options, say);
-    }
+    (detach ? ServeDetached : ServeUntilStopped)(Folder(), options, say);
 }
 
 void AddServe(Cli::Tool& tool) {
@@ -57,33 +53,28 @@ Examples:
     command.callback([options, detach] { Serve(*options, *detach); });
 }
 
-void PrintStatus(const Json::Value& status) {
-    const std::vector<std::pair<const char*, const char*>> shown = {
-        {"address", "address"},
-        {"ca_file", "CA file"},
-        {"pid", "process"},
-        {"uptime_seconds", "running for (s)"},
-        {"requests", "requests"},
-        {"connections", "connections"},
-        {"full_handshakes", "full handshakes"},
-        {"resumed_handshakes", "resumed handshakes"},
-        {"failed_handshakes", "failed handshakes"},
-        {"planned_faults", "planned faults"}};
+std::string StatusTable(const Json::Value& status) {
+    constexpr std::pair<const char*, const char*> SHOWN[] = {{"address", "address"},
+                                                             {"ca_file", "CA file"},
+                                                             {"pid", "process"},
+                                                             {"uptime_seconds", "running for (s)"},
+                                                             {"requests", "requests"},
+                                                             {"connections", "connections"},
+                                                             {"full_handshakes", "full handshakes"},
+                                                             {"resumed_handshakes", "resumed handshakes"},
+                                                             {"failed_handshakes", "failed handshakes"},
+                                                             {"planned_faults", "planned faults"}};
     Cli::Table table({"SERVER", ""});
-    for (const auto& [member, name] : shown) {
+    for (const auto& [member, name] : SHOWN) {
         table.Add({name, status[member].asString()});
     }
-    std::cout << table.Text(Cli::Style(STDOUT_FILENO));
+    return table.Text(Cli::Style(STDOUT_FILENO));
 }
 
 void Status(bool json) {
     try {
-        const Json::Value status = ControlClient(Folder()).Get("/status");
-        if (json) {
-            std::cout << Cli::JsonText(status);
-        } else {
-            PrintStatus(status);
-        }
+        const Json::Value status = ControlClient(Folder::Ready()).Get("/status");
+        std::cout << (json ? Cli::JsonText(status) : StatusTable(status));
     } catch (const CloudError&) {
         if (json) {
             std::cout << "{ \"running\" : false }\n";
@@ -92,24 +83,12 @@ void Status(bool json) {
     }
 }
 
-void AddStatus(Cli::Tool& tool) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command("status", "Show the running server: where it listens, what it counted",
-                                     R"(The exit status is 1 when none runs.
-
-Example:
-  infosync-cloud status --json)");
-    command.add_flag("--json", *json, JSON_HELP);
-    command.callback([json] { Status(*json); });
-}
-
 void Stop() {
-    const Folder folder;
-    const ControlClient client(folder);
-    client.Post("/stop", Json::objectValue);
+    const Folder folder = Folder::Ready();
+    ControlClient(folder).Post("/stop", Json::objectValue);
     // The lock is let go of when the process has ended.
     const auto last = std::chrono::steady_clock::now() + LONGEST_END;
-    while (!Cli::FileLock(folder.StateFile("serve.lock"), Cli::FileLock::Wait::NO).IsHeld()) {
+    while (!folder.LockForServing().IsHeld()) {
         if (std::chrono::steady_clock::now() > last) {
             throw CloudError("the server on " + folder.Path() + " was told to end and has not after " +
                              std::to_string(LONGEST_END.count()) + " s; see: infosync-cloud status");
@@ -123,7 +102,12 @@ void Stop() {
 
 void AddServerCommands(Cli::Tool& tool) {
     AddServe(tool);
-    AddStatus(tool);
+    AddJsonCommand(tool, "status", "Show the running server: where it listens, what it counted",
+                   R"(The exit status is 1 when none runs.
+
+Example:
+  infosync-cloud status --json)",
+                   &Status);
     tool.Command("stop", "End the running server").callback(&Stop);
 }
 

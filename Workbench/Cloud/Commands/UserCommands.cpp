@@ -3,7 +3,6 @@
 #include <iostream>
 #include <memory>
 
-#include "Cli/FileLock.h"
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
@@ -14,17 +13,15 @@ namespace LocalCloud {
 namespace {
 
 void AddUser(const std::string& login) {
-    const Folder folder;
-    folder.RequireReady();
-    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
+    const Folder folder = Folder::Ready();
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
     const bool added = Users(folder).Add(login);
     std::cout << (added ? "added " : "there already: ") << login << ", devices in "
               << folder.RecordsFile(login) << "\n";
 }
 
 void ListUsers(bool json) {
-    const Folder folder;
-    folder.RequireReady();
+    const Folder folder = Folder::Ready();
     Json::Value value = Json::arrayValue;
     Cli::Table table({"USER", "FILE"});
     for (const auto& login : Users(folder).List()) {
@@ -38,22 +35,13 @@ void ListUsers(bool json) {
 }
 
 void RemoveUser(const std::string& login) {
-    const Folder folder;
-    folder.RequireReady();
-    const Cli::FileLock oneAtATime(folder.StateFile("edit.lock"), Cli::FileLock::Wait::YES);
+    const Folder folder = Folder::Ready();
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
     Users(folder).Remove(login);
     std::cout << "removed " << login << "\n";
 }
 
 }  // namespace
-
-Cli::Candidates LoginCandidates() {
-    Cli::Candidates candidates;
-    for (const auto& login : Users(Folder()).List()) {
-        candidates.push_back({login, ""});
-    }
-    return candidates;
-}
 
 void AddUserCommands(Cli::Tool& tool) {
     const auto login = std::make_shared<std::string>();
@@ -62,16 +50,13 @@ void AddUserCommands(Cli::Tool& tool) {
     add.add_option("LOGIN", *login)->required();
     add.callback([login] { AddUser(*login); });
 
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& list =
-        tool.Command("user list", "Show the users", "Example:\n  infosync-cloud user list --json");
-    list.add_flag("--json", *json, JSON_HELP);
-    list.callback([json] { ListUsers(*json); });
+    AddJsonCommand(tool, "user list", "Show the users", "Example:\n  infosync-cloud user list --json",
+                   &ListUsers);
 
     CLI::App& remove = tool.Command("user remove", "Remove a user with all devices",
                                     "The user's tokens are refused from then on.\n\n"
                                     "Example:\n  infosync-cloud user remove ann@example.com");
-    tool.Offer(remove.add_option("LOGIN", *login), &LoginCandidates)->required();
+    AddLogin(tool, remove, *login, "LOGIN");
     remove.callback([login] { RemoveUser(*login); });
 }
 

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <utility>
 
-#include "Cloud/Server/ConnectionThreads.h"
 #include "Cloud/Server/Delivery.h"
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Util/Errors.h"
@@ -18,6 +17,8 @@ namespace {
 constexpr char LOOPBACK[] = "127.0.0.1";
 constexpr char JSON_TYPE[] = "application/json;charset=UTF-8";
 
+// A client may keep its connections as long as it likes: enough for a fleet of simulated televisions.
+constexpr std::size_t THREADS = 256;
 constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;
 constexpr std::size_t LARGEST_REQUEST = 1U << 20U;
 constexpr time_t SOCKET_TIMEOUT_SECONDS = 10;
@@ -48,14 +49,6 @@ using SetUp = std::function<void(httplib::Request&)>;
                                                                const SetUp&),
                               httplib::Stream& stream, bool& closed) {
     return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
-}
-
-void SetBody(httplib::Response& response, const std::shared_ptr<const std::string>& body) {
-    // A provider sends the shared text as it lies in memory.
-    response.set_content_provider(body->size(), JSON_TYPE,
-                                  [body](std::size_t offset, std::size_t length, httplib::DataSink& sink) {
-                                      return sink.write(body->data() + offset, length);
-                                  });
 }
 
 void SetFaultAnswer(httplib::Response& response, const Fault& fault) {
@@ -101,7 +94,7 @@ std::string NoteOf(const std::optional<Fault>& fault) {
 
 CloudServer::CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, ExchangeLog& exchanges)
     : m_tls(tls), m_faults(faults), m_console(console), m_exchanges(exchanges) {
-    new_task_queue = [] { return new ConnectionThreads; };
+    new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
     set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
     set_keep_alive_timeout(KEEP_ALIVE.count());
     set_payload_max_length(LARGEST_REQUEST);
@@ -141,7 +134,7 @@ void CloudServer::SetUpErrorAnswers() {
                 : response.status == 404 ? Refusal(ResultCode::NotFound, "there is nothing here")
                                          : Refusal(ResultCode::BadRequest, "this is no request");
             exchange.decided = answer.decided;
-            response.set_content(*answer.body, JSON_TYPE);
+            response.set_content(answer.body, JSON_TYPE);
         }));
 }
 
@@ -169,34 +162,44 @@ int CloudServer::Bind(int port) {
 }
 
 void CloudServer::EndConnections() {
-    m_stop.Raise();
-    const std::lock_guard<std::mutex> lock(m_socketsMutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_ends = true;
     for (const socket_t socket : m_sockets) {
         ::shutdown(socket, SHUT_RDWR);
     }
 }
 
+CloudServer::Counts CloudServer::Counted() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_counts;
+}
+
+void CloudServer::Count(const char* what) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_counts[what];
+}
+
 bool CloudServer::process_and_close_socket(socket_t socket) {
     {
-        const std::lock_guard<std::mutex> lock(m_socketsMutex);
+        const std::lock_guard<std::mutex> lock(m_mutex);
         m_sockets.insert(socket);
+        if (m_ends) {
+            ::shutdown(socket, SHUT_RDWR);
+        }
     }
     try {
         ServeConnection(socket);
     } catch (const std::exception& error) {
         m_console.Complain(std::string("a connection is lost: ") + error.what());
     }
-    const std::lock_guard<std::mutex> lock(m_socketsMutex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
     m_sockets.erase(socket);
     ::close(socket);
     return true;
 }
 
 void CloudServer::ServeConnection(socket_t socket) {
-    if (m_stop.IsRaised()) {
-        return;
-    }
-    ++m_statistics.connections;
+    Count("connections");
     SetSocketOptions(socket);
     const auto fault = m_faults.TakeForConnection();
     if (fault && fault->kind == FaultKind::Plain) {
@@ -211,7 +214,7 @@ void CloudServer::ServeConnection(socket_t socket) {
     Connection connection(session.get(), socket);
     bool goesOn = true;
     bool asked = false;
-    while (goesOn && !m_stop.IsRaised() && connection.WaitForRequest(KEEP_ALIVE)) {
+    while (goesOn && connection.WaitForRequest(KEEP_ALIVE)) {
         if (fault && !asked) {
             m_console.ShowConnection("TLS handshake accepted by the client all the same" + NoteOf(fault));
         }
@@ -230,13 +233,12 @@ void CloudServer::ServeConnection(socket_t socket) {
 SslSession CloudServer::Handshake(socket_t socket, const std::optional<Fault>& fault) {
     SslSession session = m_tls.NewSession(socket, fault);
     ERR_clear_error();
-    const bool accepted = SSL_accept(session.get()) == 1;
-    if (!accepted) {
-        ++m_statistics.failedHandshakes;
+    if (SSL_accept(session.get()) != 1) {
+        Count("failed_handshakes");
         m_console.ShowConnection("TLS handshake failed: " + LastTlsError() + NoteOf(fault));
         return nullptr;
     }
-    ++(SSL_session_reused(session.get()) == 1 ? m_statistics.resumedHandshakes : m_statistics.fullHandshakes);
+    Count(SSL_session_reused(session.get()) == 1 ? "resumed_handshakes" : "full_handshakes");
     return session;
 }
 
@@ -250,10 +252,10 @@ bool CloudServer::ServeRequest(Connection& connection) {
     }
     exchange.request = connection.TakeRequest();
     exchange.answer = connection.TakeAnswer();
-    ++m_statistics.requests;
+    Count("requests");
     // Before the answer goes out: who has it finds the exchange recorded.
     m_console.Show(m_exchanges.Add(exchange));
-    return Deliver(exchange, connection, m_stop) && goesOn && !exchange.closes;
+    return Deliver(exchange.answer, exchange.fault, connection) && goesOn && !exchange.closes;
 }
 
 void CloudServer::Respond(const Endpoint& endpoint, const Handler& handler, const httplib::Request& request,
@@ -278,7 +280,7 @@ void CloudServer::Respond(const Endpoint& endpoint, const Handler& handler, cons
     exchange.decided = answer.decided;
     exchange.login = answer.login;
     response.status = answer.status;
-    SetBody(response, answer.body);
+    response.set_content(answer.body, JSON_TYPE);
 }
 
 }  // namespace LocalCloud

@@ -3,13 +3,11 @@
 
 #include <httplib.h>
 
-#include <array>
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -18,25 +16,17 @@
 #include "Cloud/Server/Endpoint.h"
 #include "Cloud/Server/ExchangeLog.h"
 #include "Cloud/Server/FaultPlan.h"
-#include "Cloud/Server/StopSignal.h"
 #include "Cloud/Server/TlsContexts.h"
 #include "Cloud/Service/Answer.h"
 
 namespace LocalCloud {
 
-/** Counted since the server began. */
-struct Statistics {
-    std::atomic<std::int64_t> connections{0};
-    std::atomic<std::int64_t> fullHandshakes{0};
-    std::atomic<std::int64_t> resumedHandshakes{0};
-    std::atomic<std::int64_t> failedHandshakes{0};
-    std::atomic<std::int64_t> requests{0};
-};
-
 /** Listens on 127.0.0.1 only. */
 class CloudServer : public httplib::Server {
 public:
     using Handler = std::function<Answer(const httplib::Request&)>;
+    /** How often what happened since the server began, by name. */
+    using Counts = std::map<std::string, std::int64_t>;
 
     /** All must outlive the server. */
     CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, ExchangeLog& exchanges);
@@ -49,9 +39,7 @@ public:
     /** Ends every connection, and from now on each new one, waiting for none. */
     void EndConnections();
 
-    const Statistics& Counted() const {
-        return m_statistics;
-    }
+    Counts Counted();
 
 private:
     bool process_and_close_socket(socket_t socket) override;
@@ -62,15 +50,20 @@ private:
     void Respond(const Endpoint& endpoint, const Handler& handler, const httplib::Request& request,
                  httplib::Response& response);
     void SetUpErrorAnswers();
+    void Count(const char* what);
 
     const TlsContexts& m_tls;
     FaultPlan& m_faults;
     Console& m_console;
     ExchangeLog& m_exchanges;
-    Statistics m_statistics;
-    StopSignal m_stop;
-    std::mutex m_socketsMutex;
+    std::mutex m_mutex;
+    bool m_ends = false;
     std::set<socket_t> m_sockets;
+    Counts m_counts = {{"requests", 0},
+                       {"connections", 0},
+                       {"full_handshakes", 0},
+                       {"resumed_handshakes", 0},
+                       {"failed_handshakes", 0}};
 };
 
 }  // namespace LocalCloud

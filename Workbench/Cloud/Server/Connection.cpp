@@ -4,15 +4,10 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace LocalCloud {
-
-namespace {
-
-constexpr std::size_t LARGEST_PIECE = 1U << 30U;  // what OpenSSL takes is an int
-
-}  // namespace
 
 bool Connection::WaitForRequest(std::chrono::milliseconds time) {
     pollfd descriptor = {m_socket, POLLIN, 0};
@@ -21,25 +16,17 @@ bool Connection::WaitForRequest(std::chrono::milliseconds time) {
            ((!waits || ::poll(&descriptor, 1, static_cast<int>(time.count())) > 0) && Fill());
 }
 
+bool Connection::Pause(double seconds) const {
+    // What nobody asks for is told all the same: that the connection was shut down.
+    pollfd descriptor = {m_socket, 0, 0};
+    const double milliseconds = std::ceil(seconds * 1000);
+    return ::poll(&descriptor, 1, static_cast<int>(milliseconds)) == 0;
+}
+
 bool Connection::Send(const char* data, std::size_t size) {
-    while (size > 0 && !m_broken) {
-        ERR_clear_error();
-        const int written = SSL_write(m_ssl, data, static_cast<int>(std::min(size, LARGEST_PIECE)));
-        if (written <= 0) {
-            m_broken = true;
-        } else {
-            data += written;
-            size -= static_cast<std::size_t>(written);
-        }
-    }
-    return !m_broken;
-}
-
-bool Connection::is_readable() const {
-    return !m_broken;
-}
-
-bool Connection::is_writable() const {
+    ERR_clear_error();
+    std::size_t written = 0;
+    m_broken = m_broken || (size > 0 && SSL_write_ex(m_ssl, data, size, &written) != 1);
     return !m_broken;
 }
 
@@ -62,14 +49,6 @@ ssize_t Connection::read(char* data, size_t size) {
 ssize_t Connection::write(const char* data, size_t size) {
     m_answer.append(data, size);
     return static_cast<ssize_t>(size);
-}
-
-void Connection::get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const {}
-
-void Connection::get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const {}
-
-socket_t Connection::socket() const {
-    return m_socket;
 }
 
 bool Connection::Fill() {

@@ -30,16 +30,24 @@ public:
     std::string TakeAnswer() {
         return std::exchange(m_answer, {});
     }
+    /** Waits, unless the connection ends meanwhile. @return whether it goes on */
+    bool Pause(double seconds) const;
     /** @return whether all was sent */
     bool Send(const char* data, std::size_t size);
 
-    bool is_readable() const override;
-    bool is_writable() const override;
+    bool is_readable() const override {
+        return !m_broken;
+    }
+    bool is_writable() const override {
+        return !m_broken;
+    }
     ssize_t read(char* data, size_t size) override;
     ssize_t write(const char* data, size_t size) override;
-    void get_remote_ip_and_port(std::string& ip, int& port) const override;
-    void get_local_ip_and_port(std::string& ip, int& port) const override;
-    socket_t socket() const override;
+    void get_remote_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+    void get_local_ip_and_port(std::string& /*ip*/, int& /*port*/) const override {}
+    socket_t socket() const override {
+        return m_socket;
+    }
 
 private:
     bool Fill();

@@ -9,7 +9,6 @@
 
 #include <functional>
 #include <optional>
-#include <string>
 
 #include "Cloud/Server/ExchangeLog.h"
 #include "Cloud/Server/FaultPlan.h"
@@ -21,14 +20,21 @@ namespace LocalCloud {
 
 inline constexpr char CONTROL_SECRET_HEADER[] = "Infosync-Cloud-Secret";
 
+/** What the commands see and change; all must outlive the server. */
+struct Controlled {
+    FaultPlan& faults;
+    const ExchangeLog& exchanges;
+    TokenStore& tokens;
+    /** What is shown of the server. */
+    std::function<Json::Value()> status;
+    /** Asks the server to end, and returns at once. */
+    std::function<void()> stop;
+};
+
 class ControlServer {
 public:
-    /**
-     * Serves from now on, until it is destroyed. status gives what is shown of the server; stop asks it to
-     * end, and returns at once. @throws CloudError
-     */
-    ControlServer(const Folder& folder, FaultPlan& faults, const ExchangeLog& exchanges, TokenStore& tokens,
-                  std::function<Json::Value()> status, std::function<void()> stop);
+    /** Serves from now on, until it is destroyed. @throws CloudError */
+    ControlServer(const Folder& folder, Controlled controlled);
 
     int Port() const {
         return m_port;
@@ -36,14 +42,8 @@ public:
 
 private:
     void SetUpRoutes();
-    void SetUpFaultRoutes();
 
-    std::string m_secret;
-    FaultPlan& m_faults;
-    const ExchangeLog& m_exchanges;
-    TokenStore& m_tokens;
-    std::function<Json::Value()> m_status;
-    std::function<void()> m_stop;
+    Controlled m_controlled;
     httplib::SSLServer m_server;
     int m_port;
     std::optional<Listening> m_listening;

@@ -1,7 +1,6 @@
 #include "Cloud/Server/Delivery.h"
 
 #include <algorithm>
-#include <chrono>
 
 namespace LocalCloud {
 
@@ -25,61 +24,42 @@ std::string CutAnswer(const Fault& fault, const std::string& answer) {
     return answer.substr(0, std::min(wanted, answer.size() - 1));
 }
 
-bool SendSlowly(const std::string& answer, double seconds, Connection& connection, StopSignal& stop) {
-    for (const char& byte : answer) {
-        if (!connection.Send(&byte, 1) || stop.Wait(std::chrono::duration<double>(seconds))) {
-            return false;
-        }
-    }
-    return true;
+bool SendSlowly(const std::string& answer, double seconds, Connection& connection) {
+    return std::all_of(answer.begin(), answer.end(), [&](const char& byte) {
+        return connection.Send(&byte, 1) && connection.Pause(seconds);
+    });
 }
 
-void SendWithoutEnd(double seconds, Connection& connection, StopSignal& stop) {
+void SendWithoutEnd(double seconds, Connection& connection) {
     constexpr char START[] =
         "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n\r\n{\"records\":[\"";
     constexpr std::size_t PIECE = 65536;
     const std::string piece(seconds > 0 ? 1 : PIECE, 'a');
     bool goesOn = connection.Send(START, sizeof(START) - 1);
     while (goesOn) {
-        goesOn =
-            !stop.Wait(std::chrono::duration<double>(seconds)) && connection.Send(piece.data(), piece.size());
+        goesOn = connection.Pause(seconds) && connection.Send(piece.data(), piece.size());
     }
 }
 
 }  // namespace
 
-bool Deliver(const Exchange& exchange, Connection& connection, StopSignal& stop) {
-    const std::string& answer = exchange.answer;
-    if (!exchange.fault) {
+bool Deliver(const std::string& answer, const std::optional<Fault>& fault, Connection& connection) {
+    if (!fault || fault->ReplacesAnswer()) {
         return connection.Send(answer.data(), answer.size());
     }
-    const Fault& fault = *exchange.fault;
-    switch (fault.kind) {
-        case FaultKind::Delay:
-            return !stop.Wait(std::chrono::duration<double>(fault.seconds)) &&
-                   connection.Send(answer.data(), answer.size());
-        case FaultKind::Dribble:
-            return SendSlowly(answer, fault.seconds, connection, stop);
-        case FaultKind::Cut: {
-            const std::string part = CutAnswer(fault, answer);
-            connection.Send(part.data(), part.size());
-            return false;
-        }
-        case FaultKind::Endless:
-            SendWithoutEnd(fault.seconds, connection, stop);
-            return false;
-        case FaultKind::Garbage:
-            connection.Send(GARBAGE, sizeof(GARBAGE) - 1);
-            return false;
-        case FaultKind::Status:
-        case FaultKind::Body:
-            // The answer itself is the fault.
-            return connection.Send(answer.data(), answer.size());
-        case FaultKind::Drop:
-        case FaultKind::Certificate:
-        case FaultKind::Tls:
-        case FaultKind::Plain:
-            break;
+    if (fault->kind == FaultKind::Delay) {
+        return connection.Pause(fault->seconds) && connection.Send(answer.data(), answer.size());
+    }
+    if (fault->kind == FaultKind::Dribble) {
+        return SendSlowly(answer, fault->seconds, connection);
+    }
+    if (fault->kind == FaultKind::Cut) {
+        const std::string part = CutAnswer(*fault, answer);
+        connection.Send(part.data(), part.size());
+    } else if (fault->kind == FaultKind::Endless) {
+        SendWithoutEnd(fault->seconds, connection);
+    } else if (fault->kind == FaultKind::Garbage) {
+        connection.Send(GARBAGE, sizeof(GARBAGE) - 1);
     }
     return false;
 }

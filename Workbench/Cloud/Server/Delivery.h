@@ -1,13 +1,15 @@
 /** Sends an answer, the way a fault wants it sent where there is one. */
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "Cloud/Server/Connection.h"
-#include "Cloud/Server/Exchange.h"
-#include "Cloud/Server/StopSignal.h"
+#include "Cloud/Server/Fault.h"
 
 namespace LocalCloud {
 
 /** @return whether the connection can go on */
-bool Deliver(const Exchange& exchange, Connection& connection, StopSignal& stop);
+bool Deliver(const std::string& answer, const std::optional<Fault>& fault, Connection& connection);
 
 }  // namespace LocalCloud

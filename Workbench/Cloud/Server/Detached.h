@@ -1,6 +1,7 @@
 /** A server that outlives the command that starts it. */
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "Cloud/Server/LocalCloudServer.h"
@@ -8,11 +9,11 @@
 namespace LocalCloud {
 
 /**
- * Serves in a process of its own, which says on standard error, now in the folder's state/serve.log, what
- * goes wrong later. Must be called before the process has any other thread.
- * @return where it serves, as a line for people, once it answers
- * @throws CloudError with its reason when it does not come up
+ * As ServeUntilStopped(), in a process of its own: this one returns when that one serves. What goes wrong
+ * later is told in the folder's state/serve.log.
+ * @throws CLI::RuntimeError when it has said already why it does not serve
  */
-std::string ServeDetached(const Folder& folder, const ServeOptions& options);
+void ServeDetached(const Folder& folder, const ServeOptions& options,
+                   const std::function<void(const std::string&)>& ready);
 
 }  // namespace LocalCloud

@@ -1,7 +1,6 @@
 #include "Cloud/Server/ExchangeLog.h"
 
-#include <algorithm>
-
+#include "Cloud/Util/Json.h"
 #include "Cloud/Util/Time.h"
 
 namespace LocalCloud {
@@ -10,13 +9,6 @@ namespace {
 
 constexpr char LINE_END[] = "\r\n";
 constexpr char HEADERS_END[] = "\r\n\r\n";
-
-/** Bytes that are not UTF-8 become U+FFFD. */
-std::string Line(const Json::Value& entry) {
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "";
-    return Json::writeString(writer, entry);
-}
 
 /** The lines between the first one and the blank one, and what comes after, as far as there is room. */
 void AddMessage(Json::Value& entry, const std::string& message, std::size_t room) {
@@ -60,26 +52,27 @@ Json::Value ToJson(const Exchange& exchange, const std::string& time, std::size_
 Json::Value ExchangeLog::Add(const Exchange& exchange) {
     const std::string time = NowText();
     if (m_recorder != nullptr) {
-        m_recorder->Append(Line(ToJson(exchange, time, std::string::npos)));
+        m_recorder->Append(AsciiJson(ToJson(exchange, time, std::string::npos)));
     }
     Json::Value entry = ToJson(exchange, time, LONGEST_BODY);
     const std::lock_guard<std::mutex> lock(m_mutex);
     entry["number"] = Json::Int64(++m_count);
-    m_kept.push_back(Line(entry));
+    m_kept.push_back(entry);
     if (m_kept.size() > KEPT) {
         m_kept.pop_front();
     }
     return entry;
 }
 
-std::string ExchangeLog::After(std::int64_t number) const {
+Json::Value ExchangeLog::After(std::int64_t number) const {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    const std::int64_t first = m_count - static_cast<std::int64_t>(m_kept.size());
-    std::string list;
-    for (auto i = std::max<std::int64_t>(number - first, 0); i < m_count - first; ++i) {
-        list += (list.empty() ? "[" : ",") + m_kept[static_cast<std::size_t>(i)];
+    Json::Value list = Json::arrayValue;
+    for (const auto& entry : m_kept) {
+        if (IntegerMember(entry, "number") > number) {
+            list.append(entry);
+        }
     }
-    return list.empty() ? "[]" : list + "]";
+    return list;
 }
 
 }  // namespace LocalCloud

@@ -1,4 +1,5 @@
-/** Remembers the last exchanges, and records all of them where that is wanted. Safe from any thread. */
+/** What was asked and answered: remembers the last exchanges, and records all of them where that is wanted.
+ * Safe from any thread. */
 #pragma once
 
 #include <json/json.h>
@@ -6,12 +7,28 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 
-#include "Cloud/Server/Exchange.h"
+#include "Cloud/Server/Fault.h"
 #include "Cloud/Server/Recorder.h"
 
 namespace LocalCloud {
+
+/** What is known of one request and its answer. */
+struct Exchange {
+    std::string method;
+    std::string target;
+    int status = 0;
+    std::string decided;
+    std::string login;
+    std::optional<Fault> fault;
+    /** Whether the connection must not be used again. */
+    bool closes = false;
+    /** The bytes as they came, and as they were meant: a fault cuts or delays them later. */
+    std::string request;
+    std::string answer;
+};
 
 class ExchangeLog {
 public:
@@ -26,17 +43,15 @@ public:
     /** @return what is kept of it: an object as in recordings, with its "number" */
     Json::Value Add(const Exchange& exchange);
 
-    /**
-     * What is kept and came after the exchange of this number (they are counted from 1): a JSON array of
-     * objects, oldest first.
-     */
-    std::string After(std::int64_t number) const;
+    /** What is kept and came after the exchange of this number (they are counted from 1): an array, oldest
+     * first. */
+    Json::Value After(std::int64_t number) const;
 
 private:
     Recorder* m_recorder;
     mutable std::mutex m_mutex;
     std::int64_t m_count = 0;
-    std::deque<std::string> m_kept;
+    std::deque<Json::Value> m_kept;
 };
 
 }  // namespace LocalCloud

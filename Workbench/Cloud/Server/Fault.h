@@ -8,15 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Cloud/Util/Certificates.h"
-
 namespace LocalCloud {
-
-/** Of what a fault may be given. */
-inline constexpr double LONGEST_PAUSE = 86400;
-inline constexpr int LOWEST_STATUS = 200;
-inline constexpr int HIGHEST_STATUS = 9999;
-inline constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
 
 enum class FaultKind { Delay, Status, Body, Cut, Drop, Dribble, Endless, Garbage, Certificate, Tls, Plain };
 
@@ -30,14 +22,16 @@ struct Fault {
     std::int64_t times = 1;
     /** Delay: before the answer. Dribble, Endless: from byte to byte; Endless does not wait at all with 0. */
     double seconds = 0;
-    int status = 0;
-    /** Added to the answer, each a whole header line. */
+    /** Status, Body: the answer's. */
+    int status = 200;
+    /** Added to the answer, each a whole line, NAME: VALUE. */
     std::vector<std::string> headers;
     std::string body;
     /** Cut: how much of the body, or of the header block, is sent. */
     std::size_t bytes = 0;
     bool withinHeaders = false;
-    CertificateFlaw flaw = CertificateFlaw::Nothing;
+    /** Certificate: one of CertificateFlaws(). */
+    std::string flaw = "none";
 
     /** Whether it spoils a connection from the start, before anything is asked. */
     bool SpoilsConnection() const;
@@ -47,12 +41,11 @@ struct Fault {
     std::string Describe() const;
 };
 
-/** The flaws' names, as used in JSON and on the command line. */
-const std::vector<std::string>& CertificateFlawNames();
+std::string NameOf(FaultKind kind);
 
+/** What the commands send to the server and get from it. */
 Json::Value ToJson(const Fault& fault);
-
-/** @throws UsageError that says which member makes no sense */
+/** @throws std::runtime_error for what ToJson() does not make */
 Fault FaultFromJson(const Json::Value& value);
 
 }  // namespace LocalCloud

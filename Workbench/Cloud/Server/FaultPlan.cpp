@@ -1,13 +1,12 @@
 #include "Cloud/Server/FaultPlan.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace LocalCloud {
 
-void FaultPlan::Add(Fault fault) {
+void FaultPlan::Add(const Fault& fault) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_faults.push_back(std::move(fault));
+    m_faults.push_back(fault);
 }
 
 std::vector<Fault> FaultPlan::List() const {
@@ -18,14 +17,6 @@ std::vector<Fault> FaultPlan::List() const {
 void FaultPlan::Clear() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_faults.clear();
-}
-
-std::optional<Fault> FaultPlan::TakeForRequest(const std::string& endpoint) {
-    return Take(false, endpoint);
-}
-
-std::optional<Fault> FaultPlan::TakeForConnection() {
-    return Take(true, "any");
 }
 
 bool FaultPlan::WaitsForConnection() const {

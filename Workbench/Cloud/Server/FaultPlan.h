@@ -16,14 +16,18 @@ namespace LocalCloud {
  */
 class FaultPlan {
 public:
-    void Add(Fault fault);
+    void Add(const Fault& fault);
     std::vector<Fault> List() const;
     void Clear();
 
     /** What is due for a request to this endpoint. */
-    std::optional<Fault> TakeForRequest(const std::string& endpoint);
+    std::optional<Fault> TakeForRequest(const std::string& endpoint) {
+        return Take(false, endpoint);
+    }
     /** What is due for a new connection. */
-    std::optional<Fault> TakeForConnection();
+    std::optional<Fault> TakeForConnection() {
+        return Take(true, "any");
+    }
     /** Whether a fault waits for a new connection, so that old ones should not be kept. */
     bool WaitsForConnection() const;
 

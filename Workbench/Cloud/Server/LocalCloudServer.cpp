@@ -1,13 +1,11 @@
 #include "Cloud/Server/LocalCloudServer.h"
 
+#include <glib.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
-#include <ctime>
 #include <memory>
 
-#include "Cli/FileLock.h"
 #include "Cloud/Server/CloudServer.h"
 #include "Cloud/Server/ControlServer.h"
 #include "Cloud/Service/AuthorizationServer.h"
@@ -19,13 +17,6 @@
 namespace LocalCloud {
 
 namespace {
-
-using SteadyTime = std::chrono::steady_clock::time_point;
-
-std::int64_t NowInMilliseconds() {
-    const auto sinceEpoch = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(sinceEpoch).count();
-}
 
 std::string AddressOf(int port) {
     return "https://127.0.0.1:" + std::to_string(port);
@@ -47,29 +38,17 @@ sigset_t PrepareSignals() {
     return signals;
 }
 
-/** Tells the commands where the server is, for as long as it runs. */
-class Announcement {
-public:
-    Announcement(const Folder& folder, int port, int controlPort) : m_file(folder.ServerFile()) {
-        Json::Value value;
-        value["pid"] = static_cast<Json::Int64>(::getpid());
-        value["port"] = port;
-        value["control_port"] = controlPort;
-        Files::Replace(m_file, ReadableJson(value));
-    }
-    ~Announcement() {
-        ::unlink(m_file.c_str());
-    }
-    Announcement(const Announcement&) = delete;
-    Announcement& operator=(const Announcement&) = delete;
+/** Tells the commands where the server is. */
+void Announce(const Folder& folder, int port, int controlPort) {
+    Json::Value value;
+    value["pid"] = static_cast<Json::Int64>(::getpid());
+    value["port"] = port;
+    value["control_port"] = controlPort;
+    Files::Replace(folder.ServerFile(), ReadableJson(value));
+}
 
-private:
-    std::string m_file;
-};
-
-Json::Value StatusOf(const Folder& folder, int port, SteadyTime start, const Statistics& counted,
+Json::Value StatusOf(const Folder& folder, int port, std::int64_t start, CloudServer& server,
                      const FaultPlan& faults) {
-    const auto uptime = std::chrono::steady_clock::now() - start;
     Json::Value status;
     status["running"] = true;
     status["address"] = AddressOf(port);
@@ -77,12 +56,10 @@ Json::Value StatusOf(const Folder& folder, int port, SteadyTime start, const Sta
     status["pid"] = static_cast<Json::Int64>(::getpid());
     status["dir"] = folder.Path();
     status["ca_file"] = folder.CaFile();
-    status["uptime_seconds"] = Json::Int64(std::chrono::duration_cast<std::chrono::seconds>(uptime).count());
-    status["requests"] = Json::Int64(counted.requests);
-    status["connections"] = Json::Int64(counted.connections);
-    status["full_handshakes"] = Json::Int64(counted.fullHandshakes);
-    status["resumed_handshakes"] = Json::Int64(counted.resumedHandshakes);
-    status["failed_handshakes"] = Json::Int64(counted.failedHandshakes);
+    status["uptime_seconds"] = Json::Int64((g_get_monotonic_time() - start) / G_USEC_PER_SEC);
+    for (const auto& [what, count] : server.Counted()) {
+        status[what] = Json::Int64(count);
+    }
     status["planned_faults"] = Json::UInt64(faults.List().size());
     return status;
 }
@@ -102,9 +79,9 @@ void RouteAll(CloudServer& server, AuthorizationServer& authorization, CloudServ
 void ServeUntilStopped(const Folder& folder, const ServeOptions& options,
                        const std::function<void(const std::string&)>& ready) {
     const sigset_t signals = PrepareSignals();
-    const SteadyTime start = std::chrono::steady_clock::now();
+    const std::int64_t start = g_get_monotonic_time();
     folder.Prepare();
-    const Cli::FileLock onlyServer(folder.StateFile("serve.lock"), Cli::FileLock::Wait::NO);
+    const Cli::FileLock onlyServer = folder.LockForServing();
     if (!onlyServer.IsHeld()) {
         throw CloudError("a server runs on " + folder.Path() +
                          " already; see: infosync-cloud status --dir '" + folder.Path() + "'");
@@ -114,23 +91,23 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options,
         options.recordFile.empty() ? nullptr : std::make_unique<Recorder>(options.recordFile, console);
     ExchangeLog exchanges(recorder.get());
     const TlsContexts tls(folder.TlsFolder());
-    const Users users(folder);
-    TokenStore tokens(folder, [] { return std::int64_t{std::time(nullptr)}; });
-    AuthorizationServer authorization(users, tokens, options.anyUser);
-    CloudService cloud(folder, tokens, NowInMilliseconds, options.anyUser);
+    const Users users(folder, options.anyUser);
+    TokenStore tokens(folder, [] { return g_get_real_time() / G_USEC_PER_SEC; });
+    AuthorizationServer authorization(users, tokens);
+    CloudService cloud(folder, users, tokens, [] { return g_get_real_time() / 1000; });
     FaultPlan faults;
     CloudServer server(tls, faults, console, exchanges);
     RouteAll(server, authorization, cloud);
     const int port = server.Bind(options.port);
-    const ControlServer control(
-        folder, faults, exchanges, tokens,
-        [&] { return StatusOf(folder, port, start, server.Counted(), faults); }, AskToStop);
+    const auto status = [&] { return StatusOf(folder, port, start, server, faults); };
+    const ControlServer control(folder, {faults, exchanges, tokens, status, AskToStop});
     const Listening listening(server, AskToStop);
-    const Announcement announcement(folder, port, control.Port());
+    Announce(folder, port, control.Port());
     ready("serving " + AddressOf(port) + " from " + folder.Path() + ", CA file " + folder.CaFile());
     int signal = 0;
     sigwait(&signals, &signal);
     server.EndConnections();
+    Files::Remove(folder.ServerFile());
 }
 
 }  // namespace LocalCloud

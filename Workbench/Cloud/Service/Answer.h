@@ -1,15 +1,14 @@
 /** What the cloud answers to one request. */
 #pragma once
 
-#include <memory>
 #include <string>
 
 namespace LocalCloud {
 
 struct Answer {
     int status = 200;
-    /** JSON; shared because a large one is kept for the next client. */
-    std::shared_ptr<const std::string> body;
+    /** JSON. */
+    std::string body;
     /** What was decided and why, for people: it is shown in the request's line, not sent. */
     std::string decided;
     /** Whose request it was, as far as that is known. */

@@ -1,8 +1,9 @@
 #include "Cloud/Service/AuthorizationServer.h"
 
-#include <algorithm>
-#include <utility>
+#include <map>
+#include <vector>
 
+#include "Cli/Text.h"
 #include "Cloud/Service/RequestChecks.h"
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Json.h"
@@ -16,42 +17,47 @@ constexpr std::size_t CHALLENGE_BYTES = 32;  // SHA-256
 constexpr int BAD_REQUEST = 400;
 constexpr int UNAUTHORIZED = 401;
 
+using Form = std::map<std::string, std::string>;
+
+constexpr char INVALID_REQUEST[] = "invalid_request";
+constexpr char INVALID_CLIENT[] = "invalid_client";
+constexpr char INVALID_GRANT[] = "invalid_grant";
+constexpr char ACCESS_DENIED[] = "access_denied";
+
 /** An error answer of RFC 6749, section 5.2, in the server's envelope. */
-Answer Refused(int status, const std::string& error, const std::string& description,
-               const std::string& login = {}) {
+Answer Refusal(const Refused<const char*>& refused, const std::string& login) {
+    const std::string error = refused.Code();
     Json::Value body;
     Json::Value& rsp = body["rsp"];
     rsp["stat"] = "fail";
     rsp["error"] = error;
-    rsp["error_description"] = description;
-    return {status, std::make_shared<const std::string>(CompactJson(body)), error + ": " + description,
-            login};
+    rsp["error_description"] = refused.what();
+    return {error == INVALID_CLIENT ? UNAUTHORIZED : BAD_REQUEST, CompactJson(body),
+            error + ": " + refused.what(), login};
 }
 
-std::string FindHeaderFaults(const httplib::Request& request) {
-    return FindHeaderFault(request, {{"Content-Type", "application/x-www-form-urlencoded; charset=utf-8"},
-                                     {"Content-Length", std::to_string(request.body.size())},
-                                     {"Package-Name", PACKAGE_NAME},
-                                     {"Package-Version", PACKAGE_VERSION},
-                                     {"Client-OS-Verseion", "Tizen 6.5"},
-                                     {"Client-Model", "Ostra9"}});
-}
-
-/** The fields by name when they are exactly these, in this order, each with a value. Nothing is unescaped. */
-std::optional<std::map<std::string, std::string>> ReadForm(const std::string& body,
-                                                           const std::vector<std::string>& names) {
-    const auto pieces = Split(body, '&');
-    std::map<std::string, std::string> form;
-    if (pieces.size() != names.size()) {
-        return std::nullopt;
-    }
+/** The form by name, when it has exactly these fields, in this order, each with a value. Nothing is
+ * unescaped. */
+Form ReadForm(const httplib::Request& request, const std::vector<std::string>& names,
+              const std::string& inWords) {
+    const std::string fault =
+        FindHeaderFault(request, {{"Content-Type", "application/x-www-form-urlencoded; charset=utf-8"},
+                                  {"Content-Length", std::to_string(request.body.size())},
+                                  {"Package-Name", PACKAGE_NAME},
+                                  {"Package-Version", PACKAGE_VERSION},
+                                  {"Client-OS-Verseion", "Tizen 6.5"},
+                                  {"Client-Model", "Ostra9"}});
+    Require(fault.empty(), INVALID_REQUEST, fault);
+    const auto pieces = Split(request.body, '&');
+    Form form;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const std::string start = names[i] + "=";
-        if (pieces[i].compare(0, start.size(), start) != 0 || pieces[i].size() == start.size()) {
-            return std::nullopt;
-        }
+        Require(pieces.size() == names.size() && Cli::StartsWith(pieces[i], start) &&
+                    pieces[i].size() > start.size(),
+                INVALID_REQUEST, "the form must be " + inWords + ", each with a value");
         form[names[i]] = pieces[i].substr(start.size());
     }
+    Require(form["client_id"] == CLIENT_ID, INVALID_CLIENT, "the client_id is not known");
     return form;
 }
 
@@ -64,82 +70,58 @@ bool IsCodeVerifier(const std::string& text) {
            text.find_first_not_of(UNRESERVED) == std::string::npos;
 }
 
-}  // namespace
+/** What a sign-in service's code says of itself. */
+struct AuthorizationCode {
+    std::string login;
+    std::string challenge;
+};
 
-std::optional<AuthorizationCode> AuthorizationCode::Decode(const std::string& text) {
+/** The code is "lc1." and, in base64url, the login id, the challenge and a nonce. */
+AuthorizationCode Decode(const std::string& text) {
     const auto pieces = Split(text, '.');
-    if (pieces.size() != 4 || pieces[0] != CODE_FORMAT) {
-        return std::nullopt;
-    }
-    const auto login = Base64UrlDecode(pieces[1]);
-    const auto challenge = Base64UrlDecode(pieces[2]);
-    const auto nonce = Base64UrlDecode(pieces[3]);
-    if (!login || !IsLogin(*login) || !challenge || challenge->size() != CHALLENGE_BYTES || !nonce ||
-        nonce->empty()) {
-        return std::nullopt;
-    }
-    return AuthorizationCode{*login, *challenge};
+    const bool known = pieces.size() == 4 && pieces[0] == CODE_FORMAT;
+    const auto part = [&](std::size_t i) { return known ? Base64UrlDecode(pieces[i]).value_or("") : ""; };
+    AuthorizationCode code = {part(1), part(2)};
+    Require(IsLogin(code.login) && code.challenge.size() == CHALLENGE_BYTES && !part(3).empty(),
+            INVALID_GRANT, "the code is none of this cloud's");
+    return code;
 }
 
+}  // namespace
+
 Answer AuthorizationServer::IssueToken(const httplib::Request& request) const {
-    const std::string fault = FindHeaderFaults(request);
-    if (!fault.empty()) {
-        return Refused(BAD_REQUEST, "invalid_request", fault);
+    std::string login;
+    try {
+        Form form = ReadForm(request, {"code", "client_id", "auth_server_url", "code_verifier"},
+                             "code, client_id, auth_server_url and code_verifier");
+        const AuthorizationCode code = Decode(form["code"]);
+        login = code.login;
+        Require(m_users.IsKnown(login), ACCESS_DENIED, "there is no user " + login);
+        Require(IsCodeVerifier(form["code_verifier"]), INVALID_REQUEST,
+                "the code_verifier is not 43 to 128 unreserved characters");
+        Require(Sha256(form["code_verifier"]) == code.challenge, INVALID_GRANT,
+                "the code_verifier does not match the code's challenge");
+        Require(m_tokens.UseCode(form["code"]), INVALID_GRANT, "the code was used before");
+        return Granted(login, m_tokens.Issue(login), "token issued");
+    } catch (const Refused<const char*>& refused) {
+        return Refusal(refused, login);
     }
-    auto form = ReadForm(request.body, {"code", "client_id", "auth_server_url", "code_verifier"});
-    if (!form) {
-        return Refused(
-            BAD_REQUEST, "invalid_request",
-            "the form must be code, client_id, auth_server_url and code_verifier, each with a value");
-    }
-    if ((*form)["client_id"] != CLIENT_ID) {
-        return Refused(UNAUTHORIZED, "invalid_client", "the client_id is not known");
-    }
-    const auto code = AuthorizationCode::Decode((*form)["code"]);
-    if (!code) {
-        return Refused(BAD_REQUEST, "invalid_grant", "the code is none of this cloud's");
-    }
-    if (!IsKnown(code->login)) {
-        return Refused(BAD_REQUEST, "access_denied", "there is no user " + code->login, code->login);
-    }
-    const std::string& verifier = (*form)["code_verifier"];
-    if (!IsCodeVerifier(verifier)) {
-        return Refused(BAD_REQUEST, "invalid_request",
-                       "the code_verifier is not 43 to 128 unreserved characters", code->login);
-    }
-    if (!SameSecret(Sha256(verifier), code->challenge)) {
-        return Refused(BAD_REQUEST, "invalid_grant", "the code_verifier does not match the code's challenge",
-                       code->login);
-    }
-    if (!m_tokens.UseCode((*form)["code"])) {
-        return Refused(BAD_REQUEST, "invalid_grant", "the code was used before", code->login);
-    }
-    return Granted(code->login, m_tokens.Issue(code->login), "token issued");
 }
 
 Answer AuthorizationServer::RefreshToken(const httplib::Request& request) const {
-    const std::string fault = FindHeaderFaults(request);
-    if (!fault.empty()) {
-        return Refused(BAD_REQUEST, "invalid_request", fault);
+    std::string login;
+    try {
+        Form form = ReadForm(request, {"refresh_token", "client_id", "auth_server_url"},
+                             "refresh_token, client_id and auth_server_url");
+        login = m_tokens.OwnerOf("refresh", form["refresh_token"]).value_or("");
+        Require(login.empty() || m_users.IsKnown(login), ACCESS_DENIED,
+                "there is no user " + login + " any more");
+        const auto tokens = m_tokens.Refresh(form["refresh_token"]);
+        Require(tokens.has_value(), INVALID_GRANT, "the refresh_token is unknown, expired or replaced");
+        return Granted(login, *tokens, "token refreshed");
+    } catch (const Refused<const char*>& refused) {
+        return Refusal(refused, login);
     }
-    auto form = ReadForm(request.body, {"refresh_token", "client_id", "auth_server_url"});
-    if (!form) {
-        return Refused(BAD_REQUEST, "invalid_request",
-                       "the form must be refresh_token, client_id and auth_server_url, each with a value");
-    }
-    if ((*form)["client_id"] != CLIENT_ID) {
-        return Refused(UNAUTHORIZED, "invalid_client", "the client_id is not known");
-    }
-    const std::string& token = (*form)["refresh_token"];
-    const auto login = m_tokens.RefreshTokenOwner(token);
-    if (login && !IsKnown(*login)) {
-        return Refused(BAD_REQUEST, "access_denied", "there is no user " + *login + " any more", *login);
-    }
-    const auto tokens = login ? m_tokens.Refresh(token) : std::nullopt;
-    if (!tokens) {
-        return Refused(BAD_REQUEST, "invalid_grant", "the refresh_token is unknown, expired or replaced");
-    }
-    return Granted(*login, *tokens, "token refreshed");
 }
 
 Answer AuthorizationServer::Granted(const std::string& login, const TokenPair& tokens,
@@ -155,11 +137,7 @@ Answer AuthorizationServer::Granted(const std::string& login, const TokenPair& t
     result["token_type"] = "Bearer";
     result["scope"] = "offline.access";
     result["userId"] = m_tokens.UserId(login);
-    return {200, std::make_shared<const std::string>(CompactJson(body)), decided, login};
-}
-
-bool AuthorizationServer::IsKnown(const std::string& login) const {
-    return m_anyUser || m_users.Exists(login);
+    return {200, CompactJson(body), decided, login};
 }
 
 }  // namespace LocalCloud

@@ -25,32 +25,33 @@ enum class ResultCode {
     InternalError = 5000001,
 };
 
+std::string TextOf(ResultCode code);
+
 /** A refusal; the message is sent and shown. */
 Answer Refusal(ResultCode code, const std::string& message, const std::string& login = {});
 
 class CloudService {
 public:
-    CloudService(const Folder& folder, TokenStore& tokens, RecordBook::Clock clock, bool anyUser);
+    CloudService(const Folder& folder, const Users& users, TokenStore& tokens, RecordBook::Clock clock);
 
     Answer Activate(const httplib::Request& request);
     Answer IssueAppToken(const httplib::Request& request);
     Answer Download(const httplib::Request& request);
 
 private:
-    /** Checks the headers that the first two requests share. @return whose request it is, or a refusal's code
-     */
-    Answer Identify(const httplib::Request& request) const;
+    /** Checks the headers that the first two requests share, and sets the login as soon as it is known. */
+    void Identify(const httplib::Request& request, std::string& login) const;
+    /** The same for the bearer token of a download. */
+    void IdentifyBearer(const httplib::Request& request, std::string& login) const;
     Answer SelectRecords(const httplib::Request& request, const std::string& login);
-    bool IsKnown(const std::string& login) const;
     /** The code to refuse a user's mark with, once, when somebody made the mark expire. */
     std::string TakeExpiredMark(const std::string& login) const;
 
     Folder m_folder;
-    Users m_users;
+    const Users& m_users;
     TokenStore& m_tokens;
     RecordBook m_records;
     std::string m_secret;
-    bool m_anyUser;
 };
 
 }  // namespace LocalCloud

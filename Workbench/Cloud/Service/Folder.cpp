@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <memory>
 
-#include "Cli/FileLock.h"
 #include "Cli/StateFolder.h"
 #include "Cloud/Service/Settings.h"
 #include "Cloud/Service/Users.h"
@@ -17,19 +16,25 @@
 
 namespace LocalCloud {
 
-namespace {
-
-std::string Absolute(const std::string& path) {
-    const std::unique_ptr<char, decltype(&g_free)> absolute(g_canonicalize_filename(path.c_str(), nullptr),
-                                                            &g_free);
-    return absolute.get();
-}
-
-}  // namespace
-
 Folder::Folder() : Folder(Cli::StateFolder(FOLDER_VARIABLE, FOLDER_NAME)) {}
 
-Folder::Folder(const std::string& path) : m_path(Absolute(path)) {}
+Folder::Folder(const std::string& path) {
+    const std::unique_ptr<char, decltype(&g_free)> absolute(g_canonicalize_filename(path.c_str(), nullptr),
+                                                            &g_free);
+    m_path = absolute.get();
+}
+
+Folder Folder::Ready() {
+    const Folder folder;
+    folder.RequireOurs();
+    for (const auto& file : {folder.SettingsFile(), folder.ControlSecretFile(), folder.CaFile()}) {
+        if (!std::filesystem::exists(file)) {
+            throw CloudError("there is no cloud in " + folder.m_path +
+                             "; make one with: infosync-cloud init --dir '" + folder.m_path + "'");
+        }
+    }
+    return folder;
+}
 
 std::string Folder::RecordsFile(const std::string& login) const {
     return UsersFolder() + "/" + FileNameOfLogin(login) + ".json";
@@ -62,22 +67,13 @@ std::string Folder::ControlSecret() const {
     return secret;
 }
 
-void Folder::RequireReady() const {
-    RequireOurs();
-    const auto isThere = [](const std::string& file) { return std::filesystem::exists(file); };
-    if (!isThere(SettingsFile()) || !isThere(ControlSecretFile()) || !isThere(CaFile())) {
-        throw CloudError("there is no cloud in " + m_path + "; make one with: infosync-cloud init --dir '" +
-                         m_path + "'");
-    }
-}
-
 void Folder::Prepare() const {
     constexpr std::size_t SECRET_BYTES = 32;
     RequireOurs();
     for (const auto& part : {UsersFolder(), TlsFolder(), StateFile("records"), StateFile("expired-marks")}) {
         Files::MakeFolder(part);
     }
-    const Cli::FileLock oneAtATime(StateFile("edit.lock"), Cli::FileLock::Wait::YES);
+    const Cli::FileLock oneAtATime = LockForEdit();
     MakeCertificates(TlsFolder());
     Settings(SettingsFile()).Prepare();
     if (!std::filesystem::exists(ControlSecretFile())) {

@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "Cli/FileLock.h"
+
 namespace LocalCloud {
 
 inline constexpr char FOLDER_VARIABLE[] = "INFOSYNC_CLOUD_DIR";
@@ -14,6 +16,10 @@ public:
     /** $INFOSYNC_CLOUD_DIR, or infosync-cloud in the user's XDG state folder. */
     Folder();
     explicit Folder(const std::string& path);
+
+    /** The same as Folder(). @throws CloudError that says what to do, unless `init` was here and nobody else
+     * prepared the folder */
+    static Folder Ready();
 
     const std::string& Path() const {
         return m_path;
@@ -50,8 +56,14 @@ public:
 
     /** What the commands must know to be heard by the server. @throws CloudError when there is none */
     std::string ControlSecret() const;
-    /** @throws CloudError that says what to do, unless `init` was here and nobody else prepared the folder */
-    void RequireReady() const;
+    /** Waits for it; for whoever changes what the user or a command may change at any time. */
+    Cli::FileLock LockForEdit() const {
+        return {StateFile("edit.lock"), Cli::FileLock::Wait::YES};
+    }
+    /** Held by the server, or by whoever does its work while none runs. Does not wait. */
+    Cli::FileLock LockForServing() const {
+        return {StateFile("serve.lock"), Cli::FileLock::Wait::NO};
+    }
     /**
      * Makes everything that is missing and keeps everything that is there.
      * @throws CloudError, also where the folder is somebody else's

@@ -1,30 +1,46 @@
 /** The users' device records, and when each of them changed. */
 #pragma once
 
+#include <json/json.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Cloud/Service/Folder.h"
-#include "Cloud/Service/Ledger.h"
 #include "Files.h"
 
 namespace LocalCloud {
 
+/** What a download brings. */
+struct Selection {
+    enum class Outcome {
+        Records,
+        MarkTooOld,   // what was deleted since then is no longer known
+        MarkUnknown,  // this cloud never gave out such a mark
+    };
+
+    Outcome outcome = Outcome::Records;
+    /** The answer, and how many records it holds; set with Records only. */
+    std::string body;
+    std::size_t count = 0;
+};
+
 /**
  * Answers downloads out of the users' files. A file is read again when it was written, and compared with what
  * was there before; every change gets a mark that is greater than all earlier ones. The marks are kept in a
- * file beside it, so that a change made while no server ran is seen, too. Safe from any thread.
+ * file beside it, the ledger, so that a change made while no server ran is seen, too. Safe from any thread.
  */
 class RecordBook {
 public:
     /** Milliseconds since the epoch. */
     using Clock = std::function<std::int64_t()>;
 
-    RecordBook(const Folder& folder, Clock clock);
+    RecordBook(const Folder& folder, Clock clock) : m_folder(folder), m_clock(std::move(clock)) {}
 
     /**
      * Selects what changed after a mark, deletions included; without a mark, all that there is. A user
@@ -34,13 +50,21 @@ public:
     Selection Select(const std::string& login, std::optional<std::int64_t> changedAfter);
 
 private:
+    struct Record {
+        std::string text;
+        std::int64_t mark = 0;
+    };
     struct User {
-        Ledger ledger;
-        /** Whether the file was ever looked at, and which version of it the ledger knows; none is no file. */
-        bool seen = false;
+        /** As it is stored; null before the user's first download. */
+        Json::Value ledger;
+        std::vector<Record> records;
+        /** Which version of the user's file these are from. */
         Files::Version version;
     };
-    User& Find(const std::string& login);
+
+    static Selection Compose(const User& user, std::optional<std::int64_t> changedAfter);
+    /** Gives what differs from the ledger a new mark. It is saved before it counts. */
+    void Update(const std::string& login, User& user, const Json::Value& records) const;
 
     Folder m_folder;
     Clock m_clock;

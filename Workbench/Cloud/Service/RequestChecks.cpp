@@ -2,14 +2,8 @@
 
 namespace LocalCloud {
 
-namespace {
-
-constexpr char CLIENT[] = "bt-orbmanager=1.0.0";
-constexpr char PLATFORM[] = "Tizen=";
-
-}  // namespace
-
-std::string FindHeaderFault(const httplib::Request& request, const std::vector<ExpectedHeader>& expected) {
+std::string FindHeaderFault(const httplib::Request& request,
+                            const std::vector<std::pair<std::string, std::string>>& expected) {
     for (const auto& [name, value] : expected) {
         if (!request.has_header(name)) {
             return "the header " + name + " is missing";
@@ -23,18 +17,6 @@ std::string FindHeaderFault(const httplib::Request& request, const std::vector<E
         }
     }
     return {};
-}
-
-std::string FindUserAgentFault(const httplib::Request& request, const std::string& tail) {
-    const std::string agent = request.get_header_value("User-Agent");
-    const auto start = agent.size() - std::min(agent.size(), tail.size());
-    const auto pieces = Split(agent.substr(0, start), ';');
-    const bool good = agent.substr(start) == tail && pieces.size() == 4 && pieces[2] == CLIENT &&
-                      pieces[3].compare(0, sizeof(PLATFORM) - 1, PLATFORM) == 0 &&
-                      pieces[3].size() > sizeof(PLATFORM) - 1;
-    return good ? std::string()
-                : std::string("the header User-Agent must be MODEL;BUILD;") + CLIENT + ";" + PLATFORM +
-                      "VERSION" + tail;
 }
 
 std::vector<std::string> Split(const std::string& text, char separator) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace LocalCloud {
@@ -13,7 +14,7 @@ public:
     explicit Settings(std::string path) : m_path(std::move(path)) {}
 
     /** What has a lifetime: access, refresh, activation, app. */
-    static const std::vector<std::string>& LifetimeNames();
+    static std::vector<std::string> LifetimeNames();
 
     /** Writes the defaults of what is missing. @throws CloudError */
     void Prepare() const;

@@ -1,4 +1,4 @@
-/** What the cloud has handed out: tokens and activations. */
+/** What the cloud has handed out: codes that were used, tokens and activations. */
 #pragma once
 
 #include <json/json.h>
@@ -25,26 +25,25 @@ struct TokenPair {
     std::int64_t refreshLifetime = 0;
 };
 
-/** What makes an application token that the store knows. */
-struct AppTicket {
-    std::string id;
-    std::int64_t issuedAt = 0;  // seconds since the epoch
-    std::int64_t expiresAt = 0;
-};
-
-struct Activation {
-    std::string deviceId;
-    std::int64_t expiresAt = 0;  // seconds since the epoch
+/** A token, device id or the like, and the last second (since the epoch) in which it holds. */
+struct Ticket {
+    std::string token;
+    std::int64_t expires = 0;
 };
 
 /**
  * Keeps everything in the folder, so that a restarted server still knows it. Safe from any thread. Every
- * operation throws CloudError when the store cannot be written, and nothing was handed out then.
+ * operation throws CloudError when the store cannot be written, and nothing was handed out then. A kind is
+ * one of Settings::LifetimeNames().
  */
 class TokenStore {
 public:
     /** @throws CloudError when the stored state is damaged */
     TokenStore(const Folder& folder, Clock clock);
+
+    std::int64_t Now() const {
+        return m_clock();
+    }
 
     /** @return false when the code was used before */
     bool UseCode(const std::string& code);
@@ -58,32 +57,27 @@ public:
      */
     std::optional<TokenPair> Refresh(const std::string& refreshToken);
 
-    /** Whom a refresh token that is still valid was issued to. */
-    std::optional<std::string> RefreshTokenOwner(const std::string& token);
-    /** Whom an access token that is still valid was issued to. */
-    std::optional<std::string> AccessTokenOwner(const std::string& token);
-
     /** The same user and television always get the same device id. */
-    Activation Activate(const std::string& login, const std::string& cdid);
-    /** Whether the device id was given to this user and its activation still lasts. */
-    bool IsActivated(const std::string& login, const std::string& deviceId);
+    Ticket Activate(const std::string& login, const std::string& cdid);
 
-    AppTicket IssueAppTicket(const std::string& login);
-    /** Whether the ticket was issued here and still holds. */
-    bool IsValidAppTicket(const std::string& id);
+    /** What makes an application token that the store knows. */
+    Ticket IssueAppTicket(const std::string& login);
 
-    /**
-     * Ends now what the user holds of a kind (one of Settings::LifetimeNames()) and what would have held on.
-     * @return how many
-     */
+    /** Whom a token of the kind was given to; nothing for one that is unknown or holds no longer. */
+    std::optional<std::string> OwnerOf(const std::string& kind, const std::string& token);
+
+    /** Ends now what the user holds of a kind and what would have held on. @return how many */
     std::int64_t Expire(const std::string& kind, const std::string& login);
 
     /** The cloud's own name for a user. It does not change, and does not show the login id. */
     std::string UserId(const std::string& login) const;
 
 private:
-    Json::Value* FindGrant(Json::Value& state, const std::string& refreshToken) const;
+    /** Makes two tokens, and adds the access token; the refresh token has its place in a grant. */
     TokenPair AddTokens(Json::Value& state, const std::string& login) const;
+    bool Holds(const Json::Value& ticket) const;
+    /** The entry in which the token still holds, or null. */
+    Json::Value* FindEntry(Json::Value& state, const std::string& kind, const std::string& token) const;
     void Commit(Json::Value state);
 
     std::string m_path;

@@ -36,12 +36,9 @@ bool IsLogin(const std::string& login) {
     if (login.empty() || g_utf8_validate(login.data(), static_cast<gssize>(login.size()), nullptr) == FALSE) {
         return false;
     }
-    for (const char byte : login) {
-        if (g_ascii_iscntrl(byte)) {
-            return false;
-        }
-    }
-    return FileNameOfLogin(login).size() <= LONGEST_FILE_NAME;
+    const bool hasControls =
+        std::any_of(login.begin(), login.end(), [](char byte) { return g_ascii_iscntrl(byte) != FALSE; });
+    return !hasControls && FileNameOfLogin(login).size() <= LONGEST_FILE_NAME;
 }
 
 Json::Value ParseUserFile(const std::string& text, const std::string& name) {
@@ -50,17 +47,13 @@ Json::Value ParseUserFile(const std::string& text, const std::string& name) {
     if (!records.isArray()) {
         throw CloudError(name + ": \"records\" must be an array");
     }
-    const auto refuse = [&name](Json::ArrayIndex index, const std::string& reason) {
-        throw CloudError(name + ": record " + std::to_string(index + 1) + reason);
-    };
     std::unordered_set<std::string> ids;
     for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
         const std::string id = TextMember(records[i], "record_id");
-        if (id.empty()) {
-            refuse(i, " needs a text \"record_id\"");
-        }
-        if (!ids.insert(id).second) {
-            refuse(i, " has the record_id \"" + id + "\" of an earlier one");
+        if (id.empty() || !ids.insert(id).second) {
+            throw CloudError(name + ": record " + std::to_string(i + 1) +
+                             (id.empty() ? " needs a text \"record_id\""
+                                         : " has the record_id \"" + id + "\" of an earlier one"));
         }
     }
     return document;

@@ -27,10 +27,14 @@ Json::Value ParseUserFile(const std::string& text, const std::string& name);
 /** A user is known when there is a file for the login id. */
 class Users {
 public:
-    explicit Users(const Folder& folder) : m_folder(folder) {}
+    /** @param any makes every login id a known one */
+    explicit Users(const Folder& folder, bool any = false) : m_folder(folder), m_any(any) {}
 
     std::vector<std::string> List() const;
     bool Exists(const std::string& login) const;
+    bool IsKnown(const std::string& login) const {
+        return m_any || Exists(login);
+    }
     /** @throws CloudError that says how to add the user, unless there is one */
     void RequireExists(const std::string& login) const;
     /** @return false, with nothing changed, when the user exists already @throws CloudError */
@@ -44,6 +48,7 @@ public:
 
 private:
     Folder m_folder;
+    bool m_any;
 };
 
 }  // namespace LocalCloud

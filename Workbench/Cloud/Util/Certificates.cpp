@@ -7,8 +7,8 @@
 
 #include <array>
 #include <filesystem>
+#include <utility>
 
-#include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Errors.h"
 #include "Files.h"
 
@@ -28,6 +28,13 @@ constexpr char HOSTS[] =
     "DNS:auth.quorlen.example,DNS:api.cloud.quorlen.example,DNS:api-staging.cloud.quorlen.example,"
     "DNS:localhost,IP:127.0.0.1";
 constexpr char WRONG_HOSTS[] = "DNS:elsewhere.quorlen.example";
+
+constexpr char WRONG_HOST[] = "wrong-host";
+constexpr char EXPIRED[] = "expired";
+constexpr char NOT_YET_VALID[] = "not-yet-valid";
+constexpr char SELF_SIGNED[] = "self-signed";
+constexpr char UNKNOWN_AUTHORITY[] = "unknown-authority";
+constexpr char CLIENT_ONLY[] = "client-only";
 
 using Bio = std::unique_ptr<BIO, decltype(&BIO_free)>;
 
@@ -62,18 +69,10 @@ void AddExtension(X509* certificate, X509* issuer, int kind, const char* value) 
 }
 
 void SetSerialNumber(X509* certificate) {
-    constexpr std::size_t SERIAL_BYTES = 16;
-    std::string bytes = RandomBytes(SERIAL_BYTES);
-    bytes[0] = static_cast<char>(bytes[0] & 0x7F);
-    const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(
-        BN_bin2bn(reinterpret_cast<const unsigned char*>(bytes.data()), SERIAL_BYTES, nullptr), &BN_free);
-    Require(number && BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr);
-}
-
-void SetName(X509* certificate, const char* commonName) {
-    X509_NAME* name = X509_get_subject_name(certificate);
-    const auto* text = reinterpret_cast<const unsigned char*>(commonName);
-    Require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, text, -1, -1, 0) == 1);
+    constexpr int SERIAL_BITS = 127;
+    const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(BN_new(), &BN_free);
+    Require(number && BN_rand(number.get(), SERIAL_BITS, BN_RAND_TOP_ANY, BN_RAND_BOTTOM_ANY) == 1 &&
+            BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr);
 }
 
 /** A new key and a certificate for it; without an issuer it is signed by itself. */
@@ -86,16 +85,19 @@ Identity Issue(const Contents& contents, const Identity* issuer) {
             X509_set_pubkey(certificate, identity.key.get()) == 1);
     const Identity& signer = issuer != nullptr ? *issuer : identity;
     SetSerialNumber(certificate);
-    SetName(certificate, contents.commonName);
-    Require(X509_gmtime_adj(X509_getm_notBefore(certificate), contents.validFrom) != nullptr &&
+    const auto* name = reinterpret_cast<const unsigned char*>(contents.commonName);
+    Require(X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, name, -1, -1,
+                                       0) == 1 &&
+            X509_gmtime_adj(X509_getm_notBefore(certificate), contents.validFrom) != nullptr &&
             X509_gmtime_adj(X509_getm_notAfter(certificate), contents.validTo) != nullptr &&
             X509_set_issuer_name(certificate, X509_get_subject_name(signer.certificate.get())) == 1);
-    AddExtension(certificate, signer.certificate.get(), NID_basic_constraints, contents.basicConstraints);
-    AddExtension(certificate, signer.certificate.get(), NID_key_usage, contents.keyUsage);
-    AddExtension(certificate, signer.certificate.get(), NID_ext_key_usage, contents.extendedKeyUsage);
-    AddExtension(certificate, signer.certificate.get(), NID_subject_key_identifier, "hash");
-    AddExtension(certificate, signer.certificate.get(), NID_authority_key_identifier, "keyid:always");
-    AddExtension(certificate, signer.certificate.get(), NID_subject_alt_name, contents.hosts);
+    const std::pair<int, const char*> extensions[] = {
+        {NID_basic_constraints, contents.basicConstraints}, {NID_key_usage, contents.keyUsage},
+        {NID_ext_key_usage, contents.extendedKeyUsage},     {NID_subject_key_identifier, "hash"},
+        {NID_authority_key_identifier, "keyid:always"},     {NID_subject_alt_name, contents.hosts}};
+    for (const auto& [kind, value] : extensions) {
+        AddExtension(certificate, signer.certificate.get(), kind, value);
+    }
     Require(X509_sign(certificate, signer.key.get(), EVP_sha256()) > 0);
     return identity;
 }
@@ -141,13 +143,17 @@ bool IsStillGood(const Identity& server, const Identity& authority) {
 
 }  // namespace
 
+std::vector<std::string> CertificateFlaws() {
+    return {WRONG_HOST, EXPIRED, NOT_YET_VALID, SELF_SIGNED, UNKNOWN_AUTHORITY, CLIENT_ONLY};
+}
+
 void MakeCertificates(const std::string& folder) {
     if (!IsThere(folder, "ca")) {
         Save(MakeAuthority(), folder, "ca");
     }
     const Identity authority = LoadIdentity(folder, "ca");
     if (!IsThere(folder, "server") || !IsStillGood(LoadIdentity(folder, "server"), authority)) {
-        Save(MakeServerIdentity(authority, CertificateFlaw::Nothing), folder, "server");
+        Save(MakeServerIdentity(authority), folder, "server");
     }
 }
 
@@ -167,35 +173,26 @@ Identity LoadIdentity(const std::string& folder, const std::string& name) {
     return identity;
 }
 
-Identity MakeServerIdentity(const Identity& authority, CertificateFlaw flaw) {
+Identity MakeServerIdentity(const Identity& authority, const std::string& flaw) {
     Contents contents = {"infosync-cloud",    HOSTS,
                          -BACKDATING,         SERVER_LIFETIME,
                          "critical,CA:FALSE", "critical,digitalSignature",
                          "serverAuth"};
-    switch (flaw) {
-        case CertificateFlaw::Nothing:
-            break;
-        case CertificateFlaw::WrongHost:
-            contents.hosts = WRONG_HOSTS;
-            break;
-        case CertificateFlaw::Expired:
-            contents.validFrom = -30 * DAY;
-            contents.validTo = -DAY;
-            break;
-        case CertificateFlaw::NotYetValid:
-            contents.validFrom = 30 * DAY;
-            break;
-        case CertificateFlaw::SelfSigned:
-            return Issue(contents, nullptr);
-        case CertificateFlaw::UnknownAuthority: {
-            const Identity stranger = MakeAuthority();
-            return Issue(contents, &stranger);
-        }
-        case CertificateFlaw::ClientOnly:
-            contents.extendedKeyUsage = "clientAuth";
-            break;
+    if (flaw == WRONG_HOST) {
+        contents.hosts = WRONG_HOSTS;
+    } else if (flaw == EXPIRED) {
+        contents.validFrom = -30 * DAY;
+        contents.validTo = -DAY;
+    } else if (flaw == NOT_YET_VALID) {
+        contents.validFrom = 30 * DAY;
+    } else if (flaw == CLIENT_ONLY) {
+        contents.extendedKeyUsage = "clientAuth";
     }
-    return Issue(contents, &authority);
+    if (flaw == SELF_SIGNED) {
+        return Issue(contents, nullptr);
+    }
+    const Identity stranger = flaw == UNKNOWN_AUTHORITY ? MakeAuthority() : Identity();
+    return Issue(contents, stranger.key ? &stranger : &authority);
 }
 
 }  // namespace LocalCloud

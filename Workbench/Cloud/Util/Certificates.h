@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace LocalCloud {
 
@@ -24,16 +25,8 @@ struct Identity {
     std::unique_ptr<X509, OpenSslDeleter> certificate;
 };
 
-/** What is the matter with a server certificate; Nothing is the one that clients accept. */
-enum class CertificateFlaw {
-    Nothing,
-    WrongHost,
-    Expired,
-    NotYetValid,
-    SelfSigned,
-    UnknownAuthority,
-    ClientOnly
-};
+/** What may be the matter with a server certificate. */
+std::vector<std::string> CertificateFlaws();
 
 /**
  * Makes ca.pem, ca.key, server.pem and server.key in the folder. What is there and still good stays, so that
@@ -44,7 +37,8 @@ void MakeCertificates(const std::string& folder);
 /** Reads NAME.pem and NAME.key. @throws CloudError that says how to mend the folder */
 Identity LoadIdentity(const std::string& folder, const std::string& name);
 
-/** Issues a certificate for the cloud's hosts that is right but for the flaw. @throws CloudError */
-Identity MakeServerIdentity(const Identity& authority, CertificateFlaw flaw);
+/** Issues a certificate for the cloud's hosts that is right but for the flaw, of which there may be none.
+ * @throws CloudError */
+Identity MakeServerIdentity(const Identity& authority, const std::string& flaw = "");
 
 }  // namespace LocalCloud

@@ -2,12 +2,11 @@
 
 #include <glib.h>
 #include <openssl/crypto.h>
-#include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
+#include <openssl/sha.h>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 
 #include "Cloud/Util/Errors.h"
@@ -16,36 +15,32 @@ namespace LocalCloud {
 
 namespace {
 
-using Digest = std::array<unsigned char, EVP_MAX_MD_SIZE>;
-
 const unsigned char* Bytes(const std::string& text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-std::string FirstBytes(const Digest& digest, unsigned int length) {
-    return {digest.begin(), digest.begin() + length};
+unsigned char* Bytes(std::string& text) {
+    return reinterpret_cast<unsigned char*>(text.data());
 }
 
 }  // namespace
 
 std::string Sha256(const std::string& bytes) {
-    Digest digest = {};
-    unsigned int length = 0;
-    EVP_Digest(bytes.data(), bytes.size(), digest.data(), &length, EVP_sha256(), nullptr);
-    return FirstBytes(digest, length);
+    std::string digest(SHA256_DIGEST_LENGTH, '\0');
+    SHA256(Bytes(bytes), bytes.size(), Bytes(digest));
+    return digest;
 }
 
 std::string HmacSha256(const std::string& key, const std::string& bytes) {
-    Digest digest = {};
-    unsigned int length = 0;
-    HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), Bytes(bytes), bytes.size(), digest.data(),
-         &length);
-    return FirstBytes(digest, length);
+    std::string digest(SHA256_DIGEST_LENGTH, '\0');
+    HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), Bytes(bytes), bytes.size(), Bytes(digest),
+         nullptr);
+    return digest;
 }
 
 std::string RandomBytes(std::size_t count) {
     std::string bytes(count, '\0');
-    if (RAND_bytes(reinterpret_cast<unsigned char*>(bytes.data()), static_cast<int>(count)) != 1) {
+    if (RAND_bytes(Bytes(bytes), static_cast<int>(count)) != 1) {
         throw CloudError("no random numbers: OpenSSL's generator is not seeded");
     }
     return bytes;
@@ -80,7 +75,6 @@ std::optional<std::string> Base64UrlDecode(const std::string& text) {
 std::string Hex(const std::string& bytes) {
     constexpr char DIGITS[] = "0123456789abcdef";
     std::string text;
-    text.reserve(bytes.size() * 2);
     for (const char byte : bytes) {
         const auto value = static_cast<unsigned char>(byte);
         text += DIGITS[value >> 4U];

@@ -14,10 +14,10 @@ const Json::Value* FindMember(const Json::Value& value, const char* name) {
     return value.isObject() ? value.find(name, name + std::strlen(name)) : nullptr;
 }
 
-Json::StreamWriterBuilder Writer(const char* indentation) {
+Json::StreamWriterBuilder Writer(const char* indentation, bool utf8) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = indentation;
-    builder["emitUTF8"] = true;
+    builder["emitUTF8"] = utf8;
     return builder;
 }
 
@@ -38,12 +38,16 @@ Json::Value ParseJsonObject(const std::string& text, const std::string& name) {
 
 std::string CompactJson(const Json::Value& value) {
     // Made once: for a single record it costs as much as the writing.
-    static const Json::StreamWriterBuilder writer = Writer("");
+    static const Json::StreamWriterBuilder writer = Writer("", true);
     return Json::writeString(writer, value);
 }
 
+std::string AsciiJson(const Json::Value& value) {
+    return Json::writeString(Writer("", false), value);
+}
+
 std::string ReadableJson(const Json::Value& value) {
-    return Json::writeString(Writer("  "), value) + "\n";
+    return Json::writeString(Writer("  ", true), value) + "\n";
 }
 
 std::string TextMember(const Json::Value& value, const char* name) {
