@@ -20,11 +20,10 @@ More on a command: infosync-cloud COMMAND --help)");
         LocalCloud::FOLDER_VARIABLE, LocalCloud::FOLDER_NAME,
         "the cloud's folder (default: $INFOSYNC_CLOUD_DIR, else infosync-cloud in the state folder)");
     LocalCloud::AddFolderCommands(tool);
-    LocalCloud::AddServerCommands(tool);
-    LocalCloud::AddUserCommands(tool);
     LocalCloud::AddDeviceCommands(tool);
-    LocalCloud::AddExpireCommands(tool);
-    LocalCloud::AddFaultCommands(tool);
+    LocalCloud::AddServerCommands(tool);
     LocalCloud::AddRequestCommands(tool);
+    LocalCloud::AddLifetimeCommands(tool);
+    LocalCloud::AddFaultCommands(tool);
     return tool.Run(argc, argv);
 }

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "Cloud/Server/FaultPlan.h"
-
 namespace LocalCloud {
 namespace {
 

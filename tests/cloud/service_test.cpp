@@ -1,4 +1,3 @@
-#include "Cloud/Service/AppToken.h"
 #include "Cloud/Service/CloudService.h"
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Json.h"
@@ -71,9 +70,10 @@ TEST_F(ServiceTest, ActivationRefusesWrongHeadersAndBodies) {
 }
 
 TEST_F(ServiceTest, DeviceIdBelongsToOneUserAndLapses) {
-    const Ticket activation = tokens.Activate(ANN, "C");
-    EXPECT_EQ(tokens.Activate(ANN, "C").token, activation.token);
-    EXPECT_NE(tokens.Activate("ben", "C").token, activation.token);
+    const std::string id = tokens.DeviceId(ANN, "C");
+    EXPECT_EQ(tokens.DeviceId(ANN, "C"), id);
+    EXPECT_NE(tokens.DeviceId("ben", "C"), id);
+    const Ticket activation = tokens.Give("activation", id, ANN);
     EXPECT_EQ(tokens.OwnerOf("activation", activation.token), ANN);
     now = activation.expires + 1;
     EXPECT_EQ(tokens.OwnerOf("activation", activation.token), std::nullopt);
@@ -102,14 +102,14 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
     Json::Value claims;
     claims["preferred_username"] = "\xc3\xa4";
     claims["exp"] = Json::Int64(1) << 40U;
-    const std::string good = SignAppToken(claims, secret);
-    EXPECT_EQ(VerifyAppToken(good, secret), claims);
-    EXPECT_EQ(VerifyAppToken(Forge(header, CompactJson(claims), secret), secret), claims);
+    const std::string good = SignToken(claims, secret);
+    EXPECT_EQ(VerifyToken(good, secret), claims);
+    EXPECT_EQ(VerifyToken(Forge(header, CompactJson(claims), secret), secret), claims);
 
     const std::string payload = good.substr(0, good.rfind('.'));
     const std::string unsignedHeader = Base64UrlEncode(R"({"alg":"none"})");
     const std::string bad[] = {
-        SignAppToken(claims, std::string(64, 'b')),
+        SignToken(claims, std::string(64, 'b')),
         Forge(R"({"alg":"HS512"})", "{}", secret),
         Forge(R"({"alg":"RS256"})", "{}", secret),
         Forge(R"({"alg":"none"})", "{}", secret),
@@ -133,7 +133,7 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
         std::string(1'000'000, '.'),
     };
     for (const auto& token : bad) {
-        EXPECT_EQ(VerifyAppToken(token, secret), std::nullopt) << token.substr(0, 200);
+        EXPECT_EQ(VerifyToken(token, secret), std::nullopt) << token.substr(0, 200);
     }
 }
 
@@ -142,10 +142,11 @@ TEST_F(ServiceTest, WhatIsExpiredIsRefusedAtOnceAndAlsoByALaterServer) {
     for (const auto& kind : kinds) {
         const TokenPair pair = tokens.Issue(ANN);
         const std::string other = tokens.Issue("ben").accessToken;
-        const std::map<std::string, std::string> held = {{"access", pair.accessToken},
-                                                         {"refresh", pair.refreshToken},
-                                                         {"activation", tokens.Activate(ANN, "C").token},
-                                                         {"app", tokens.IssueAppTicket(ANN).token}};
+        const std::map<std::string, std::string> held = {
+            {"access", pair.accessToken},
+            {"refresh", pair.refreshToken},
+            {"activation", tokens.Give("activation", "device", ANN).token},
+            {"app", tokens.Give("app", "ticket", ANN).token}};
         EXPECT_GE(tokens.Expire(kind, ANN), 1) << kind;
         EXPECT_EQ(tokens.Expire(kind, ANN), 0) << kind;
         TokenStore restarted(folder, [this] { return now; });

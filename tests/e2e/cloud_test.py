@@ -179,7 +179,7 @@ class CloudProgram(unittest.TestCase):
                     television.sync()
                     if not running:
                         self.cloud.run("stop")
-                    self.cloud.run("expire", kind, USER)
+                    self.assertIn("next" if kind != "refresh" else "It shows when", self.cloud.run("expire", kind, USER).stdout)
                     if not running:
                         self.cloud.start("--port", self.cloud.port)
                     for alias in forgotten[kind]:
@@ -190,6 +190,14 @@ class CloudProgram(unittest.TestCase):
                     television.sync()
                     self.assertTrue(any(refusal in exchange["decided"] for exchange in self.requests()))
         self.assertIn("there is no user", self.cloud.run("expire", "app", "nobody", check=False).stderr)
+
+    def test_a_fault_that_makes_no_sense_is_refused(self):
+        for words in (("unheard-of",), ("drop", "--on", "nowhere"), ("drop", "--nth", "0"), ("drop", "--times", "-1"),
+                      ("delay", "-0.5"), ("cut", "-1"), ("status", "99"), ("status", "200", "--header", "A: b\r\nC: d"),
+                      ("certificate", "none"), ("plain", "--on", "token")):
+            with self.subTest(words):
+                done = self.cloud.run("fault", *words, check=False)
+                self.assertEqual((done.returncode, done.stdout), (2, ""), done.stderr)
 
     def test_a_certificate_is_called_accepted_when_a_request_follows(self):
         process = self.serve_here()

@@ -8,17 +8,18 @@
 
 namespace LocalCloud {
 
-/** init, lifetime */
+/** init, user */
 void AddFolderCommands(Cli::Tool& tool);
 
 /** serve, status, stop */
 void AddServerCommands(Cli::Tool& tool);
 
-void AddUserCommands(Cli::Tool& tool);
 void AddDeviceCommands(Cli::Tool& tool);
 void AddFaultCommands(Cli::Tool& tool);
 void AddRequestCommands(Cli::Tool& tool);
-void AddExpireCommands(Cli::Tool& tool);
+
+/** lifetime, expire */
+void AddLifetimeCommands(Cli::Tool& tool);
 
 inline constexpr char JSON_HELP[] = "write JSON for scripts";
 

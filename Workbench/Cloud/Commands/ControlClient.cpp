@@ -2,8 +2,9 @@
 
 #include <httplib.h>
 
+#include <stdexcept>
+
 #include "Cloud/Server/ControlServer.h"
-#include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 
@@ -19,27 +20,14 @@ constexpr int FORBIDDEN = 403;
 constexpr int HIGHEST_PORT = 65535;
 
 [[noreturn]] void ThrowNoServer(const Folder& folder) {
-    throw CloudError("no server runs on " + folder.Path() + "; start one with: infosync-cloud serve --dir '" +
-                     folder.Path() + "'");
+    throw std::runtime_error("no server runs on " + folder.Path() +
+                             "; start one with: infosync-cloud serve --dir '" + folder.Path() + "'");
 }
 
-}  // namespace
-
-Json::Value ControlClient::Get(const std::string& path) const {
-    return Call("GET", path, {});
-}
-
-Json::Value ControlClient::Post(const std::string& path, const Json::Value& body) const {
-    return Call("POST", path, AsciiJson(body));
-}
-
-void ControlClient::Delete(const std::string& path) const {
-    Call("DELETE", path, {});
-}
-
-Json::Value ControlClient::FindServer() const {
+/** What the server that runs, or was killed, has noted down. */
+Json::Value FindServer(const Folder& folder) {
     try {
-        Json::Value server = ParseJsonObject(Files::Read(m_folder.ServerFile()), "server");
+        Json::Value server = ParseJsonObject(Files::Read(folder.ServerFile()), "server");
         const auto port = IntegerMember(server, "control_port");
         if (port >= 1 && port <= HIGHEST_PORT) {
             return server;
@@ -47,37 +35,39 @@ Json::Value ControlClient::FindServer() const {
     } catch (const std::runtime_error&) {
         // Not there, or not what a server wrote: either way there is nobody to talk to.
     }
-    ThrowNoServer(m_folder);
+    ThrowNoServer(folder);
 }
 
-Json::Value ControlClient::Call(const std::string& method, const std::string& path,
-                                const std::string& body) const {
-    const Json::Value server = FindServer();
+}  // namespace
+
+Json::Value AskServer(const Folder& folder, const std::string& method, const std::string& path,
+                      const Json::Value& body) {
+    const Json::Value server = FindServer(folder);
     httplib::SSLClient client("127.0.0.1", server["control_port"].asInt());
-    client.set_ca_cert_path(m_folder.CaFile());
+    client.set_ca_cert_path(folder.CaFile());
     client.set_connection_timeout(CONNECTION_TIMEOUT_SECONDS);
     client.set_read_timeout(READ_TIMEOUT_SECONDS);
     httplib::Request request;
     request.method = method;
     request.path = path;
-    request.body = body;
-    request.set_header(CONTROL_SECRET_HEADER, m_folder.ControlSecret());
+    request.body = body.isNull() ? "" : AsciiJson(body);
+    request.set_header(CONTROL_SECRET_HEADER, folder.ControlSecret());
     const auto result = client.send(request);
     if (!result && result.error() == httplib::Error::Connection) {
-        ThrowNoServer(m_folder);
+        ThrowNoServer(folder);
     }
     if (!result) {
-        throw CloudError("the server on " + m_folder.Path() + " does not answer (" +
-                         httplib::to_string(result.error()) + "); it is busy or stuck: process " +
-                         std::to_string(IntegerMember(server, "pid")));
+        throw std::runtime_error("the server on " + folder.Path() + " does not answer (" +
+                                 httplib::to_string(result.error()) + "); it is busy or stuck: process " +
+                                 std::to_string(IntegerMember(server, "pid")));
     }
     if (result->status == FORBIDDEN) {
-        throw CloudError("the server on " + m_folder.Path() +
-                         " began with another control.secret; stop it and start it again");
+        throw std::runtime_error("the server on " + folder.Path() +
+                                 " began with another control.secret; stop it and start it again");
     }
     Json::Value answer = ParseJsonObject(result->body, "answer");
     if (result->status != OK) {
-        throw CloudError(TextMember(answer, "error"));
+        throw std::runtime_error(TextMember(answer, "error"));
     }
     return answer;
 }

@@ -4,6 +4,7 @@
 #include <functional>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
@@ -12,7 +13,6 @@
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Json.h"
 
 /** The service's rule is asked here, not run: what it would log says nothing to whoever asked. */
@@ -46,15 +46,6 @@ Json::ArrayIndex IndexOf(const Json::Value& records, const std::string& id) {
     return index;
 }
 
-Json::ArrayIndex RequireDevice(const Json::Value& records, const std::string& login, const std::string& id) {
-    const Json::ArrayIndex index = IndexOf(records, id);
-    if (index == records.size()) {
-        throw CloudError(login + " has no device " + id + "; see: infosync-cloud device list '" + login +
-                         "'");
-    }
-    return index;
-}
-
 /** What the commands take, each a part of it. */
 struct DeviceArguments {
     std::string login;
@@ -75,23 +66,24 @@ void AddDevice(const DeviceArguments& arguments) {
     record["uuids"] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
     Edit(arguments.login, [&](Json::Value& records) {
         if (IndexOf(records, TextMember(record, "record_id")) < records.size()) {
-            throw CloudError(arguments.login + " has a device " + arguments.id +
-                             " already; choose another --id");
+            throw std::runtime_error(arguments.login + " has a device " + arguments.id +
+                                     " already; choose another --id");
         }
         records.append(record);
     });
     std::cout << TextMember(record, "record_id") << "\n";
 }
 
-void RenameDevice(const DeviceArguments& arguments) {
+/** Changes the records at the place of one that is there. */
+void EditDevice(const DeviceArguments& arguments,
+                const std::function<void(Json::Value& records, Json::ArrayIndex index)>& change) {
     Edit(arguments.login, [&](Json::Value& records) {
-        records[RequireDevice(records, arguments.login, arguments.id)]["name"] = arguments.name;
-    });
-}
-
-void RemoveDevice(const DeviceArguments& arguments) {
-    Edit(arguments.login, [&](Json::Value& records) {
-        records.removeIndex(RequireDevice(records, arguments.login, arguments.id), nullptr);
+        const Json::ArrayIndex index = IndexOf(records, arguments.id);
+        if (index == records.size()) {
+            throw std::runtime_error(arguments.login + " has no device " + arguments.id +
+                                     "; see: infosync-cloud device list '" + arguments.login + "'");
+        }
+        change(records, index);
     });
 }
 
@@ -164,14 +156,21 @@ void AddDeviceCommands(Cli::Tool& tool) {
     AddLogin(tool, rename, arguments->login);
     AddId(tool, rename, arguments);
     rename.add_option("NAME", arguments->name)->required()->check(Cli::Utf8());
-    rename.callback([arguments] { RenameDevice(*arguments); });
+    rename.callback([arguments] {
+        EditDevice(*arguments, [&arguments](Json::Value& records, Json::ArrayIndex index) {
+            records[index]["name"] = arguments->name;
+        });
+    });
 
     CLI::App& remove =
         tool.Command("device remove", "Remove a device; clients learn of it with their next download",
                      "Example:\n  infosync-cloud device remove ann@example.com headset");
     AddLogin(tool, remove, arguments->login);
     AddId(tool, remove, arguments);
-    remove.callback([arguments] { RemoveDevice(*arguments); });
+    remove.callback([arguments] {
+        EditDevice(*arguments,
+                   [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
+    });
 
     CLI::App& list = tool.Command("device list", "Show a user's devices",
                                   "Example:\n  infosync-cloud device list ann@example.com --json");

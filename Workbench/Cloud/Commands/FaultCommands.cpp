@@ -9,10 +9,10 @@
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
-#include "Cloud/Server/Endpoint.h"
 #include "Cloud/Server/Fault.h"
-#include "Cloud/Util/Certificates.h"
+#include "Cloud/Service/Protocol.h"
 #include "Cloud/Util/Json.h"
+#include "Cloud/Util/Tls.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -27,21 +27,15 @@ struct Plan {
     /** From now on; 1 is the next request or connection. */
     std::int64_t nth = 1;
     std::string bodyFile;
-    bool json = false;
 };
-using SharedPlan = std::shared_ptr<Plan>;
 
 void Submit(Plan& plan) {
     plan.fault.skip = plan.nth - 1;
     if (plan.fault.kind == FaultKind::Body) {
         plan.fault.body = Files::Read(plan.bodyFile);
     }
-    const Json::Value planned = ControlClient(Folder::Ready()).Post("/faults", ToJson(plan.fault));
-    if (plan.json) {
-        std::cout << Cli::JsonText(planned);
-    } else {
-        std::cout << "planned: " << TextMember(planned, "description") << "\n";
-    }
+    AskServer(Folder::Ready(), "POST", "/faults", ToJson(plan.fault));
+    std::cout << "planned: " << plan.fault.Describe() << "\n";
 }
 
 std::vector<std::string> EndpointNames() {
@@ -164,13 +158,12 @@ void AddFault(Cli::Tool& tool, FaultKind kind, const std::string& summary, const
                 EndpointNames())
             ->option_text("ENDPOINT");
     }
-    command.add_flag("--json", plan->json, "print the planned fault as JSON");
     AddOperands(tool, command, *plan);
     command.callback([plan] { Submit(*plan); });
 }
 
 void List(bool json) {
-    const Json::Value faults = ControlClient(Folder::Ready()).Get("/faults")["faults"];
+    const Json::Value faults = AskServer(Folder::Ready(), "GET", "/faults")["faults"];
     Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
     for (const auto& fault : faults) {
         const auto times = IntegerMember(fault, "times");
@@ -202,7 +195,7 @@ void AddFaultCommands(Cli::Tool& tool) {
     AddJsonCommand(tool, "fault list", "Show the faults that are still to come",
                    "Example:\n  infosync-cloud fault list --json", &List);
     tool.Command("fault clear", "Forget the faults that are still to come").callback([] {
-        ControlClient(Folder::Ready()).Delete("/faults");
+        AskServer(Folder::Ready(), "DELETE", "/faults");
     });
 }
 

@@ -6,17 +6,11 @@
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Service/Folder.h"
-#include "Cloud/Service/Settings.h"
-#include "Cloud/Util/Errors.h"
-#include "Files.h"
+#include "Cloud/Service/Users.h"
 
 namespace LocalCloud {
 
 namespace {
-
-// Far enough for any purpose, and short of where milliseconds since the epoch end.
-constexpr std::int64_t LONGEST_LIFETIME = 1'000'000'000'000;
 
 void Init(bool json) {
     const Folder folder;
@@ -33,54 +27,33 @@ void Init(bool json) {
               << "\n";
 }
 
-void ShowLifetimes(bool json) {
+void AddUser(const std::string& login) {
     const Folder folder = Folder::Ready();
-    const Settings settings(folder.SettingsFile());
-    Json::Value value;
-    Cli::Table table({"NAME", "SECONDS"});
-    for (const auto& name : Settings::LifetimeNames()) {
-        const std::int64_t seconds = settings.Lifetime(name);
-        value[name] = Json::Int64(seconds);
-        table.Add({name, std::to_string(seconds)});
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
+    const bool added = Users(folder).Add(login);
+    std::cout << (added ? "added " : "there already: ") << login << ", devices in "
+              << folder.RecordsFile(login) << "\n";
+}
+
+void ListUsers(bool json) {
+    const Folder folder = Folder::Ready();
+    Json::Value value = Json::arrayValue;
+    Cli::Table table({"USER", "FILE"});
+    for (const auto& login : Users(folder).List()) {
+        Json::Value entry;
+        entry["login"] = login;
+        entry["file"] = folder.RecordsFile(login);
+        value.append(entry);
+        table.Add({login, folder.RecordsFile(login)});
     }
     std::cout << (json ? Cli::JsonText(value) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
-void SetLifetime(const std::string& name, std::int64_t seconds) {
+void RemoveUser(const std::string& login) {
     const Folder folder = Folder::Ready();
     const Cli::FileLock oneAtATime = folder.LockForEdit();
-    Settings(folder.SettingsFile()).SetLifetime(name, seconds);
-    std::cout << name << ": " << seconds << " s from the next one on\n";
-}
-
-void AddLifetime(Cli::Tool& tool) {
-    struct Arguments {
-        std::string name;
-        std::int64_t seconds = -1;
-        bool json = false;
-    };
-    const auto arguments = std::make_shared<Arguments>();
-    CLI::App& command = tool.Command(
-        "lifetime",
-        "Show or set how long what the cloud hands out is valid: access, refresh, activation, app",
-        R"(What was handed out before keeps its time.
-
-Examples:
-  infosync-cloud lifetime
-  infosync-cloud lifetime access 60)");
-    tool.OneOf(command.add_option("NAME", arguments->name), Settings::LifetimeNames());
-    command.add_option("SECONDS", arguments->seconds)->check(CLI::Range(std::int64_t{0}, LONGEST_LIFETIME));
-    command.add_flag("--json", arguments->json, JSON_HELP);
-    command.callback([arguments] {
-        if (arguments->name.empty()) {
-            ShowLifetimes(arguments->json);
-        } else if (arguments->seconds < 0) {
-            throw UsageError("how many seconds? For example: infosync-cloud lifetime " + arguments->name +
-                             " 60");
-        } else {
-            SetLifetime(arguments->name, arguments->seconds);
-        }
-    });
+    Users(folder).Remove(login);
+    std::cout << "removed " << login << "\n";
 }
 
 }  // namespace
@@ -88,7 +61,21 @@ Examples:
 void AddFolderCommands(Cli::Tool& tool) {
     AddJsonCommand(tool, "init", "Make the cloud's folder: users, certificates, settings",
                    "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud", &Init);
-    AddLifetime(tool);
+
+    const auto login = std::make_shared<std::string>();
+    CLI::App& add = tool.Command("user add", "Add a user, so that the cloud accepts the sign-in",
+                                 "Example:\n  infosync-cloud user add ann@example.com");
+    add.add_option("LOGIN", *login)->required();
+    add.callback([login] { AddUser(*login); });
+
+    AddJsonCommand(tool, "user list", "Show the users", "Example:\n  infosync-cloud user list --json",
+                   &ListUsers);
+
+    CLI::App& remove = tool.Command("user remove", "Remove a user with all devices",
+                                    "The user's tokens are refused from then on.\n\n"
+                                    "Example:\n  infosync-cloud user remove ann@example.com");
+    AddLogin(tool, remove, *login, "LOGIN");
+    remove.callback([login] { RemoveUser(*login); });
 }
 
 }  // namespace LocalCloud

@@ -3,14 +3,14 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
-#include "Cloud/Server/ExchangeText.h"
-#include "Cloud/Util/Errors.h"
+#include "Cloud/Server/Console.h"
 #include "Cloud/Util/Json.h"
 #include "Cloud/Util/Time.h"
 
@@ -60,7 +60,7 @@ public:
     /** What came since the last call. */
     Json::Value Next() {
         Json::Value list = Json::arrayValue;
-        const Json::Value answer = m_client.Get("/exchanges?after=" + std::to_string(m_last));
+        const Json::Value answer = AskServer(m_folder, "GET", "/exchanges?after=" + std::to_string(m_last));
         for (const auto& exchange : answer["exchanges"]) {
             m_last = IntegerMember(exchange, "number");
             if (TextMember(exchange, "time") >= m_since) {
@@ -73,7 +73,7 @@ public:
 private:
     const Wanted& m_wanted;
     std::string m_since;
-    ControlClient m_client{Folder::Ready()};
+    Folder m_folder = Folder::Ready();
     Cli::Masker m_masker;
     std::int64_t m_last = 0;
 };
@@ -85,8 +85,8 @@ void ShowOne(const Wanted& wanted) {
             return;
         }
     }
-    throw CloudError("exchange " + std::to_string(wanted.number) +
-                     " is not among those that are remembered; see: infosync-cloud requests");
+    throw std::runtime_error("exchange " + std::to_string(wanted.number) +
+                             " is not among those that are remembered; see: infosync-cloud requests");
 }
 
 void ShowLines(const Json::Value& exchanges, bool json) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <utility>
 
@@ -10,9 +11,7 @@
 #include "Cli/Table.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
-#include "Cloud/Server/Detached.h"
 #include "Cloud/Server/LocalCloudServer.h"
-#include "Cloud/Util/Errors.h"
 
 namespace LocalCloud {
 
@@ -73,9 +72,9 @@ std::string StatusTable(const Json::Value& status) {
 
 void Status(bool json) {
     try {
-        const Json::Value status = ControlClient(Folder::Ready()).Get("/status");
+        const Json::Value status = AskServer(Folder::Ready(), "GET", "/status");
         std::cout << (json ? Cli::JsonText(status) : StatusTable(status));
-    } catch (const CloudError&) {
+    } catch (const std::runtime_error&) {
         if (json) {
             std::cout << "{ \"running\" : false }\n";
         }
@@ -85,13 +84,14 @@ void Status(bool json) {
 
 void Stop() {
     const Folder folder = Folder::Ready();
-    ControlClient(folder).Post("/stop", Json::objectValue);
+    AskServer(folder, "POST", "/stop");
     // The lock is let go of when the process has ended.
     const auto last = std::chrono::steady_clock::now() + LONGEST_END;
     while (!folder.LockForServing().IsHeld()) {
         if (std::chrono::steady_clock::now() > last) {
-            throw CloudError("the server on " + folder.Path() + " was told to end and has not after " +
-                             std::to_string(LONGEST_END.count()) + " s; see: infosync-cloud status");
+            throw std::runtime_error("the server on " + folder.Path() +
+                                     " was told to end and has not after " +
+                                     std::to_string(LONGEST_END.count()) + " s; see: infosync-cloud status");
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }

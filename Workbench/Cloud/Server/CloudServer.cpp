@@ -4,11 +4,10 @@
 #include <openssl/err.h>
 
 #include <chrono>
+#include <stdexcept>
 #include <utility>
 
-#include "Cloud/Server/Delivery.h"
 #include "Cloud/Service/CloudService.h"
-#include "Cloud/Util/Errors.h"
 
 namespace LocalCloud {
 
@@ -153,8 +152,8 @@ void CloudServer::Route(const Endpoint& endpoint, const Handler& handler) {
 int CloudServer::Bind(int port) {
     const bool bound = port == 0 ? (port = bind_to_any_port(LOOPBACK)) > 0 : bind_to_port(LOOPBACK, port);
     if (!bound) {
-        throw CloudError("could not listen on port " + std::to_string(port) +
-                         " of 127.0.0.1; another program may have it: try --port 0");
+        throw std::runtime_error("could not listen on port " + std::to_string(port) +
+                                 " of 127.0.0.1; another program may have it: try --port 0");
     }
     // The library has five connections wait; the sixth of a fleet would come again after a second.
     ::listen(svr_sock_, SOMAXCONN);
@@ -231,7 +230,10 @@ void CloudServer::ServeConnection(socket_t socket) {
 }
 
 SslSession CloudServer::Handshake(socket_t socket, const std::optional<Fault>& fault) {
-    SslSession session = m_tls.NewSession(socket, fault);
+    const bool flawed = fault && fault->kind == FaultKind::Certificate;
+    SslSession session = flawed  ? m_tls.NewFlawedSession(socket, fault->flaw)
+                         : fault ? m_tls.NewOldSession(socket)
+                                 : m_tls.NewSession(socket);
     ERR_clear_error();
     if (SSL_accept(session.get()) != 1) {
         Count("failed_handshakes");
@@ -255,7 +257,7 @@ bool CloudServer::ServeRequest(Connection& connection) {
     Count("requests");
     // Before the answer goes out: who has it finds the exchange recorded.
     m_console.Show(m_exchanges.Add(exchange));
-    return Deliver(exchange.answer, exchange.fault, connection) && goesOn && !exchange.closes;
+    return connection.Deliver(exchange.answer, exchange.fault) && goesOn && !exchange.closes;
 }
 
 void CloudServer::Respond(const Endpoint& endpoint, const Handler& handler, const httplib::Request& request,

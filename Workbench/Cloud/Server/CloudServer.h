@@ -13,11 +13,10 @@
 
 #include "Cloud/Server/Connection.h"
 #include "Cloud/Server/Console.h"
-#include "Cloud/Server/Endpoint.h"
 #include "Cloud/Server/ExchangeLog.h"
-#include "Cloud/Server/FaultPlan.h"
-#include "Cloud/Server/TlsContexts.h"
-#include "Cloud/Service/Answer.h"
+#include "Cloud/Server/Fault.h"
+#include "Cloud/Service/Protocol.h"
+#include "Cloud/Util/Tls.h"
 
 namespace LocalCloud {
 
@@ -33,7 +32,7 @@ public:
 
     void Route(const Endpoint& endpoint, const Handler& handler);
 
-    /** @return the port, a free one for 0 @throws CloudError that says what to do when it is taken */
+    /** @return the port, a free one for 0 @throws std::runtime_error that says what to do when it is taken */
     int Bind(int port);
 
     /** Ends every connection, and from now on each new one, waiting for none. */

@@ -7,10 +7,12 @@
 #include <httplib.h>
 #include <openssl/ssl.h>
 
-#include <array>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <utility>
+
+#include "Cloud/Server/Fault.h"
 
 namespace LocalCloud {
 
@@ -30,10 +32,9 @@ public:
     std::string TakeAnswer() {
         return std::exchange(m_answer, {});
     }
-    /** Waits, unless the connection ends meanwhile. @return whether it goes on */
-    bool Pause(double seconds) const;
-    /** @return whether all was sent */
-    bool Send(const char* data, std::size_t size);
+    /** Sends the answer, the way a fault wants it sent where there is one. @return whether the connection can
+     * go on */
+    bool Deliver(const std::string& answer, const std::optional<Fault>& fault);
 
     bool is_readable() const override {
         return !m_broken;
@@ -50,14 +51,15 @@ public:
     }
 
 private:
-    bool Fill();
+    /** @return whether all was sent */
+    bool Send(const char* data, std::size_t size);
+    /** Waits, unless the connection ends meanwhile. @return whether it goes on */
+    bool Pause(double seconds) const;
+    bool SendSlowly(const std::string& answer, double seconds);
+    void SendWithoutEnd(double seconds);
 
     SSL* m_ssl;
     socket_t m_socket;
-    // The library reads a request's lines byte by byte.
-    std::array<char, 16384> m_buffer = {};
-    std::size_t m_begin = 0;
-    std::size_t m_end = 0;
     bool m_broken = false;
     std::string m_request;
     std::string m_answer;

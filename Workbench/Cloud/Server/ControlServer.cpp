@@ -1,10 +1,9 @@
 #include "Cloud/Server/ControlServer.h"
 
 #include <charconv>
-#include <utility>
+#include <stdexcept>
 
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Json.h"
 
 namespace LocalCloud {
@@ -40,14 +39,6 @@ std::int64_t NumberIn(const Request& request, const char* name) {
     return number;
 }
 
-Json::Value Plan(FaultPlan& faults, const Request& request) {
-    const Fault fault = FaultFromJson(ParseJsonObject(request.body, "request"));
-    faults.Add(fault);
-    Json::Value reply = ToJson(fault);
-    reply.removeMember("body_base64url");
-    return reply;
-}
-
 Json::Value ListOf(const FaultPlan& faults) {
     Json::Value reply;
     reply["faults"] = Json::arrayValue;
@@ -66,47 +57,42 @@ Json::Value Expire(TokenStore& tokens, const Request& request) {
 
 }  // namespace
 
-ControlServer::ControlServer(const Folder& folder, Controlled controlled)
-    : m_controlled(std::move(controlled)),
-      m_server((folder.TlsFolder() + "/server.pem").c_str(), (folder.TlsFolder() + "/server.key").c_str()),
-      m_port(m_server.bind_to_any_port("127.0.0.1")) {
-    if (m_port <= 0) {
-        throw CloudError("could not listen for commands on 127.0.0.1");
-    }
-    m_server.new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
-    m_server.set_keep_alive_max_count(1);
-    m_server.set_pre_routing_handler(
-        [secret = folder.ControlSecret()](const Request& request, Response& response) {
-            if (SameSecret(request.get_header_value(CONTROL_SECRET_HEADER), secret)) {
-                return httplib::Server::HandlerResponse::Unhandled;
-            }
-            response.status = FORBIDDEN;
-            return httplib::Server::HandlerResponse::Handled;
-        });
-    SetUpRoutes();
-    m_listening.emplace(m_server, [] {});
-}
-
-void ControlServer::SetUpRoutes() {
-    m_server.Get("/status", Command([this](const Request&) { return m_controlled.status(); }));
-    m_server.Get("/exchanges", Command([this](const Request& request) {
-                     Json::Value reply;
-                     reply["exchanges"] = m_controlled.exchanges.After(NumberIn(request, "after"));
-                     return reply;
-                 }));
-    m_server.Post("/expire",
-                  Command([this](const Request& request) { return Expire(m_controlled.tokens, request); }));
-    m_server.Get("/faults", Command([this](const Request&) { return ListOf(m_controlled.faults); }));
-    m_server.Post("/faults",
-                  Command([this](const Request& request) { return Plan(m_controlled.faults, request); }));
-    m_server.Delete("/faults", Command([this](const Request&) {
-                        m_controlled.faults.Clear();
-                        return Json::Value(Json::objectValue);
-                    }));
-    m_server.Post("/stop", Command([this](const Request&) {
-                      m_controlled.stop();
+int SetUpControl(httplib::Server& server, const std::string& secret, const Controlled& controlled) {
+    server.new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
+    server.set_keep_alive_max_count(1);
+    server.set_pre_routing_handler([secret](const Request& request, Response& response) {
+        if (SameSecret(request.get_header_value(CONTROL_SECRET_HEADER), secret)) {
+            return httplib::Server::HandlerResponse::Unhandled;
+        }
+        response.status = FORBIDDEN;
+        return httplib::Server::HandlerResponse::Handled;
+    });
+    server.Get("/status", Command([controlled](const Request&) { return controlled.status(); }));
+    server.Get("/exchanges", Command([controlled](const Request& request) {
+                   Json::Value reply;
+                   reply["exchanges"] = controlled.exchanges.After(NumberIn(request, "after"));
+                   return reply;
+               }));
+    server.Post("/expire",
+                Command([controlled](const Request& request) { return Expire(controlled.tokens, request); }));
+    server.Get("/faults", Command([controlled](const Request&) { return ListOf(controlled.faults); }));
+    server.Post("/faults", Command([controlled](const Request& request) {
+                    controlled.faults.Add(FaultFromJson(ParseJsonObject(request.body, "request")));
+                    return Json::Value(Json::objectValue);
+                }));
+    server.Delete("/faults", Command([controlled](const Request&) {
+                      controlled.faults.Clear();
                       return Json::Value(Json::objectValue);
                   }));
+    server.Post("/stop", Command([controlled](const Request&) {
+                    controlled.stop();
+                    return Json::Value(Json::objectValue);
+                }));
+    const int port = server.bind_to_any_port("127.0.0.1");
+    if (port <= 0) {
+        throw std::runtime_error("could not listen for commands on 127.0.0.1");
+    }
+    return port;
 }
 
 }  // namespace LocalCloud

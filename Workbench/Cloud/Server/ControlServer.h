@@ -8,19 +8,17 @@
 #include <json/json.h>
 
 #include <functional>
-#include <optional>
+#include <string>
 
 #include "Cloud/Server/ExchangeLog.h"
-#include "Cloud/Server/FaultPlan.h"
-#include "Cloud/Server/Listening.h"
-#include "Cloud/Service/Folder.h"
+#include "Cloud/Server/Fault.h"
 #include "Cloud/Service/TokenStore.h"
 
 namespace LocalCloud {
 
 inline constexpr char CONTROL_SECRET_HEADER[] = "Infosync-Cloud-Secret";
 
-/** What the commands see and change; all must outlive the server. */
+/** What the commands see and change. */
 struct Controlled {
     FaultPlan& faults;
     const ExchangeLog& exchanges;
@@ -31,22 +29,8 @@ struct Controlled {
     std::function<void()> stop;
 };
 
-class ControlServer {
-public:
-    /** Serves from now on, until it is destroyed. @throws CloudError */
-    ControlServer(const Folder& folder, Controlled controlled);
-
-    int Port() const {
-        return m_port;
-    }
-
-private:
-    void SetUpRoutes();
-
-    Controlled m_controlled;
-    httplib::SSLServer m_server;
-    int m_port;
-    std::optional<Listening> m_listening;
-};
+/** Binds the server and gives it its routes; what it controls must outlive it. @return its port @throws
+ * std::runtime_error */
+int SetUpControl(httplib::Server& server, const std::string& secret, const Controlled& controlled);
 
 }  // namespace LocalCloud

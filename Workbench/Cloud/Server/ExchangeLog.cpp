@@ -1,7 +1,15 @@
 #include "Cloud/Server/ExchangeLog.h"
 
+#include <fcntl.h>
+#include <glib.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
 #include "Cloud/Util/Json.h"
 #include "Cloud/Util/Time.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -48,6 +56,43 @@ Json::Value ToJson(const Exchange& exchange, const std::string& time, std::size_
 }
 
 }  // namespace
+
+Recorder::Recorder(std::string path, Console& console)
+    : m_path(std::move(path)),
+      m_console(console),
+      m_file(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Files::PRIVATE)) {
+    if (m_file < 0) {
+        throw std::runtime_error("could not open " + m_path + " to record in: " + g_strerror(errno) +
+                                 "; name a file that can be written");
+    }
+}
+
+Recorder::~Recorder() {
+    ::close(m_file);
+}
+
+void Recorder::Append(const std::string& line) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::string text = line + "\n";
+    const off_t end = ::lseek(m_file, 0, SEEK_END);
+    const ssize_t written = ::write(m_file, text.data(), text.size());
+    const std::string reason = g_strerror(written < 0 ? errno : ENOSPC);
+    if (written == static_cast<ssize_t>(text.size())) {
+        if (m_missing > 0) {
+            m_console.Complain("recording in " + m_path +
+                               " again; exchanges that are missing there: " + std::to_string(m_missing));
+            m_missing = 0;
+        }
+        return;
+    }
+    // The beginning of a line would spoil the next one. A pipe has nothing that could be taken back.
+    const bool torn = end < 0 || ::ftruncate(m_file, end) != 0;
+    if (m_missing++ == 0) {
+        m_console.Complain("could not record in " + m_path + ": " + reason +
+                           "; exchanges will be missing there until there is room" +
+                           (torn ? ", and a line may be torn" : ""));
+    }
+}
 
 Json::Value ExchangeLog::Add(const Exchange& exchange) {
     const std::string time = NowText();

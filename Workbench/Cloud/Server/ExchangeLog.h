@@ -1,5 +1,5 @@
 /** What was asked and answered: remembers the last exchanges, and records all of them where that is wanted.
- * Safe from any thread. */
+ * */
 #pragma once
 
 #include <json/json.h>
@@ -10,8 +10,8 @@
 #include <optional>
 #include <string>
 
+#include "Cloud/Server/Console.h"
 #include "Cloud/Server/Fault.h"
-#include "Cloud/Server/Recorder.h"
 
 namespace LocalCloud {
 
@@ -30,6 +30,28 @@ struct Exchange {
     std::string answer;
 };
 
+/** Appends lines to a file that may run out of room. Safe from any thread. */
+class Recorder {
+public:
+    /** Makes the file where there is none, for its owner alone: it will hold tokens. @throws
+     * std::runtime_error */
+    Recorder(std::string path, Console& console);
+    ~Recorder();
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+
+    /** Leaves out, and says so once, what cannot be written; goes on with the next line that can. */
+    void Append(const std::string& line);
+
+private:
+    std::string m_path;
+    Console& m_console;
+    int m_file;
+    std::mutex m_mutex;
+    std::int64_t m_missing = 0;
+};
+
+/** Safe from any thread. */
 class ExchangeLog {
 public:
     static constexpr std::size_t KEPT = 1000;

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <sstream>
+#include <stdexcept>
 
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Json.h"
 
 namespace LocalCloud {
@@ -19,7 +19,7 @@ constexpr std::array<const char*, 11> NAMES = {"delay",   "status",  "body",    
 FaultKind KindNamed(const std::string& name) {
     const auto* found = std::find(NAMES.begin(), NAMES.end(), name);
     if (found == NAMES.end()) {
-        throw CloudError("there is no fault \"" + name + "\"");
+        throw std::runtime_error("there is no fault \"" + name + "\"");
     }
     return static_cast<FaultKind>(found - NAMES.begin());
 }
@@ -95,6 +95,52 @@ Fault FaultFromJson(const Json::Value& value) {
     fault.withinHeaders = value["within_headers"].asBool();
     fault.flaw = value["certificate"].asString();
     return fault;
+}
+
+void FaultPlan::Add(const Fault& fault) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults.push_back(fault);
+}
+
+std::vector<Fault> FaultPlan::List() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_faults;
+}
+
+void FaultPlan::Clear() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults.clear();
+}
+
+bool FaultPlan::WaitsForConnection() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return std::any_of(m_faults.begin(), m_faults.end(),
+                       [](const Fault& fault) { return fault.SpoilsConnection(); });
+}
+
+std::optional<Fault> FaultPlan::Take(bool connection, const std::string& endpoint) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    auto due = m_faults.end();
+    for (auto fault = m_faults.begin(); fault != m_faults.end(); ++fault) {
+        if (fault->SpoilsConnection() != connection || (fault->on != "any" && fault->on != endpoint)) {
+            continue;
+        }
+        if (fault->skip > 0) {
+            --fault->skip;
+        } else if (due == m_faults.end()) {
+            due = fault;
+        }
+    }
+    if (due == m_faults.end()) {
+        return std::nullopt;
+    }
+    Fault taken = *due;
+    if (due->times == 1) {
+        m_faults.erase(due);
+    } else if (due->times > 1) {
+        --due->times;
+    }
+    return taken;
 }
 
 }  // namespace LocalCloud

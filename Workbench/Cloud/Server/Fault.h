@@ -1,10 +1,12 @@
-/** One planned misbehaviour. */
+/** Planned misbehaviour. */
 #pragma once
 
 #include <json/json.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,5 +49,33 @@ std::string NameOf(FaultKind kind);
 Json::Value ToJson(const Fault& fault);
 /** @throws std::runtime_error for what ToJson() does not make */
 Fault FaultFromJson(const Json::Value& value);
+
+/**
+ * Each fault counts the requests (or connections) that concern it from when it was planned. When several are
+ * due, the one planned first is taken and the others wait. Safe from any thread.
+ */
+class FaultPlan {
+public:
+    void Add(const Fault& fault);
+    std::vector<Fault> List() const;
+    void Clear();
+
+    /** What is due for a request to this endpoint. */
+    std::optional<Fault> TakeForRequest(const std::string& endpoint) {
+        return Take(false, endpoint);
+    }
+    /** What is due for a new connection. */
+    std::optional<Fault> TakeForConnection() {
+        return Take(true, "any");
+    }
+    /** Whether a fault waits for a new connection, so that old ones should not be kept. */
+    bool WaitsForConnection() const;
+
+private:
+    std::optional<Fault> Take(bool connection, const std::string& endpoint);
+
+    mutable std::mutex m_mutex;
+    std::vector<Fault> m_faults;
+};
 
 }  // namespace LocalCloud

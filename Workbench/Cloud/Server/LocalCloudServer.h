@@ -16,12 +16,20 @@ struct ServeOptions {
     bool quiet = false;
 };
 
+/** Called with a line that says where, once the server answers. */
+using Ready = std::function<void(const std::string& where)>;
+
 /**
  * Serves until SIGINT, SIGTERM or the stop command. Must be called before the process has any other thread.
- * @param ready is called with a line that says where, once the server answers
- * @throws CloudError when it cannot begin
+ * @throws std::runtime_error when it cannot begin
  */
-void ServeUntilStopped(const Folder& folder, const ServeOptions& options,
-                       const std::function<void(const std::string&)>& ready);
+void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const Ready& ready);
+
+/**
+ * The same in a process of its own, which this one waits for until it answers. What goes wrong later is told
+ * in the folder's state/serve.log.
+ * @throws CLI::RuntimeError when that process has told already why it does not serve
+ */
+void ServeDetached(const Folder& folder, const ServeOptions& options, const Ready& ready);
 
 }  // namespace LocalCloud

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "Cli/Text.h"
-#include "Cloud/Service/RequestChecks.h"
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Json.h"
 
@@ -87,45 +86,8 @@ AuthorizationCode Decode(const std::string& text) {
     return code;
 }
 
-}  // namespace
-
-Answer AuthorizationServer::IssueToken(const httplib::Request& request) const {
-    std::string login;
-    try {
-        Form form = ReadForm(request, {"code", "client_id", "auth_server_url", "code_verifier"},
-                             "code, client_id, auth_server_url and code_verifier");
-        const AuthorizationCode code = Decode(form["code"]);
-        login = code.login;
-        Require(m_users.IsKnown(login), ACCESS_DENIED, "there is no user " + login);
-        Require(IsCodeVerifier(form["code_verifier"]), INVALID_REQUEST,
-                "the code_verifier is not 43 to 128 unreserved characters");
-        Require(Sha256(form["code_verifier"]) == code.challenge, INVALID_GRANT,
-                "the code_verifier does not match the code's challenge");
-        Require(m_tokens.UseCode(form["code"]), INVALID_GRANT, "the code was used before");
-        return Granted(login, m_tokens.Issue(login), "token issued");
-    } catch (const Refused<const char*>& refused) {
-        return Refusal(refused, login);
-    }
-}
-
-Answer AuthorizationServer::RefreshToken(const httplib::Request& request) const {
-    std::string login;
-    try {
-        Form form = ReadForm(request, {"refresh_token", "client_id", "auth_server_url"},
-                             "refresh_token, client_id and auth_server_url");
-        login = m_tokens.OwnerOf("refresh", form["refresh_token"]).value_or("");
-        Require(login.empty() || m_users.IsKnown(login), ACCESS_DENIED,
-                "there is no user " + login + " any more");
-        const auto tokens = m_tokens.Refresh(form["refresh_token"]);
-        Require(tokens.has_value(), INVALID_GRANT, "the refresh_token is unknown, expired or replaced");
-        return Granted(login, *tokens, "token refreshed");
-    } catch (const Refused<const char*>& refused) {
-        return Refusal(refused, login);
-    }
-}
-
-Answer AuthorizationServer::Granted(const std::string& login, const TokenPair& tokens,
-                                    const std::string& decided) const {
+Answer Granted(const std::string& login, const std::string& userId, const TokenPair& tokens,
+               const std::string& decided) {
     Json::Value body;
     Json::Value& rsp = body["rsp"];
     rsp["stat"] = "ok";
@@ -136,8 +98,45 @@ Answer AuthorizationServer::Granted(const std::string& login, const TokenPair& t
     result["refresh_token_expires_in"] = Json::Int64(tokens.refreshLifetime);
     result["token_type"] = "Bearer";
     result["scope"] = "offline.access";
-    result["userId"] = m_tokens.UserId(login);
+    result["userId"] = userId;
     return {200, CompactJson(body), decided, login};
+}
+
+}  // namespace
+
+Answer IssueToken(const Users& users, TokenStore& tokens, const httplib::Request& request) {
+    std::string login;
+    try {
+        Form form = ReadForm(request, {"code", "client_id", "auth_server_url", "code_verifier"},
+                             "code, client_id, auth_server_url and code_verifier");
+        const AuthorizationCode code = Decode(form["code"]);
+        login = code.login;
+        Require(users.IsKnown(login), ACCESS_DENIED, "there is no user " + login);
+        Require(IsCodeVerifier(form["code_verifier"]), INVALID_REQUEST,
+                "the code_verifier is not 43 to 128 unreserved characters");
+        Require(Sha256(form["code_verifier"]) == code.challenge, INVALID_GRANT,
+                "the code_verifier does not match the code's challenge");
+        Require(tokens.UseCode(form["code"]), INVALID_GRANT, "the code was used before");
+        return Granted(login, tokens.UserId(login), tokens.Issue(login), "token issued");
+    } catch (const Refused<const char*>& refused) {
+        return Refusal(refused, login);
+    }
+}
+
+Answer RefreshToken(const Users& users, TokenStore& tokens, const httplib::Request& request) {
+    std::string login;
+    try {
+        Form form = ReadForm(request, {"refresh_token", "client_id", "auth_server_url"},
+                             "refresh_token, client_id and auth_server_url");
+        login = tokens.OwnerOf("refresh", form["refresh_token"]).value_or("");
+        Require(login.empty() || users.IsKnown(login), ACCESS_DENIED,
+                "there is no user " + login + " any more");
+        const auto pair = tokens.Refresh(form["refresh_token"]);
+        Require(pair.has_value(), INVALID_GRANT, "the refresh_token is unknown, expired or replaced");
+        return Granted(login, tokens.UserId(login), *pair, "token refreshed");
+    } catch (const Refused<const char*>& refused) {
+        return Refusal(refused, login);
+    }
 }
 
 }  // namespace LocalCloud

@@ -3,26 +3,13 @@
 
 #include <httplib.h>
 
-#include <string>
-
-#include "Cloud/Service/Answer.h"
+#include "Cloud/Service/Protocol.h"
 #include "Cloud/Service/TokenStore.h"
 #include "Cloud/Service/Users.h"
 
 namespace LocalCloud {
 
-class AuthorizationServer {
-public:
-    AuthorizationServer(const Users& users, TokenStore& tokens) : m_users(users), m_tokens(tokens) {}
-
-    Answer IssueToken(const httplib::Request& request) const;
-    Answer RefreshToken(const httplib::Request& request) const;
-
-private:
-    Answer Granted(const std::string& login, const TokenPair& tokens, const std::string& decided) const;
-
-    const Users& m_users;
-    TokenStore& m_tokens;
-};
+Answer IssueToken(const Users& users, TokenStore& tokens, const httplib::Request& request);
+Answer RefreshToken(const Users& users, TokenStore& tokens, const httplib::Request& request);
 
 }  // namespace LocalCloud

@@ -4,12 +4,11 @@
 
 #include <charconv>
 #include <functional>
+#include <stdexcept>
 #include <utility>
 
 #include "Cli/Text.h"
-#include "Cloud/Service/AppToken.h"
-#include "Cloud/Service/RequestChecks.h"
-#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 
@@ -17,6 +16,7 @@ namespace LocalCloud {
 
 namespace {
 
+constexpr std::size_t TICKET_BYTES = 12;
 constexpr Json::Int64 MILLISECONDS = 1000;
 
 // A result code begins with the HTTP status that it comes with.
@@ -69,7 +69,7 @@ void CheckUserAgent(const httplib::Request& request, const std::string& tail) {
 Json::Value ParseBody(const std::string& text) {
     try {
         return ParseJsonObject(text, "body");
-    } catch (const CloudError& error) {
+    } catch (const std::runtime_error& error) {
         throw Refused<ResultCode>(ResultCode::BadRequest, error.what());
     }
 }
@@ -140,7 +140,8 @@ CloudService::CloudService(const Folder& folder, const Users& users, TokenStore&
 Answer CloudService::Activate(const httplib::Request& request) {
     return Judge([&](std::string& login) {
         Identify(request, login);
-        const Ticket activation = m_tokens.Activate(login, ReadActivation(request.body));
+        const std::string deviceId = m_tokens.DeviceId(login, ReadActivation(request.body));
+        const Ticket activation = m_tokens.Give("activation", deviceId, login);
         Json::Value body;
         body["dvcId"] = activation.token;
         body["expireTime"] = Json::Int64(activation.expires) * MILLISECONDS;
@@ -154,7 +155,7 @@ Answer CloudService::IssueAppToken(const httplib::Request& request) {
         const std::string deviceId = request.get_header_value("x-kc-dvc-id");
         Require(m_tokens.OwnerOf("activation", deviceId) == login, ResultCode::NotActivated,
                 "x-kc-dvc-id is none that this user's activation gave");
-        const Ticket ticket = m_tokens.IssueAppTicket(login);
+        const Ticket ticket = m_tokens.Give("app", Base64UrlEncode(RandomBytes(TICKET_BYTES)), login);
         Json::Value claims;
         claims["iss"] = "infosync-cloud";
         claims["sub"] = m_tokens.UserId(login);
@@ -164,7 +165,7 @@ Answer CloudService::IssueAppToken(const httplib::Request& request) {
         claims["exp"] = Json::Int64(ticket.expires);
         claims["jti"] = ticket.token;
         Json::Value body;
-        body["accessToken"] = SignAppToken(claims, m_secret);
+        body["accessToken"] = SignToken(claims, m_secret);
         body["tokenExpireTimeSec"] = Json::Int64(ticket.expires);
         return Success(body, "application token issued", login);
     });
@@ -213,7 +214,7 @@ void CloudService::IdentifyBearer(const httplib::Request& request, std::string& 
     const std::string authorization = request.get_header_value("Authorization");
     Require(Cli::StartsWith(authorization, BEARER), ResultCode::BadAppToken,
             "the header Authorization must be Bearer and a token");
-    const auto claims = VerifyAppToken(authorization.substr(sizeof(BEARER) - 1), m_secret);
+    const auto claims = VerifyToken(authorization.substr(sizeof(BEARER) - 1), m_secret);
     Require(claims.has_value(), ResultCode::BadAppToken, "the bearer token is none of this cloud's");
     login = TextMember(*claims, "preferred_username");
     Require(m_tokens.OwnerOf("app", TextMember(*claims, "jti")).has_value(), ResultCode::BadAppToken,

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "Cloud/Service/Answer.h"
+#include "Cloud/Service/Protocol.h"
 #include "Cloud/Service/RecordBook.h"
 #include "Cloud/Service/TokenStore.h"
 #include "Cloud/Service/Users.h"

@@ -4,13 +4,13 @@
 
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 
 #include "Cli/StateFolder.h"
 #include "Cloud/Service/Settings.h"
 #include "Cloud/Service/Users.h"
-#include "Cloud/Util/Certificates.h"
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Errors.h"
+#include "Cloud/Util/Tls.h"
 #include "Files.h"
 #include "Ownership.h"
 
@@ -29,8 +29,8 @@ Folder Folder::Ready() {
     folder.RequireOurs();
     for (const auto& file : {folder.SettingsFile(), folder.ControlSecretFile(), folder.CaFile()}) {
         if (!std::filesystem::exists(file)) {
-            throw CloudError("there is no cloud in " + folder.m_path +
-                             "; make one with: infosync-cloud init --dir '" + folder.m_path + "'");
+            throw std::runtime_error("there is no cloud in " + folder.m_path +
+                                     "; make one with: infosync-cloud init --dir '" + folder.m_path + "'");
         }
     }
     return folder;
@@ -53,7 +53,7 @@ void Folder::RequireOurs() const {
          {m_path, SettingsFile(), ControlSecretFile(), UsersFolder(), TlsFolder(), m_path + "/state"}) {
         const std::string reason = WhyNotOurs(part);
         if (!reason.empty()) {
-            throw CloudError(reason);
+            throw std::runtime_error(reason);
         }
     }
 }
@@ -62,7 +62,7 @@ std::string Folder::ControlSecret() const {
     std::string secret = Files::Read(ControlSecretFile());
     secret.erase(secret.find_last_not_of(" \n") + 1);
     if (secret.empty()) {
-        throw CloudError(ControlSecretFile() + " is empty; remove it and run: infosync-cloud init");
+        throw std::runtime_error(ControlSecretFile() + " is empty; remove it and run: infosync-cloud init");
     }
     return secret;
 }

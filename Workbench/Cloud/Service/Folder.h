@@ -17,8 +17,8 @@ public:
     Folder();
     explicit Folder(const std::string& path);
 
-    /** The same as Folder(). @throws CloudError that says what to do, unless `init` was here and nobody else
-     * prepared the folder */
+    /** The same as Folder(). @throws std::runtime_error that says what to do, unless `init` was here and
+     * nobody else prepared the folder */
     static Folder Ready();
 
     const std::string& Path() const {
@@ -54,7 +54,8 @@ public:
     /** There while the user's marks no longer hold; its text is the code to refuse them with. */
     std::string ExpiredMarkFile(const std::string& login) const;
 
-    /** What the commands must know to be heard by the server. @throws CloudError when there is none */
+    /** What the commands must know to be heard by the server. @throws std::runtime_error when there is none
+     */
     std::string ControlSecret() const;
     /** Waits for it; for whoever changes what the user or a command may change at any time. */
     Cli::FileLock LockForEdit() const {
@@ -66,7 +67,7 @@ public:
     }
     /**
      * Makes everything that is missing and keeps everything that is there.
-     * @throws CloudError, also where the folder is somebody else's
+     * @throws std::runtime_error, also where the folder is somebody else's
      */
     void Prepare() const;
 

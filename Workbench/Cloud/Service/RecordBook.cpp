@@ -1,11 +1,11 @@
 #include "Cloud/Service/RecordBook.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "Cloud/Service/Users.h"
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Json.h"
 
 namespace LocalCloud {
@@ -28,11 +28,11 @@ Json::Value LoadLedger(const std::string& path) {
         const auto oldest = IntegerMember(ledger, OLDEST);
         if (text && (!ledger[RECORDS].isObject() || !ledger[DELETED].isObject() || oldest < 1 ||
                      IntegerMember(ledger, LATEST) < oldest)) {
-            throw CloudError(path + ": not what the cloud wrote");
+            throw std::runtime_error(path + ": not what the cloud wrote");
         }
-    } catch (const CloudError& damage) {
-        throw CloudError(std::string(damage.what()) +
-                         "; remove the file: every television then starts afresh");
+    } catch (const std::runtime_error& damage) {
+        throw std::runtime_error(std::string(damage.what()) +
+                                 "; remove the file: every television then starts afresh");
     }
     return ledger;
 }

@@ -45,7 +45,7 @@ public:
     /**
      * Selects what changed after a mark, deletions included; without a mark, all that there is. A user
      * without a file has no records.
-     * @throws CloudError that says what is wrong with the user's file; the state before it is kept
+     * @throws std::runtime_error that says what is wrong with the user's file; the state before it is kept
      */
     Selection Select(const std::string& login, std::optional<std::int64_t> changedAfter);
 

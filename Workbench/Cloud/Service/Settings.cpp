@@ -3,9 +3,9 @@
 #include <glib.h>
 
 #include <memory>
+#include <stdexcept>
 
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Errors.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -29,8 +29,8 @@ using Text = std::unique_ptr<char, decltype(&g_free)>;
 void ThrowIfDamaged(const std::string& path, GError* error) {
     const std::unique_ptr<GError, decltype(&g_error_free)> owned(error, &g_error_free);
     if (owned) {
-        throw CloudError(path + ": " + owned->message +
-                         "; mend it, or remove it and run: infosync-cloud init");
+        throw std::runtime_error(path + ": " + owned->message +
+                                 "; mend it, or remove it and run: infosync-cloud init");
     }
 }
 

@@ -16,15 +16,15 @@ public:
     /** What has a lifetime: access, refresh, activation, app. */
     static std::vector<std::string> LifetimeNames();
 
-    /** Writes the defaults of what is missing. @throws CloudError */
+    /** Writes the defaults of what is missing. @throws std::runtime_error */
     void Prepare() const;
 
-    /** Seconds. @throws CloudError */
+    /** Seconds. @throws std::runtime_error */
     std::int64_t Lifetime(const std::string& name) const;
-    /** For what is handed out from now on. @throws CloudError, and nothing is changed */
+    /** For what is handed out from now on. @throws std::runtime_error, and nothing is changed */
     void SetLifetime(const std::string& name, std::int64_t seconds) const;
 
-    /** @throws CloudError */
+    /** @throws std::runtime_error */
     std::string SigningSecret() const;
 
 private:

@@ -1,11 +1,11 @@
 #include "Cloud/Service/TokenStore.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 
@@ -14,7 +14,6 @@ namespace LocalCloud {
 namespace {
 
 constexpr std::size_t TOKEN_BYTES = 32;
-constexpr std::size_t TICKET_BYTES = 12;
 constexpr std::size_t USER_ID_BYTES = 10;
 constexpr std::size_t DEVICE_ID_BYTES = 16;
 
@@ -42,12 +41,6 @@ Json::Value Stored(const Ticket& ticket) {
     Json::Value stored;
     stored[TOKEN] = ticket.token;
     stored[EXPIRES] = Json::Int64(ticket.expires);
-    return stored;
-}
-
-Json::Value Stored(const Ticket& ticket, const std::string& login) {
-    Json::Value stored = Stored(ticket);
-    stored[LOGIN] = login;
     return stored;
 }
 
@@ -79,12 +72,12 @@ Json::Value Load(const std::string& path) {
                 state[name] = Json::arrayValue;
             }
             if (!state[name].isArray()) {
-                throw CloudError(path + ": \"" + name + "\" must be an array");
+                throw std::runtime_error(path + ": \"" + name + "\" must be an array");
             }
         }
-    } catch (const CloudError& damage) {
-        throw CloudError(std::string(damage.what()) +
-                         "; remove the file: every television then signs in anew");
+    } catch (const std::runtime_error& damage) {
+        throw std::runtime_error(std::string(damage.what()) +
+                                 "; remove the file: every television then signs in anew");
     }
     return state;
 }
@@ -139,29 +132,10 @@ std::optional<TokenPair> TokenStore::Refresh(const std::string& refreshToken) {
     return tokens;
 }
 
-Ticket TokenStore::Activate(const std::string& login, const std::string& cdid) {
+Ticket TokenStore::Give(const std::string& kind, const std::string& token, const std::string& login) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    // The lengths keep two pairs apart whose texts run into the same whole.
-    const std::string device = std::to_string(login.size()) + ":" + login + cdid;
-    Ticket ticket = {Hex(HmacSha256(m_secret, "device " + device)).substr(0, 2 * DEVICE_ID_BYTES),
-                     m_clock() + m_settings.Lifetime("activation")};
     Json::Value state = m_state;
-    Json::Value& activations = state[ACTIVATIONS];
-    for (Json::ArrayIndex i = activations.size(); i-- > 0;) {
-        if (TextMember(activations[i], TOKEN) == ticket.token) {
-            activations.removeIndex(i, nullptr);
-        }
-    }
-    Append(activations, Stored(ticket, login));
-    Commit(std::move(state));
-    return ticket;
-}
-
-Ticket TokenStore::IssueAppTicket(const std::string& login) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    Ticket ticket = {Base64UrlEncode(RandomBytes(TICKET_BYTES)), m_clock() + m_settings.Lifetime("app")};
-    Json::Value state = m_state;
-    Append(state[APP_TICKETS], Stored(ticket, login));
+    Ticket ticket = Add(state, kind, token, login);
     Commit(std::move(state));
     return ticket;
 }
@@ -192,11 +166,32 @@ std::string TokenStore::UserId(const std::string& login) const {
     return Hex(HmacSha256(m_secret, "user " + login)).substr(0, 2 * USER_ID_BYTES);
 }
 
+std::string TokenStore::DeviceId(const std::string& login, const std::string& cdid) const {
+    // The length keeps two pairs apart whose texts run into the same whole.
+    const std::string device = "device " + std::to_string(login.size()) + ":" + login + cdid;
+    return Hex(HmacSha256(m_secret, device)).substr(0, 2 * DEVICE_ID_BYTES);
+}
+
+Ticket TokenStore::Add(Json::Value& state, const std::string& kind, const std::string& token,
+                       const std::string& login) const {
+    Ticket ticket = {token, m_clock() + m_settings.Lifetime(kind)};
+    Json::Value& list = state[ListOf(kind)];
+    for (Json::ArrayIndex i = list.size(); i-- > 0;) {
+        if (TextMember(list[i], TOKEN) == token) {
+            list.removeIndex(i, nullptr);
+        }
+    }
+    Json::Value entry = Stored(ticket);
+    entry[LOGIN] = login;
+    Append(list, entry);
+    return ticket;
+}
+
 TokenPair TokenStore::AddTokens(Json::Value& state, const std::string& login) const {
     TokenPair tokens = {"at." + Base64UrlEncode(RandomBytes(TOKEN_BYTES)),
                         "rt." + Base64UrlEncode(RandomBytes(TOKEN_BYTES)), m_settings.Lifetime("access"),
                         m_settings.Lifetime("refresh")};
-    Append(state[ACCESS], Stored({tokens.accessToken, m_clock() + tokens.accessLifetime}, login));
+    Add(state, "access", tokens.accessToken, login);
     return tokens;
 }
 

@@ -33,12 +33,12 @@ struct Ticket {
 
 /**
  * Keeps everything in the folder, so that a restarted server still knows it. Safe from any thread. Every
- * operation throws CloudError when the store cannot be written, and nothing was handed out then. A kind is
- * one of Settings::LifetimeNames().
+ * operation throws std::runtime_error when the store cannot be written, and nothing was handed out then. A
+ * kind is one of Settings::LifetimeNames().
  */
 class TokenStore {
 public:
-    /** @throws CloudError when the stored state is damaged */
+    /** @throws std::runtime_error when the stored state is damaged */
     TokenStore(const Folder& folder, Clock clock);
 
     std::int64_t Now() const {
@@ -57,11 +57,8 @@ public:
      */
     std::optional<TokenPair> Refresh(const std::string& refreshToken);
 
-    /** The same user and television always get the same device id. */
-    Ticket Activate(const std::string& login, const std::string& cdid);
-
-    /** What makes an application token that the store knows. */
-    Ticket IssueAppTicket(const std::string& login);
+    /** Gives the user a token of a kind; what there was of it holds no longer. */
+    Ticket Give(const std::string& kind, const std::string& token, const std::string& login);
 
     /** Whom a token of the kind was given to; nothing for one that is unknown or holds no longer. */
     std::optional<std::string> OwnerOf(const std::string& kind, const std::string& token);
@@ -71,8 +68,12 @@ public:
 
     /** The cloud's own name for a user. It does not change, and does not show the login id. */
     std::string UserId(const std::string& login) const;
+    /** The same user and television always get the same device id. */
+    std::string DeviceId(const std::string& login, const std::string& cdid) const;
 
 private:
+    Ticket Add(Json::Value& state, const std::string& kind, const std::string& token,
+               const std::string& login) const;
     /** Makes two tokens, and adds the access token; the refresh token has its place in a grant. */
     TokenPair AddTokens(Json::Value& state, const std::string& login) const;
     bool Holds(const Json::Value& ticket) const;

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <unordered_set>
 
-#include "Cloud/Util/Errors.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 
@@ -45,15 +45,15 @@ Json::Value ParseUserFile(const std::string& text, const std::string& name) {
     Json::Value document = ParseJsonObject(text, name);
     const Json::Value& records = document["records"];
     if (!records.isArray()) {
-        throw CloudError(name + ": \"records\" must be an array");
+        throw std::runtime_error(name + ": \"records\" must be an array");
     }
     std::unordered_set<std::string> ids;
     for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
         const std::string id = TextMember(records[i], "record_id");
         if (id.empty() || !ids.insert(id).second) {
-            throw CloudError(name + ": record " + std::to_string(i + 1) +
-                             (id.empty() ? " needs a text \"record_id\""
-                                         : " has the record_id \"" + id + "\" of an earlier one"));
+            throw std::runtime_error(name + ": record " + std::to_string(i + 1) +
+                                     (id.empty() ? " needs a text \"record_id\""
+                                                 : " has the record_id \"" + id + "\" of an earlier one"));
         }
     }
     return document;
@@ -79,14 +79,14 @@ bool Users::Exists(const std::string& login) const {
 
 void Users::RequireExists(const std::string& login) const {
     if (!Exists(login)) {
-        throw CloudError("there is no user " + login + "; add one with: infosync-cloud user add '" + login +
-                         "'");
+        throw std::runtime_error("there is no user " + login + "; add one with: infosync-cloud user add '" +
+                                 login + "'");
     }
 }
 
 bool Users::Add(const std::string& login) const {
     if (!IsLogin(login)) {
-        throw CloudError("\"" + login + "\" cannot be a login id");
+        throw std::runtime_error("\"" + login + "\" cannot be a login id");
     }
     if (Exists(login)) {
         return false;
@@ -99,7 +99,7 @@ bool Users::Add(const std::string& login) const {
 
 void Users::Remove(const std::string& login) const {
     if (!IsLogin(login) || !Files::Remove(m_folder.RecordsFile(login))) {
-        throw CloudError("there is no user " + login + "; see: infosync-cloud user list");
+        throw std::runtime_error("there is no user " + login + "; see: infosync-cloud user list");
     }
 }
 

@@ -20,7 +20,7 @@ std::string FileNameOfLogin(const std::string& login);
 /**
  * Takes a user's file apart: an object whose "records" is an array of objects, each with a "record_id" of its
  * own.
- * @throws CloudError that begins with the name and says what is wrong where
+ * @throws std::runtime_error that begins with the name and says what is wrong where
  */
 Json::Value ParseUserFile(const std::string& text, const std::string& name);
 
@@ -35,14 +35,14 @@ public:
     bool IsKnown(const std::string& login) const {
         return m_any || Exists(login);
     }
-    /** @throws CloudError that says how to add the user, unless there is one */
+    /** @throws std::runtime_error that says how to add the user, unless there is one */
     void RequireExists(const std::string& login) const;
-    /** @return false, with nothing changed, when the user exists already @throws CloudError */
+    /** @return false, with nothing changed, when the user exists already @throws std::runtime_error */
     bool Add(const std::string& login) const;
-    /** @throws CloudError, also for an unknown user */
+    /** @throws std::runtime_error, also for an unknown user */
     void Remove(const std::string& login) const;
 
-    /** The user's document. @throws CloudError that says what to do, also for an unknown user */
+    /** The user's document. @throws std::runtime_error that says what to do, also for an unknown user */
     Json::Value Load(const std::string& login) const;
     void Save(const std::string& login, const Json::Value& document) const;
 

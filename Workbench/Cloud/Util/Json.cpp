@@ -1,8 +1,8 @@
 #include "Cloud/Util/Json.h"
 
 #include <cstring>
+#include <stdexcept>
 
-#include "Cloud/Util/Errors.h"
 #include "Util/CInfoSyncException.h"
 #include "Util/JsonUtil.h"
 
@@ -28,10 +28,10 @@ Json::Value ParseJsonObject(const std::string& text, const std::string& name) {
     try {
         value = InfoSyncUtil::ParseJson(text);
     } catch (const CInfoSyncException& error) {
-        throw CloudError(name + ": " + error.what());
+        throw std::runtime_error(name + ": " + error.what());
     }
     if (!value.isObject()) {
-        throw CloudError(name + ": the whole must be a JSON object");
+        throw std::runtime_error(name + ": the whole must be a JSON object");
     }
     return value;
 }

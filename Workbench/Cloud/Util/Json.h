@@ -9,7 +9,7 @@ namespace LocalCloud {
 
 /**
  * Parses a text that must be one JSON object and nothing else.
- * @throws CloudError "NAME: ..." with the place of the fault
+ * @throws std::runtime_error "NAME: ..." with the place of the fault
  */
 Json::Value ParseJsonObject(const std::string& text, const std::string& name);
 

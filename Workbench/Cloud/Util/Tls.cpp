@@ -1,4 +1,4 @@
-#include "Cloud/Util/Certificates.h"
+#include "Cloud/Util/Tls.h"
 
 #include <openssl/ec.h>
 #include <openssl/err.h>
@@ -7,9 +7,9 @@
 
 #include <array>
 #include <filesystem>
+#include <stdexcept>
 #include <utility>
 
-#include "Cloud/Util/Errors.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -53,7 +53,7 @@ void Require(bool success) {
     if (!success) {
         std::array<char, 256> reason = {};
         ERR_error_string_n(ERR_get_error(), reason.data(), reason.size());
-        throw CloudError(std::string("could not make a certificate: ") + reason.data());
+        throw std::runtime_error(std::string("could not make a certificate: ") + reason.data());
     }
 }
 
@@ -141,22 +141,7 @@ bool IsStillGood(const Identity& server, const Identity& authority) {
            X509_cmp_time(X509_get0_notAfter(server.certificate.get()), &soon) > 0;
 }
 
-}  // namespace
-
-std::vector<std::string> CertificateFlaws() {
-    return {WRONG_HOST, EXPIRED, NOT_YET_VALID, SELF_SIGNED, UNKNOWN_AUTHORITY, CLIENT_ONLY};
-}
-
-void MakeCertificates(const std::string& folder) {
-    if (!IsThere(folder, "ca")) {
-        Save(MakeAuthority(), folder, "ca");
-    }
-    const Identity authority = LoadIdentity(folder, "ca");
-    if (!IsThere(folder, "server") || !IsStillGood(LoadIdentity(folder, "server"), authority)) {
-        Save(MakeServerIdentity(authority), folder, "server");
-    }
-}
-
+/** Reads NAME.pem and NAME.key. */
 Identity LoadIdentity(const std::string& folder, const std::string& name) {
     const std::string certificate = Files::Read(folder + "/" + name + ".pem");
     const std::string key = Files::Read(folder + "/" + name + ".key");
@@ -166,14 +151,15 @@ Identity LoadIdentity(const std::string& folder, const std::string& name) {
     if (!identity.certificate || !identity.key ||
         X509_check_private_key(identity.certificate.get(), identity.key.get()) != 1) {
         ERR_clear_error();
-        throw CloudError(folder + "/" + name +
-                         ".pem and .key are damaged or do not belong together; remove both " +
-                         "and run: infosync-cloud init");
+        throw std::runtime_error(folder + "/" + name +
+                                 ".pem and .key are damaged or do not belong together; remove both " +
+                                 "and run: infosync-cloud init");
     }
     return identity;
 }
 
-Identity MakeServerIdentity(const Identity& authority, const std::string& flaw) {
+/** A certificate for the cloud's hosts that is right but for the flaw, of which there may be none. */
+Identity MakeServerIdentity(const Identity& authority, const std::string& flaw = "") {
     Contents contents = {"infosync-cloud",    HOSTS,
                          -BACKDATING,         SERVER_LIFETIME,
                          "critical,CA:FALSE", "critical,digitalSignature",
@@ -193,6 +179,59 @@ Identity MakeServerIdentity(const Identity& authority, const std::string& flaw) 
     }
     const Identity stranger = flaw == UNKNOWN_AUTHORITY ? MakeAuthority() : Identity();
     return Issue(contents, stranger.key ? &stranger : &authority);
+}
+
+SslContext MakeContext(const Identity& identity) {
+    SslContext context(SSL_CTX_new(TLS_server_method()));
+    if (!context || SSL_CTX_use_certificate(context.get(), identity.certificate.get()) != 1 ||
+        SSL_CTX_use_PrivateKey(context.get(), identity.key.get()) != 1) {
+        throw std::runtime_error("could not set up TLS with the certificates of the folder's tls/");
+    }
+    SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+    SSL_CTX_set_mode(context.get(), SSL_MODE_AUTO_RETRY);
+    return context;
+}
+
+}  // namespace
+
+std::vector<std::string> CertificateFlaws() {
+    return {WRONG_HOST, EXPIRED, NOT_YET_VALID, SELF_SIGNED, UNKNOWN_AUTHORITY, CLIENT_ONLY};
+}
+
+void MakeCertificates(const std::string& folder) {
+    if (!IsThere(folder, "ca")) {
+        Save(MakeAuthority(), folder, "ca");
+    }
+    const Identity authority = LoadIdentity(folder, "ca");
+    if (!IsThere(folder, "server") || !IsStillGood(LoadIdentity(folder, "server"), authority)) {
+        Save(MakeServerIdentity(authority), folder, "server");
+    }
+}
+
+TlsContexts::TlsContexts(const std::string& folder)
+    : m_authority(LoadIdentity(folder, "ca")),
+      m_identity(LoadIdentity(folder, "server")),
+      m_context(MakeContext(m_identity)) {}
+
+SslSession TlsContexts::NewFlawedSession(int socket, const std::string& flaw) const {
+    return NewSession(socket, MakeContext(MakeServerIdentity(m_authority, flaw)).get());
+}
+
+SslSession TlsContexts::NewOldSession(int socket) const {
+    const SslContext context = MakeContext(m_identity);
+    SSL_CTX_set_min_proto_version(context.get(), TLS1_1_VERSION);
+    SSL_CTX_set_max_proto_version(context.get(), TLS1_1_VERSION);
+    // It signs with what OpenSSL no longer counts as safe at its default security level.
+    SSL_CTX_set_cipher_list(context.get(), "DEFAULT:@SECLEVEL=0");
+    return NewSession(socket, context.get());
+}
+
+SslSession TlsContexts::NewSession(int socket, SSL_CTX* context) {
+    SslSession session(SSL_new(context));
+    if (!session || SSL_set_fd(session.get(), socket) != 1) {
+        throw std::runtime_error("could not set up a TLS session");
+    }
+    return session;
 }
 
 }  // namespace LocalCloud

@@ -1,18 +1,75 @@
 #include <glib.h>
+#include <unistd.h>
 
 #include <iostream>
 #include <memory>
 
+#include "Cli/Json.h"
+#include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Service/CloudService.h"
+#include "Cloud/Service/Settings.h"
 #include "Cloud/Service/Users.h"
 #include "Files.h"
 
 namespace LocalCloud {
 
 namespace {
+
+// Far enough for any purpose, and short of where milliseconds since the epoch end.
+constexpr std::int64_t LONGEST_LIFETIME = 1'000'000'000'000;
+
+void ShowLifetimes(bool json) {
+    const Folder folder = Folder::Ready();
+    const Settings settings(folder.SettingsFile());
+    Json::Value value;
+    Cli::Table table({"NAME", "SECONDS"});
+    for (const auto& name : Settings::LifetimeNames()) {
+        const std::int64_t seconds = settings.Lifetime(name);
+        value[name] = Json::Int64(seconds);
+        table.Add({name, std::to_string(seconds)});
+    }
+    std::cout << (json ? Cli::JsonText(value) : table.Text(Cli::Style(STDOUT_FILENO)));
+}
+
+void SetLifetime(const std::string& name, std::int64_t seconds) {
+    const Folder folder = Folder::Ready();
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
+    Settings(folder.SettingsFile()).SetLifetime(name, seconds);
+    std::cout << name << ": " << seconds << " s from the next one on\n";
+}
+
+void AddLifetime(Cli::Tool& tool) {
+    struct Arguments {
+        std::string name;
+        std::int64_t seconds = -1;
+        bool json = false;
+    };
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App& command = tool.Command(
+        "lifetime",
+        "Show or set how long what the cloud hands out is valid: access, refresh, activation, app",
+        R"(What was handed out before keeps its time.
+
+Examples:
+  infosync-cloud lifetime
+  infosync-cloud lifetime access 60)");
+    tool.OneOf(command.add_option("NAME", arguments->name), Settings::LifetimeNames());
+    command.add_option("SECONDS", arguments->seconds)->check(CLI::Range(std::int64_t{0}, LONGEST_LIFETIME));
+    command.add_flag("--json", arguments->json, JSON_HELP);
+    command.callback([arguments] {
+        if (arguments->name.empty()) {
+            ShowLifetimes(arguments->json);
+        } else if (arguments->seconds < 0) {
+            throw Cli::UsageError("how many seconds? For example: infosync-cloud lifetime " +
+                                  arguments->name + " 60");
+        } else {
+            SetLifetime(arguments->name, arguments->seconds);
+        }
+    });
+}
 
 /** What can be ended at once. */
 struct Kind {
@@ -43,7 +100,7 @@ std::int64_t Expire(const Folder& folder, const std::string& kind, const std::st
     Json::Value what;
     what["kind"] = kind;
     what["user"] = login;
-    return ControlClient(folder).Post("/expire", what)["expired"].asInt64();
+    return AskServer(folder, "POST", "/expire", what)["expired"].asInt64();
 }
 
 void AddExpire(Cli::Tool& tool, const Kind& kind) {
@@ -95,7 +152,8 @@ Example:
 
 }  // namespace
 
-void AddExpireCommands(Cli::Tool& tool) {
+void AddLifetimeCommands(Cli::Tool& tool) {
+    AddLifetime(tool);
     for (const Kind& kind : KINDS) {
         AddExpire(tool, kind);
     }

@@ -1,4 +1,4 @@
-#include "Cloud/Service/RequestChecks.h"
+#include "Cloud/Service/Protocol.h"
 
 namespace LocalCloud {
 

@@ -1,0 +1,70 @@
+/** How the server presents itself in a TLS handshake, rightly and wrongly: its own certificate authority, the
+ * certificates that this issues, and sessions with them. */
+#pragma once
+
+#include <openssl/evp.h>
+#include <openssl/ssl.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace LocalCloud {
+
+struct OpenSslDeleter {
+    void operator()(EVP_PKEY* key) const {
+        EVP_PKEY_free(key);
+    }
+    void operator()(X509* certificate) const {
+        X509_free(certificate);
+    }
+    void operator()(SSL_CTX* context) const {
+        SSL_CTX_free(context);
+    }
+    void operator()(SSL* ssl) const {
+        SSL_free(ssl);
+    }
+};
+
+/** A certificate with its private key. */
+struct Identity {
+    std::unique_ptr<EVP_PKEY, OpenSslDeleter> key;
+    std::unique_ptr<X509, OpenSslDeleter> certificate;
+};
+
+using SslContext = std::unique_ptr<SSL_CTX, OpenSslDeleter>;
+using SslSession = std::unique_ptr<SSL, OpenSslDeleter>;
+
+/** What may be the matter with a server certificate. */
+std::vector<std::string> CertificateFlaws();
+
+/**
+ * Makes ca.pem, ca.key, server.pem and server.key in the folder. What is there and still good stays, so that
+ * clients that trust the authority go on doing so. @throws std::runtime_error
+ */
+void MakeCertificates(const std::string& folder);
+
+class TlsContexts {
+public:
+    /** @throws std::runtime_error when the folder's certificates cannot be used */
+    explicit TlsContexts(const std::string& folder);
+
+    /** A session on an accepted socket, before its handshake; the socket stays the caller's. */
+    SslSession NewSession(int socket) const {
+        return NewSession(socket, m_context.get());
+    }
+    /** The same with a certificate that has a flaw. */
+    SslSession NewFlawedSession(int socket, const std::string& flaw) const;
+    /** The same with nothing newer than TLS 1.1. */
+    SslSession NewOldSession(int socket) const;
+
+private:
+    static SslSession NewSession(int socket, SSL_CTX* context);
+
+    Identity m_authority;
+    Identity m_identity;
+    SslContext m_context;
+};
+
+}  // namespace LocalCloud
