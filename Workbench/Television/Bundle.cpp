@@ -18,7 +18,6 @@
 #include "Television/CloudExchanges.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
-#include "Television/MaskedLog.h"
 #include "Television/Masker.h"
 #include "Television/StoredSecrets.h"
 #include "TvFolder.h"
@@ -217,7 +216,7 @@ std::string Masked(const std::string& name, const std::string& bytes, Masker& ma
         return masker.MaskRecord(name.substr(sizeof(KEYS) - 1), bytes);
     }
     const bool isLog = StartsWith(name, RUNS) && fs::path(name).extension() == ".log";
-    return isLog ? MaskedLog(bytes, masker) : masker.MaskKnown(bytes);
+    return isLog ? masker.MaskLog(bytes) : masker.MaskKnown(bytes);
 }
 
 }  // namespace

@@ -131,13 +131,12 @@ RunKeeper::RunKeeper(char level) : m_level(level) {
     }
 }
 
-void RunKeeper::Take(const LogLine& line) {
-    m_requests.Take(line);
-    const bool hasTime = line.priority != '\0' && line.headAt > 0;
+void RunKeeper::Take(const Explain::LogLine& line) {
+    const bool hasTime = !line.continues && line.priority != '\0' && line.headAt > 0;
     m_log << (hasTime ? std::string() : LogText::Now() + " ") << line.text << "\n" << std::flush;
 }
 
-Json::Value RunKeeper::Summary(const RunOutcome& outcome, double seconds,
+Json::Value RunKeeper::Summary(const RunOutcome& outcome, const Json::Value& requests, double seconds,
                                const std::vector<DeviceChange>& changes) const {
     Json::Value run;
     run["number"] = static_cast<Json::Int64>(m_number);
@@ -147,7 +146,7 @@ Json::Value RunKeeper::Summary(const RunOutcome& outcome, double seconds,
     run["reason"] = outcome.reason;
     run["words"] = OutcomeWords(outcome);
     run["level"] = std::string(1, m_level);
-    run["requests"] = m_requests.Requests();
+    run["requests"] = requests;
     run["changes"] = Json::Value(Json::arrayValue);
     for (const DeviceChange& change : changes) {
         run["changes"].append(ToJson(change));

@@ -13,8 +13,7 @@
 #include "Cli/FileLock.h"
 #include "Cli/Style.h"
 #include "Television/DeviceList.h"
-#include "Television/LogReader.h"
-#include "Television/RequestReader.h"
+#include "Television/Explain/LogForms.h"
 #include "Television/RunOutcome.h"
 
 namespace Television {
@@ -28,10 +27,10 @@ public:
     explicit RunKeeper(char level);
 
     /** Adds a line, with the time, as the log viewer's form "time" has it. */
-    void Take(const LogLine& line);
+    void Take(const Explain::LogLine& line);
 
     /** How the run went, to be kept and shown. */
-    Json::Value Summary(const RunOutcome& outcome, double seconds,
+    Json::Value Summary(const RunOutcome& outcome, const Json::Value& requests, double seconds,
                         const std::vector<DeviceChange>& changes) const;
 
     /**
@@ -45,7 +44,6 @@ private:
     char m_level;
     std::ofstream m_log;
     std::unique_ptr<Cli::FileLock> m_lock;
-    RequestReader m_requests;
 };
 
 /**

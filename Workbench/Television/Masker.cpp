@@ -48,4 +48,28 @@ std::string Masker::MaskRecord(const std::string& alias, const std::string& reco
     return IsReadable(alias, record) ? MaskEveryText(record) : Replacement(record);
 }
 
+Explain::LogLine Masker::MaskLine(Explain::LogLine line) {
+    const std::string head = line.Head();
+    const bool isService = line.tag == Explain::SERVICE_TAG && !line.file.empty();
+    // What only looks like the head of a line may hold anything.
+    const bool isHead = line.priority != '\0' && (isService || line.file.empty()) &&
+                        head.find_first_of("=\"") == std::string::npos;
+    if (isHead) {
+        line.message = Mask(line.message, isService ? head.substr(line.headAt) : "");
+        line.text = head + line.message;
+    } else {
+        line.text = Mask(line.text);
+        line.message = Mask(line.message);
+    }
+    return line;
+}
+
+std::string Masker::MaskLog(const std::string& log) {
+    std::string text;
+    Explain::LogForms forms([&](const Explain::LogLine& line) { text += MaskLine(line).text + "\n"; });
+    forms.Feed(log);
+    forms.Finish();
+    return text;
+}
+
 }  // namespace Television

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Cli/Masker.h"
+#include "Television/Explain/LogForms.h"
 
 namespace Television {
 
@@ -20,6 +21,12 @@ public:
      * One that cannot be read is replaced whole, since nobody can tell what is in it.
      */
     std::string MaskRecord(const std::string& alias, const std::string& record);
+
+    /** The line of a run's log, its message and its whole text masked. Learns from it, too. */
+    Explain::LogLine MaskLine(Explain::LogLine line);
+
+    /** The same for a whole log. */
+    std::string MaskLog(const std::string& log);
 };
 
 }  // namespace Television

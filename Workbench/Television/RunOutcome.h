@@ -1,7 +1,11 @@
 /** How a run of the service ended. */
 #pragma once
 
+#include <json/json.h>
+
 #include <string>
+
+#include "Television/Explain/Run.h"
 
 namespace Television {
 
@@ -20,6 +24,20 @@ const char* KindName(RunOutcome::Kind kind);
 
 /** The outcome in one line, such as "failed: request failed". */
 std::string OutcomeWords(const RunOutcome& outcome);
+
+/** How a run ended, as its log tells, whose process ended by itself with status 0. */
+RunOutcome OutcomeOf(const Explain::Run& run);
+
+/** The last thing that went wrong, with its cause; empty when nothing did. */
+std::string LastFault(const Explain::Run& run);
+
+/**
+ * What the run asked for, in its order, each an object: "request" (token, token refresh, activation,
+ * application token or download), "answered", "status" (null where the log does not tell it: that of a
+ * token's is told of a refusal alone) and for a download "mark" (null where it asked for all). At W and above
+ * the log does not show every request.
+ */
+Json::Value RequestsOf(const Explain::Run& run);
 
 /** The name of a file in the television's folder, held by the run that is under way. */
 inline constexpr char RUN_LOCK_FILE[] = "run.lock";

@@ -46,7 +46,7 @@ bool IsIgnored(int signal) {
 /** One service process, from its start to its end. */
 class ServiceRun::Process {
 public:
-    Process(const RunOptions& options, const LogReader::LineHandler& onLine)
+    Process(const RunOptions& options, const Explain::LogForms::Handler& onLine)
         : m_log(onLine),
           m_logFile(options.logFile),
           m_timeoutSeconds(options.timeoutSeconds),
@@ -125,7 +125,9 @@ private:
     }
 
     static gboolean OnTimeout(gpointer self) {
-        static_cast<Process*>(self)->End({RunOutcome::Kind::TIMED_OUT, ""}, SIGTERM);
+        auto* const process = static_cast<Process*>(self);
+        const std::string reason = "no end after " + Cli::Count(process->m_timeoutSeconds, "second");
+        process->End({RunOutcome::Kind::TIMED_OUT, reason}, SIGTERM);
         return G_SOURCE_REMOVE;
     }
 
@@ -181,14 +183,8 @@ private:
     }
 
     RunOutcome Outcome() const {
-        RunOutcome outcome = m_ended;
-        if (m_ended.kind == RunOutcome::Kind::TIMED_OUT) {
-            const std::string lastError = m_log.LastError();
-            outcome.reason = "no end after " + Cli::Count(m_timeoutSeconds, "second") +
-                             (lastError.empty() ? "" : "; the last error was: " + lastError);
-        }
         if (m_ended.kind != RunOutcome::Kind::SUCCESS) {
-            return outcome;
+            return m_ended;
         }
         if (WIFSIGNALED(m_status)) {
             return {RunOutcome::Kind::CRASHED,
@@ -197,10 +193,10 @@ private:
         if (WEXITSTATUS(m_status) != 0) {
             return {RunOutcome::Kind::CRASHED, "exit status " + std::to_string(WEXITSTATUS(m_status))};
         }
-        return m_log.Outcome();
+        return {};
     }
 
-    LogReader m_log;
+    Explain::LogForms m_log;
     std::string m_logFile;
     std::streamoff m_logFileEnd = 0;
     unsigned m_timeoutSeconds;
@@ -214,7 +210,7 @@ private:
     RunOutcome m_ended;
 };
 
-ServiceRun::ServiceRun(const RunOptions& options, const LogReader::LineHandler& onLine)
+ServiceRun::ServiceRun(const RunOptions& options, const Explain::LogForms::Handler& onLine)
     : m_process(std::make_unique<Process>(options, onLine)) {}
 
 ServiceRun::~ServiceRun() = default;

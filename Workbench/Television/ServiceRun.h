@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "Television/LogReader.h"
+#include "Television/Explain/LogForms.h"
 #include "Television/RunOutcome.h"
 
 namespace Television {
@@ -31,12 +31,12 @@ public:
      * @param onLine gets the lines of the log
      * @throws std::runtime_error when it cannot be started
      */
-    ServiceRun(const RunOptions& options, const LogReader::LineHandler& onLine);
+    ServiceRun(const RunOptions& options, const Explain::LogForms::Handler& onLine);
     ~ServiceRun();
     ServiceRun(const ServiceRun&) = delete;
     ServiceRun& operator=(const ServiceRun&) = delete;
 
-    /** Returns when the service has ended, however it did. */
+    /** Returns when the service has ended; a success is one that ended by itself with status 0. */
     RunOutcome Wait();
 
 private:

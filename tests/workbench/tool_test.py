@@ -140,7 +140,7 @@ class ToolTest(ToolCase):
         self.television()
         self.write("keys/InfoSyncAuthCode", f'<rsp stat="ok"><auth_code>{SECRET}</auth_code></rsp>')
         reason = "what went wrong is what a report is for"
-        self.run_tool("run", "--service", self.make_service(f"echo 'E/BT_INFOSYNC(1): a.cpp: main(1) > Exception : {reason}' >&2"), status=1)
+        self.run_tool("run", "--service", self.make_service(f"echo 'E/BT_INFOSYNC(1): main.cpp: main(1) > Exception : {reason}' >&2"), status=1)
         self.run_tool("report", self.work / "tv.json")
         text = (self.work / "tv.json").read_text()
         self.assertNotIn(SECRET, text)
@@ -179,7 +179,7 @@ class ToolTest(ToolCase):
                                 ("echo 'E/BT_INFOSYNC(1): a.cpp: f(1) > result != SSO_TRUE' >&2; exec sleep 60",
                                  "timed out: no end after 1 second; the last error was: result != SSO_TRUE"),
                                 ("trap '' TERM; while :; do :; done", "timed out"),
-                                ("echo 'E/BT_INFOSYNC(1): a.cpp: main(1) > <<Not Error>>End main loop' >&2", "success")):
+                                ("echo 'E/BT_INFOSYNC(1): main.cpp: main(1) > <<Not Error>>End main loop' >&2", "success")):
             with self.subTest(script):
                 done = self.run_tool("run", "--timeout", "1", status=int(outcome != "success"), INFOSYNC_SERVICE=str(self.make_service(script)))
                 self.assertIn(f"run: {outcome}", done.stdout)

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <iomanip>
@@ -17,11 +16,10 @@
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
 #include "Television/DeviceList.h"
+#include "Television/Explain/RunReader.h"
 #include "Television/IniCheck.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
-#include "Television/LogReader.h"
-#include "Television/MaskedLog.h"
 #include "Television/Masker.h"
 #include "Television/ServiceRun.h"
 #include "TvFolder.h"
@@ -63,10 +61,8 @@ std::string ServicePath(const RunArguments& arguments) {
     return std::filesystem::read_symlink("/proc/self/exe").replace_filename(SERVICE_NAME).string();
 }
 
-/** Larger for the more severe; -1 for what is no level. */
-int Severity(char level) {
-    const char* found = level == '\0' ? nullptr : std::strchr(Television::LOG_LEVELS, level);
-    return found == nullptr ? -1 : static_cast<int>(found - Television::LOG_LEVELS);
+bool IsLessSevere(char priority, char level) {
+    return Explain::PRIORITIES.find(priority) < Explain::PRIORITIES.find(level);
 }
 
 Colour LineColour(char priority) {
@@ -84,6 +80,15 @@ Colour LineColour(char priority) {
     }
 }
 
+/** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
+std::string Awaited(const Explain::LogLine& line) {
+    if (Cli::StartsWith(line.message, "Not logged in, try : ")) {
+        return "waiting for sign-in, up to 20 seconds: infosync-tv sign-in USER";
+    }
+    const bool isForCode = line.message == "result != SSO_TRUE" || line.message == "userData is authcode";
+    return isForCode ? "no code came, and the service waits for one: Ctrl-C ends the run" : "";
+}
+
 /** Shows the log with its secrets masked, and what of it people should not wait for in vain. */
 class Show {
 public:
@@ -91,24 +96,25 @@ public:
         m_masker.LearnKeys();
     }
 
-    /** Shows a line that was asked for; one that is no log line is always shown. */
-    void Line(const Television::LogLine& line) {
+    /** Shows a line that was asked for; one that is no log line is always shown. @return it, masked */
+    Explain::LogLine Line(const Explain::LogLine& line) {
         // Lines that are not shown are learned from as well.
-        const std::string masked = Television::MaskedText(line, m_masker);
-        if (line.priority == '\0' || Severity(line.priority) >= Severity(m_level)) {
-            const bool isError = line.text.find("<<Not Error>>") == std::string::npos;
-            std::cerr << m_style(isError ? LineColour(line.priority) : Colour::PLAIN,
-                                 Cli::EscapeLines(m_showSecrets ? line.text : masked))
+        Explain::LogLine masked = m_masker.MaskLine(line);
+        if (line.continues || line.priority == '\0' || !IsLessSevere(line.priority, m_level)) {
+            const bool isPlain = line.continues || line.text.find("<<Not Error>>") != std::string::npos;
+            std::cerr << m_style(isPlain ? Colour::PLAIN : LineColour(line.priority),
+                                 Cli::EscapeLines(m_showSecrets ? line.text : masked.text))
                       << "\n";
         }
-        const std::string awaited = Television::LogReader::Awaited(line);
+        const std::string awaited = Awaited(line);
         if (!awaited.empty() && awaited != m_awaited) {
             std::cerr << "infosync-tv: " << awaited << "\n";
         }
         m_awaited = awaited.empty() ? m_awaited : awaited;
+        return masked;
     }
 
-    /** What the run ended in, which may have a text of a server's in it. */
+    /** What the run ended in, which may have a secret in it that was not known as one before. */
     void Mask(Television::RunOutcome& outcome) const {
         outcome.reason = m_masker.MaskKnown(outcome.reason);
     }
@@ -186,7 +192,7 @@ void Run(const RunArguments& arguments) {
     const auto file = television->Text(TvKeys::LOG_FILE);
     options.logFile = file ? TvFolder::Resolve(*file) : "";
     const char needed = file ? LEVEL_NEEDED_IN_FILE : LEVEL_NEEDED;
-    options.level = Severity(level[0]) > Severity(needed) ? needed : level[0];
+    options.level = IsLessSevere(needed, level[0]) ? needed : level[0];
     const auto lock = LockTelevision(arguments.wait);
     Warn();
 
@@ -194,19 +200,28 @@ void Run(const RunArguments& arguments) {
     Television::RunKeeper keeper(options.level);
     Show show(level[0], arguments.showSecrets);
     const auto started = std::chrono::steady_clock::now();
-    Television::ServiceRun run(options, [&](const Television::LogLine& line) {
+    Explain::RunReader reader(0, 0);
+    Television::ServiceRun service(options, [&](const Explain::LogLine& line) {
         keeper.Take(line);
-        show.Line(line);
+        reader.Take(show.Line(line));
     });
-    Television::RunOutcome outcome = run.Wait();
+    Television::RunOutcome outcome = service.Wait();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
+    const Explain::Run run = reader.Finish();
+    const std::string lastFault = Television::LastFault(run);
+    if (outcome.kind == Television::RunOutcome::Kind::SUCCESS) {
+        outcome = Television::OutcomeOf(run);
+    } else if (outcome.kind == Television::RunOutcome::Kind::TIMED_OUT && !lastFault.empty()) {
+        outcome.reason += "; the last error was: " + lastFault;
+    }
     show.Mask(outcome);
 
     const Style style(STDOUT_FILENO);
     const Television::DeviceList after = Television::ReadDeviceList();
     const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
     const std::vector<DeviceChange> changes = Television::Compare(before, after);
-    const Json::Value summary = keeper.Summary(outcome, duration.count(), changes);
+    const Json::Value summary =
+        keeper.Summary(outcome, Television::RequestsOf(run), duration.count(), changes);
     if (arguments.json) {
         std::cout << Cli::JsonText(summary);
     } else {

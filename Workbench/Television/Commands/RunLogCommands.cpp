@@ -16,7 +16,7 @@
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
-#include "Television/MaskedLog.h"
+#include "Television/Masker.h"
 #include "Util/JsonUtil.h"
 
 namespace Commands {
@@ -89,10 +89,8 @@ void Log(const LogArguments& arguments) {
     }
     Television::Masker masker;
     masker.LearnKeys();
-    Television::LogReader reader([&](const Television::LogLine& line) {
-        std::cout << Cli::EscapeLines(arguments.showSecrets ? line.text
-                                                            : Television::MaskedText(line, masker))
-                  << "\n";
+    Explain::LogForms reader([&](const Explain::LogLine& line) {
+        std::cout << Cli::EscapeLines(arguments.showSecrets ? line.text : masker.MaskLine(line).text) << "\n";
     });
     // Asked before each look at the log, so that its end is not missed.
     bool isOver = false;

@@ -35,8 +35,10 @@ void Explainer::Finish() {
 }
 
 void Explainer::TakeLine(const LogLine& line) {
+    // Viewers part the lines of several logs by some that begin so.
+    const bool isSeparator = line.continues && StartsWith(line.message, "--");
     RunReader* reader = ReaderOf(line);
-    if (reader == nullptr) {
+    if (reader == nullptr || isSeparator) {
         return;
     }
     // Before anything is read out of it: nothing that is told can hold a secret.
@@ -45,12 +47,10 @@ void Explainer::TakeLine(const LogLine& line) {
     if (line.priority == '\0') {
         masked.priority = GuessPriority(line);
     }
-    if (line.tag != SERVICE_TAG) {
-        reader->TakePlatformLine(masked);
-        return;
+    if (line.tag == SERVICE_TAG) {
+        m_onLine(masked);
     }
-    m_onLine(masked);
-    reader->TakeServiceLine(masked);
+    reader->Take(masked);
     if (reader->SawEnd()) {
         End(line.pid);
     }

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "Television/Explain/Pattern.h"
-
 namespace Explain {
 
 namespace {
@@ -77,12 +75,14 @@ void LogForms::TakeLine() {
     if (++m_line.number == 1) {
         text.remove_prefix(std::min(text.find_first_not_of("\xFF\xFE\xEF\xBB\xBF"), text.size()));
     }
+    m_line.text = text;
+    m_line.headAt = 0;
     if (TakeLongHead(text)) {
         m_isLong = true;
     } else if (m_isLong && !text.empty()) {
         // An empty line ends a message, or stands in one.
         GoOn(text);
-    } else if (!m_isLong && !TakeHeadedLine(text) && text.substr(0, 2) != "--") {
+    } else if (!m_isLong && !TakeHeadedLine(text)) {
         m_line.continues = true;
         GoOn(text);
     }
@@ -117,31 +117,32 @@ bool LogForms::TakeHeadedLine(std::string_view text) {
     const std::string_view syslog = match["syslog"];
     const std::string_view priority = match["priority"];
     m_line.time = match["time"];
+    m_line.headAt = m_line.time.empty() ? 0 : text.find_first_not_of(' ', m_line.time.size());
     m_line.pid = Number(match["pid"]);
     m_line.priority = !priority.empty() ? priority.front()
                       : !syslog.empty() ? SYSLOG_PRIORITIES[static_cast<std::size_t>(syslog.front() - '0')]
                                         : '\0';
     m_line.tag = isService ? SERVICE_TAG : tag.empty() ? program : tag;
     m_line.continues = false;
-    Hand(match["file"], match["function"], match.Rest());
+    Hand(match, match.Rest());
     return true;
 }
 
-/** Takes a line without a head: what follows a head of the form "long", or more of a message. */
+/** Takes a line without a head: what follows one of the form "long", more of a message, or anything. */
 void LogForms::GoOn(std::string_view text) {
     static const Pattern mayHavePlace("^(?:" + std::string(PLACE) + ")?");
-    if (m_line.continues && !m_line.tag.empty()) {
-        Hand({}, {}, text);
-    } else if (!m_line.continues) {
+    if (m_line.continues) {
+        Hand({}, text);
+    } else {
         const Pattern::Match place = mayHavePlace.Find(text);
-        Hand(place["file"], place["function"], place.Rest());
+        Hand(place, place.Rest());
         m_line.continues = true;
     }
 }
 
-void LogForms::Hand(std::string_view file, std::string_view function, std::string_view message) {
-    m_line.file = file;
-    m_line.function = function;
+void LogForms::Hand(const Pattern::Match& place, std::string_view message) {
+    m_line.file = place["file"];
+    m_line.function = place["function"];
     m_line.message = message;
     m_onLine(m_line);
 }

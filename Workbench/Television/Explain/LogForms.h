@@ -11,13 +11,22 @@
 #include <string_view>
 #include <utility>
 
+#include "Television/Explain/Pattern.h"
+
 namespace Explain {
 
 inline constexpr char SERVICE_TAG[] = "BT_INFOSYNC";
 
+/** The priority letters of the log, least to most severe. */
+inline constexpr std::string_view PRIORITIES = "VDIWEF";
+
 struct LogLine {
     /** Counted from 1. */
     std::size_t number = 0;
+    /** The whole line, without its end and a terminal's colours. */
+    std::string text;
+    /** Where the head begins, behind a time. */
+    std::size_t headAt = 0;
     /** As the log has it; empty where it has none. */
     std::string time;
     /** Process id; 0 where the form has none. */
@@ -29,16 +38,26 @@ struct LogLine {
     std::string file;
     std::string function;
     std::string message;
-    /** The message of the line before goes on here: this line has no head of its own. */
+    /**
+     * The message of the line before goes on here, or something else was written: this line has no head of
+     * its own.
+     */
     bool continues = false;
+
+    /** The line up to its message. */
+    std::string Head() const {
+        return text.substr(0, text.size() - message.size());
+    }
+    bool IsError() const {
+        return priority == 'E' || priority == 'F';
+    }
 };
 
 class LogForms {
 public:
     using Handler = std::function<void(const LogLine&)>;
 
-    /** @param onLine gets each line that has a head or goes on with one that has; its texts may be any bytes
-     */
+    /** @param onLine gets each line but for a head of the form "long"; its texts may be any bytes */
     explicit LogForms(Handler onLine) : m_onLine(std::move(onLine)) {}
 
     /** Takes a piece of the log, however it was cut. What is beyond 64 KiB of a line is dropped. */
@@ -53,7 +72,7 @@ private:
     bool TakeHeadedLine(std::string_view text);
     bool TakeLongHead(std::string_view text);
     void GoOn(std::string_view text);
-    void Hand(std::string_view file, std::string_view function, std::string_view message);
+    void Hand(const Pattern::Match& place, std::string_view message);
 
     Handler m_onLine;
     std::string m_begun;

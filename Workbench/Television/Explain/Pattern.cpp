@@ -7,7 +7,9 @@ namespace Explain {
 std::string_view Pattern::Match::operator[](const char* group) const {
     gint begin = -1;
     gint end = -1;
-    g_match_info_fetch_named_pos(m_info.get(), group, &begin, &end);
+    if (m_matched) {
+        g_match_info_fetch_named_pos(m_info.get(), group, &begin, &end);
+    }
     return begin < 0 ? std::string_view()
                      : m_text.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(end - begin));
 }

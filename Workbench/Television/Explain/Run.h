@@ -53,6 +53,9 @@ struct StepLines {
 /** One request and its answer, as far as the log shows them. */
 struct Exchange {
     bool asked = false;
+    /** Told by the HTTP client at I; a status tells both. */
+    bool sent = false;
+    bool answered = false;
     /** Why it was asked for; or for how long what is stored still holds. */
     std::string why;
     std::optional<std::int64_t> status;
@@ -73,9 +76,15 @@ struct Record {
     Listing listing = Listing::UNKNOWN;
 };
 
+/** The words for what a store reported, which the service itself does not always look at. */
+inline constexpr char STORE_FAILED[] = "something could not be stored or read";
+
 /** Something that went wrong. */
 struct Fault {
+    /** In the service's words. */
     std::string text;
+    /** What the platform said of it; empty for nothing. */
+    std::string causes;
     /** Null where nothing more is known of it. */
     const KnownLine* known = nullptr;
 };
@@ -124,5 +133,8 @@ struct Run {
     /** The request that failed is that of the step or one before it. */
     bool isUnlocated = false;
 };
+
+/** The request that is asked or answered in the step; null for other steps. */
+Exchange Run::*ExchangeOf(Step step);
 
 }  // namespace Explain

@@ -6,7 +6,6 @@
 
 #include "Cli/Duration.h"
 #include "Television/Explain/Pattern.h"
-#include "Television/LogReader.h"
 
 namespace Explain {
 
@@ -14,20 +13,19 @@ namespace {
 
 using Text = std::string_view;
 
-constexpr Text PRIORITIES = Television::LOG_LEVELS;
 constexpr char NOBODY[] = "Exit process";
 constexpr char NO_TOKEN[] = "fail to get access Token";
 constexpr std::size_t NUMBER_WIDTH = 7;
 constexpr std::size_t MOST_FAULTS = 20;
 constexpr long STATUS_OK = 200;
 
-/** The request whose answer the step is; null for other steps. */
-Exchange* AnsweredBy(Run& run, Step step) {
-    return step == Step::TOKEN_ANSWER        ? &run.tokenRequest
-           : step == Step::ACTIVATION_ANSWER ? &run.activation
-           : step == Step::APP_TOKEN_ANSWER  ? &run.appToken
-           : step == Step::RECORDS_ANSWER    ? &run.download
-                                             : nullptr;
+bool IsStore(const std::string& tag) {
+    return tag == "VCONF" || tag == "CKMC";
+}
+
+/** Whether a warning of the tag may be the cause of what goes wrong later. */
+bool IsNamedAsCause(const std::string& tag) {
+    return tag == "BLUETOOTH" || tag == "NXCURL" || tag == "SSO" || tag == "TV";
 }
 
 /** What is read out of JSON, which may be cut and may go on in other lines. */
@@ -40,12 +38,19 @@ void ForEachMember(Text json, const std::function<void(const Pattern::Match&)>& 
 
 /** Whether the line is of those that catch what ends a run. */
 bool EndsRun(const LogLine& line) {
-    return line.function == "GetBTInfoDataFromCloud" || line.file == "main.cpp" || line.message == NO_TOKEN ||
-           line.message == NOBODY ||
-           (line.file == "CBtInfoSync.cpp" && StartsWith(line.message, "Exception : "));
+    return line.function == "GetBTInfoDataFromCloud" || line.function == "main" || line.message == NO_TOKEN ||
+           line.message == NOBODY || StartsWith(line.message, "Exception : ");
 }
 
 }  // namespace
+
+Exchange Run::*ExchangeOf(Step step) {
+    return step < Step::ASK_TOKEN || step > Step::RECORDS_ANSWER ? nullptr
+           : step <= Step::TOKEN_ANSWER                          ? &Run::tokenRequest
+           : step <= Step::ACTIVATION_ANSWER                     ? &Run::activation
+           : step <= Step::APP_TOKEN_ANSWER                      ? &Run::appToken
+                                                                 : &Run::download;
+}
 
 void StepLines::Add(const std::string& line) {
     constexpr std::size_t MOST_BYTES = 65536;
@@ -67,6 +72,14 @@ RunReader::RunReader(std::size_t number, std::int64_t pid) {
     m_run.pid = pid;
 }
 
+void RunReader::Take(const LogLine& line) {
+    if (line.tag == SERVICE_TAG) {
+        TakeServiceLine(line);
+    } else {
+        TakePlatformLine(line);
+    }
+}
+
 void RunReader::TakeServiceLine(const LogLine& line) {
     // Of a message of several lines, the log viewer puts the head before each, the place before the first.
     if (line.file.empty()) {
@@ -82,7 +95,7 @@ void RunReader::TakeServiceLine(const LogLine& line) {
         rule->note(*this, Text(line.message).substr(rule->start.size()));
     }
     TakeText(line.message);
-    const bool isError = line.priority == 'E' || line.priority == 'F' || line.message == NOBODY;
+    const bool isError = line.IsError() || line.message == NOBODY;
     // What cannot be read at the start is made anew; the body of a refused download is no fault of its own.
     const bool isLivedWith =
         StartsWith(line.message, "<<Not Error>>") ||
@@ -100,23 +113,24 @@ void RunReader::TakePlatformLine(const LogLine& line) {
         Advance(Step::LIST);
     }
     Keep(line, line.tag + ": " + line.message);
-    if ((line.priority == 'E' || line.priority == 'F') && !line.continues) {
-        m_platform = line.tag + ": " + line.message;
-        if (line.tag == "VCONF" || line.tag == "CKMC") {
-            const Fault fault = {"something could not be stored or read; " + m_platform, nullptr};
-            AddFault(fault);
-            Fail(fault);
-        }
+    const bool isCause = line.IsError() || (line.priority == 'W' && IsNamedAsCause(line.tag));
+    if (!isCause || line.continues) {
+        return;
+    }
+    const bool isNamed = IsStore(line.tag) || IsNamedAsCause(line.tag);
+    const std::string words = line.tag + ": " + line.message;
+    std::string& cause = m_causes[isNamed ? line.tag : ""];
+    cause = IsStore(line.tag) && !cause.empty() ? cause : words;
+    if (IsStore(line.tag) && line.IsError()) {
+        AddFault({STORE_FAILED, words}, !m_run.failure);
     }
 }
 
 Run RunReader::Finish() {
     m_list.Finish(m_run);
     if (!m_run.failure && m_run.sawStart && m_run.sawEnd && m_run.reached < Step::STORED) {
-        const Fault fault = {"a run without a word of why ends for no other reason", FindKnownLine(NOBODY)};
         m_run.step = Step::SIGN_IN;
-        AddFault(fault);
-        Fail(fault);
+        AddFault({"a run without a word of why ends for no other reason", "", FindKnownLine(NOBODY)}, true);
     }
     return std::move(m_run);
 }
@@ -150,7 +164,7 @@ void RunReader::TakeText(Text text) {
     if (m_function == "UpdateDeviceList") {
         m_list.TakeListText(text);
     }
-    Exchange* exchange = AnsweredBy(m_run, m_run.step);
+    Exchange* exchange = Answered();
     if (exchange == nullptr) {
         return;
     }
@@ -170,39 +184,40 @@ void RunReader::TakeFault(const LogLine& line, const std::string& text) {
     if (known != nullptr && !known->IsFault()) {
         return;
     }
-    Fault fault = {text, known};
-    if (!m_platform.empty()) {
-        fault.text += "; " + std::exchange(m_platform, {});
-    }
     // Why there is no token was told by the line before.
-    if (line.message == NO_TOKEN && !m_run.faults.empty()) {
-        fault = m_run.faults.back();
-    }
-    AddFault(fault);
-    if (EndsRun(line)) {
-        Fail(fault);
-    }
+    AddFault(line.message == NO_TOKEN && !m_run.faults.empty() ? m_run.faults.back()
+                                                               : Fault{text, Causes(), known},
+             EndsRun(line));
 }
 
-void RunReader::AddFault(const Fault& fault) {
+void RunReader::AddFault(const Fault& fault, bool endsRun) {
     std::vector<Fault>& faults = m_run.faults;
-    const bool isTold = std::any_of(faults.begin(), faults.end(),
-                                    [&fault](const Fault& told) { return told.text == fault.text; });
+    const bool isTold = std::any_of(faults.begin(), faults.end(), [&fault](const Fault& told) {
+        return told.text == fault.text && told.causes == fault.causes;
+    });
     if (!isTold && faults.size() < MOST_FAULTS) {
         faults.push_back(fault);
     }
+    if (endsRun) {
+        m_run.failure = fault;
+        m_run.failedStep = m_run.step;
+    }
 }
 
-void RunReader::Fail(const Fault& fault) {
-    m_run.failure = fault;
-    m_run.failedStep = m_run.step;
+std::string RunReader::Causes() const {
+    std::string all;
+    for (const auto& [tag, cause] : m_causes) {
+        all += (all.empty() ? "" : "; ") + cause;
+    }
+    return all;
 }
 
 /** Which of the cloud's requests got no answer: the lines of W tell, and off the set the client's URL. */
 void RunReader::LocateUnanswered() {
-    const bool hasUrl = m_platform.find("https://") != std::string::npos;
-    const auto isOf = [this, hasUrl](const char* path, const Exchange& exchange) {
-        return hasUrl ? m_platform.find(path) != std::string::npos : exchange.asked && !exchange.status;
+    const std::string client = m_causes.count("NXCURL") > 0 ? m_causes["NXCURL"] : "";
+    const bool hasUrl = client.find("https://") != std::string::npos;
+    const auto isOf = [&client, hasUrl](const char* path, const Exchange& exchange) {
+        return hasUrl ? client.find(path) != std::string::npos : exchange.asked && !exchange.status;
     };
     m_run.isUnlocated = !hasUrl && m_run.level == 'E' && !m_run.appToken.status;
     Advance(isOf("/activate", m_run.activation) ? Step::ASK_ACTIVATION
@@ -238,12 +253,21 @@ void RunReader::Ask(Exchange& exchange, const std::string& why) {
     exchange.why = why;
 }
 
+/** The request whose answer the run is at; null at other steps. */
+Exchange* RunReader::Answered() {
+    const auto exchange = ExchangeOf(m_run.step);
+    const bool isAnswer = exchange != nullptr && exchange != ExchangeOf(Next(m_run.step));
+    return isAnswer ? &(m_run.*exchange) : nullptr;
+}
+
 void RunReader::TakeStatus(Text status) {
-    if (Exchange* exchange = AnsweredBy(m_run, m_run.step)) {
-        exchange->asked = true;
+    if (Exchange* exchange = Answered()) {
+        exchange->asked = exchange->sent = exchange->answered = true;
         exchange->status = Number(status);
     }
-    m_platform.clear();
+    // The client got through this time.
+    m_causes.erase("NXCURL");
+    m_causes.erase("");
 }
 
 void RunReader::TakeBatch(Text batch) {

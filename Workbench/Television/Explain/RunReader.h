@@ -15,10 +15,8 @@ class RunReader {
 public:
     RunReader(std::size_t number, std::int64_t pid);
 
-    /** A line of the service's own. */
-    void TakeServiceLine(const LogLine& line);
-    /** A line that something else wrote in the service's process. */
-    void TakePlatformLine(const LogLine& line);
+    /** A line of the service's own, or one that something else wrote in its process. */
+    void Take(const LogLine& line);
     /** The run as far as the log tells of it. The reader is of no use afterwards. */
     Run Finish();
 
@@ -42,12 +40,14 @@ private:
     };
     static const Rule* FindRule(const LogLine& line);
 
+    void TakeServiceLine(const LogLine& line);
+    void TakePlatformLine(const LogLine& line);
     void Keep(const LogLine& line, const std::string& text);
     void Advance(Step step);
     void TakeText(std::string_view text);
     void TakeFault(const LogLine& line, const std::string& text);
-    void AddFault(const Fault& fault);
-    void Fail(const Fault& fault);
+    void AddFault(const Fault& fault, bool endsRun);
+    std::string Causes() const;
     void LocateUnanswered();
 
     void Missing(const char* record);
@@ -55,6 +55,7 @@ private:
     void Ask(Exchange& exchange, const std::string& why);
     void TakeLifetime(std::int64_t seconds);
     std::string RanOut(const std::string& what);
+    Exchange* Answered();
     void TakeStatus(std::string_view status);
     void TakeBatch(std::string_view batch);
     void TakeSkipped(std::string_view words);
@@ -66,8 +67,8 @@ private:
     /** What the last expiry test found: "for another 5 minutes", "5 minutes before". */
     std::string m_lifetime;
     ListReader m_list;
-    /** What the platform said of a failure that is still to be told. */
-    std::string m_platform;
+    /** What the platform said went wrong, by its tag: the stores at first, others last. */
+    std::map<std::string, std::string> m_causes;
 };
 
 }  // namespace Explain

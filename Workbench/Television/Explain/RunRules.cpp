@@ -75,7 +75,19 @@ const RunReader::Rule* RunReader::FindRule(const LogLine& line) {
         {"CHttpMessage.cpp", "", "key:refresh_token,", Step::ASK_TOKEN},
         {"CHttpMessage.cpp", "", "key:Authorization,", Step::ASK_RECORDS},
         {"CHttpMessage.cpp", "", "before send", Step::START,
-         [](RunReader& r, Text) { r.Advance(Next(r.m_run.step)); }},
+         [](RunReader& r, Text) {
+             r.Advance(Next(r.m_run.step));
+             if (Exchange* exchange = r.Answered()) {
+                 exchange->sent = true;
+             }
+         }},
+        {"CHttpMessage.cpp", "", "after send", Step::START,
+         [](RunReader& r, Text) {
+             if (Exchange* exchange = r.Answered()) {
+                 exchange->answered = true;
+             }
+         }},
+        {"CAuthServerHttpMessage.cpp", "", "error code : ", Step::TOKEN_ANSWER, status},
         {"CAccessToken.cpp", "", "accessToken : ", Step::TOKEN_ANSWER},
         {"CServiceActivationInfo.cpp", "", "No token", Step::ASK_ACTIVATION,
          [](RunReader& r, Text) { r.Ask(r.m_run.activation, "none was stored"); }},

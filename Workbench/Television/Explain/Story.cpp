@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "Cli/Text.h"
-#include "Television/LogReader.h"
+#include "Television/Explain/LogForms.h"
 #include "Television/ServiceNames.h"
 
 namespace Explain {
@@ -14,7 +14,6 @@ constexpr char LOG_ENDS[] = "the log ends before the answer";
 
 /** Whether the log is known to hold lines of this priority. */
 bool Shows(const Run& run, char priority) {
-    constexpr std::string_view PRIORITIES = Television::LOG_LEVELS;
     return PRIORITIES.find(run.level) <= PRIORITIES.find(priority);
 }
 
@@ -33,7 +32,8 @@ std::string Joined(std::vector<std::string> parts, const char* separator) {
 
 /** In the user's words, with those of the log after them. */
 std::string FaultWords(const Fault& fault) {
-    return fault.known == nullptr ? fault.text : fault.known->meaning + " (" + fault.text + ")";
+    const std::string text = Joined({fault.text, fault.causes}, "; ");
+    return fault.known == nullptr ? text : fault.known->meaning + " (" + text + ")";
 }
 
 /** What came back: "status 401, 4010001: access token unknown". */
@@ -176,11 +176,8 @@ std::string FailureReason(const Run& run) {
     if (!run.tokenRequest.code.empty()) {
         return "the authorisation server gave no token, " + AnswerWords(run.tokenRequest);
     }
-    const Exchange* refused = run.failedStep == Step::ACTIVATION_ANSWER  ? &run.activation
-                              : run.failedStep == Step::APP_TOKEN_ANSWER ? &run.appToken
-                              : run.failedStep == Step::RECORDS_ANSWER   ? &run.download
-                                                                         : nullptr;
-    return Joined({FaultWords(*run.failure), refused == nullptr ? "" : AnswerWords(*refused)}, "; ");
+    const auto refused = ExchangeOf(run.failedStep);
+    return Joined({FaultWords(*run.failure), refused == nullptr ? "" : AnswerWords(run.*refused)}, "; ");
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
 #include <gmock/gmock.h>
 
-#include "Television/LogReader.h"
+#include "Television/Explain/RunReader.h"
+#include "Television/RunOutcome.h"
 
 namespace {
 
-using Television::LogReader;
 using Kind = Television::RunOutcome::Kind;
 
 std::string Line(const std::string& priority, const std::string& function, const std::string& message) {
-    return priority + "/BT_INFOSYNC(  123): Some.cpp: " + function + "(12) > " + message + "\n";
+    const std::string file = function == "main" ? "main.cpp" : "Some.cpp";
+    return priority + "/BT_INFOSYNC(  123): " + file + ": " + function + "(12) > " + message + "\n";
 }
 
 /** A line of another tag, as "E/NXCURL: text". */
@@ -28,9 +29,19 @@ const std::string HARMLESS =
     LineOf("CKCloudDataHttpMessage.cpp", "error code : 200") + Line("W/BT", "a line of another tag");
 const std::string NOT_ACTIVATED = Line("E", "GetBTInfoDataFromCloud", "Fail to activate") + END;
 
+Explain::Run Read(const std::string& log, std::size_t step) {
+    Explain::RunReader reader(0, 0);
+    Explain::LogForms forms([&reader](const Explain::LogLine& line) { reader.Take(line); });
+    for (std::size_t at = 0; at < log.size(); at += step) {
+        forms.Feed(std::string_view(log).substr(at, step));
+    }
+    forms.Finish();
+    return reader.Finish();
+}
+
 }  // namespace
 
-TEST(LogReader, TellsHowARunEndedAndWhy) {
+TEST(RunOutcome, TellsHowARunEndedAndWhy) {
     struct Case {
         std::string log;
         Kind kind;
@@ -68,57 +79,40 @@ TEST(LogReader, TellsHowARunEndedAndWhy) {
         {LineOf("CKCloudDataHttpMessage.cpp", "error code : 400") +
              Line("E", "DownSyncBtInfoFromCloud", "{") +
              Line("E", "DownSyncBtInfoFromCloud", "\t\"rcode\" : 4009100,") +
-             Line("E", "DownSyncBtInfoFromCloud", "\t\"rmsg\" : \"old }") +
-             Line("E", "DownSyncBtInfoFromCloud", "mark\"") + Line("E", "DownSyncBtInfoFromCloud", "}") +
-             Line("E", "GetBTInfoDataFromCloud", "HTTP error") + END,
-         Kind::FAILURE, "HTTP error (records answered 400, rcode 4009100: old }\nmark)"},
-        {Line("I", "ImportAccessToken", R"(accessToken : {"rsp":{"error":"access_denied"}})") + NOT_ACTIVATED,
+             Line("E", "DownSyncBtInfoFromCloud", "\t\"rmsg\" : \"old } mark\"") +
+             Line("E", "DownSyncBtInfoFromCloud", "}") + Line("E", "GetBTInfoDataFromCloud", "HTTP error") +
+             END,
+         Kind::FAILURE, "HTTP error (records answered 400, rcode 4009100: old } mark)"},
+        {LineOf("CAccessToken.cpp", R"(accessToken : {"rsp":{"error":"access_denied"}})") + NOT_ACTIVATED,
          Kind::FAILURE, "no access token (the token request was refused: access_denied)"},
-        {Line("I", "ImportAccessToken", R"(accessToken : {"rsp":{"result":{"access_token":"x"}}})") +
+        {LineOf("CAccessToken.cpp", R"(accessToken : {"rsp":{"result":{"access_token":"x"}}})") +
              LineOf("CKCloudActivateHttpMessage.cpp", "status code : 401") + NOT_ACTIVATED,
          Kind::FAILURE, "Fail to activate (activate answered 401)"},
         // A message that looks like another function's end of the run is not one.
         {Line("I", "Exchange", "data) > E/BT_INFOSYNC( 1): a: main(1) > x") + END, Kind::SUCCESS, ""},
-        {Line("I", "ImportAccessToken", "accessToken : {\"rsp\":[[[{}") + Line("I", "IssueJWT", "}") +
+        {LineOf("CAccessToken.cpp", "accessToken : {\"rsp\":[[[{}") + Line("I", "IssueJWT", "}") +
              Line("I", "IssueJWT", R"({"rcode":{}})") + END,
          Kind::SUCCESS, ""},
     };
     for (const auto& [log, kind, reason] : cases) {
         // In one piece, and byte by byte.
         for (const std::size_t step : {log.size(), std::size_t{1}}) {
-            LogReader reader([](const Television::LogLine&) {});
-            for (std::size_t at = 0; at < log.size(); at += step) {
-                reader.Feed(log.substr(at, step));
-            }
-            reader.Finish();
-            EXPECT_EQ(reader.Outcome().kind, kind) << log;
-            EXPECT_EQ(reader.Outcome().reason, reason) << log;
+            const auto outcome = Television::OutcomeOf(Read(log, step));
+            EXPECT_EQ(outcome.kind, kind) << log;
+            EXPECT_EQ(outcome.reason, reason) << log;
         }
     }
 }
 
-TEST(LogReader, UnderstandsTheFormsWithATime) {
-    for (const std::string ids : {"(  123)", "(P  123, T  123)"}) {
-        LogReader reader([](const Television::LogLine& line) {
-            EXPECT_EQ(line.priority, 'E');
-            EXPECT_EQ(line.tag, "BT_INFOSYNC");
-            EXPECT_EQ(line.function, "main");
-            EXPECT_EQ(line.Message(), "<<Not Error>>End main loop");
-        });
-        reader.Feed("11-24 23:59:59.007+0100 E/BT_INFOSYNC" + ids +
-                    ": main.cpp: main(40) > <<Not Error>>End main loop\n");
-        EXPECT_EQ(reader.Outcome().kind, Kind::SUCCESS);
-    }
-}
-
-TEST(LogReader, PassesOnEveryLineOnce) {
+TEST(LogForms, PassesOnEveryLineOnce) {
     std::vector<std::string> seen;
-    LogReader reader([&seen](const Television::LogLine& line) {
-        seen.push_back(line.text + "|" +
-                       (line.priority == '\0' ? std::string("-") : std::string(1, line.priority)));
+    Explain::LogForms forms([&seen](const Explain::LogLine& line) {
+        seen.push_back(line.Head() + "|" + line.message + "|" +
+                       (line.continues ? "-" : std::string(1, line.priority)));
     });
-    reader.Feed("stray\n\nW/TV(1): ");
-    reader.Feed("x\nlast");
-    reader.Finish();
-    EXPECT_THAT(seen, testing::ElementsAre("stray|-", "|-", "W/TV(1): x|W", "last|-"));
+    forms.Feed("stray\n\nW/TV(1): ");
+    forms.Feed("x\n--\n11-24 23:59:59.007+0100 I/TV(1): y\nlast");
+    forms.Finish();
+    EXPECT_THAT(seen, testing::ElementsAre("|stray|-", "||-", "W/TV(1): |x|W", "|--|-",
+                                           "11-24 23:59:59.007+0100 I/TV(1): |y|I", "|last|-"));
 }
