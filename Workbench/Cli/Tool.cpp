@@ -104,6 +104,14 @@ CLI::App& Tool::Command(const std::string& name, const std::string& summary, con
     return *command;
 }
 
+CLI::App& Tool::ReadingCommand(const std::string& name, const std::string& summary,
+                               const std::string& details, std::function<void(bool json)> run) {
+    CLI::App& command = Command(name, summary, details);
+    const CLI::Option* json = command.add_flag("--json", "write JSON for scripts");
+    command.callback([json, run = std::move(run)] { run(json->count() > 0); });
+    return command;
+}
+
 void Tool::AddFolder(const char* variable, const char* defaultName, const std::string& help) {
     const auto choose = [variable](const std::string& folder) { g_setenv(variable, folder.c_str(), TRUE); };
     m_app.add_option_function<std::string>("--dir", choose, help)->option_text("DIR")->check(NotEmpty());

@@ -26,6 +26,10 @@ public:
      */
     CLI::App& Command(const std::string& name, const std::string& summary, const std::string& details = "");
 
+    /** The same for one that only reads: it has --json, and run is told whether that was given. */
+    CLI::App& ReadingCommand(const std::string& name, const std::string& summary, const std::string& details,
+                             std::function<void(bool json)> run);
+
     /**
      * Adds --dir, which is taken before the command and after it. The folder, or the default below the user's
      * state folder, is in the environment variable when a command runs.

@@ -15,7 +15,7 @@
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Files.h"
-#include "Television/CloudExchanges.h"
+#include "Television/CloudFolder.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Masker.h"

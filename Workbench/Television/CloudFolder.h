@@ -1,7 +1,11 @@
 /** What a television has to know of a local cloud: where it listens and whose certificates it uses. */
 #pragma once
 
+#include <json/json.h>
+
 #include <string>
+
+#include "Television/Masker.h"
 
 namespace Television {
 
@@ -29,5 +33,9 @@ struct Connection {
 
 /** Tries the cloud, which may take some seconds where it hangs. */
 Connection FindConnection();
+
+/** What that cloud was asked and answered, as infosync-cloud tells it; a text that says why it tells nothing.
+ */
+Json::Value ReadExchanges(const Masker& masker, bool withSecrets);
 
 }  // namespace Television

@@ -1,7 +1,3 @@
-#include "Television/IniCheck.h"
-
-#include <glib.h>
-
 #include <algorithm>
 #include <exception>
 #include <filesystem>

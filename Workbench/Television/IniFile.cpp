@@ -6,7 +6,6 @@
 
 #include "Cli/Text.h"
 #include "Files.h"
-#include "Television/IniCheck.h"
 #include "TvFolder.h"
 
 namespace Television {

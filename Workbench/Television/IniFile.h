@@ -1,8 +1,9 @@
-/** The television's tv.ini, to be changed: comments and keys that nobody knows stay as they are. */
+/** The television's tv.ini, to be changed and checked: comments and unknown keys stay as they are. */
 #pragma once
 
 #include <glib.h>
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -52,6 +53,25 @@ private:
  * @param dropped gets the names of those that it had
  */
 std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped);
+
+/** What is wrong with the only key of a key file's text; empty when nothing is. */
+std::string ProblemOf(const TvKey& key, const std::string& content);
+
+struct IniProblem {
+    /** Counted from 1. */
+    std::size_t line;
+    /** On one line, with the group and the key that it is about. */
+    std::string words;
+};
+
+/**
+ * Everything wrong with a tv.ini: lines that are none of a key file, unknown groups and keys, values that do
+ * not fit, malformed origins, addresses and routes, and files that cannot be read.
+ */
+std::vector<IniProblem> CheckIni(const std::string& content);
+
+/** The same for the television's own. */
+std::vector<IniProblem> CheckIni();
 
 /** The key that "GROUP.KEY" names, or null. */
 const TvKey* FindKey(const std::string& name);

@@ -61,23 +61,10 @@ std::vector<std::int64_t> Numbers() {
     return numbers;
 }
 
-const char* KindName(DeviceChange::Kind kind) {
-    switch (kind) {
-        case DeviceChange::Kind::ADDED:
-            return "added";
-        case DeviceChange::Kind::REMOVED:
-            return "removed";
-        case DeviceChange::Kind::RENAMED:
-            return "renamed";
-        default:
-            return "changed";
-    }
-}
-
 Json::Value ToJson(const DeviceChange& change) {
-    const Device& device = change.kind == DeviceChange::Kind::REMOVED ? change.before : change.after;
+    const Device& device = change.kind == "removed" ? change.before : change.after;
     Json::Value json;
-    json["change"] = KindName(change.kind);
+    json["change"] = change.kind;
     json["id"] = change.id;
     json["name"] = device.name;
     json["address"] = device.address;

@@ -12,9 +12,9 @@
 
 #include "Cli/FileLock.h"
 #include "Cli/Style.h"
-#include "Television/DeviceList.h"
 #include "Television/Explain/LogForms.h"
 #include "Television/RunOutcome.h"
+#include "Television/Stored.h"
 
 namespace Television {
 

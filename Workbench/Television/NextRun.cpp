@@ -1,5 +1,3 @@
-#include "Television/NextRun.h"
-
 #include <exception>
 #include <string>
 #include <vector>
@@ -10,6 +8,7 @@
 #include "Cli/Duration.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
+#include "Television/Status.h"
 
 namespace Television {
 

@@ -5,7 +5,7 @@
 
 #include "Cli/Json.h"
 #include "Files.h"
-#include "Television/Document.h"
+#include "Television/Stored.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"

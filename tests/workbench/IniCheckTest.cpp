@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "Television/IniCheck.h"
+#include "Television/IniFile.h"
 
 namespace {
 

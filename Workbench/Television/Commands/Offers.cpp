@@ -9,7 +9,7 @@
 #include "Cli/Json.h"
 #include "Television/CloudFolder.h"
 #include "Television/IniFile.h"
-#include "Television/Records.h"
+#include "Television/Stored.h"
 #include "TvFolder.h"
 
 namespace Commands {
@@ -31,19 +31,19 @@ Cli::Candidates CloudUsers() {
 
 Cli::Candidates UsersWithRecords() {
     Cli::Candidates candidates;
-    for (const Television::UserRecords& user : Television::ReadRecords("")) {
+    for (const Television::UserRecords& user : Television::ReadRecords()) {
         candidates.push_back({user.user, ""});
     }
     return candidates;
 }
 
-Cli::Candidates RecordAddresses() {
+Cli::Candidates Records(const std::vector<std::string>& members) {
     Cli::Candidates candidates;
-    for (const Television::UserRecords& user : Television::ReadRecords("")) {
-        for (const Json::Value& record : user.records) {
-            const std::string address = Cli::TextMember(record, "address");
-            if (!address.empty()) {
-                candidates.push_back({address, Cli::TextMember(record, "name")});
+    for (const std::string& member : members) {
+        for (const Television::UserRecords& user : Television::ReadRecords()) {
+            for (const Json::Value& record : user.records) {
+                const std::string name = member == "name" ? "" : Cli::TextMember(record, "name");
+                candidates.push_back({Cli::TextMember(record, member), name});
             }
         }
     }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Cli/Completion.h"
 
@@ -14,8 +15,8 @@ Cli::Candidates CloudUsers();
 /** Who has records on the television. */
 Cli::Candidates UsersWithRecords();
 
-/** The addresses of the records that were downloaded. */
-Cli::Candidates RecordAddresses();
+/** These members of all records that were downloaded: record_id, name, address. */
+Cli::Candidates Records(const std::vector<std::string>& members);
 
 Cli::Candidates BondedAddresses();
 

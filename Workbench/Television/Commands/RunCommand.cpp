@@ -15,13 +15,12 @@
 #include "Cli/Style.h"
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
-#include "Television/DeviceList.h"
 #include "Television/Explain/RunReader.h"
-#include "Television/IniCheck.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Masker.h"
 #include "Television/ServiceRun.h"
+#include "Television/Stored.h"
 #include "TvFolder.h"
 
 namespace Commands {
@@ -132,19 +131,14 @@ std::string DeviceWords(const Television::Device& device) {
 }
 
 std::string ChangeText(const DeviceChange& change, const Style& style) {
-    const std::string id = "  (" + Cli::Escape(change.id) + ")\n";
-    switch (change.kind) {
-        case DeviceChange::Kind::ADDED:
-            return style(Colour::GREEN, "  added    ") + DeviceWords(change.after) + id;
-        case DeviceChange::Kind::REMOVED:
-            return style(Colour::RED, "  removed  ") + DeviceWords(change.before) + id;
-        case DeviceChange::Kind::RENAMED:
-            return style(Colour::YELLOW, "  renamed  ") + Cli::Escape(change.before.name) + " -> " +
-                   DeviceWords(change.after) + id;
-        default:
-            return style(Colour::YELLOW, "  changed  ") + DeviceWords(change.after) + "  users " +
-                   Cli::Escape(Cli::Join(change.after.users, ", ")) + id;
-    }
+    const bool isRemoved = change.kind == "removed";
+    const Colour colour = isRemoved ? Colour::RED : change.kind == "added" ? Colour::GREEN : Colour::YELLOW;
+    const std::string before = change.kind == "renamed" ? Cli::Escape(change.before.name) + " -> " : "";
+    const std::string after =
+        change.kind == "changed" ? "  users " + Cli::Escape(Cli::Join(change.after.users, ", ")) : "";
+    return "  " + style(colour, Cli::Pad(change.kind, sizeof("renamed  ") - 1)) + before +
+           DeviceWords(isRemoved ? change.before : change.after) + after + "  (" + Cli::Escape(change.id) +
+           ")\n";
 }
 
 std::string ChangesText(const Television::DeviceList& after, const std::vector<DeviceChange>& changes,

@@ -44,19 +44,6 @@ void Runs(bool json) {
                                  : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
-void AddRuns(Cli::Tool& tool) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& command =
-        tool.Command("runs", "List the last 20 runs",
-                     R"(An outcome of "unfinished" is that of a run under way, or of one that was killed.
-
-Examples:
-  infosync-tv runs
-  infosync-tv runs --json)");
-    command.add_flag("--json", *json, "write JSON for scripts");
-    command.callback([json] { Runs(*json); });
-}
-
 struct LogArguments {
     /** 0 for the newest. */
     std::int64_t number = 0;
@@ -118,7 +105,16 @@ Cli::Candidates RunNumbers() {
     return candidates;
 }
 
-void AddLog(Cli::Tool& tool) {
+}  // namespace
+
+void AddRunLog(Cli::Tool& tool) {
+    tool.ReadingCommand("runs", "List the last 20 runs",
+                        R"(An outcome of "unfinished" is that of a run under way, or of one that was killed.
+
+Examples:
+  infosync-tv runs
+  infosync-tv runs --json)",
+                        &Runs);
     const auto arguments = std::make_shared<LogArguments>();
     CLI::App& command = tool.Command(
         "log", "Show the log of a run",
@@ -135,13 +131,6 @@ Examples:
     command.add_flag("--show-secrets", arguments->showSecrets,
                      "leave tokens, codes and verifiers as they are");
     command.callback([arguments] { Log(*arguments); });
-}
-
-}  // namespace
-
-void AddRunLog(Cli::Tool& tool) {
-    AddRuns(tool);
-    AddLog(tool);
 }
 
 }  // namespace Commands

@@ -11,18 +11,15 @@
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
 #include "Television/Commands/Offers.h"
-#include "Television/DeviceList.h"
 #include "Television/IniFile.h"
-#include "Television/Records.h"
 #include "Television/Status.h"
-#include "Television/Verdict.h"
+#include "Television/Stored.h"
+#include "Television/Why.h"
 #include "TvFolder.h"
 
 namespace Commands {
 
 namespace {
-
-constexpr char JSON_HELP[] = "write JSON for scripts";
 
 void Devices(bool json) {
     Television::Require();
@@ -46,19 +43,6 @@ void Devices(bool json) {
     std::cout << table.Text(Cli::Style(STDOUT_FILENO));
 }
 
-void AddDevices(Cli::Tool& tool) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& command =
-        tool.Command("devices", "List the device list, as the set's components read it",
-                     R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
-
-Examples:
-  infosync-tv devices
-  infosync-tv devices --json)");
-    command.add_flag("--json", *json, JSON_HELP);
-    command.callback([json] { Devices(*json); });
-}
-
 std::string RecordsText(const Television::UserRecords& user, const Television::DeviceList& list,
                         const Cli::Style& style) {
     std::string text = style(Cli::Colour::BOLD, Cli::Escape(user.user)) + ": " +
@@ -68,14 +52,14 @@ std::string RecordsText(const Television::UserRecords& user, const Television::D
         return text + style(Cli::Colour::RED, "  damaged: ") + user.problem + "\n";
     }
     Cli::Table table({"ID", "NAME", "ADDRESS", "LISTED", "WHY"});
-    for (const Television::Verdict& verdict : Television::Judge(user, list)) {
-        table.Add(
-            {verdict.id, verdict.name, verdict.address, Television::ListedWord(verdict.listed), verdict.why});
+    for (const Json::Value& verdict : Television::Judge(user, list)) {
+        table.Add({verdict["id"].asString(), verdict["name"].asString(), verdict["address"].asString(),
+                   Television::ListedWord(verdict), verdict["why"].asString()});
     }
     return user.records.empty() ? text : text + table.Text(style, "  ");
 }
 
-void Records(const std::string& onlyUser, bool json) {
+void ShowRecords(const std::string& onlyUser, bool json) {
     Television::Require();
     const std::vector<Television::UserRecords> all = Television::ReadRecords(onlyUser);
     if (json) {
@@ -92,22 +76,6 @@ void Records(const std::string& onlyUser, bool json) {
     }
 }
 
-void AddRecords(Cli::Tool& tool) {
-    const auto user = std::make_shared<std::string>();
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command(
-        "records", "List the records that were downloaded, for each user",
-        R"(The mark is what the next run asks from. LISTED is yes, no, others (for the record of another
-user) or ? (the list cannot be read); `why` says more of WHY.
-
-Examples:
-  infosync-tv records
-  infosync-tv records ann@example.com --json)");
-    tool.Offer(command.add_option("USER", *user), &UsersWithRecords);
-    command.add_flag("--json", *json, JSON_HELP);
-    command.callback([user, json] { Records(*user, *json); });
-}
-
 void Status(bool json, bool showSecrets) {
     Television::Require();
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
@@ -119,10 +87,29 @@ void Status(bool json, bool showSecrets) {
     }
 }
 
-void AddStatus(Cli::Tool& tool) {
-    const auto json = std::make_shared<bool>(false);
+}  // namespace
+
+void AddShow(Cli::Tool& tool) {
+    tool.ReadingCommand("devices", "List the device list, as the set's components read it",
+                        R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
+
+Examples:
+  infosync-tv devices
+  infosync-tv devices --json)",
+                        &Devices);
+    const auto user = std::make_shared<std::string>();
+    CLI::App& records = tool.ReadingCommand(
+        "records", "List the records that were downloaded, for each user",
+        R"(The mark is what the next run asks from. LISTED is yes, no, others (for the record of another
+user) or ? (the list cannot be read); `why` says more of WHY.
+
+Examples:
+  infosync-tv records
+  infosync-tv records ann@example.com --json)",
+        [user](bool json) { ShowRecords(*user, json); });
+    tool.Offer(records.add_option("USER", *user), &UsersWithRecords);
     const auto showSecrets = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command(
+    CLI::App& status = tool.ReadingCommand(
         "status", "Show who is signed in, what is stored and how long it holds",
         R"(A document that cannot be read is shown as damaged, with the reason; one that may not be
 read as forbidden, and the exit status is then 1. What is wrong in tv.ini is shown with
@@ -130,18 +117,9 @@ its line.
 
 Examples:
   infosync-tv status
-  infosync-tv status --json)");
-    command.add_flag("--json", *json, JSON_HELP);
-    command.add_flag("--show-secrets", *showSecrets, "show tokens whole");
-    command.callback([json, showSecrets] { Status(*json, *showSecrets); });
-}
-
-}  // namespace
-
-void AddShow(Cli::Tool& tool) {
-    AddDevices(tool);
-    AddRecords(tool);
-    AddStatus(tool);
+  infosync-tv status --json)",
+        [showSecrets](bool json) { Status(json, *showSecrets); });
+    status.add_flag("--show-secrets", *showSecrets, "show tokens whole");
 }
 
 }  // namespace Commands

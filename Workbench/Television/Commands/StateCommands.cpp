@@ -82,7 +82,8 @@ void AddBonding(Cli::Tool& tool, const std::string& name, const std::string& sum
     const auto address = std::make_shared<std::string>();
     CLI::App& command =
         tool.Command(name, summary, details + "Example:\n  infosync-tv " + name + " AA:BB:CC:00:11:22");
-    tool.Offer(command.add_option("ADDRESS", *address), bonded ? &RecordAddresses : &BondedAddresses)
+    tool.Offer(command.add_option("ADDRESS", *address),
+               [bonded] { return bonded ? Records({"address"}) : BondedAddresses(); })
         ->required()
         ->check(Cli::BluetoothAddress());
     command.callback([address, bonded] { ChangeBond(*address, bonded); });

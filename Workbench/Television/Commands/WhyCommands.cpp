@@ -1,49 +1,108 @@
+#include <glib.h>
 #include <unistd.h>
 
 #include <ctime>
 #include <exception>
 #include <iostream>
+#include <map>
 #include <memory>
+#include <set>
 
 #include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Table.h"
-#include "Television/Bonds.h"
 #include "Television/Commands/Commands.h"
+#include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
-#include "Television/Inquiry.h"
+#include "Television/Stored.h"
+#include "Television/Why.h"
+#include "TvFolder.h"
+#include "Util/BluetoothUtil.h"
 
 namespace Commands {
 
 namespace {
 
-/** Every record by its id, with its name beside it. */
-Cli::Candidates RecordIds() {
-    Cli::Candidates candidates;
-    for (const Television::UserRecords& user : Television::ReadRecords("")) {
-        for (const Json::Value& record : user.records) {
-            candidates.push_back({Cli::TextMember(record, "record_id"), Cli::TextMember(record, "name")});
-        }
-    }
-    return candidates;
-}
-
 void Why(const std::string& device, bool json) {
     Television::Require();
-    const Television::Inquiry inquiry = Television::Inquire(device, std::time(nullptr));
-    std::cout << (json ? Cli::JsonText(Television::ToJson(inquiry))
+    const Json::Value inquiry = Television::Inquire(device, std::time(nullptr));
+    std::cout << (json ? Cli::JsonText(inquiry)
                        : Television::InquiryText(inquiry, Cli::Style(STDOUT_FILENO)));
-    if (!device.empty() && inquiry.verdicts.empty()) {
+    if (!device.empty() && inquiry["devices"].empty()) {
         throw CLI::RuntimeError(Cli::EXIT_FAILED);
     }
 }
 
-void AddWhy(Cli::Tool& tool) {
+std::string UpperCase(const std::string& text) {
+    const std::unique_ptr<char, decltype(&g_free)> upper(g_ascii_strup(text.c_str(), -1), &g_free);
+    return upper.get();
+}
+
+std::map<std::string, std::string> NamesByAddress() {
+    std::map<std::string, std::string> names;
+    try {
+        for (const Television::UserRecords& user : Television::ReadRecords()) {
+            for (const Json::Value& record : user.records) {
+                names[UpperCase(Cli::TextMember(record, "address"))] = Cli::TextMember(record, "name");
+            }
+        }
+    } catch (const std::exception&) {
+        // Records that cannot be read name nothing.
+    }
+    names.erase("");
+    return names;
+}
+
+/** By address; of the devices of BlueZ, those that a record is of. */
+Json::Value ReadBonds() {
+    const auto ini = TvFolder::ReadIni();
+    const bool isFromBluez = ini->Text(TvKeys::BT_SOURCE) == "bluez";
+    std::map<std::string, std::string> names = NamesByAddress();
+    std::set<std::string> addresses;
+    for (const TvKey* key : {&TvKeys::BONDED, &TvKeys::KNOWN}) {
+        for (const std::string& address : isFromBluez ? std::vector<std::string>() : ini->List(*key)) {
+            addresses.insert(UpperCase(address));
+        }
+    }
+    for (const auto& [address, name] : names) {
+        if (isFromBluez) {
+            addresses.insert(address);
+        }
+    }
+    BluetoothUtil::Initialize();
+    Json::Value bonds(Json::arrayValue);
+    for (const std::string& address : addresses) {
+        Json::Value bond;
+        bond["address"] = address;
+        bond["paired"] = BluetoothUtil::IsBondedDevice(address);
+        bond["name"] = names[address].empty() ? Json::Value() : Json::Value(names[address]);
+        if (bond["paired"].asBool() || !isFromBluez) {
+            bonds.append(std::move(bond));
+        }
+    }
+    return bonds;
+}
+
+void Bonds(bool json) {
+    Television::Require();
+    const Json::Value bonds = ReadBonds();
+    Cli::Table table({"ADDRESS", "PAIRED", "NAME"});
+    for (const Json::Value& bond : bonds) {
+        table.Add(
+            {bond["address"].asString(), bond["paired"].asBool() ? "yes" : "no", bond["name"].asString()});
+    }
+    std::cout << (json            ? Cli::JsonText(bonds)
+                  : bonds.empty() ? "no devices are known to the set's Bluetooth adapter\n"
+                                  : table.Text(Cli::Style(STDOUT_FILENO)));
+}
+
+}  // namespace
+
+void AddWhyCommands(Cli::Tool& tool) {
     const auto device = std::make_shared<std::string>();
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& command =
-        tool.Command("why", "Say why a device is on the device list, or is not",
-                     R"(For each record of the user who is signed in, or for the records of any user that the
+    CLI::App& why = tool.ReadingCommand(
+        "why", "Say why a device is on the device list, or is not",
+        R"(For each record of the user who is signed in, or for the records of any user that the
 argument names by address, id or a part of the name. The service's own rules are asked
 against what is stored now; nothing is run or changed. The exit status is 1 when no record
 is of the device.
@@ -51,48 +110,18 @@ is of the device.
 Examples:
   infosync-tv why
   infosync-tv why kitchen
-  infosync-tv why AA:BB:CC:00:11:22 --json)");
-    tool.Offer(command.add_option("ADDRESS|ID|NAME", *device), &RecordIds);
-    command.add_flag("--json", *json, "write JSON for scripts");
-    command.callback([device, json] { Why(*device, *json); });
-}
-
-void Bonds(bool json) {
-    Television::Require();
-    const std::vector<Television::Bond> bonds = Television::ReadBonds();
-    Json::Value all(Json::arrayValue);
-    Cli::Table table({"ADDRESS", "PAIRED", "NAME"});
-    for (const Television::Bond& bond : bonds) {
-        table.Add({bond.address, bond.isPaired ? "yes" : "no", bond.name});
-        Json::Value entry;
-        entry["address"] = bond.address;
-        entry["paired"] = bond.isPaired;
-        entry["name"] = bond.name.empty() ? Json::Value() : Json::Value(bond.name);
-        all.append(std::move(entry));
-    }
-    std::cout << (json            ? Cli::JsonText(all)
-                  : bonds.empty() ? "no devices are known to the set's Bluetooth adapter\n"
-                                  : table.Text(Cli::Style(STDOUT_FILENO)));
-}
-
-void AddBonds(Cli::Tool& tool) {
-    const auto json = std::make_shared<bool>(false);
-    CLI::App& command =
-        tool.Command("bonds", "List the Bluetooth devices that the set is paired with or knows",
-                     R"(NAME is that of a record of the device, where there is one.
+  infosync-tv why AA:BB:CC:00:11:22 --json)",
+        [device](bool json) { Why(*device, json); });
+    tool.Offer(why.add_option("ADDRESS|ID|NAME", *device), [] {
+        return Records({"record_id", "name", "address"});
+    });
+    tool.ReadingCommand("bonds", "List the Bluetooth devices that the set is paired with or knows",
+                        R"(NAME is that of a record of the device, where there is one.
 
 Examples:
   infosync-tv bonds
-  infosync-tv bonds --json)");
-    command.add_flag("--json", *json, "write JSON for scripts");
-    command.callback([json] { Bonds(*json); });
-}
-
-}  // namespace
-
-void AddWhyCommands(Cli::Tool& tool) {
-    AddWhy(tool);
-    AddBonds(tool);
+  infosync-tv bonds --json)",
+                        &Bonds);
 }
 
 }  // namespace Commands

@@ -1,0 +1,201 @@
+#include "Television/Stored.h"
+
+#include <exception>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <tuple>
+
+#include "Cli/Json.h"
+#include "Cli/Text.h"
+#include "Files.h"
+#include "TvFolder.h"
+#include "Util/JsonUtil.h"
+#include "Util/SecurityUtil.h"
+#include "Util/SettingsUtil.h"
+
+namespace Television {
+
+namespace {
+
+Document Read(const std::optional<std::string>& path,
+              const std::function<Json::Value(const std::string&)>& parse) {
+    Document document;
+    try {
+        Json::Value value = parse(Files::Read(path.value()));
+        if (!value.isNull()) {
+            document.value = std::move(value);
+            document.condition = Document::Condition::FINE;
+        }
+    } catch (const std::system_error& error) {
+        if (error.code() != std::errc::no_such_file_or_directory) {
+            document.condition = error.code() == std::errc::permission_denied ? Document::Condition::FORBIDDEN
+                                                                              : Document::Condition::DAMAGED;
+            document.problem = error.what();
+        }
+    } catch (const std::exception& error) {
+        document.condition = Document::Condition::DAMAGED;
+        document.problem = error.what();
+    }
+    return document;
+}
+
+UserRecords ReadUser(const std::string& user, const Json::Value& entry) {
+    UserRecords found;
+    found.user = user;
+    if (!entry.isObject()) {
+        found.problem = "the user's entry is no object";
+        return found;
+    }
+    found.mark = InfoSyncUtil::ToInt64(InfoSyncUtil::ObjectMember(entry, "meta")["synced_timestamp"]);
+    const Json::Value& records = entry["records"];
+    if (records.isArray()) {
+        found.records = records;
+    } else if (!records.isNull()) {
+        found.problem = "the user's records are no array";
+    }
+    return found;
+}
+
+Device ReadDevice(const Json::Value& entry) {
+    Device device;
+    device.name = Cli::TextMember(entry, "name");
+    device.address = Cli::TextMember(entry, "address");
+    if (!entry.isObject()) {
+        return device;
+    }
+    const Json::Value& deleted = entry["deleted_on_tv"];
+    device.deletedOnTv = deleted.isBool() && deleted.asBool();
+    const Json::Value& users = entry["users"];
+    for (Json::ArrayIndex i = 0; users.isArray() && i < users.size(); ++i) {
+        if (InfoSyncUtil::HasTextForm(users[i])) {
+            device.users.push_back(users[i].asString());
+        }
+    }
+    return device;
+}
+
+}  // namespace
+
+std::string Document::Complaint(const std::string& name, const std::string& remedy) const {
+    return condition == Condition::FORBIDDEN ? name + " not yours to read: " + Cli::Escape(problem) +
+                                                   "\nSee the owner and the mode of the file"
+                                             : name + " damaged: " + Cli::Escape(problem) + "\n" + remedy;
+}
+
+Document ReadKey(const std::string& alias) {
+    return Read(TvFolder::KeyPath(alias), &InfoSyncUtil::ParseStoredObject);
+}
+
+Document ReadAuthCode() {
+    return Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE),
+                [](const std::string& /*text*/) { return Json::Value(Json::objectValue); });
+}
+
+Document ReadSetting(const std::string& key) {
+    return Read(TvFolder::SettingPath(key), [](const std::string& text) {
+        return text.empty() || text == "null" ? Json::Value() : InfoSyncUtil::ParseStoredObject(text);
+    });
+}
+
+std::string SettingText(const std::string& key) {
+    try {
+        return Files::Read(TvFolder::SettingPath(key).value());
+    } catch (const std::exception&) {
+        return {};
+    }
+}
+
+std::vector<UserRecords> ReadRecords(const std::string& user) {
+    const Document document = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
+    if (!document.IsReadable()) {
+        throw std::runtime_error(
+            document.Complaint("the records are", "The next good run replaces them: infosync-tv run"));
+    }
+    std::vector<UserRecords> users;
+    for (const std::string& name : document.value.getMemberNames()) {
+        if (user.empty() || name == user) {
+            users.push_back(ReadUser(name, document.value[name]));
+        }
+    }
+    if (!user.empty() && users.empty()) {
+        throw std::runtime_error("nothing is stored for the user " + Cli::Escape(user) +
+                                 "\nThe users are shown by: infosync-tv status");
+    }
+    return users;
+}
+
+Json::Value ToJson(const std::vector<UserRecords>& users) {
+    Json::Value all(Json::arrayValue);
+    for (const UserRecords& user : users) {
+        Json::Value entry;
+        entry["user"] = user.user;
+        entry["mark"] = static_cast<Json::Int64>(user.mark);
+        entry["count"] = user.records.size();
+        entry["records"] = user.records;
+        if (!user.problem.empty()) {
+            entry["problem"] = user.problem;
+        }
+        all.append(std::move(entry));
+    }
+    return all;
+}
+
+DeviceList ReadDeviceList() {
+    DeviceList list;
+    const Document document = ReadSetting(InfoSyncUtil::KEY_DEVICES);
+    if (!document.IsReadable()) {
+        list.problem =
+            document.Complaint("the device list is", "A factory reset clears it: infosync-tv factory-reset");
+    }
+    for (const std::string& id : document.value.getMemberNames()) {
+        list.devices.emplace(id, ReadDevice(document.value[id]));
+    }
+    return list;
+}
+
+std::vector<DeviceChange> Compare(const DeviceList& before, const DeviceList& after) {
+    std::map<std::string, DeviceChange> changes;
+    for (const auto& [id, device] : before.devices) {
+        changes[id] = {"removed", id, device, {}};
+    }
+    for (const auto& [id, device] : after.devices) {
+        DeviceChange& change = changes[id];
+        const Device& old = change.before;
+        change.kind = change.id.empty()         ? "added"
+                      : old.name != device.name ? "renamed"
+                      : std::tie(old.address, old.users, old.deletedOnTv) !=
+                              std::tie(device.address, device.users, device.deletedOnTv)
+                          ? "changed"
+                          : "";
+        change.id = id;
+        change.after = device;
+    }
+    std::vector<DeviceChange> sorted;
+    for (auto& [id, change] : changes) {
+        if (!change.kind.empty()) {
+            sorted.push_back(std::move(change));
+        }
+    }
+    return sorted;
+}
+
+Json::Value ToJson(const DeviceList& list) {
+    Json::Value devices(Json::arrayValue);
+    for (const auto& [id, device] : list.devices) {
+        Json::Value entry;
+        entry["id"] = id;
+        entry["name"] = device.name;
+        entry["address"] = device.address;
+        entry["deleted_on_tv"] = device.deletedOnTv;
+        entry["users"] = Json::Value(Json::arrayValue);
+        for (const std::string& user : device.users) {
+            entry["users"].append(user);
+        }
+        devices.append(std::move(entry));
+    }
+    return devices;
+}
+
+}  // namespace Television
