@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <exception>
 
-#include "Cli/CommandTree.h"
+#include "Cli/Help.h"
 #include "Cli/Text.h"
 
 namespace Cli {

@@ -53,12 +53,13 @@ std::string Table::Text(const Style& style, const std::string& indent) const {
     Fit(widths, LINE_WIDTH - indent.size());
     std::string text;
     for (const auto& row : m_rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
+        std::string line = indent;
+        for (std::size_t i = 0; i + 1 < row.size(); ++i) {
             line.append(Pad(Shorten(row[i], widths[i]), widths[i])).append(GAP);
         }
-        line.erase(line.find_last_not_of(' ') + 1);
-        text += indent + style(&row == &m_rows.front() ? Colour::BOLD : Colour::PLAIN, line) + "\n";
+        line += Wrap(row.back(), std::min(DisplayWidth(line), LINE_WIDTH - NARROWEST));
+        line.erase(line.find_last_not_of(" \n") + 1);
+        text += style(&row == &m_rows.front() ? Colour::BOLD : Colour::PLAIN, line) + "\n";
     }
     return text;
 }

@@ -62,6 +62,16 @@ std::string EscapeBut(const std::string& text, const char* kept) {
     return shown;
 }
 
+std::vector<std::string> Characters(const std::string& text) {
+    std::vector<std::string> characters;
+    const char* next = nullptr;
+    for (const char* at = text.c_str(); *at != '\0'; at = next) {
+        next = g_utf8_next_char(at);
+        characters.emplace_back(at, next);
+    }
+    return characters;
+}
+
 }  // namespace
 
 std::string Escape(const std::string& text) {
@@ -97,10 +107,7 @@ std::string Wrap(const std::string& paragraph, std::size_t indent) {
             text += fits ? " " : newLine;
             column = fits ? column + 1 : indent;
         }
-        const char* next = nullptr;
-        for (const char* at = word.c_str(); *at != '\0'; at = next) {
-            next = g_utf8_next_char(at);
-            const std::string character(at, next);
+        for (const std::string& character : Characters(word)) {
             const std::size_t width = DisplayWidth(character);
             if (column + width > LINE_WIDTH) {
                 text += newLine;
@@ -119,17 +126,20 @@ std::string Shorten(const std::string& text, std::size_t width) {
     }
     std::string kept;
     std::size_t used = 1;
-    for (const char* at = text.c_str(); *at != '\0';) {
-        const char* next = g_utf8_next_char(at);
-        const std::string character(at, next);
+    for (const std::string& character : Characters(text)) {
         used += DisplayWidth(character);
         if (used > width) {
             break;
         }
         kept += character;
-        at = next;
     }
     return kept + "…";
+}
+
+std::string Taken(char* text) {
+    std::string taken = text == nullptr ? "" : text;
+    g_free(text);
+    return taken;
 }
 
 std::string Join(const std::vector<std::string>& parts, const std::string& separator) {

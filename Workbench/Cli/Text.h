@@ -41,6 +41,9 @@ inline bool StartsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
 }
 
+/** The text that GLib made, which is freed here; empty for null. */
+std::string Taken(char* text);
+
 std::string Join(const std::vector<std::string>& parts, const std::string& separator);
 
 /** "1 device", "2 devices". */

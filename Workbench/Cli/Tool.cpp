@@ -8,7 +8,6 @@
 #include <iostream>
 #include <utility>
 
-#include "Cli/CommandTree.h"
 #include "Cli/Help.h"
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"

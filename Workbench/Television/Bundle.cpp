@@ -19,7 +19,6 @@
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Masker.h"
-#include "Television/StoredSecrets.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
@@ -45,9 +44,8 @@ Json::Value FromBytes(const std::string& bytes) {
     if (g_utf8_validate(bytes.data(), static_cast<gssize>(bytes.size()), nullptr) != FALSE) {
         file["text"] = bytes;
     } else {
-        const std::unique_ptr<char, decltype(&g_free)> encoded(
-            g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()), &g_free);
-        file["base64"] = encoded.get();
+        file["base64"] =
+            Cli::Taken(g_base64_encode(reinterpret_cast<const guchar*>(bytes.data()), bytes.size()));
     }
     return file;
 }
@@ -191,8 +189,7 @@ Json::Value Versions() {
     if (uname(&machine) == 0) {
         versions["system"] = std::string(machine.sysname) + " " + machine.release + " " + machine.machine;
     }
-    const std::unique_ptr<char, decltype(&g_free)> name(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME), &g_free);
-    versions["distribution"] = name ? name.get() : "";
+    versions["distribution"] = Cli::Taken(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME));
     return versions;
 }
 

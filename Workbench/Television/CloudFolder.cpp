@@ -68,8 +68,8 @@ std::string Ask(const std::string& folder, bool withSecrets) {
     int status = -1;
     g_spawn_sync(nullptr, words, nullptr, G_SPAWN_STDERR_TO_DEV_NULL, nullptr, nullptr, &output, nullptr,
                  &status, nullptr);
-    const std::unique_ptr<char, decltype(&g_free)> owned(output, &g_free);
-    return status == 0 && owned ? owned.get() : "";
+    const std::string text = Cli::Taken(output);
+    return status == 0 ? text : "";
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <exception>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -95,6 +96,11 @@ private:
 
     void TakeKey(const std::string& name, const std::string& content) {
         const TvKey* const key = FindKey(m_group + "." + name);
+        const auto [first, isNew] = m_seen.try_emplace(m_group + "." + name, m_line);
+        if (!isNew) {
+            Add("[" + m_group + "] " + name + ": is in line " + std::to_string(first->second) +
+                " already; the last one counts");
+        }
         const std::string problem = key == nullptr ? NoSuchKey(name) : ProblemOf(*key, content);
         if (!problem.empty()) {
             Add("[" + m_group + "] " + name + ": " + problem);
@@ -118,6 +124,8 @@ private:
     std::size_t m_line = 0;
     std::string m_group;
     bool m_isKnownGroup = false;
+    /** The line of each key. */
+    std::map<std::string, std::size_t> m_seen;
     std::vector<IniProblem> m_problems;
 };
 

@@ -48,6 +48,24 @@ Cli::FileLock Lock(const std::string& path) {
     }
 }
 
+/** @throws std::runtime_error, saying what to do, when it is no key file */
+KeyFile Parse(const std::string& text) {
+    KeyFile file(g_key_file_new(), &g_key_file_free);
+    GError* error = nullptr;
+    if (!text.empty() && g_key_file_load_from_data(file.get(), text.data(), text.size(),
+                                                   G_KEY_FILE_KEEP_COMMENTS, &error) == FALSE) {
+        const std::string reason = Cli::Escape(error->message);
+        g_error_free(error);
+        throw std::runtime_error(TvFolder::IniPath() + " is damaged: " + reason +
+                                 "\nMend it with an editor, or make it anew: infosync-tv init --force");
+    }
+    return file;
+}
+
+std::string TextOf(const KeyFile& file) {
+    return Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr));
+}
+
 }  // namespace
 
 void Require() {
@@ -62,28 +80,10 @@ void Require() {
     }
 }
 
-IniFile::IniFile()
-    : m_path(TvFolder::IniPath()), m_lock(Lock(m_path)), m_file(g_key_file_new(), &g_key_file_free) {
-    Load(ReadIniText());
-}
+IniFile::IniFile() : m_path(TvFolder::IniPath()), m_lock(Lock(m_path)), m_file(Parse(ReadIniText())) {}
 
 IniFile::IniFile(const std::string& text)
-    : m_path(TvFolder::IniPath()),
-      m_lock(m_path + ".lock", Cli::FileLock::Wait::YES),
-      m_file(g_key_file_new(), &g_key_file_free) {
-    Load(text);
-}
-
-void IniFile::Load(const std::string& text) {
-    GError* error = nullptr;
-    if (!text.empty() && g_key_file_load_from_data(m_file.get(), text.data(), text.size(),
-                                                   G_KEY_FILE_KEEP_COMMENTS, &error) == FALSE) {
-        const std::string reason = error->message;
-        g_error_free(error);
-        throw std::runtime_error(m_path + " is damaged: " + Cli::Escape(reason) +
-                                 "\nMend it with an editor, or make it anew: infosync-tv init --force");
-    }
-}
+    : m_path(TvFolder::IniPath()), m_lock(m_path + ".lock", Cli::FileLock::Wait::YES), m_file(Parse(text)) {}
 
 void IniFile::Set(const TvKey& key, const std::string& value) {
     if (g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) == FALSE) {
@@ -123,11 +123,9 @@ void IniFile::SetList(const TvKey& key, const std::vector<std::string>& items) {
 
 /** Writes into a file of its own first, to see what the television would make of it. */
 void IniFile::Write(const TvKey& key, const std::function<void(GKeyFile*)>& write) {
-    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> alone(g_key_file_new(), &g_key_file_free);
+    const KeyFile alone = Parse("");
     write(alone.get());
-    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(alone.get(), nullptr, nullptr),
-                                                        &g_free);
-    const std::string problem = ProblemOf(key, text.get());
+    const std::string problem = ProblemOf(key, TextOf(alone));
     if (!problem.empty()) {
         throw std::invalid_argument(KeyName(key) + ": " + Cli::Escape(problem));
     }
@@ -135,9 +133,7 @@ void IniFile::Write(const TvKey& key, const std::function<void(GKeyFile*)>& writ
 }
 
 void IniFile::Save() const {
-    const std::unique_ptr<char, decltype(&g_free)> written(g_key_file_to_data(m_file.get(), nullptr, nullptr),
-                                                           &g_free);
-    std::string text = written.get();
+    std::string text = TextOf(m_file);
     // GLib puts a blank line before each group, also where there is one already.
     for (auto at = text.find("\n\n\n"); at != std::string::npos; at = text.find("\n\n\n", at)) {
         text.erase(at, 1);
@@ -159,22 +155,20 @@ std::string KeyName(const TvKey& key) {
 }
 
 std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped) {
-    const std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> file(g_key_file_new(), &g_key_file_free);
-    if (g_key_file_load_from_data(file.get(), ini.data(), ini.size(), G_KEY_FILE_KEEP_COMMENTS, nullptr) ==
-        FALSE) {
+    const TvIni settings(ini, "");
+    if (settings.IsDamaged()) {
         return ini;  // the television then has nothing set
     }
+    const KeyFile file = Parse(ini);
     const std::size_t before = dropped.size();
     for (const TvKey* key : {&TvKeys::LOG_FILE, &TvKeys::AUTH_CODE}) {
-        const auto path = std::filesystem::path(TvIni(ini, "").Text(*key).value_or("")).lexically_normal();
+        const auto path = std::filesystem::path(settings.Text(*key).value_or("")).lexically_normal();
         if (path.is_absolute() || *path.begin() == "..") {
             g_key_file_remove_key(file.get(), key->group, key->name, nullptr);
             dropped.push_back(KeyName(*key));
         }
     }
-    const std::unique_ptr<char, decltype(&g_free)> text(g_key_file_to_data(file.get(), nullptr, nullptr),
-                                                        &g_free);
-    return dropped.size() == before ? ini : text.get();
+    return dropped.size() == before ? ini : TextOf(file);
 }
 
 }  // namespace Television

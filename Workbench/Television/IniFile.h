@@ -17,6 +17,8 @@ namespace Television {
 /** @throws std::runtime_error, saying how to make one, when there is no television in the folder */
 void Require();
 
+using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
+
 /** While one lives, other processes wait for theirs: what it saves is based on what it read. */
 class IniFile {
 public:
@@ -39,12 +41,11 @@ public:
     void Save() const;
 
 private:
-    void Load(const std::string& text);
     void Write(const TvKey& key, const std::function<void(GKeyFile*)>& write);
 
     std::string m_path;
     Cli::FileLock m_lock;
-    std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> m_file;
+    KeyFile m_file;
 };
 
 /**

@@ -10,9 +10,9 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "Cli/Duration.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Files.h"
 #include "LogText.h"
 #include "TvFolder.h"

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Cli/Masker.h"
 #include "Television/Explain/LogForms.h"
@@ -28,5 +29,14 @@ public:
     /** The same for a whole log. */
     std::string MaskLog(const std::string& log);
 };
+
+/**
+ * The secrets that a television holds now, read apart from how they are masked, to prove that none is left:
+ * tokens of all users, the code and its verifier; those of 8 characters and more.
+ */
+std::vector<std::string> StoredSecrets();
+
+/** A record of tokens or activations, all of which have run out; one that cannot be read stays as it is. */
+std::string WithEverythingRunOut(const std::string& alias, const std::string& record);
 
 }  // namespace Television

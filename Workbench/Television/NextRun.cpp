@@ -5,7 +5,6 @@
 #include "AuthData/CAccessToken.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
-#include "Cli/Duration.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Television/Status.h"
@@ -23,38 +22,28 @@ std::string Missing(const std::string& name, const Json::Value& state, std::int6
     return condition == "none" ? "no " + name + " is stored" : name + ": what is stored is " + condition;
 }
 
-class Plan {
-public:
-    Plan(const Json::Value& user, std::int64_t now) : m_user(user), m_now(now) {}
+void Add(Json::Value& requests, const std::string& request, const std::string& why) {
+    Json::Value entry;
+    entry["request"] = request;
+    entry["why"] = why;
+    requests.append(std::move(entry));
+}
 
-    void Add(const std::string& request, const std::string& why) {
-        Json::Value entry;
-        entry["request"] = request;
-        entry["why"] = why;
-        m_requests.append(std::move(entry));
-        m_words.push_back(request + (why.empty() ? "" : " (" + why + ")"));
+Json::Value Plan(const Json::Value& requests) {
+    std::vector<std::string> words;
+    for (const Json::Value& request : requests) {
+        const std::string why = request["why"].asString();
+        words.push_back(request["request"].asString() + (why.empty() ? "" : " (" + why + ")"));
     }
+    Json::Value plan;
+    plan["requests"] = requests;
+    plan["words"] = Cli::Join(words, ", ");
+    return plan;
+}
 
-    /** Adds the request for what the part of the status with that name is of. */
-    void AddFor(const std::string& request, const char* part, const std::string& name) {
-        Add(request, Missing(name, m_user[part], m_now));
-    }
-
-    Json::Value ToJson() const {
-        Json::Value plan;
-        plan["requests"] = m_requests;
-        plan["words"] = Cli::Join(m_words, ", ");
-        return plan;
-    }
-
-private:
-    const Json::Value& m_user;
-    std::int64_t m_now;
-    Json::Value m_requests = Json::Value(Json::arrayValue);
-    std::vector<std::string> m_words;
-};
-
-void PlanToken(Plan& plan, const std::string& user) {
+/** The request for a new access token, and why; empty when the stored one is good. */
+std::pair<std::string, const char*> TokenRequest(const std::string& user) {
+    constexpr char WITH_CODE[] = "token with a new code";
     CAccessToken token;
     token.Init(user);
     try {
@@ -63,12 +52,12 @@ void PlanToken(Plan& plan, const std::string& user) {
         // As the service has it: what cannot be read is no token.
     }
     if (!token.HasTokens() || !token.HasUsableToken()) {
-        plan.AddFor("token with a new code", "access_token", "access token");
-    } else if (token.IsRefreshTokenExpired()) {
-        plan.AddFor("token with a new code", "refresh_token", "refresh token");
-    } else if (token.IsTokenExpired()) {
-        plan.AddFor("token refresh", "access_token", "access token");
+        return {WITH_CODE, "access"};
     }
+    if (token.IsRefreshTokenExpired()) {
+        return {WITH_CODE, "refresh"};
+    }
+    return {token.IsTokenExpired() ? "token refresh" : "", "access"};
 }
 
 Json::Value FindUser(const Json::Value& status, const std::string& name) {
@@ -85,33 +74,37 @@ Json::Value FindUser(const Json::Value& status, const std::string& name) {
 Json::Value NextRun(const Json::Value& status, std::int64_t now) {
     const std::string name = status["login_id"].asString();
     const Json::Value user = FindUser(status, name);
-    Plan plan(user, now);
+    Json::Value requests(Json::arrayValue);
     if (!status["signed_in"].asBool() || name.empty()) {
-        plan.Add("nothing", "nobody is signed in: it waits 20 seconds for that, then ends");
-        return plan.ToJson();
+        Add(requests, "nothing", "nobody is signed in: it waits 20 seconds for that, then ends");
+        return Plan(requests);
     }
     if (status["factory_reset_requested"].asBool()) {
         for (const char* request : {"token with a new code", "activation", "application token"}) {
-            plan.Add(request, "");
+            Add(requests, request, "");
         }
-        plan.Add("download", "of all records: a factory reset comes first");
-        return plan.ToJson();
+        Add(requests, "download", "of all records: a factory reset comes first");
+        return Plan(requests);
     }
-    PlanToken(plan, name);
+    const auto [tokenRequest, kind] = TokenRequest(name);
+    if (!tokenRequest.empty()) {
+        const std::string token = kind;
+        Add(requests, tokenRequest, Missing(token + " token", user[token + "_token"], now));
+    }
     CServiceActivationInfo activation;
     activation.Init(name);
     if (!activation.IsValid()) {
-        plan.AddFor("activation", "activation", "activation");
+        Add(requests, "activation", Missing("activation", user["activation"], now));
     }
     CJsonWebToken applicationToken;
     applicationToken.Init(name);
     if (!applicationToken.IsValid()) {
-        plan.AddFor("application token", "application_token", "application token");
+        Add(requests, "application token", Missing("application token", user["application_token"], now));
     }
     const std::int64_t mark = user["records"]["mark"].asInt64();
-    plan.Add("download",
-             mark >= 1 ? "from mark " + std::to_string(mark) : "of all records: there is no mark");
-    return plan.ToJson();
+    Add(requests, "download",
+        mark >= 1 ? "from mark " + std::to_string(mark) : "of all records: there is no mark");
+    return Plan(requests);
 }
 
 }  // namespace Television

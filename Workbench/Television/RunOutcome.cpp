@@ -77,18 +77,8 @@ std::string Words(const Explain::Run& run, const Explain::Fault& fault, Step ste
 }  // namespace
 
 const char* KindName(RunOutcome::Kind kind) {
-    switch (kind) {
-        case RunOutcome::Kind::SUCCESS:
-            return "success";
-        case RunOutcome::Kind::FAILURE:
-            return "failed";
-        case RunOutcome::Kind::TIMED_OUT:
-            return "timed out";
-        case RunOutcome::Kind::INTERRUPTED:
-            return "interrupted";
-        default:
-            return "crashed";
-    }
+    constexpr const char* NAMES[] = {"success", "failed", "timed out", "interrupted", "crashed"};
+    return NAMES[static_cast<int>(kind)];
 }
 
 std::string OutcomeWords(const RunOutcome& outcome) {

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <map>
-#include <memory>
 #include <vector>
 
 #include "AuthData/CDeviceInfo.h"
@@ -18,8 +17,7 @@ namespace {
 
 /** Whether they would name an audio sink if they were written as the service reads them. */
 bool IsMisspeltSink(const std::string& uuids) {
-    const std::unique_ptr<char, decltype(&g_free)> lower(g_ascii_strdown(uuids.c_str(), -1), &g_free);
-    std::string spelt = lower.get();
+    std::string spelt = Cli::Taken(g_ascii_strdown(uuids.c_str(), -1));
     spelt.erase(std::remove(spelt.begin(), spelt.end(), ' '), spelt.end());
     Json::Value record;
     record["uuids"] = spelt;

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <set>
 
-#include "Cli/Duration.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Television/CloudFolder.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"

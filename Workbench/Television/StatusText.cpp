@@ -1,5 +1,5 @@
-#include "Cli/Duration.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Television/KeptRun.h"
 #include "Television/Status.h"
 

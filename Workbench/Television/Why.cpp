@@ -4,12 +4,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "AuthData/CDeviceInfo.h"
-#include "Cli/Duration.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Television/KeptRun.h"
 #include "Television/ServiceNames.h"
 #include "TvFolder.h"
@@ -114,10 +113,8 @@ Json::Value Decide(const std::string& user, const Json::Value& record, const Dev
 }
 
 std::string CaseFolded(const std::string& text) {
-    const std::unique_ptr<char, decltype(&g_free)> valid(
-        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), &g_free);
-    const std::unique_ptr<char, decltype(&g_free)> folded(g_utf8_casefold(valid.get(), -1), &g_free);
-    return folded.get();
+    const std::string valid = Cli::Taken(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
+    return Cli::Taken(g_utf8_casefold(valid.c_str(), -1));
 }
 
 bool IsMeant(const std::string& device, const std::string& id, const std::string& name,

@@ -1,12 +1,14 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
+#include <sstream>
 
-#include "Cli/Duration.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Cli/Tool.h"
 
 namespace {
@@ -118,6 +120,19 @@ TEST(Table, ColumnsAlignByWhatTheyTakeOnATerminal) {
               "台所     1\n"
               "e\xcc\x81        2\n"
               "plain\\n  3\n");
+}
+
+TEST(Table, FitsTheLineAndCutsNothingOffItsLastColumn) {
+    Cli::Table table({"NAME", "WHY"});
+    table.Add({std::string(60, 'n'), std::string(50, 'a') + " " + std::string(50, 'b')});
+    std::istringstream lines(table.Text(Cli::Style(-1)));
+    std::string whole;
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(Cli::DisplayWidth(line), 80U);
+        whole += line;
+    }
+    EXPECT_EQ(std::count(whole.begin(), whole.end(), 'a') + std::count(whole.begin(), whole.end(), 'b'), 100);
+    EXPECT_THAT(whole, testing::HasSubstr("n…"));
 }
 
 TEST(Tool, EachWayToCallACommand) {

@@ -37,6 +37,7 @@ TEST(IniCheck, TellsTheLineOfWhatTheTelevisionWouldNotUnderstand) {
         {"model=x\n", "1 “model=x” is no comment"},
         {"[sso]\nstate\n", "2 “state” is no comment"},
         {"[sso\n", "1 “[sso” is no comment"},
+        {"[log]\nlevel=I\n[sso]\n[log]\nlevel=W\n", "5 [log] level: is in line 2 already"},
         {"[sso]\nlogin_id=\xff\n", "2 [sso] login_id: "},
     };
     for (const auto& [content, problem] : cases) {

@@ -16,7 +16,7 @@ CHANGING = (["sign-in", "ann"], ["sign-out"], ["bond", "AA:BB:CC:00:00:01"], ["u
 class ToolTest(ToolCase):
     def test_wrong_arguments(self):
         self.run_tool("init")
-        for words in (["bond", "AA:BB"], ["bond", "AA-BB-CC-00-00-01"], ["bond"], ["sign-in"], ["sign-in", ""],
+        for words in (["bond", "AA:BB"], ["bond", "AA-BB-CC-00-00-01"], ["bond"], ["sign-in"], ["sign-in", ""], ["explain", "--html", "-"],
                       ["set", "log.levle", "D"], ["set", "log.level", "X"], ["set", "sso.state", "one"],
                       ["set", "log.level"], ["set", "log.level", "D", "--unset"], ["run", "--timeout", "0"],
                       ["run", "--level", "loud"], ["devices", "--jsn"], ["report"], ["init", "more"]):
@@ -182,9 +182,13 @@ class ToolTest(ToolCase):
                                 ("echo 'E/BT_INFOSYNC(1): main.cpp: main(1) > <<Not Error>>End main loop' >&2", "success")):
             with self.subTest(script):
                 done = self.run_tool("run", "--timeout", "1", status=int(outcome != "success"), INFOSYNC_SERVICE=str(self.make_service(script)))
-                self.assertIn(f"run: {outcome}", done.stdout)
+                self.assertIn(f"run: {outcome}", " ".join(done.stdout.split()))
+                self.assertLessEqual(max(map(len, done.stdout.splitlines())), 80)
                 self.assertIn(outcome, " ".join(self.run_tool("status").stdout.split()))
+                self.assertIn(outcome, " ".join(self.run_tool("runs").stdout.replace(" " * 34, "").split()))
+        runs = self.run_tool("runs", "--json").stdout
         self.assertIn("--service", self.run_tool("run", "--service", self.work / "none", status=1).stderr)
+        self.assertEqual(self.run_tool("runs", "--json").stdout, runs, "what did not start is no run")
 
     def test_no_secret_of_a_whole_run_is_shown(self):
         cloud, folder = TOOL.with_name("infosync-cloud"), self.work / "cloud"

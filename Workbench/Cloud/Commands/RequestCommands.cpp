@@ -8,6 +8,7 @@
 
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
+#include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/Console.h"
@@ -95,7 +96,8 @@ void ShowLines(const Json::Value& exchanges, bool json) {
         if (json) {
             std::cout << AsciiJson(exchange) << "\n";
         } else {
-            std::cout << IntegerMember(exchange, "number") << " " << ExchangeLine(exchange, style) << "\n";
+            const std::string number = std::to_string(IntegerMember(exchange, "number")) + " ";
+            std::cout << Cli::Wrap(number + ExchangeLine(exchange, style), number.size());
         }
     }
     std::cout.flush();

@@ -38,6 +38,9 @@ std::runtime_error Failure(const std::string& file) {
 std::ofstream OpenTrace(const ExplainArguments& arguments) {
     std::ofstream trace;
     for (const std::string& written : {arguments.page, arguments.trace}) {
+        if (written == "-") {
+            throw Cli::UsageError("a page or a trace needs a file: standard output has the story");
+        }
         std::error_code error;
         if (!written.empty() && std::filesystem::equivalent(written, arguments.file, error)) {
             throw Cli::UsageError(Cli::Escape(written) + " is the log itself");

@@ -3,10 +3,10 @@
 #include <glib.h>
 
 #include <filesystem>
-#include <memory>
 #include <sstream>
 
 #include "Cli/Json.h"
+#include "Cli/Text.h"
 #include "Television/CloudFolder.h"
 #include "Television/IniFile.h"
 #include "Television/Stored.h"
@@ -20,10 +20,9 @@ Cli::Candidates CloudUsers() {
                                                : std::filesystem::path(Television::DefaultCloudFolder());
     Cli::Candidates candidates;
     for (const auto& entry : std::filesystem::directory_iterator(cloud / "users")) {
-        const std::unique_ptr<char, decltype(&g_free)> login(
-            g_uri_unescape_string(entry.path().stem().c_str(), nullptr), &g_free);
-        if (login != nullptr && entry.path().extension() == ".json") {
-            candidates.push_back({login.get(), ""});
+        const std::string login = Cli::Taken(g_uri_unescape_string(entry.path().stem().c_str(), nullptr));
+        if (!login.empty() && entry.path().extension() == ".json") {
+            candidates.push_back({login, ""});
         }
     }
     return candidates;

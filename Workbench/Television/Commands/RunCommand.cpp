@@ -8,6 +8,8 @@
 #include <iomanip>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <sstream>
 #include <stdexcept>
 
 #include "Cli/FileLock.h"
@@ -65,18 +67,10 @@ bool IsLessSevere(char priority, char level) {
 }
 
 Colour LineColour(char priority) {
-    switch (priority) {
-        case 'E':
-        case 'F':
-            return Colour::RED;
-        case 'W':
-            return Colour::YELLOW;
-        case 'V':
-        case 'D':
-            return Colour::DIM;
-        default:
-            return Colour::PLAIN;
-    }
+    return priority == 'E' || priority == 'F'   ? Colour::RED
+           : priority == 'W'                    ? Colour::YELLOW
+           : priority == 'V' || priority == 'D' ? Colour::DIM
+                                                : Colour::PLAIN;
 }
 
 /** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
@@ -191,14 +185,16 @@ void Run(const RunArguments& arguments) {
     Warn();
 
     const Television::DeviceList before = Television::ReadDeviceList();
-    Television::RunKeeper keeper(options.level);
+    // Begun when the service is: what did not start is no run.
+    std::optional<Television::RunKeeper> keeper;
     Show show(level[0], arguments.showSecrets);
     const auto started = std::chrono::steady_clock::now();
     Explain::RunReader reader(0, 0);
     Television::ServiceRun service(options, [&](const Explain::LogLine& line) {
-        keeper.Take(line);
+        keeper->Take(line);
         reader.Take(show.Line(line));
     });
+    keeper.emplace(options.level);
     Television::RunOutcome outcome = service.Wait();
     const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
     const Explain::Run run = reader.Finish();
@@ -215,17 +211,18 @@ void Run(const RunArguments& arguments) {
     const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
     const std::vector<DeviceChange> changes = Television::Compare(before, after);
     const Json::Value summary =
-        keeper.Summary(outcome, Television::RequestsOf(run), duration.count(), changes);
+        keeper->Summary(outcome, Television::RequestsOf(run), duration.count(), changes);
     if (arguments.json) {
         std::cout << Cli::JsonText(summary);
     } else {
-        std::cout << ChangesText(after, changes, style) << "run: "
-                  << style(isSuccess ? Colour::GREEN : Colour::RED,
-                           Cli::Escape(Television::OutcomeWords(outcome)))
-                  << " (" << std::fixed << std::setprecision(2) << duration.count() << " s)\n";
+        std::ostringstream ended;
+        ended << "run: " << Television::OutcomeWords(outcome) << " (" << std::fixed << std::setprecision(2)
+              << duration.count() << " s)";
+        std::cout << ChangesText(after, changes, style)
+                  << style(isSuccess ? Colour::GREEN : Colour::RED, Cli::Wrap(Cli::Escape(ended.str()), 5));
     }
     try {
-        keeper.Keep(summary);
+        keeper->Keep(summary);
     } catch (const std::exception& error) {
         throw std::runtime_error(std::string("how the run ended could not be kept: ") + error.what());
     }

@@ -31,13 +31,14 @@ void Runs(bool json) {
     Television::Require();
     const std::vector<Json::Value> runs = Television::ReadKeptRuns();
     Json::Value all(Json::arrayValue);
-    Cli::Table table({"N", "ENDED", "OUTCOME", "CHANGES", "REQUESTS"});
+    Cli::Table table({"N", "ENDED", "CHANGES", "OUTCOME"});
     for (const Json::Value& run : runs) {
         all.append(run);
+        const std::string requests = Television::RequestsWords(run["requests"]);
         table.Add({Cli::TextMember(run, "number"),
                    run.isMember("finished") ? Cli::DateTime(InfoSyncUtil::ToInt64(run["finished"])) : "",
-                   Cli::TextMember(run, "words"), std::to_string(run["changes"].size()),
-                   Television::RequestsWords(run["requests"])});
+                   std::to_string(run["changes"].size()),
+                   Cli::TextMember(run, "words") + (requests.empty() ? "" : "; asked for: " + requests)});
     }
     std::cout << (json           ? Cli::JsonText(all)
                   : runs.empty() ? "no runs yet: infosync-tv run\n"

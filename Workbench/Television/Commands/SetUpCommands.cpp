@@ -69,8 +69,7 @@ std::unique_ptr<CloudAddress> CloudOf(const std::string& named) {
 
 /** An id as the set's maker gives it: another one for each television. */
 std::string NewTizenId() {
-    const std::unique_ptr<char, decltype(&g_free)> uuid(g_uuid_string_random(), &g_free);
-    std::string id = uuid.get();
+    std::string id = Cli::Taken(g_uuid_string_random());
     id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
     return id;
 }

@@ -11,6 +11,7 @@
 #include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Table.h"
+#include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
 #include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
@@ -34,8 +35,7 @@ void Why(const std::string& device, bool json) {
 }
 
 std::string UpperCase(const std::string& text) {
-    const std::unique_ptr<char, decltype(&g_free)> upper(g_ascii_strup(text.c_str(), -1), &g_free);
-    return upper.get();
+    return Cli::Taken(g_ascii_strup(text.c_str(), -1));
 }
 
 std::map<std::string, std::string> NamesByAddress() {

@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-#include "Cli/Duration.h"
+#include "Cli/Time.h"
 #include "Television/Explain/Pattern.h"
 
 namespace Explain {
