@@ -40,6 +40,7 @@ void Submit(Plan& plan) {
 
 std::vector<std::string> EndpointNames() {
     std::vector<std::string> names;
+    names.reserve(ENDPOINTS.size() + 1);
     for (const Endpoint& endpoint : ENDPOINTS) {
         names.emplace_back(endpoint.name);
     }

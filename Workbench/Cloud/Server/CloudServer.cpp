@@ -181,10 +181,11 @@ void CloudServer::Count(const char* what) {
 bool CloudServer::process_and_close_socket(socket_t socket) {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_sockets.insert(socket);
         if (m_ends) {
-            ::shutdown(socket, SHUT_RDWR);
+            ::close(socket);
+            return true;
         }
+        m_sockets.insert(socket);
     }
     try {
         ServeConnection(socket);

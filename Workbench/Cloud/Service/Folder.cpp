@@ -25,7 +25,7 @@ Folder::Folder(const std::string& path) {
 }
 
 Folder Folder::Ready() {
-    const Folder folder;
+    Folder folder;
     folder.RequireOurs();
     for (const auto& file : {folder.SettingsFile(), folder.ControlSecretFile(), folder.CaFile()}) {
         if (!std::filesystem::exists(file)) {
