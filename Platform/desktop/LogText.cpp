@@ -14,6 +14,28 @@ namespace LogText {
 
 namespace {
 
+/**
+ * Gives every plain "%s" a precision: without one the whole text is scanned for its end, and texts of many
+ * megabytes are logged. One byte above the longest message, so that a cut still shows in the length.
+ */
+std::string Bounded(const char* format) {
+    static const std::string precision = "." + std::to_string(LONGEST_MESSAGE + 1);
+    std::string bounded;
+    bool inConversion = false;
+    for (; *format != '\0'; ++format) {
+        if (!inConversion) {
+            inConversion = *format == '%';
+        } else if (std::strchr("-+ #0'I$123456789*", *format) == nullptr) {
+            inConversion = false;
+            if (*format == 's') {
+                bounded += precision;
+            }
+        }
+        bounded += *format;
+    }
+    return bounded;
+}
+
 /** Drops the character that the cut at the end of the text went through, if it did. */
 void DropCutCharacter(std::string& text) {
     std::size_t start = text.size();
@@ -32,7 +54,7 @@ void DropCutCharacter(std::string& text) {
 
 std::string Message(const char* format, std::va_list values) {
     std::array<char, LONGEST_MESSAGE + 1> buffer;
-    const int length = std::vsnprintf(buffer.data(), buffer.size(), format, values);
+    const int length = std::vsnprintf(buffer.data(), buffer.size(), Bounded(format).c_str(), values);
     if (length < 0) {
         return format;
     }
