@@ -23,11 +23,14 @@ Json::Value LoadLedger(const std::string& path) {
     Json::Value ledger;
     ledger[RECORDS] = ledger[DELETED] = Json::objectValue;
     const auto text = Files::ReadIfThere(path);
+    if (!text) {
+        return ledger;
+    }
     try {
-        ledger = text ? ParseJsonObject(*text, path) : ledger;
+        ledger = ParseJsonObject(*text, path);
         const auto oldest = IntegerMember(ledger, OLDEST);
-        if (text && (!ledger[RECORDS].isObject() || !ledger[DELETED].isObject() || oldest < 1 ||
-                     IntegerMember(ledger, LATEST) < oldest)) {
+        if (!ledger[RECORDS].isObject() || !ledger[DELETED].isObject() || oldest < 1 ||
+            IntegerMember(ledger, LATEST) < oldest) {
             throw std::runtime_error(path + ": not what the cloud wrote");
         }
     } catch (const std::runtime_error& damage) {

@@ -66,7 +66,9 @@ Json::Value Load(const std::string& path) {
     const auto text = Files::ReadIfThere(path);
     Json::Value state = Json::objectValue;
     try {
-        state = text ? ParseJsonObject(*text, path) : state;
+        if (text) {
+            state = ParseJsonObject(*text, path);
+        }
         for (const char* name : {CODES, ACCESS, GRANTS, ACTIVATIONS, APP_TICKETS}) {
             if (state[name].isNull()) {
                 state[name] = Json::arrayValue;

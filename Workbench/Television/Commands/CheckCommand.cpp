@@ -1,20 +1,15 @@
 #include <NxCurl.h>
-#include <dlog.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <string_view>
 
 #include "Cli/Json.h"
 #include "Cli/Style.h"
@@ -26,6 +21,7 @@
 #include "Television/CloudFolder.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
+#include "Television/QuietLog.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 
@@ -42,12 +38,6 @@ struct CheckResult {
     /** What was seen, with what helps where something is wrong. */
     std::string words;
 };
-
-/** The last error that the HTTP client told. */
-std::string& HttpError() {
-    static std::string error;
-    return error;
-}
 
 CheckResult CheckIniFile() {
     std::vector<std::string> problems;
@@ -135,7 +125,7 @@ CheckResult CheckCloud() {
     if (client.send()) {
         return {"cloud", true, connection.answers ? connection.words : origin + " answers"};
     }
-    const std::string problem = HttpError();
+    const std::string problem = Television::LastHttpError();
     // Who shows a certificate is there.
     const bool isThere = connection.answers || problem.find("certificate") != std::string::npos;
     return {"cloud", false, problem + (isThere ? "" : ". " + connection.words)};
@@ -206,17 +196,3 @@ Examples:
 }
 
 }  // namespace Commands
-
-// The service's code and the platform's stand-ins are asked here, not run: what they would log says nothing
-// to whoever asked, but for why a request failed.
-int __dlog_print(log_id_t /*log_id*/, int prio, const char* tag, const char* fmt, ...) {
-    if (prio == DLOG_ERROR && std::string_view(tag) == "NXCURL") {
-        std::array<char, 1024> text = {};
-        va_list arguments;
-        va_start(arguments, fmt);
-        static_cast<void>(std::vsnprintf(text.data(), text.size(), fmt, arguments));
-        va_end(arguments);
-        Commands::HttpError() = text.data();
-    }
-    return 0;
-}

@@ -37,9 +37,10 @@ Cli::Candidates UsersWithRecords() {
 }
 
 Cli::Candidates Records(const std::vector<std::string>& members) {
+    const std::vector<Television::UserRecords> users = Television::ReadRecords();
     Cli::Candidates candidates;
     for (const std::string& member : members) {
-        for (const Television::UserRecords& user : Television::ReadRecords()) {
+        for (const Television::UserRecords& user : users) {
             for (const Json::Value& record : user.records) {
                 const std::string name = member == "name" ? "" : Cli::TextMember(record, "name");
                 candidates.push_back({Cli::TextMember(record, member), name});
