@@ -3,9 +3,11 @@
 #include <dlog.h>
 #include <glib.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -21,9 +23,9 @@ namespace {
 
 using Bluez::Devices;
 
-std::string UpperCase(const char* text) {
-    const std::unique_ptr<char, decltype(&g_free)> upper(g_ascii_strup(text, -1), &g_free);
-    return upper.get();
+std::string UpperCase(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), &g_ascii_toupper);
+    return text;
 }
 
 /** What tv.ini says of the adapter, taken out of it anew when the file has changed. */
@@ -37,12 +39,24 @@ public:
         m_isFromBluez = ini->Text(TvKeys::BT_SOURCE) == "bluez";
         m_devices.clear();
         for (const std::string& address : ini->List(TvKeys::KNOWN)) {
-            m_devices[UpperCase(address.c_str())] = false;
+            m_devices[UpperCase(address)] = false;
         }
         for (const std::string& address : ini->List(TvKeys::BONDED)) {
-            m_devices[UpperCase(address.c_str())] = true;
+            m_devices[UpperCase(address)] = true;
         }
         m_ini = ini;
+    }
+    /**
+     * The same at most once in a tick of the kernel's clock, a few milliseconds: to look at the file is a
+     * system call, and a bond is looked up for each record.
+     */
+    void RefreshOncePerTick() {
+        timespec now = {};
+        clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+        if (now.tv_sec != m_tick.tv_sec || now.tv_nsec != m_tick.tv_nsec) {
+            m_tick = now;
+            Refresh();
+        }
     }
     bool IsFromBluez() const {
         return m_isFromBluez;
@@ -53,6 +67,7 @@ public:
 
 private:
     std::shared_ptr<const TvIni> m_ini;
+    timespec m_tick = {};
     bool m_isFromBluez = false;
     Devices m_devices;
 };
@@ -170,7 +185,7 @@ int bt_adapter_get_bonded_device_info(const char* remote_address, bt_device_info
     if (!adapter.initialized) {
         return BT_ERROR_NOT_INITIALIZED;
     }
-    adapter.settings.Refresh();
+    adapter.settings.RefreshOncePerTick();
     const Devices* devices =
         adapter.settings.IsFromBluez() ? adapter.bluez.Get() : &adapter.settings.Listed();
     if (devices == nullptr) {
