@@ -7,6 +7,7 @@
 #include "Cloud/Server/ControlServer.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
+#include "Util/JsonUtil.h"
 
 namespace LocalCloud {
 
@@ -50,7 +51,7 @@ Json::Value AskServer(const Folder& folder, const std::string& method, const std
     httplib::Request request;
     request.method = method;
     request.path = path;
-    request.body = body.isNull() ? "" : AsciiJson(body);
+    request.body = body.isNull() ? "" : InfoSyncUtil::WriteJson(body);
     request.set_header(CONTROL_SECRET_HEADER, folder.ControlSecret());
     const auto result = client.send(request);
     if (!result && result.error() == httplib::Error::Connection) {

@@ -14,6 +14,7 @@
 #include "Cloud/Server/Console.h"
 #include "Cloud/Util/Json.h"
 #include "Cloud/Util/Time.h"
+#include "Util/JsonUtil.h"
 
 namespace LocalCloud {
 
@@ -94,7 +95,7 @@ void ShowLines(const Json::Value& exchanges, bool json) {
     const Cli::Style style(STDOUT_FILENO);
     for (const auto& exchange : exchanges) {
         if (json) {
-            std::cout << AsciiJson(exchange) << "\n";
+            std::cout << InfoSyncUtil::WriteJson(exchange) << "\n";
         } else {
             const std::string number = std::to_string(IntegerMember(exchange, "number")) + " ";
             std::cout << Cli::Wrap(number + ExchangeLine(exchange, style), number.size());

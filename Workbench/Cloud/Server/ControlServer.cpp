@@ -5,6 +5,7 @@
 
 #include "Cloud/Util/Crypto.h"
 #include "Cloud/Util/Json.h"
+#include "Util/JsonUtil.h"
 
 namespace LocalCloud {
 
@@ -28,7 +29,7 @@ httplib::Server::Handler Command(const std::function<Json::Value(const Request&)
             response.status = FAILED;
             reply["error"] = error.what();
         }
-        response.set_content(AsciiJson(reply), JSON_TYPE);
+        response.set_content(InfoSyncUtil::WriteJson(reply), JSON_TYPE);
     };
 }
 

@@ -10,6 +10,7 @@
 #include "Cloud/Util/Json.h"
 #include "Cloud/Util/Time.h"
 #include "Files.h"
+#include "Util/JsonUtil.h"
 
 namespace LocalCloud {
 
@@ -97,7 +98,7 @@ void Recorder::Append(const std::string& line) {
 Json::Value ExchangeLog::Add(const Exchange& exchange) {
     const std::string time = NowText();
     if (m_recorder != nullptr) {
-        m_recorder->Append(AsciiJson(ToJson(exchange, time, std::string::npos)));
+        m_recorder->Append(InfoSyncUtil::WriteJson(ToJson(exchange, time, std::string::npos)));
     }
     Json::Value entry = ToJson(exchange, time, LONGEST_BODY);
     const std::lock_guard<std::mutex> lock(m_mutex);

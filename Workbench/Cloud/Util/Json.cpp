@@ -14,10 +14,10 @@ const Json::Value* FindMember(const Json::Value& value, const char* name) {
     return value.isObject() ? value.find(name, name + std::strlen(name)) : nullptr;
 }
 
-Json::StreamWriterBuilder Writer(const char* indentation, bool utf8) {
+Json::StreamWriterBuilder Writer(const char* indentation) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = indentation;
-    builder["emitUTF8"] = utf8;
+    builder["emitUTF8"] = true;
     return builder;
 }
 
@@ -38,16 +38,12 @@ Json::Value ParseJsonObject(const std::string& text, const std::string& name) {
 
 std::string CompactJson(const Json::Value& value) {
     // Made once: for a single record it costs as much as the writing.
-    static const Json::StreamWriterBuilder writer = Writer("", true);
+    static const Json::StreamWriterBuilder writer = Writer("");
     return Json::writeString(writer, value);
 }
 
-std::string AsciiJson(const Json::Value& value) {
-    return Json::writeString(Writer("", false), value);
-}
-
 std::string ReadableJson(const Json::Value& value) {
-    return Json::writeString(Writer("  ", true), value) + "\n";
+    return Json::writeString(Writer("  "), value) + "\n";
 }
 
 std::string TextMember(const Json::Value& value, const char* name) {

@@ -16,9 +16,6 @@ Json::Value ParseJsonObject(const std::string& text, const std::string& name);
 /** One line, UTF-8 as it is. */
 std::string CompactJson(const Json::Value& value);
 
-/** One line, ASCII only; bytes that are not UTF-8 become U+FFFD. */
-std::string AsciiJson(const Json::Value& value);
-
 /** Several lines, for files and output that people read; ends with a newline. */
 std::string ReadableJson(const Json::Value& value);
 
