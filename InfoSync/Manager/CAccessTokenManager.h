@@ -30,8 +30,8 @@ public:
     /**
      * Runs the callback once with the outcome: within the call when a stored or refreshed token will do, and
      * later, from the sign-in service, when a new authorisation code is needed. It is not run at all when the
-     * sign-in service rejects the request for a code, and once more, with Failure, when it throws. A second
-     * call takes the place of the first one's callback.
+     * sign-in service rejects the request for a code. What it throws is handled as if getting the token had
+     * failed so, and it may be run once more. A second call takes the place of the first one's callback.
      */
     void GetAccessToken(AccessTokenCallback callback);
 

@@ -125,7 +125,7 @@ void CCloudServerManager::DownSyncBtInfoFromCloud() {
     try {
         answer = Exchange(*message, RequestType::Get);
     } catch (const CInfoSyncHttpException& refusal) {
-        const Json::Value error = InfoSyncUtil::ParseJson(refusal.GetResponse());
+        const Json::Value error = InfoSyncUtil::ParseRefusal(refusal.GetResponse());
         INFOSYNC_LOG(DLOG_ERROR, "%s", error.toStyledString().c_str());
         const int resultCode = ResultCode(error);
         if (resultCode == RESULT_DISCARD || resultCode == RESULT_DISCARD_TOO) {

@@ -59,6 +59,10 @@ Json::Value ParseAnswer(const std::string& text) {
     return answer;
 }
 
+Json::Value ParseRefusal(const std::string& text) {
+    return Parse(text, ANSWER_DEPTH_LIMIT);
+}
+
 Json::Value ParseStoredObject(const std::string& text) {
     Json::Value document = ParseJson(text);
     if (!document.isObject() && !document.isNull()) {

@@ -19,6 +19,9 @@ Json::Value ParseJson(const std::string& text);
  */
 Json::Value ParseAnswer(const std::string& text);
 
+/** Parses the body of a refused request: any JSON, nested as an answer may be. @throws CInfoSyncException */
+Json::Value ParseRefusal(const std::string& text);
+
 /**
  * Parses a stored document: an object, or null where nothing was ever put into it.
  * @throws CInfoSyncException as above

@@ -62,6 +62,7 @@ TEST_F(JsonUtilTest, DeepestAnswerCanBeReadOnceItIsStored) {
     }
     --depth;
     EXPECT_GE(depth, 30);
+    EXPECT_THAT(Failure([&] { InfoSyncUtil::ParseRefusal(Nested(depth + 2)); }), HasSubstr("stackLimit"));
     EXPECT_EQ(Failure([&] { InfoSyncUtil::ParseStoredObject("{\"u\":{\"meta\":" + answer() + "}}"); }),
               "nothing thrown");
 }
