@@ -50,13 +50,13 @@ TEST_F(CAccessTokenTest, LastSecondOfALifetimeStillCounts) {
 TEST_F(CAccessTokenTest, ImportKeepsOtherUsersAndStampsTheTime) {
     Fake::Tv().records["InfoSyncAccessToken"] = R"({"user-0":{"access_token":"other"},"user-1":{"old":1}})";
     m_token.ReadFromSecureStorage();
-    Fake::Tv().now = 4102444800;  // after 2038
+    Fake::Tv().now = 5000000000;  // after 2106
     const std::string answer =
         R"({"rsp":{"result":{"access_token":"A","issued_time_in_second":5,"extra":[null,{}],"userId":"U"}}})";
     m_token.ImportAccessToken(answer);
     const std::string stored =
         R"({"user-0":{"access_token":"other"},"user-1":{"access_token":"A","extra":[null,{}],)"
-        R"("issued_time_in_second":4102444800,"userId":"U"}})";
+        R"("issued_time_in_second":5000000000,"userId":"U"}})";
     EXPECT_EQ(Stored("InfoSyncAccessToken"), stored);
     EXPECT_THAT(Fake::Logged(DLOG_INFO),
                 ::testing::ElementsAre("accessToken : " + answer, "stringToWrite " + stored));
@@ -68,6 +68,8 @@ TEST_F(CAccessTokenTest, AnswerWithoutAResultStoresTheTimeAlone) {
     m_token.ImportAccessToken(R"({"error":"invalid_grant"})");
     EXPECT_EQ(Stored("InfoSyncAccessToken"), R"({"user-1":{"issued_time_in_second":1000}})");
     EXPECT_FALSE(m_token.HasUsableToken());
+    Load(R"("access_token":null)");
+    EXPECT_TRUE(m_token.HasUsableToken());
 }
 
 TEST_F(CAccessTokenTest, RefusedAnswerChangesNothing) {

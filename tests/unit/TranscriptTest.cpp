@@ -79,7 +79,9 @@ std::string Difference(const std::string& path, const std::string& text) {
 
 struct Run {
     std::string name;
-    std::function<void()> prepare;
+    std::vector<Fake::HttpAnswer> answers;
+    /** What differs from a set that has synchronised before. */
+    std::function<void(Fake::Television& tv)> change = [](Fake::Television& /*tv*/) {};
 };
 
 void PrintTo(const Run& run, std::ostream* out) {
@@ -88,61 +90,66 @@ void PrintTo(const Run& run, std::ostream* out) {
 
 const Run RUNS[] = {
     {"first",
-     [] {
-         Fake::Tv().authCodeAnswer = {SSO_TRUE, CODE};
-         Fake::Tv().bonds = {{"AA", true}};
-         Fake::Tv().resultToIgnore = -1;
-         for (const char* answer : {TOKEN_ANSWER, ACTIVATION, APP_TOKEN, RECORDS}) {
-             Fake::Answer(answer);
-         }
+     {{{TOKEN_ANSWER}}, {{ACTIVATION}}, {{APP_TOKEN}}, {{RECORDS}}},
+     [](auto& tv) {
+         Fake::Reset();
+         tv.authCodeAnswer = {SSO_TRUE, CODE};
+         tv.bonds = {{"AA", true}};
+         tv.resultToIgnore = -1;
      }},
     {"later",
-     [] {
-         SynchronisedBefore();
-         Fake::Tv().bonds = {{"DD", false}};
-         Fake::Tv().resultToIgnore = -1;
-         Fake::Answer(CHANGES);
+     {{{CHANGES}}},
+     [](auto& tv) {
+         tv.bonds = {{"DD", false}};
+         tv.resultToIgnore = -1;
      }},
     {"refresh",
-     [] {
-         SynchronisedBefore();
-         Fake::Tv().records["InfoSyncAccessToken"] = Token(99, 300);
-         Fake::Answer(TOKEN_ANSWER);
-         Fake::Answer(NOTHING_NEW);
-     }},
+     {{{TOKEN_ANSWER}}, {{NOTHING_NEW}}},
+     [](auto& tv) { tv.records["InfoSyncAccessToken"] = Token(99, 300); }},
     {"refresh-token-run-out",
-     [] {
-         SynchronisedBefore();
-         Fake::Tv().records["InfoSyncAccessToken"] = Token(99, 99);
-         Fake::Tv().authCodeAnswer = {7, CODE};
+     {},
+     [](auto& tv) {
+         tv.records["InfoSyncAccessToken"] = Token(99, 99);
+         tv.authCodeAnswer = {7, CODE};
      }},
-    {"refused-mark",
-     [] {
-         SynchronisedBefore();
-         Fake::Answer(R"({"rcode":4009100,"rmsg":"too old"})", 409);
-     }},
+    {"refused-mark", {{{R"({"rcode":4009100,"rmsg":"too old"})"}, 409}}},
     {"sign-in-on-third-check",
-     [] {
-         SynchronisedBefore();
-         Fake::Tv().signInStates = {0, 2, 1};
-         Fake::Answer(NOTHING_NEW);
+     {{{NOTHING_NEW}}},
+     [](auto& tv) {
+         tv.signInStates = {0, 2, 1};
      }},
     {"factory-reset",
-     [] {
-         SynchronisedBefore();
-         Fake::Tv().signInStates = {0};
-         Fake::Tv().intSettings[Fake::RESET_KEY] = 1;
-         Fake::Tv().resultToIgnore = -1;
+     {},
+     [](auto& tv) {
+         tv.signInStates = {0};
+         tv.intSettings[Fake::RESET_KEY] = 1;
+         tv.resultToIgnore = -1;
          Fake::FailCall("vconf_set_int");
          Fake::FailCall("vconf_set_str");
          Fake::FailCall("ckmc_remove_alias", 2);
      }},
     {"failing-activation",
-     [] {
-         SynchronisedBefore();
-         Fake::Tv().records["InfoSyncServiceActivationInfo"] = OfUser("null");
+     {{{R"({"rcode":4030001,"rmsg":"unknown user"})"}, 403}},
+     [](auto& tv) {
+         tv.records["InfoSyncServiceActivationInfo"] = OfUser("null");
          Fake::FailCall("bt_deinitialize");
-         Fake::Answer(R"({"rcode":4030001,"rmsg":"unknown user"})", 403);
+     }},
+    {"damaged-store",
+     {{{ACTIVATION}}, {{CHANGES}}},
+     [](auto& tv) {
+         tv.records["InfoSyncServiceActivationInfo"] = "{";
+         tv.textSettings[Fake::DEVICES_KEY] = "[]";
+     }},
+    {"refused-app-token",
+     {{{R"({"rcode":4010002,"rmsg":"unknown device"})"}}},
+     [](auto& tv) { tv.records["InfoSyncJWT"] = "null"; }},
+    {"download-of-no-object", {{{"[]"}}}},
+    {"refusal-without-code", {{{R"({"rcode":"none"})"}, 500}}},
+    {"damaged-code",
+     {},
+     [](auto& tv) {
+         Fake::Reset();
+         tv.authCodeAnswer = {SSO_TRUE, "<rsp"};
      }},
 };
 
@@ -151,7 +158,11 @@ class TranscriptTest : public ServiceTest, public ::testing::WithParamInterface<
 }  // namespace
 
 TEST_P(TranscriptTest, EveryLineAndCallIsInItsPlace) {
-    GetParam().prepare();
+    SynchronisedBefore();
+    GetParam().change(Fake::Tv());
+    for (const Fake::HttpAnswer& answer : GetParam().answers) {
+        Fake::Answer(answer);
+    }
     EXPECT_EQ(InfoSyncMain(), 0);
     const std::string path = std::string(INFOSYNC_TRANSCRIPTS) + "/" + GetParam().name + ".txt";
     if (std::getenv("INFOSYNC_WRITE_TRANSCRIPTS") != nullptr) {
