@@ -2,6 +2,7 @@
 
 #include <new>
 #include <stdexcept>
+#include <string_view>
 
 #include "GateSite.h"
 #include "TvFolder.h"
@@ -93,6 +94,7 @@ void NxCurlEasy::Transfer::Send() {
     }
     const auto ini = TvFolder::ReadIni();
     m_headerBytes = 0;
+    m_sawEndOfHeaders = false;
     m_bodyBytes = 0;
     m_mostBodyBytes = ini->Integer(TvKeys::MAX_RESPONSE_BYTES);
     const List headers = HeaderList(request.headers);
@@ -174,6 +176,9 @@ void NxCurlEasy::Transfer::Perform() {
         throw std::runtime_error(std::string(curl_easy_strerror(code)) +
                                  (detail.front() == '\0' ? "" : std::string(": ") + detail.data()));
     }
+    if (!m_sawEndOfHeaders) {  // fine for some versions of libcurl, as an answer without a body
+        throw std::runtime_error("the answer ends within its headers");
+    }
     curl_easy_getinfo(m_handle.get(), CURLINFO_RESPONSE_CODE, &responseCode);
 }
 
@@ -188,8 +193,10 @@ void NxCurlEasy::Transfer::CheckLength() const {
     }
 }
 
-size_t NxCurlEasy::Transfer::OnHeader(char* /*data*/, size_t size, size_t count, void* transfer) {
+size_t NxCurlEasy::Transfer::OnHeader(char* data, size_t size, size_t count, void* transfer) {
     auto& self = *static_cast<Transfer*>(transfer);
+    const std::string_view line(data, size * count);
+    self.m_sawEndOfHeaders = self.m_sawEndOfHeaders || line == "\r\n" || line == "\n";
     self.m_headerBytes += static_cast<std::int64_t>(size * count);
     return self.m_headerBytes <= MOST_HEADER_BYTES ? size * count : 0;
 }

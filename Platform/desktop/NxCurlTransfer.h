@@ -60,6 +60,7 @@ private:
     Handle m_handle;
     /** What came of the answer so far, and what may come. */
     std::int64_t m_headerBytes = 0;
+    bool m_sawEndOfHeaders = false;
     std::int64_t m_bodyBytes = 0;
     std::int64_t m_mostBodyBytes = 0;
 };
