@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <cstring>
 #include <memory>
 #include <stdexcept>
 #include <string_view>
@@ -9,20 +10,19 @@
 #include "TvFolder.h"
 #include "TvIni.h"
 
-GateSite GateSite::Parse(std::string text) {
-    if (!text.empty() && text.back() == '/') {
-        text.pop_back();
-    }
+GateSite GateSite::Parse(const std::string& text) {
+    const std::string origin = text.substr(0, text.size() - (!text.empty() && text.back() == '/' ? 1 : 0));
     // The scheme comes out in lower case; what an origin lacks comes out as null, an empty path as "".
     const std::unique_ptr<GUri, decltype(&g_uri_unref)> uri(
-        g_uri_parse(text.c_str(), G_URI_FLAGS_NONE, nullptr), &g_uri_unref);
+        g_uri_parse(origin.c_str(), G_URI_FLAGS_NONE, nullptr), &g_uri_unref);
     if (!uri || std::string_view(g_uri_get_scheme(uri.get())) != "https" ||
         g_uri_get_host(uri.get()) == nullptr || *g_uri_get_host(uri.get()) == '\0' ||
-        *g_uri_get_path(uri.get()) != '\0' || g_uri_get_userinfo(uri.get()) != nullptr ||
-        g_uri_get_query(uri.get()) != nullptr || g_uri_get_fragment(uri.get()) != nullptr) {
+        std::strpbrk(g_uri_get_host(uri.get()), " \t\r\n") != nullptr || *g_uri_get_path(uri.get()) != '\0' ||
+        g_uri_get_userinfo(uri.get()) != nullptr || g_uri_get_query(uri.get()) != nullptr ||
+        g_uri_get_fragment(uri.get()) != nullptr) {
         throw std::runtime_error("“" + text + "” is not an https origin such as https://auth.example:443");
     }
-    return {text, g_uri_get_host(uri.get())};
+    return {origin, g_uri_get_host(uri.get())};
 }
 
 GateSite GateSite::Read() {

@@ -9,7 +9,7 @@ struct GateSite {
     std::string host;
 
     /** @throws std::runtime_error when the text is no https origin */
-    static GateSite Parse(std::string text);
+    static GateSite Parse(const std::string& text);
 
     /** As tv.ini has it. @throws std::runtime_error when that is no https origin */
     static GateSite Read();
