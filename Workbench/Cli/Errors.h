@@ -1,7 +1,9 @@
 /** How a command ends. */
 #pragma once
 
+#include <exception>
 #include <stdexcept>
+#include <string>
 
 namespace Cli {
 
@@ -16,5 +18,8 @@ class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+/** What the error says, which is in the library's words for one of std::filesystem: those are put better. */
+std::string Reason(const std::exception& error);
 
 }  // namespace Cli

@@ -13,7 +13,7 @@ std::string StateFolder(const char* variable, const char* name) {
     }
     const std::string state = g_get_user_state_dir();
     if (g_path_is_absolute(state.c_str()) == FALSE) {
-        throw UsageError("XDG_STATE_HOME must be an absolute path, not \"" + state + "\"");
+        throw UsageError("HOME and XDG_STATE_HOME must be absolute paths: \"" + state + "\" is none");
     }
     return state + "/" + name;
 }

@@ -14,10 +14,11 @@ constexpr gunichar INVALID =
     static_cast<gunichar>(-2);  // what GLib says of a bad or a cut sequence, or higher
 
 bool IsHarmless(gunichar c) {
-    const bool reorders =
-        (c >= 0x200EU && c <= 0x200FU) || (c >= 0x202AU && c <= 0x202EU) || (c >= 0x2066U && c <= 0x2069U);
+    const bool reorders = c == 0x061CU || (c >= 0x200EU && c <= 0x200FU) || (c >= 0x202AU && c <= 0x202EU) ||
+                          (c >= 0x2066U && c <= 0x2069U);
     const bool endsLine = c == 0x2028U || c == 0x2029U;
-    return c >= 0x20U && (c < 0x7FU || c >= 0xA0U) && !reorders && !endsLine;
+    const bool isByteOrderMark = c == 0xFEFFU;
+    return c >= 0x20U && (c < 0x7FU || c >= 0xA0U) && !reorders && !endsLine && !isByteOrderMark;
 }
 
 std::string EscapeCode(gunichar c, const char* prefix, int digits) {

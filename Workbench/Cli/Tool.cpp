@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <iostream>
 #include <utility>
 
@@ -135,6 +134,11 @@ int Tool::Run(int argc, char** argv) {
             m_app.parse(Reversed(words));
         }
     } catch (const CLI::CallForHelp&) {
+        const CLI::App& command = Selected(m_app);
+        const std::string leftOver = FirstLeftOver(m_app);
+        if (!leftOver.empty() && !Subcommands(command).empty()) {
+            return Refuse(UnknownWord(command, leftOver));
+        }
         std::cout << m_app.help();
     } catch (const CLI::CallForVersion& version) {
         std::cout << version.what() << "\n";
@@ -204,11 +208,6 @@ int Tool::Report(const std::string& message, ExitStatus status) const {
 
 int Tool::Refuse(const std::string& problem) const {
     return Report(problem + "\nTry: " + FullName(Selected(m_app)) + " --help", EXIT_USAGE);
-}
-
-std::string Reason(const std::exception& error) {
-    const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error);
-    return file == nullptr ? error.what() : file->path1().string() + ": " + file->code().message();
 }
 
 }  // namespace Cli

@@ -57,7 +57,4 @@ private:
     std::function<void()> m_beforeCommand = [] {};
 };
 
-/** What the error says, which is in the library's words for one of std::filesystem: those are put better. */
-std::string Reason(const std::exception& error);
-
 }  // namespace Cli

@@ -81,7 +81,8 @@ std::string Nearest(const std::string& misspelt, const std::vector<std::string>&
         }
         const std::size_t distance = Distance(misspelt, word);
         const bool isBeginning = !misspelt.empty() && word.rfind(misspelt, 0) == 0;
-        if (isBeginning || distance <= std::max<std::size_t>(1, word.size() / 3)) {
+        const std::size_t furthest = std::max<std::size_t>(1, word.size() / 3);
+        if (isBeginning || (distance <= furthest && distance < word.size())) {
             near.emplace_back(distance, word);
         }
     }

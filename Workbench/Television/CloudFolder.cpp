@@ -112,6 +112,8 @@ Connection FindConnection() {
             : connection.answers ? folder.string() + ", which answers on port " + std::to_string(cloud.port)
                                  : folder.string() + ", which now listens on port " +
                                        std::to_string(cloud.port) + ": infosync-tv connect " + quoted;
+    } catch (const std::system_error& error) {
+        connection.words = folder.string() + ", which cannot be read: " + error.code().message();
     } catch (const std::exception&) {
         connection.words = folder.string() + ", which is gone: infosync-cloud serve --dir " + quoted;
     }

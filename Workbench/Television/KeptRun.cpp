@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
@@ -169,7 +170,7 @@ Json::Value ReadNewestRun() {
         const std::vector<std::int64_t> numbers = Numbers();
         return numbers.empty() ? Json::Value() : ReadRun(numbers.back());
     } catch (const std::exception& error) {
-        return Unknown(0, UNREADABLE, error.what());
+        return Unknown(0, UNREADABLE, Cli::Reason(error));
     }
 }
 

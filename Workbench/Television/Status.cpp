@@ -209,6 +209,9 @@ Json::Value Status(std::int64_t now, bool showSecrets) {
         status["warnings"].append(Entry("line", Json::Value::UInt64{problem.line}, problem.words));
     }
     status["last_run"] = ReadNewestRun();
+    if (Cli::TextMember(status["last_run"], "number") == "0") {
+        status["forbidden"].append(Entry("document", "runs", Cli::TextMember(status["last_run"], "reason")));
+    }
     status["next_run"] = NextRun(status, now);
     const Connection connection = FindConnection();
     status["cloud"]["folder"] = connection.folder.empty() ? Json::Value() : Json::Value(connection.folder);

@@ -5,6 +5,7 @@
 
 #include "Cli/Json.h"
 #include "Cli/Table.h"
+#include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Service/Users.h"
 
@@ -22,17 +23,17 @@ void Init(bool json) {
         std::cout << Cli::JsonText(value);
         return;
     }
-    std::cout << "The cloud is in " << folder.Path() << "\n"
-              << "Its certificate authority, for ca_file in a television's tv.ini: " << folder.CaFile()
-              << "\n";
+    std::cout << "The cloud is in " << Cli::Escape(folder.Path()) << "\n"
+              << "Its certificate authority, for ca_file in a television's tv.ini: "
+              << Cli::Escape(folder.CaFile()) << "\n";
 }
 
 void AddUser(const std::string& login) {
     const Folder folder = Folder::Ready();
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const bool added = Users(folder).Add(login);
-    std::cout << (added ? "added " : "there already: ") << login << ", devices in "
-              << folder.RecordsFile(login) << "\n";
+    std::cout << (added ? "added " : "there already: ") << Cli::Escape(login) << ", devices in "
+              << Cli::Escape(folder.RecordsFile(login)) << "\n";
 }
 
 void ListUsers(bool json) {
@@ -53,7 +54,7 @@ void RemoveUser(const std::string& login) {
     const Folder folder = Folder::Ready();
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     Users(folder).Remove(login);
-    std::cout << "removed " << login << "\n";
+    std::cout << "removed " << Cli::Escape(login) << "\n";
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "Cli/Json.h"
 #include "Cli/Table.h"
+#include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/LocalCloudServer.h"
@@ -23,7 +24,7 @@ constexpr std::chrono::seconds LONGEST_END(10);
 void Serve(const ServeOptions& options, bool detach) {
     const auto say = [&options](const std::string& where) {
         if (!options.quiet) {
-            std::cout << "infosync-cloud: " << where << std::endl;
+            std::cout << "infosync-cloud: " << Cli::Escape(where) << std::endl;
         }
     };
     (detach ? ServeDetached : ServeUntilStopped)(Folder(), options, say);
