@@ -99,6 +99,7 @@ TEST(Text, NoTextFromElsewhereReachesTheTerminalRaw) {
         {"bad \xff\xc3", "bad \\xff\\xc3"},
         {"C1 \xc2\x9b", "C1 \\x9b"},
         {BIDI_OVERRIDE + ", line \xe2\x80\xa8", R"(\u202e, line \u2028)"},
+        {"\xd8\x9c\xef\xbb\xbf", R"(\u061c\ufeff)"},
     };
     for (const auto& [text, shown] : cases) {
         EXPECT_EQ(Cli::Escape(text), shown);
@@ -160,6 +161,7 @@ TEST(Tool, AWrongCallIsAnsweredWithWhatIsWrong) {
     const Case cases[] = {
         {{}, "a command is missing", ""},
         {{"lsit", "ann"}, "there is no command lsit; nearest: list", ""},
+        {{"lsit", "--help"}, "there is no command lsit; nearest: list", ""},
         {{"device"}, "a command is missing", " device"},
         {{"device", "ad"}, "there is no command ad; nearest: add", " device"},
         {{"list"}, "USER is required", " list"},

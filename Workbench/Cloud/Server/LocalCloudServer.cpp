@@ -145,6 +145,7 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const 
     ExchangeLog exchanges(recorder.get());
     const TlsContexts tls(folder.TlsFolder());
     const Users users(folder, options.anyUser);
+    users.List();  // what may not be read is refused now, not in a client's answer
     TokenStore tokens(folder, [] { return g_get_real_time() / G_USEC_PER_SEC; });
     CloudService cloud(folder, users, tokens, [] { return g_get_real_time() / 1000; });
     FaultPlan faults;
