@@ -71,8 +71,8 @@ std::string Difference(const std::string& path, const std::string& text) {
     char* output = nullptr;
     g_spawn_sync(nullptr, const_cast<char**>(command), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
                  &output, nullptr, nullptr, nullptr);
-    std::remove(other.c_str());
-    const std::string difference = output == nullptr ? "diff cannot be run" : output;
+    static_cast<void>(std::remove(other.c_str()));
+    std::string difference = output == nullptr ? "diff cannot be run" : output;
     g_free(output);
     return difference;
 }
