@@ -63,8 +63,17 @@ Cli::Candidates SettingValues(const std::string& keyName) {
     if (key == &TvKeys::LOGIN_ID) {
         return CloudUsers();
     }
-    std::istringstream choices(key == nullptr || key->choices == nullptr ? "" : key->choices);
+    if (key == nullptr) {
+        return {};
+    }
     Cli::Candidates candidates;
+    const std::string unset = key->type == TvKey::Type::Integer ? std::to_string(key->fallbackNumber)
+                              : key->fallbackText == nullptr    ? ""
+                                                                : key->fallbackText;
+    if (key->choices == nullptr && !unset.empty()) {
+        candidates.push_back({unset, "when it is not set"});
+    }
+    std::istringstream choices(key->choices == nullptr ? "" : key->choices);
     for (std::string choice; choices >> choice;) {
         candidates.push_back({choice, ""});
     }
