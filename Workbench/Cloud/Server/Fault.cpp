@@ -91,7 +91,7 @@ Fault FaultFromJson(const Json::Value& value) {
         fault.headers.push_back(line.asString());
     }
     fault.body = Base64UrlDecode(value["body_base64url"].asString()).value_or("");
-    fault.bytes = value["bytes"].asUInt64();
+    fault.bytes = static_cast<std::size_t>(value["bytes"].asUInt64());
     fault.withinHeaders = value["within_headers"].asBool();
     fault.flaw = value["certificate"].asString();
     return fault;
