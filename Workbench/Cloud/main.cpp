@@ -19,11 +19,10 @@ More on a command: infosync-cloud COMMAND --help)");
     tool.AddFolder(
         LocalCloud::FOLDER_VARIABLE, LocalCloud::FOLDER_NAME,
         "the cloud's folder (default: $INFOSYNC_CLOUD_DIR, else infosync-cloud in the state folder)");
-    LocalCloud::AddFolderCommands(tool);
-    LocalCloud::AddDeviceCommands(tool);
-    LocalCloud::AddServerCommands(tool);
-    LocalCloud::AddRequestCommands(tool);
-    LocalCloud::AddLifetimeCommands(tool);
-    LocalCloud::AddFaultCommands(tool);
+    for (const auto add :
+         {&LocalCloud::AddFolderCommands, &LocalCloud::AddDeviceCommands, &LocalCloud::AddServerCommands,
+          &LocalCloud::AddRequestCommands, &LocalCloud::AddLifetimeCommands, &LocalCloud::AddFaultCommands}) {
+        add(tool);
+    }
     return tool.Run(argc, argv);
 }

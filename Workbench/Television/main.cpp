@@ -19,14 +19,10 @@ More on a command: infosync-tv COMMAND --help)");
     tool.AddFolder(
         "INFOSYNC_TV_DIR", "infosync-tv",
         "the television's folder (default: $INFOSYNC_TV_DIR, else infosync-tv in the state folder)");
-    Commands::AddSetUp(tool);
-    Commands::AddState(tool);
-    Commands::AddRun(tool);
-    Commands::AddRunLog(tool);
-    Commands::AddShow(tool);
-    Commands::AddWhyCommands(tool);
-    Commands::AddCheck(tool);
-    Commands::AddExplain(tool);
-    Commands::AddBundle(tool);
+    for (const auto add : {&Commands::AddSetUp, &Commands::AddState, &Commands::AddRun, &Commands::AddRunLog,
+                           &Commands::AddShow, &Commands::AddWhyCommands, &Commands::AddCheck,
+                           &Commands::AddExplain, &Commands::AddBundle}) {
+        add(tool);
+    }
     return tool.Run(argc, argv);
 }

@@ -54,7 +54,6 @@ struct DeviceArguments {
     std::string address;
     std::string uuids = AUDIO_SINK_UUID;
     bool noAudioSink = false;
-    bool json = false;
 };
 using Arguments = std::shared_ptr<DeviceArguments>;
 
@@ -87,9 +86,9 @@ void EditDevice(const DeviceArguments& arguments,
     });
 }
 
-void ListDevices(const DeviceArguments& arguments) {
-    const Json::Value document = Users(Folder::Ready()).Load(arguments.login);
-    if (arguments.json) {
+void ListDevices(const std::string& login, bool json) {
+    const Json::Value document = Users(Folder::Ready()).Load(login);
+    if (json) {
         std::cout << Cli::JsonText(document["records"]);
         return;
     }
@@ -172,11 +171,10 @@ void AddDeviceCommands(Cli::Tool& tool) {
                    [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
     });
 
-    CLI::App& list = tool.Command("device list", "Show a user's devices",
-                                  "Example:\n  infosync-cloud device list ann@example.com --json");
+    CLI::App& list = tool.ReadingCommand("device list", "Show a user's devices",
+                                         "Example:\n  infosync-cloud device list ann@example.com --json",
+                                         [arguments](bool json) { ListDevices(arguments->login, json); });
     AddLogin(tool, list, arguments->login);
-    list.add_flag("--json", arguments->json, JSON_HELP);
-    list.callback([arguments] { ListDevices(*arguments); });
 }
 
 }  // namespace LocalCloud

@@ -193,8 +193,8 @@ void AddFaultCommands(Cli::Tool& tool) {
              "Present a wrong certificate: " + Cli::Join(CertificateFlaws(), ", "), " expired");
     AddFault(tool, FaultKind::Tls, "Offer no newer TLS than version 1.1", " 1.1");
     AddFault(tool, FaultKind::Plain, "Answer in plain HTTP where TLS is due", "");
-    AddJsonCommand(tool, "fault list", "Show the faults that are still to come",
-                   "Example:\n  infosync-cloud fault list --json", &List);
+    tool.ReadingCommand("fault list", "Show the faults that are still to come",
+                        "Example:\n  infosync-cloud fault list --json", &List);
     tool.Command("fault clear", "Forget the faults that are still to come").callback([] {
         AskServer(Folder::Ready(), "DELETE", "/faults");
     });

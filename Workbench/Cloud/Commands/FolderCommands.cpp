@@ -60,8 +60,8 @@ void RemoveUser(const std::string& login) {
 }  // namespace
 
 void AddFolderCommands(Cli::Tool& tool) {
-    AddJsonCommand(tool, "init", "Make the cloud's folder: users, certificates, settings",
-                   "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud", &Init);
+    tool.ReadingCommand("init", "Make the cloud's folder: users, certificates, settings",
+                        "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud", &Init);
 
     const auto login = std::make_shared<std::string>();
     CLI::App& add = tool.Command("user add", "Add a user, so that the cloud accepts the sign-in",
@@ -69,8 +69,8 @@ void AddFolderCommands(Cli::Tool& tool) {
     add.add_option("LOGIN", *login)->required();
     add.callback([login] { AddUser(*login); });
 
-    AddJsonCommand(tool, "user list", "Show the users", "Example:\n  infosync-cloud user list --json",
-                   &ListUsers);
+    tool.ReadingCommand("user list", "Show the users", "Example:\n  infosync-cloud user list --json",
+                        &ListUsers);
 
     CLI::App& remove = tool.Command("user remove", "Remove a user with all devices",
                                     "The user's tokens are refused from then on.\n\n"

@@ -45,30 +45,28 @@ void AddLifetime(Cli::Tool& tool) {
     struct Arguments {
         std::string name;
         std::int64_t seconds = -1;
-        bool json = false;
     };
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App& command = tool.Command(
+    CLI::App& command = tool.ReadingCommand(
         "lifetime",
         "Show or set how long what the cloud hands out is valid: access, refresh, activation, app",
         R"(What was handed out before keeps its time.
 
 Examples:
   infosync-cloud lifetime
-  infosync-cloud lifetime access 60)");
+  infosync-cloud lifetime access 60)",
+        [arguments](bool json) {
+            if (arguments->name.empty()) {
+                ShowLifetimes(json);
+            } else if (arguments->seconds < 0) {
+                throw Cli::UsageError("how many seconds? For example: infosync-cloud lifetime " +
+                                      arguments->name + " 60");
+            } else {
+                SetLifetime(arguments->name, arguments->seconds);
+            }
+        });
     tool.OneOf(command.add_option("NAME", arguments->name), Settings::LifetimeNames());
     command.add_option("SECONDS", arguments->seconds)->check(CLI::Range(std::int64_t{0}, LONGEST_LIFETIME));
-    command.add_flag("--json", arguments->json, JSON_HELP);
-    command.callback([arguments] {
-        if (arguments->name.empty()) {
-            ShowLifetimes(arguments->json);
-        } else if (arguments->seconds < 0) {
-            throw Cli::UsageError("how many seconds? For example: infosync-cloud lifetime " +
-                                  arguments->name + " 60");
-        } else {
-            SetLifetime(arguments->name, arguments->seconds);
-        }
-    });
 }
 
 /** What can be ended at once. */

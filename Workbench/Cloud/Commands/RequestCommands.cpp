@@ -121,14 +121,18 @@ void ShowAll(const Wanted& wanted) {
 
 void AddRequestCommands(Cli::Tool& tool) {
     const auto wanted = std::make_shared<Wanted>();
-    CLI::App& command = tool.Command(
+    CLI::App& command = tool.ReadingCommand(
         "requests", "Show what was asked of the running server, and what it answered",
         R"(One line for each of the last 1,000 requests, or one request whole. Tokens, codes and verifiers are masked.
 
 Examples:
   infosync-cloud requests -f
   infosync-cloud requests 4
-  infosync-cloud requests --since 10m --json | jq '.[].response.status')");
+  infosync-cloud requests --since 10m --json | jq '.[].response.status')",
+        [wanted](bool json) {
+            wanted->json = json;
+            wanted->number > 0 ? ShowOne(*wanted) : ShowAll(*wanted);
+        });
     CLI::Option* number = command.add_option("NUMBER", wanted->number, "the request to show whole")
                               ->check(CLI::Range(std::int64_t{1}, HIGHEST_NUMBER));
     command.add_flag("-f,--follow", wanted->follow, "go on with those that come")->excludes(number);
@@ -136,9 +140,7 @@ Examples:
         ->option_text("TIME")
         ->check(Moment())
         ->excludes(number);
-    command.add_flag("--json", wanted->json, JSON_HELP);
     command.add_flag("--show-secrets", wanted->showSecrets, "mask nothing");
-    command.callback([wanted] { wanted->number > 0 ? ShowOne(*wanted) : ShowAll(*wanted); });
 }
 
 }  // namespace LocalCloud

@@ -103,12 +103,12 @@ void Stop() {
 
 void AddServerCommands(Cli::Tool& tool) {
     AddServe(tool);
-    AddJsonCommand(tool, "status", "Show the running server: where it listens, what it counted",
-                   R"(The exit status is 1 when none runs.
+    tool.ReadingCommand("status", "Show the running server: where it listens, what it counted",
+                        R"(The exit status is 1 when none runs.
 
 Example:
   infosync-cloud status --json)",
-                   &Status);
+                        &Status);
     tool.Command("stop", "End the running server").callback(&Stop);
 }
 
