@@ -10,7 +10,6 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
 
 #include "FakeState.h"
 
@@ -40,6 +39,17 @@ int Write(const std::optional<int>& error, Map& values, const char* key, const V
     return error.value_or(0);
 }
 
+/** A traced call "[NAME(LINE)]" without its line, which each edit moves. */
+std::string WithoutLine(std::string message) {
+    const auto line = message.rfind('(');
+    if (line != std::string::npos &&
+        message.find_first_not_of("0123456789", line + 1) == message.size() - 2 &&
+        message.compare(message.size() - 2, 2, ")]") == 0) {
+        message.replace(line, std::string::npos, "]");
+    }
+    return message;
+}
+
 }  // namespace
 
 int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
@@ -58,9 +68,8 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
     const auto line = entry.rfind('(', arrow);
     const Fake::LogEntry logged{prio, entry.substr(0, file), entry.substr(file + 2, line - file - 2),
                                 entry.substr(arrow + 4)};
-    static const std::regex tracedLine(R"(\(\d+\)\]$)");
     Fake::Note(std::string(1, "UVDIWEF"[prio - 1]) + " " + logged.function + ": " +
-               std::regex_replace(logged.message, tracedLine, "]"));
+               WithoutLine(logged.message));
     TheState().log.push_back(logged);
     return 0;
 }
