@@ -11,7 +11,10 @@
 #include "TvIni.h"
 
 GateSite GateSite::Parse(const std::string& text) {
-    const std::string origin = text.substr(0, text.size() - (!text.empty() && text.back() == '/' ? 1 : 0));
+    std::string origin = text;
+    if (!origin.empty() && origin.back() == '/') {
+        origin.pop_back();
+    }
     // The scheme comes out in lower case; what an origin lacks comes out as null, an empty path as "".
     const std::unique_ptr<GUri, decltype(&g_uri_unref)> uri(
         g_uri_parse(origin.c_str(), G_URI_FLAGS_NONE, nullptr), &g_uri_unref);

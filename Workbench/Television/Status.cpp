@@ -208,9 +208,10 @@ Json::Value Status(std::int64_t now, bool showSecrets) {
     for (const IniProblem& problem : CheckIni()) {
         status["warnings"].append(Entry("line", Json::Value::UInt64{problem.line}, problem.words));
     }
-    status["last_run"] = ReadNewestRun();
-    if (Cli::TextMember(status["last_run"], "number") == "0") {
-        status["forbidden"].append(Entry("document", "runs", Cli::TextMember(status["last_run"], "reason")));
+    const Json::Value lastRun = ReadNewestRun();
+    status["last_run"] = lastRun;
+    if (lastRun.isObject() && lastRun["number"] == 0) {  // not even the folder can be read
+        status["forbidden"].append(Entry("document", "runs", lastRun["reason"].asString()));
     }
     status["next_run"] = NextRun(status, now);
     const Connection connection = FindConnection();

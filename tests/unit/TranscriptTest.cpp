@@ -92,7 +92,7 @@ const Run RUNS[] = {
     {"first",
      {{{TOKEN_ANSWER}}, {{ACTIVATION}}, {{APP_TOKEN}}, {{RECORDS}}},
      [](auto& tv) {
-         Fake::Reset();
+         tv = {};
          tv.authCodeAnswer = {SSO_TRUE, CODE};
          tv.bonds = {{"AA", true}};
          tv.resultToIgnore = -1;
@@ -148,7 +148,7 @@ const Run RUNS[] = {
     {"damaged-code",
      {},
      [](auto& tv) {
-         Fake::Reset();
+         tv = {};
          tv.authCodeAnswer = {SSO_TRUE, "<rsp"};
      }},
 };
