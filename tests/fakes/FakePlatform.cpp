@@ -20,6 +20,9 @@ void Misused(const std::string& what) {
 }
 
 void Note(const std::string& what) {
+    if (TheState().keep != Keep::EVERYTHING) {
+        return;
+    }
     for (const char c : what) {
         TheState().transcript.append(c == '\n' ? "\n    " : std::string(1, c));
     }
@@ -53,9 +56,10 @@ void TakeBack(const void* object) {
     }
 }
 
-void Reset() {
+void Reset(Keep keep) {
     g_log_set_always_fatal(static_cast<GLogLevelFlags>(G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING));
     TheState() = State();
+    TheState().keep = keep;
 }
 
 std::vector<std::string> Leftovers() {

@@ -17,6 +17,7 @@ struct PlannedFailure {
 };
 
 struct State {
+    Keep keep = Keep::EVERYTHING;
     Television tv;
     std::vector<PlannedFailure> failures;
     std::vector<std::pair<std::string, std::string>> calls;

@@ -61,6 +61,10 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
     va_start(args, fmt);
     char* text = g_strdup_vprintf(fmt, args);
     va_end(args);
+    if (TheState().keep == Fake::Keep::ERRORS && prio < DLOG_ERROR) {
+        g_free(text);
+        return 0;
+    }
     const std::string entry = text;
     g_free(text);
     const auto file = entry.find(": ");
