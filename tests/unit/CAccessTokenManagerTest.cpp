@@ -17,9 +17,6 @@ constexpr char AUTH_CODE[] =
     "<kap_auth_domain>D</kap_auth_domain><kap_api_domain>K</kap_api_domain></rsp>";
 constexpr char TOKEN_ANSWER[] =
     R"({"rsp":{"result":{"access_token":"new","access_token_expires_in":60,"refresh_token_expires_in":600}}})";
-constexpr char NEW_TOKEN[] =
-    R"({"user-1":{"access_token":"new","access_token_expires_in":60,"issued_time_in_second":1000,)"
-    R"("refresh_token_expires_in":600}})";
 constexpr char NOT_EXIST[] = "token does not exist. Need to issue newly";
 
 /** A stored token of the user that was issued at 900. */

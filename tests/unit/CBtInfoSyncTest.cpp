@@ -8,7 +8,6 @@ using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using ::testing::StartsWith;
 
 /** The service's main, under the name that it has in this program. */
 int InfoSyncMain();
