@@ -42,9 +42,8 @@ int Write(const std::optional<int>& error, Map& values, const char* key, const V
 /** A traced call "[NAME(LINE)]" without its line, which each edit moves. */
 std::string WithoutLine(std::string message) {
     const auto line = message.rfind('(');
-    if (line != std::string::npos &&
-        message.find_first_not_of("0123456789", line + 1) == message.size() - 2 &&
-        message.compare(message.size() - 2, 2, ")]") == 0) {
+    if (line != std::string::npos && g_str_has_suffix(message.c_str(), ")]") == TRUE &&
+        message.find_first_not_of("0123456789", line + 1) == message.size() - 2) {
         message.replace(line, std::string::npos, "]");
     }
     return message;
