@@ -21,7 +21,7 @@ std::pair<int, std::string> LookUp(const char* address) {
 }  // namespace
 
 TEST_F(BluetoothTest, AnswersAsTheListsHaveItNow) {
-    SetIni("[bluetooth]\nbonded=aa:BB:cc:00:00:01;\nknown=AA:BB:CC:00:00:02;AA:BB:CC:00:00:01");
+    SetIni("[bluetooth]\nbonded=aa:BB:cc:00:00:01;\nknown=aa:BB:cc:00:00:02;AA:BB:CC:00:00:01");
     EXPECT_EQ(LookUp("AA:BB:CC:00:00:01").first, BT_ERROR_NOT_INITIALIZED);
     ASSERT_EQ(bt_initialize(), BT_ERROR_NONE);
     EXPECT_EQ(LookUp("AA:bb:CC:00:00:01"), std::pair(int{BT_ERROR_NONE}, std::string("bonded")));

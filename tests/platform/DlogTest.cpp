@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdarg>
 #include <ctime>
+#include <thread>
 
 #include "LogSink.h"
 #include "Television.h"
@@ -120,6 +121,54 @@ TEST_F(DlogTest, LogThatCannotBeWrittenHarmsNobody) {
     EXPECT_EQ(Log(DLOG_ERROR, "nobody listens"), -EPIPE);
     dup2(standardError, STDERR_FILENO);
     close(standardError);
+}
+
+TEST_F(DlogTest, PipeWithoutAReaderIsNotWaitedForAndItsEndHarmsNobody) {
+    ASSERT_EQ(mkfifo(File("log").c_str(), 0600), 0);
+    const LogSink unread(TvIni("[log]\nfile=log", ""));
+    EXPECT_THAT(Logged(),
+                HasSubstr("log: No such device or address; the log goes to standard error instead\n"));
+    const int reader = open(File("log").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    LogSink toPipe(TvIni("[log]\nfile=log", ""));
+    close(reader);
+    EXPECT_EQ(Write(toPipe, DLOG_ERROR, "nobody listens"), -EPIPE);
+}
+
+TEST_F(DlogTest, ClosedStandardErrorIsNeverAnotherFile) {
+    const int input = dup(STDIN_FILENO);
+    const int standardError = dup(STDERR_FILENO);
+    close(STDIN_FILENO);
+    close(STDERR_FILENO);
+    const LogSink sink(TvIni("", ""));
+    const int opened = open(File("tv.ini").c_str(), O_RDONLY | O_CLOEXEC);
+    dup2(standardError, STDERR_FILENO);
+    dup2(input, STDIN_FILENO);
+    EXPECT_GT(opened, STDERR_FILENO);
+    for (const int descriptor : {input, standardError, opened}) {
+        close(descriptor);
+    }
+}
+
+TEST_F(DlogTest, LineIsWrittenWholeThoughWritesAreInterruptedShortAndMany) {
+    LogSink sink(TvIni("[log]\nfile=log", ""));
+    SystemCalls::Reset().writes = SystemCalls::Writes::INTERRUPTED_ONCE;
+    EXPECT_GT(Write(sink, DLOG_ERROR, "text"), 0);
+    SystemCalls::Reset().writes = SystemCalls::Writes::BYTE_BY_BYTE;
+    const auto writeMany = [&sink](const char* text) {
+        for (int i = 0; i < 500; ++i) {
+            Write(sink, DLOG_ERROR, "%s", text);
+        }
+    };
+    std::thread other(writeMany, "aaaaaaaaaa");
+    writeMany("bbbbbbbbbb");
+    other.join();
+    std::istringstream lines(Get("log"));
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_THAT(line,
+                    ::testing::ContainsRegex(count == 0 ? "^E/TAG.*: text$" : "^E/TAG.*: (a{10}|b{10})$"));
+    }
+    EXPECT_EQ(count, 1001);
 }
 
 TEST_F(DlogTest, JournalIsToldThePriorityOfEachLine) {

@@ -57,6 +57,15 @@ TEST_F(OwnershipTest, WhatOthersMayWriteToIsRefused) {
     }
 }
 
+TEST_F(OwnershipTest, LinkToWhatOthersMayWriteToIsRefused) {
+    std::filesystem::create_directory(File("open"));
+    std::filesystem::create_symlink(File("open"), File("link"));
+    setenv("INFOSYNC_TV_DIR", File("link").c_str(), 1);
+    EXPECT_EQ(TvFolder::Path(), File("link"));
+    ASSERT_EQ(chmod(File("open").c_str(), 0777), 0);
+    EXPECT_THROW(TvFolder::Path(), std::runtime_error);
+}
+
 TEST_F(OwnershipTest, WhatIsSomebodyElsesIsRefused) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can give files away";

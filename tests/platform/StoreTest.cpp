@@ -2,6 +2,10 @@
 #include <sys/stat.h>
 #include <vconf.h>
 
+#include <functional>
+
+#include "Files.h"
+#include "SystemCalls.h"
 #include "Television.h"
 
 using ::testing::HasSubstr;
@@ -49,17 +53,53 @@ TEST_F(StoreTest, RecordsAreNeverReplacedAndMissingOnesAreNoFault) {
     EXPECT_EQ(Save("alias", "second"), CKMC_ERROR_DB_ALIAS_EXISTS);
     EXPECT_EQ(Read("alias"), "first");
     EXPECT_EQ(buffer, nullptr);
+    std::filesystem::create_symlink("nowhere", File("keys/link"));
+    EXPECT_EQ(Save("link", "x"), CKMC_ERROR_DB_ALIAS_EXISTS);
+}
+
+TEST_F(StoreTest, WhatAFileCannotKeepIsRefused) {
+    unsigned char byte = 'x';
+    char password[] = "password";
+    const std::pair<ckmc_raw_buffer_s, ckmc_policy_s> cases[] = {
+        {{&byte, 1}, {password, true}}, {{&byte, 1}, {nullptr, false}}, {{nullptr, 1}, {nullptr, true}}};
+    for (const auto& [buffer, policy] : cases) {
+        EXPECT_EQ(ckmc_save_data("alias", buffer, policy), CKMC_ERROR_INVALID_PARAMETER);
+    }
+    EXPECT_FALSE(std::filesystem::exists(File("keys")));
+    Save("alias", "x");
+    ckmc_raw_buffer_s* buffer = nullptr;
+    EXPECT_EQ(ckmc_get_data("alias", password, &buffer), CKMC_ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(ckmc_get_data("alias", nullptr, nullptr), CKMC_ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(StoreTest, RemovalTakesWhatKilledWritesLeft) {
     Put("keys/alias.aB3x9Z", "half of a token");
     Put("keys/alias.aB3x9", "another's");
     Put("keys/aliases.aB3x9Z", "another's");
+    Put("keys/aliasXaB3x9Z", "another's");
     std::filesystem::create_directory(File("keys/alias.folder"));
     EXPECT_EQ(ckmc_remove_alias("alias"), CKMC_ERROR_DB_ALIAS_UNKNOWN);
     EXPECT_FALSE(std::filesystem::exists(File("keys/alias.aB3x9Z")));
     EXPECT_TRUE(std::filesystem::exists(File("keys/alias.aB3x9")));
     EXPECT_TRUE(std::filesystem::exists(File("keys/aliases.aB3x9Z")));
+    EXPECT_TRUE(std::filesystem::exists(File("keys/aliasXaB3x9Z")));
+}
+
+TEST_F(StoreTest, WhatWasStoredOrRemovedSurvivesAPowerCut) {
+    const SystemCalls::State& calls = SystemCalls::Reset();
+    for (const char* text : {"first", "second"}) {
+        const int before = calls.filesSynced;
+        ASSERT_EQ(vconf_set_str("db/owner/devices", text), 0);
+        EXPECT_GT(calls.filesSynced, before) << text;
+    }
+    ASSERT_EQ(Save("alias", "token"), CKMC_ERROR_NONE);
+    Put("keys/alias.aB3x9Z", "half of a token");
+    for (const int result : {CKMC_ERROR_NONE, CKMC_ERROR_DB_ALIAS_UNKNOWN}) {
+        const int before = calls.foldersSynced;
+        EXPECT_EQ(ckmc_remove_alias("alias"), result);
+        EXPECT_GT(calls.foldersSynced, before) << result;
+        Put("keys/alias.aB3x9Z", "half of a token");
+    }
 }
 
 TEST_F(StoreTest, RemovalThatFailsHasNotHappened) {
@@ -95,6 +135,11 @@ TEST_F(StoreTest, FailureOfTheStoreIsAnErrorWithItsReason) {
         EXPECT_THAT(Logged(), HasSubstr("E/CKMC    (PID): " + File("keys").string() + "/" + alias + ": "));
     }
     EXPECT_EQ(ckmc_remove_alias("folder"), CKMC_ERROR_DB_ERROR);
+    EXPECT_THROW(Files::ReadIfThere(File("keys/folder")), std::system_error);
+    Put("keys/large", "");
+    std::filesystem::resize_file(File("keys/large"), (256U << 20U) + 1);
+    EXPECT_EQ(ckmc_get_data("large", nullptr, &buffer), CKMC_ERROR_DB_ERROR);
+    EXPECT_THAT(Logged(), HasSubstr("File too large"));
     std::filesystem::remove_all(File("keys"));
     Put("keys", "a file where the folder should be");
     EXPECT_EQ(Save("alias", "x"), CKMC_ERROR_DB_ERROR);
@@ -140,4 +185,31 @@ TEST_F(StoreTest, SettingsKeysLeadNowhereElse) {
         EXPECT_EQ(vconf_get_str(key), nullptr) << key;
     }
     EXPECT_FALSE(std::filesystem::exists(File("settings")));
+}
+
+TEST_F(StoreTest, AnyChangeMakesAnotherVersionOfAFile) {
+    Put("file", "text");
+    struct stat status = {};
+    ASSERT_EQ(stat(File("file").c_str(), &status), 0);
+    const auto versionWith = [&](const struct stat& seen, const char* name = "file") {
+        SystemCalls::Reset() = {SystemCalls::Writes::WHOLE, File(name).string(), seen};
+        return Files::Version(File(name).string());
+    };
+    const auto before = versionWith(status);
+    EXPECT_TRUE(before == versionWith(status));
+    EXPECT_FALSE(before == versionWith(status, "link"));
+    const std::function<void(struct stat&)> changes[] = {
+        [](struct stat& s) { ++s.st_dev; },          [](struct stat& s) { ++s.st_ino; },
+        [](struct stat& s) { ++s.st_size; },         [](struct stat& s) { ++s.st_mode; },
+        [](struct stat& s) { ++s.st_mtim.tv_nsec; }, [](struct stat& s) { ++s.st_mtim.tv_sec; },
+        [](struct stat& s) { ++s.st_ctim.tv_nsec; }, [](struct stat& s) { ++s.st_ctim.tv_sec; }};
+    for (const auto& change : changes) {
+        struct stat changed = status;
+        change(changed);
+        EXPECT_FALSE(before == versionWith(changed)) << "change " << &change - changes;
+    }
+    SystemCalls::Reset();
+    const Files::Version noFolder(File("file/none"));
+    std::filesystem::remove(File("file"));
+    EXPECT_FALSE(noFolder == Files::Version(File("file/none")));
 }

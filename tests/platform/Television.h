@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 
+#include "SystemCalls.h"
 #include "TvFolder.h"
 
 class Television : public ::testing::Test {
@@ -20,6 +21,7 @@ protected:
         umask(022);  // what others may write to is refused
         setenv("INFOSYNC_TV_DIR", m_folder.c_str(), 1);
         unsetenv("INFOSYNC_TV_LOG_LEVEL");
+        SystemCalls::Reset();
         SetIni("");
         ::testing::internal::CaptureStderr();
     }

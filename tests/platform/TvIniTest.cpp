@@ -1,6 +1,7 @@
 #include <system_info.h>
 
 #include "GateSite.h"
+#include "SystemCalls.h"
 #include "Television.h"
 #include "TvFolder.h"
 #include "TvIni.h"
@@ -45,6 +46,27 @@ TEST_F(TvIniTest, ChangeIsSeenAtTheNextCall) {
     EXPECT_THAT(TvFolder::ReadIni()->Problem(), HasSubstr(File("tv.ini").string() + ": No such file"));
     std::filesystem::create_directory(File("tv.ini"));
     EXPECT_THAT(TvFolder::ReadIni()->Problem(), HasSubstr("Is a directory"));
+}
+
+TEST_F(TvIniTest, ChangeThatLeavesNoTraceInTheFilesTimesIsSeen) {
+    bool isSeen = false;
+    // A busy machine may leave so much time between the readings that such a change could not be.
+    for (int i = 0; i < 100 && !isSeen; ++i) {
+        SetIni("[sso]\nstate=0");
+        auto& calls = SystemCalls::Reset();
+        stat(File("tv.ini").c_str(), &calls.status);
+        clock_gettime(CLOCK_REALTIME, &calls.status.st_ctim);
+        calls.statusOf = File("tv.ini");
+        EXPECT_EQ(TvFolder::ReadIni()->Integer(TvKeys::SSO_STATE), 0);
+        SetIni("[sso]\nstate=1");
+        isSeen = TvFolder::ReadIni()->Integer(TvKeys::SSO_STATE) == 1;
+    }
+    EXPECT_TRUE(isSeen);
+}
+
+TEST_F(TvIniTest, EmptyVariableNamesNoFolder) {
+    setenv("INFOSYNC_TV_DIR", "", 1);
+    EXPECT_THAT(TvFolder::Path(), ::testing::EndsWith("/infosync-tv"));
 }
 
 TEST_F(TvIniTest, ListsAreReadWithoutTheBlanksAroundTheirItems) {
