@@ -15,8 +15,8 @@ TEST_F(NxCurlTest, RequestThatMustNotGoOutIsRefusedAndSaysWhy) {
         std::string reason;
     };
     const Case cases[] = {
-        {"http://127.0.0.1:1/a?token=SECRET", {}, "http://127.0.0.1:1/a: "},
-        {"file:///etc/passwd", {}, "file"},
+        {"http://127.0.0.1:1/a?token=SECRET", {}, "http://127.0.0.1:1/a: Unsupported protocol"},
+        {"file:///etc/passwd", {}, "Unsupported protocol"},
         {"", {}, "URL"},
         {"https://127.0.0.1:1/a?b\r\nX: SECRET", {}, "a line break in the URL"},
         {"https://127.0.0.1:1/", {"A: b\r\nX: SECRET"}, "a header line with a line break in it"},
