@@ -7,6 +7,7 @@ import ssl
 import subprocess
 import tempfile
 import threading
+import time
 import unittest
 
 PROBE = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "request-probe"
@@ -29,6 +30,8 @@ ANSWERS = {
 
 
 class Client(unittest.TestCase):
+    pause = 0
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -43,42 +46,73 @@ class Client(unittest.TestCase):
         self.server = context.wrap_socket(socket.create_server(("127.0.0.1", 0)), server_side=True)
         self.addCleanup(self.server.close)
 
-    def request(self, first, again, last, length):
-        """Answers one request of the client's so; returns what the client prints and what it logs."""
-        def serve():
-            connection, _ = self.server.accept()
-            with connection:
-                connection.recv(65536)
-                try:
-                    connection.sendall(first)
-                    for _ in range(length // len(again)):
-                        connection.sendall(again)
-                    connection.sendall(last)
-                    connection.unwrap()  # says that this was all, where nothing else does
-                except OSError:
-                    pass  # the client has had enough
-        server = threading.Thread(target=serve, daemon=True)
+    def serve(self, first, again, last, length):
+        """Answers one request so, and notes whether all of it was wanted."""
+        connection, _ = self.server.accept()
+        with connection:
+            self.asked = connection.recv(65536)
+            try:
+                connection.sendall(first)
+                for _ in range(length // len(again)):
+                    connection.sendall(again)
+                    if self.pause:
+                        time.sleep(self.pause)
+                connection.sendall(last)
+                connection.unwrap()  # says that this was all, where nothing else does
+                self.all_taken = True
+            except OSError:
+                self.all_taken = False
+
+    def request(self, *answers, before=(), urls=(), **environment):
+        """Answers requests of one client, one after another; returns what the client prints and what it logs."""
+        server = threading.Thread(target=lambda: [self.serve(*answer) for answer in answers], daemon=True)
         server.start()
         url = f"https://127.0.0.1:{self.server.getsockname()[1]}/"
-        done = subprocess.run([PROBE, url], env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder)}, capture_output=True, text=True,
-                              check=True, timeout=60)
+        proxy = {"https_proxy": "http://127.0.0.1:1", "ALL_PROXY": "http://127.0.0.1:1"}  # to be ignored
+        done = subprocess.run([*before, PROBE, *(urls or [url] * len(answers))], capture_output=True, text=True, check=True, timeout=60,
+                              env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder), **proxy, **environment})
         server.join(60)
-        return done.stdout.strip(), done.stderr
+        return done.stdout.splitlines(), done.stderr
 
     def test_an_answer_without_an_end_is_a_failure_that_says_why(self):
         for name, (first, again, last, reason) in ANSWERS.items():
             with self.subTest(name):
-                said, log = self.request(first, again, last, 32 << 20)
-                self.assertEqual(said, "failed")
+                said, log = self.request((first, again, last, 32 << 20))
+                self.assertEqual(said, ["failed: no status"])
                 self.assertIn("E/NXCURL", log)
                 self.assertIn(reason, log)
+                self.assertFalse(self.all_taken)
 
-    def test_a_long_answer_is_taken_whole(self):
+    def test_long_answers_of_one_client_are_taken_whole(self):
         for name, (first, again, last, _) in ANSWERS.items():
             with self.subTest(name):
-                said, log = self.request(first, again, last, 60_000)
-                self.assertRegex(said, "^200, [0-9]+ bytes$")
-                self.assertEqual(log, "")
+                length = 60_000 if name == "one header" else 200_000 if HEADERS in ANSWERS[name] else 6 << 20
+                said, log = self.request(*[(first, again, last, length)] * 2)
+                for line in said:
+                    self.assertRegex(line, "^[0-9]+ bytes: 200$")
+                self.assertEqual((len(said), log), (2, ""))
+                self.assertIn(b"\r\nX-Empty:\r\n", self.asked)
+
+    def test_nothing_is_left_of_the_answer_before(self):
+        whole, cut = (OK + b"Content-Length: 1\r\n\r\n", b"x", b"", 1), (OK, b"A: b\r\n", b"", 6)
+        self.assertEqual(self.request(whole, cut)[0], ["1 bytes: 200", "failed: no status"])
+        url = f"https://127.0.0.1:{self.server.getsockname()[1]}/"
+        self.assertEqual(self.request(whole, urls=[url, "reset"])[0], ["1 bytes: 200", "reset: no status"])
+        said, _ = self.request(whole, urls=[url + "a\nb", "reset", url])
+        self.assertEqual(said, ["failed: no status", "reset: no status", "1 bytes: 200"])
+
+    def test_what_takes_too_long_is_ended(self):
+        speed, before = 20, time.monotonic()
+        fast = {"before": ("faketime", "-f", f"+0 x{speed}"), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
+        with socket.create_server(("127.0.0.1", 0)) as silent:
+            _, log = self.request(urls=[f"https://127.0.0.1:{silent.getsockname()[1]}/"], **fast)
+        self.assertIn("SSL connection timeout", log)
+        self.assertLess((time.monotonic() - before) * speed, 150)  # 30 for the limit; it is 300 where none is set
+        (self.folder / "tv.ini").write_text("[http]\nca_file=ca.pem\nmax_seconds=20\n")
+        self.pause = 0.1
+        said, log = self.request((OK + b"Connection: close\r\n\r\n", b"x", b"", 100), **fast)
+        self.assertEqual(said, ["failed: no status"])
+        self.assertIn("Operation timed out after 20", log)
 
 
 if __name__ == "__main__":
