@@ -71,7 +71,7 @@ int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ..
     const auto line = entry.rfind('(', arrow);
     const Fake::LogEntry logged{prio, entry.substr(0, file), entry.substr(file + 2, line - file - 2),
                                 entry.substr(arrow + 4)};
-    Fake::Note(std::string(1, "UVDIWEF"[prio - 1]) + " " + logged.function + ": " +
+    Fake::Note(std::string(1, "UVDIWEF"[prio - 1]) + " " + logged.file + ": " + logged.function + ": " +
                WithoutLine(logged.message));
     TheState().log.push_back(logged);
     return 0;
