@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr unsigned RETRY_INTERVAL_SECONDS = 5;
 constexpr int FACTORY_RESET_REQUESTED = 1;
 
 }  // namespace
@@ -107,7 +106,7 @@ void CBtInfoSync::ScheduleRetry() {
         g_idle_add(retry, self);
         return FALSE;
     };
-    m_retrySourceId = g_timeout_add_seconds(RETRY_INTERVAL_SECONDS, onTimeout, this);
+    m_retrySourceId = g_timeout_add_seconds(SIGN_IN_CHECK_INTERVAL_SECONDS, onTimeout, this);
 }
 
 void CBtInfoSync::GetAccessToken() {

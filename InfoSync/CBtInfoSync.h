@@ -12,6 +12,10 @@ class CSsoManager;
 
 class CBtInfoSync {
 public:
+    static constexpr std::int32_t SIGN_IN_CHECKS = 5;
+    static constexpr unsigned SIGN_IN_CHECK_INTERVAL_SECONDS = 5;
+    static constexpr unsigned SIGN_IN_WAIT_SECONDS = (SIGN_IN_CHECKS - 1) * SIGN_IN_CHECK_INTERVAL_SECONDS;
+
     CBtInfoSync(std::unique_ptr<CAccessTokenManager> accessTokenManager,
                 std::unique_ptr<CCloudServerManager> cloudServerManager,
                 std::unique_ptr<CSsoManager> ssoManager);
@@ -27,8 +31,8 @@ public:
     void Init(GMainLoop* mainLoop);
 
     /**
-     * Starts the run when a user is signed in, or checks again in 5 seconds, five checks in all. Returns at
-     * once.
+     * Starts the run when a user is signed in, or checks again later, until the last of the checks. Returns
+     * at once.
      * @throws std::exception when the run cannot be started
      */
     void Start();
@@ -46,7 +50,7 @@ private:
     void ResetAllDatas();
     void ScheduleRetry();
 
-    std::int32_t m_retryLimit = 5;
+    std::int32_t m_retryLimit = SIGN_IN_CHECKS;
     std::int32_t m_tryCount = 0;
     std::uint32_t m_retrySourceId = 0;
     GMainLoop* m_mainLoop = nullptr;

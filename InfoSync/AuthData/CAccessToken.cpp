@@ -7,9 +7,6 @@
 
 namespace {
 
-constexpr char ACCESS_TOKEN[] = "access_token";
-constexpr char ISSUED_TIME[] = "issued_time_in_second";
-
 /** A token's age beside its lifetime, all in seconds. */
 struct Clock {
     long long issued;
@@ -25,7 +22,7 @@ struct Clock {
 };
 
 Clock ReadClock(const Json::Value& record, const char* lifetime) {
-    return {InfoSyncUtil::ToInt64(record[ISSUED_TIME]), InfoSyncUtil::ToInt64(record[lifetime]),
+    return {InfoSyncUtil::ToInt64(record[CAccessToken::ISSUED_TIME]), InfoSyncUtil::ToInt64(record[lifetime]),
             TimeUtil::Now()};
 }
 
@@ -54,7 +51,7 @@ std::string CAccessToken::GetAccessToken() {
 
 bool CAccessToken::IsTokenExpired() {
     ApiTracker tracker("bool CAccessToken::IsTokenExpired()", __LINE__);
-    const Clock clock = ReadClock(GetRecord(), "access_token_expires_in");
+    const Clock clock = ReadClock(GetRecord(), ACCESS_TOKEN_LIFETIME);
     INFOSYNC_LOG(DLOG_INFO, "issuedTime %lld, expiredTime %lld, currtneTime %lld", clock.issued,
                  clock.lifetime, clock.now);
     return clock.IsOver();
@@ -62,7 +59,7 @@ bool CAccessToken::IsTokenExpired() {
 
 bool CAccessToken::IsRefreshTokenExpired() {
     ApiTracker tracker("bool CAccessToken::IsRefreshTokenExpired()", __LINE__);
-    const Clock clock = ReadClock(GetRecord(), "refresh_token_expires_in");
+    const Clock clock = ReadClock(GetRecord(), REFRESH_TOKEN_LIFETIME);
     INFOSYNC_LOG(DLOG_INFO, "issuedTime %lld, expiredTime %lld, currtneTime %lld", clock.issued,
                  clock.lifetime, clock.now);
     return clock.IsOver();
@@ -111,11 +108,11 @@ bool CAccessToken::HasUsableToken() const {
 }
 
 std::string CAccessToken::GetRefreshToken() const {
-    return GetRecord()["refresh_token"].asString();
+    return GetRecord()[REFRESH_TOKEN].asString();
 }
 
 std::string CAccessToken::GetUserId() const {
-    return GetRecord()["userId"].asString();
+    return GetRecord()[USER_ID].asString();
 }
 
 const Json::Value& CAccessToken::GetRecord() const {

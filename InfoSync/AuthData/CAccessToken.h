@@ -9,6 +9,14 @@
 
 class CAccessToken {
 public:
+    // Members of a user's entry. Lifetimes are in seconds from the time of issue.
+    static constexpr char ACCESS_TOKEN[] = "access_token";
+    static constexpr char ACCESS_TOKEN_LIFETIME[] = "access_token_expires_in";
+    static constexpr char REFRESH_TOKEN[] = "refresh_token";
+    static constexpr char REFRESH_TOKEN_LIFETIME[] = "refresh_token_expires_in";
+    static constexpr char ISSUED_TIME[] = "issued_time_in_second";
+    static constexpr char USER_ID[] = "userId";
+
     CAccessToken();
 
     /** Every other operation works on this user's tokens. */

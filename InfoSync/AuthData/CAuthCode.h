@@ -9,6 +9,10 @@
 
 class CAuthCode {
 public:
+    // Elements of the document.
+    static constexpr char AUTH_CODE[] = "auth_code";
+    static constexpr char CODE_VERIFIER[] = "code_verifier";
+
     /** Loads the stored document. @throws std::exception when there is none or it is not accepted */
     void Init();
 

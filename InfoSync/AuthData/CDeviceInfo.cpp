@@ -16,21 +16,9 @@
 
 namespace {
 
-/** The Bluetooth SIG's Audio Sink service class. */
-constexpr char AUDIO_SINK_UUID[] = "0000110b-0000-1000-8000-00805f9b34fb";
-
-constexpr char META[] = "meta";
-constexpr char RECORDS[] = "records";
-constexpr char RECORD_ID[] = "record_id";
-constexpr char ADDRESS[] = "address";
-constexpr char NAME[] = "name";
-constexpr char UUIDS[] = "uuids";
-constexpr char USERS[] = "users";
-constexpr char DELETED_ON_TV[] = "deleted_on_tv";
-
 /** Whether the record can be told from others; a missing id is the empty one. */
 bool HasId(const Json::Value& record) {
-    return record.isObject() && InfoSyncUtil::HasTextForm(record[RECORD_ID]);
+    return record.isObject() && InfoSyncUtil::HasTextForm(record[CDeviceInfo::RECORD_ID]);
 }
 
 /** Hands each record over with its id; anything but an array has none. */
@@ -38,14 +26,14 @@ template <typename Put>
 void ForEachRecord(Json::Value& records, const Put& put) {
     for (Json::ArrayIndex i = 0; records.isArray() && i < records.size(); ++i) {
         if (HasId(records[i])) {
-            put(std::as_const(records)[i][RECORD_ID].asString(), std::move(records[i]));
+            put(std::as_const(records)[i][CDeviceInfo::RECORD_ID].asString(), std::move(records[i]));
         }
     }
 }
 
 Json::Value ParseBatch(const std::string& data) {
     Json::Value batch = InfoSyncUtil::ParseAnswer(data);
-    const Json::Value& records = std::as_const(batch)[RECORDS];
+    const Json::Value& records = std::as_const(batch)[CDeviceInfo::RECORDS];
     // Taking such a batch over would move the mark past the records that it failed to bring.
     if (!records.isArray() && !records.isNull()) {
         throw CInfoSyncException("fail to parse the records: an array expected");
@@ -69,7 +57,7 @@ Json::Value& UsersOf(Json::Value& entry) {
     if (!entry.isObject()) {
         entry = Json::Value(Json::objectValue);
     }
-    Json::Value& users = entry[USERS];
+    Json::Value& users = entry[CDeviceInfo::USERS];
     if (!users.isArray()) {
         users = Json::Value(Json::arrayValue);
     }

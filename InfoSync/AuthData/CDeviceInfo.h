@@ -10,6 +10,21 @@
 
 class CDeviceInfo {
 public:
+    /** The Bluetooth SIG's Audio Sink service class. */
+    static constexpr char AUDIO_SINK_UUID[] = "0000110b-0000-1000-8000-00805f9b34fb";
+
+    // Members of what is stored for a user, of the cloud's record of a device, and of the list's entry for
+    // it.
+    static constexpr char META[] = "meta";
+    static constexpr char SYNCED_TIMESTAMP[] = "synced_timestamp";
+    static constexpr char RECORDS[] = "records";
+    static constexpr char RECORD_ID[] = "record_id";
+    static constexpr char ADDRESS[] = "address";
+    static constexpr char NAME[] = "name";
+    static constexpr char UUIDS[] = "uuids";
+    static constexpr char USERS[] = "users";
+    static constexpr char DELETED_ON_TV[] = "deleted_on_tv";
+
     /** Loads the stored records; every other operation works on this user's part of them. */
     void Init(const std::string& userId);
 

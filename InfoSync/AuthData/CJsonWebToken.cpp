@@ -7,12 +7,6 @@
 #include "Util/Log.h"
 #include "Util/TimeUtil.h"
 
-namespace {
-
-constexpr char TOKEN[] = "accessToken";
-
-}  // namespace
-
 void CJsonWebToken::Init(const std::string& loginId) {
     ApiTracker tracker("void CJsonWebToken::Init(const string&)", __LINE__);
     m_key = loginId;
@@ -37,7 +31,7 @@ bool CJsonWebToken::IsValid() {
         INFOSYNC_LOG(DLOG_WARN, "No token");
         return false;
     }
-    const std::int64_t expireTime = InfoSyncUtil::ToInt64(response["tokenExpireTimeSec"]);
+    const std::int64_t expireTime = InfoSyncUtil::ToInt64(response[EXPIRE_TIME]);
     const std::int64_t now = TimeUtil::Now();
     INFOSYNC_LOG(DLOG_INFO, "expired time : %lld, currtne time : %lld", static_cast<long long>(expireTime),
                  static_cast<long long>(now));

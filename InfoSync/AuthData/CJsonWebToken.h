@@ -10,6 +10,10 @@
 
 class CJsonWebToken {
 public:
+    // Members of a user's entry; the token ends at that second since the epoch.
+    static constexpr char TOKEN[] = "accessToken";
+    static constexpr char EXPIRE_TIME[] = "tokenExpireTimeSec";
+
     /** Loads what is stored; what cannot be read is logged and counts as no token. */
     void Init(const std::string& loginId);
 

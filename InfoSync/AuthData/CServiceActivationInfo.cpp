@@ -9,7 +9,6 @@
 
 namespace {
 
-constexpr char DEVICE_ID[] = "dvcId";
 constexpr std::int64_t MILLISECONDS_PER_SECOND = 1000;
 
 }  // namespace
@@ -39,7 +38,7 @@ bool CServiceActivationInfo::IsValid() {
         INFOSYNC_LOG(DLOG_WARN, "No token");
         return false;
     }
-    const std::int64_t expireTime = InfoSyncUtil::ToInt64(response["expireTime"]);
+    const std::int64_t expireTime = InfoSyncUtil::ToInt64(response[EXPIRE_TIME]);
     const std::int64_t now = TimeUtil::Now() * MILLISECONDS_PER_SECOND;
     INFOSYNC_LOG(DLOG_INFO, "expired time : %lld, currtne time : %lld", static_cast<long long>(expireTime),
                  static_cast<long long>(now));

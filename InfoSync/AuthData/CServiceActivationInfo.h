@@ -9,6 +9,10 @@
 
 class CServiceActivationInfo {
 public:
+    // Members of a user's entry; the activation ends at that millisecond since the epoch.
+    static constexpr char DEVICE_ID[] = "dvcId";
+    static constexpr char EXPIRE_TIME[] = "expireTime";
+
     /** Loads what is stored; what cannot be read is logged and counts as no activation. */
     void Init(const std::string& loginId);
 

@@ -133,10 +133,11 @@ void CAccessTokenManager::IssueAccessToken() {
     try {
         const std::unique_ptr<IHttpMessage> message = std::make_unique<CAccessTokenHttpMessage>();
         message->Init();
-        message->AddHttpMessageData("code", m_authCode->GetAuthCodeElement("auth_code"));
+        message->AddHttpMessageData("code", m_authCode->GetAuthCodeElement(CAuthCode::AUTH_CODE));
         message->AddHttpMessageData("client_id", ClientIdentity::OAUTH_CLIENT_ID);
         message->AddHttpMessageData("auth_server_url", m_authCode->GetKapAuthDomain());
-        message->AddHttpMessageData("code_verifier", m_authCode->GetAuthCodeElement("code_verifier"));
+        message->AddHttpMessageData("code_verifier",
+                                    m_authCode->GetAuthCodeElement(CAuthCode::CODE_VERIFIER));
         message->AddHttpMessageData("kap_api_domain", m_authCode->GetKapApiDomain());
         message->AddHttpMessageData("auth_api", ISSUE_PATH);
         m_accessToken->ImportAccessToken(Exchange(*message, RequestType::Post));

@@ -25,9 +25,6 @@ constexpr char APP_TOKEN_PATH[] = "/auth/kc/tokens/v1/app";
 constexpr char RECORDS_PATH[] = "/data/v2/com.quorlen.bluetooth.device_sync";
 
 constexpr int RESULT_SUCCESS = 0;
-// With either of these the cloud asks for what was downloaded before to be discarded.
-constexpr int RESULT_DISCARD = 4009100;
-constexpr int RESULT_DISCARD_TOO = 4000002;
 
 /** The outcome that a cloud answer reports: 0 is success, also when it reports none. */
 int ResultCode(const Json::Value& answer) {
@@ -128,7 +125,7 @@ void CCloudServerManager::DownSyncBtInfoFromCloud() {
         const Json::Value error = InfoSyncUtil::ParseRefusal(refusal.GetResponse());
         INFOSYNC_LOG(DLOG_ERROR, "%s", error.toStyledString().c_str());
         const int resultCode = ResultCode(error);
-        if (resultCode == RESULT_DISCARD || resultCode == RESULT_DISCARD_TOO) {
+        if (resultCode == RESULT_MARK_TOO_OLD || resultCode == RESULT_MARK_UNKNOWN) {
             deviceInfo.Reset();
         }
         throw;
@@ -142,7 +139,7 @@ std::int64_t CCloudServerManager::GetLatSyncedTimestamp(CDeviceInfo& deviceInfo)
     try {
         // Reading makes what is missing: a user without records then has empty ones, which a first batch is
         // merged into.
-        return deviceInfo.GetUserData()["meta"]["synced_timestamp"].asInt64();
+        return deviceInfo.GetUserData()[CDeviceInfo::META][CDeviceInfo::SYNCED_TIMESTAMP].asInt64();
     } catch (const std::exception&) {
         INFOSYNC_LOG(DLOG_ERROR, "fail to get json info.");
         return 0;

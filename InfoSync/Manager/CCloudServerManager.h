@@ -16,6 +16,11 @@ class CSsoManager;
 
 class CCloudServerManager {
 public:
+    // Result codes of a refused download; with either, the cloud asks for what was downloaded before to be
+    // discarded.
+    static constexpr int RESULT_MARK_TOO_OLD = 4009100;
+    static constexpr int RESULT_MARK_UNKNOWN = 4000002;
+
     /** Loads what is stored for the signed-in user. @throws CInfoSyncException when there is no such user */
     void Init(std::shared_ptr<CSsoManager> ssoManager);
 
