@@ -71,7 +71,7 @@ class Client(unittest.TestCase):
         proxy = {"https_proxy": "http://127.0.0.1:1", "ALL_PROXY": "http://127.0.0.1:1"}  # to be ignored
         done = subprocess.run([*before, PROBE, *(urls or [url] * len(answers))], capture_output=True, text=True, check=True, timeout=60,
                               env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder), **proxy, **environment})
-        server.join(60)
+        server.join(10)
         return done.stdout.splitlines(), done.stderr
 
     def test_an_answer_without_an_end_is_a_failure_that_says_why(self):
