@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "Cli/Masker.h"
+#include "Cli/LearningMasker.h"
 #include "Television/Explain/LogForms.h"
 
 namespace Television {
 
-class Masker : public Cli::Masker {
+class Masker : public Cli::LearningMasker {
 public:
-    using Cli::Masker::Masker;
+    using Cli::LearningMasker::LearningMasker;
 
     /** Learns from the television's records in keys/, those of all users. What cannot be read has no secrets.
      */

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "Cli/Json.h"
-#include "Cli/Masker.h"
+#include "Cli/LearningMasker.h"
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
@@ -32,21 +32,18 @@ struct Wanted {
     bool showSecrets = false;
 };
 
-CLI::Validator Moment() {
-    return {[](const std::string& text) {
-                return ParseMoment(text) ? "" : "a time is 10m (ago), 14:02 or 2026-01-31T14:02:03Z";
-            },
-            ""};
+std::string IsMoment(const std::string& text) {
+    return ParseMoment(text) ? "" : "a time is 10m (ago), 14:02 or 2026-01-31T14:02:03Z";
 }
 
-void MaskMessage(Json::Value& message, Cli::Masker& masker) {
+void MaskMessage(Json::Value& message, Cli::LearningMasker& masker) {
     for (auto& header : message["headers"]) {
         header = masker.Mask(header.asString());
     }
     message["body"] = masker.Mask(TextMember(message, "body"));
 }
 
-Json::Value Masked(Json::Value exchange, Cli::Masker& masker) {
+Json::Value Masked(Json::Value exchange, Cli::LearningMasker& masker) {
     exchange["path"] = masker.Mask(TextMember(exchange, "path"));
     MaskMessage(exchange["request"], masker);
     MaskMessage(exchange["response"], masker);
@@ -76,7 +73,7 @@ private:
     const Wanted& m_wanted;
     std::string m_since;
     Folder m_folder = Folder::Ready();
-    Cli::Masker m_masker;
+    Cli::LearningMasker m_masker;
     std::int64_t m_last = 0;
 };
 
@@ -98,7 +95,7 @@ void ShowLines(const Json::Value& exchanges, bool json) {
             std::cout << InfoSyncUtil::WriteJson(exchange) << "\n";
         } else {
             const std::string number = std::to_string(IntegerMember(exchange, "number")) + " ";
-            std::cout << Cli::Wrap(number + ExchangeLine(exchange, style), number.size());
+            std::cout << Cli::Wrap(number + ExchangeLine(exchange, style), number.size(), style.Width());
         }
     }
     std::cout.flush();
@@ -121,7 +118,7 @@ void ShowAll(const Wanted& wanted) {
 
 void AddRequestCommands(Cli::Tool& tool) {
     const auto wanted = std::make_shared<Wanted>();
-    CLI::App& command = tool.ReadingCommand(
+    Cli::Command command = tool.AddReading(
         "requests", "Show what was asked of the running server, and what it answered",
         R"(One line for each of the last 1,000 requests, or one request whole. Tokens, codes and verifiers are masked.
 
@@ -133,14 +130,13 @@ Examples:
             wanted->json = json;
             wanted->number > 0 ? ShowOne(*wanted) : ShowAll(*wanted);
         });
-    CLI::Option* number = command.add_option("NUMBER", wanted->number, "the request to show whole")
-                              ->check(CLI::Range(std::int64_t{1}, HIGHEST_NUMBER));
-    command.add_flag("-f,--follow", wanted->follow, "go on with those that come")->excludes(number);
-    command.add_option("--since", wanted->since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
-        ->option_text("TIME")
-        ->check(Moment())
-        ->excludes(number);
-    command.add_flag("--show-secrets", wanted->showSecrets, "mask nothing");
+    const Cli::Parameter number =
+        command.Operand("NUMBER", wanted->number, "the request to show whole").Between(1, HIGHEST_NUMBER);
+    command.Flag("-f,--follow", wanted->follow, "go on with those that come").Excludes(number);
+    command.Option("--since", "TIME", wanted->since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
+        .Must(&IsMoment)
+        .Excludes(number);
+    command.Flag("--show-secrets", wanted->showSecrets, "mask nothing");
 }
 
 }  // namespace LocalCloud

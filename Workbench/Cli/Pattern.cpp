@@ -1,8 +1,8 @@
-#include "Television/Explain/Pattern.h"
+#include "Cli/Pattern.h"
 
 #include <charconv>
 
-namespace Explain {
+namespace Cli {
 
 std::string_view Pattern::Match::operator[](const char* group) const {
     gint begin = -1;
@@ -50,4 +50,4 @@ std::int64_t Number(std::string_view text) {
     return number;
 }
 
-}  // namespace Explain
+}  // namespace Cli
