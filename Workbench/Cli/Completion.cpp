@@ -1,9 +1,8 @@
 #include "Cli/Completion.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <exception>
 
-#include "Cli/Help.h"
 #include "Cli/Text.h"
 
 namespace Cli {
@@ -47,98 +46,74 @@ std::string Replaced(std::string text, const std::string& mark, const std::strin
     return text;
 }
 
-/** Binds what the words say to the commands' variables. @return whether a value is missing after the last
- * word */
-bool Bind(CLI::App& app, std::vector<std::string> words) {
-    std::reverse(words.begin(), words.end());
-    try {
-        app.parse(std::move(words));
-    } catch (const CLI::ArgumentMismatch&) {
-        return true;
-    } catch (const CLI::ParseError&) {
-        // The line is not complete yet; what could be bound is.
-    }
-    return false;
-}
-
 const CLI::Option* FindOption(const CLI::App& command, const std::string& name) {
-    for (const CLI::Option* option : Options(command)) {
-        if (option->check_name(name)) {
-            return option;
-        }
-    }
-    return nullptr;
+    const CLI::Option* option = command.get_option_no_throw(name);
+    const CLI::App* group = command.get_parent();
+    return option != nullptr || group == nullptr ? option : FindOption(*group, name);
 }
 
-/** The operand that the next word is; null when there is none. */
-const CLI::Option* NextOperand(const CLI::App& command) {
+/** The command of this name in the group; null when there is none. */
+const CLI::App* FindCommand(const CLI::App& group, const std::string& name) {
+    const auto found =
+        group.get_subcommands([&name](const CLI::App* app) { return app->get_name() == name; });
+    return found.empty() ? nullptr : found.front();
+}
+
+/** The command that the words lead to; null where the last one is an option that awaits its value. */
+const CLI::App* Follow(const CLI::App* command, const std::vector<std::string>& words) {
+    for (auto word = words.begin(); word != words.end(); ++word) {
+        const CLI::App* next = FindCommand(*command, *word);
+        const CLI::Option* option = StartsWith(*word, "-") ? FindOption(*command, *word) : nullptr;
+        if (next != nullptr) {
+            command = next;
+        } else if (option != nullptr && option->get_items_expected() > 0 && ++word == words.end()) {
+            return nullptr;
+        }
+    }
+    return command;
+}
+
+/** What a word that is being typed may become, and what is shown beside it. */
+struct Candidate {
+    std::string word;
+    std::string meaning;
+};
+using Candidates = std::vector<Candidate>;
+
+void AddOptions(const CLI::App& command, Candidates& candidates) {
     for (const CLI::Option* option : command.get_options()) {
-        if (option->get_positional() && (option->count() == 0 || option->get_allow_extra_args())) {
-            return option;
+        for (const std::string& name : option->get_lnames()) {
+            candidates.push_back({"--" + name, option->get_description()});
         }
     }
-    return nullptr;
+    if (command.get_parent() != nullptr) {
+        AddOptions(*command.get_parent(), candidates);
+    }
 }
 
-Candidates OptionNames(const CLI::App& command) {
+Candidates WhatMayFollow(const CLI::App& command, bool isOption) {
     Candidates candidates;
-    for (const CLI::Option* option : Options(command)) {
-        for (const std::string& name : Names(*option)) {
-            candidates.push_back({name, option->get_description()});
-        }
+    if (isOption) {
+        AddOptions(command, candidates);
+        return candidates;
+    }
+    for (const CLI::App* next : command.get_subcommands(std::function<bool(const CLI::App*)>())) {
+        candidates.push_back({next->get_name(), next->get_description()});
     }
     return candidates;
-}
-
-Candidates Values(const ValueSources& values, const CLI::Option* option) {
-    const auto source = values.find(option);
-    try {
-        return source == values.end() ? Candidates() : source->second();
-    } catch (const std::exception&) {
-        // A folder that is missing or damaged has nothing to offer; the command itself will say so.
-        return {};
-    }
 }
 
 }  // namespace
 
-Candidates CommandNames(const CLI::App& group) {
-    Candidates candidates;
-    for (const CLI::App* command : Subcommands(group)) {
-        candidates.push_back({command->get_name(), command->get_description()});
-    }
-    return candidates;
-}
-
-std::string Complete(CLI::App& app, const ValueSources& values, std::vector<std::string> words) {
-    // Called when all words are understood, before the command: which must not run.
-    app.parse_complete_callback([] { throw CLI::Success(); });
+std::string Complete(const CLI::App& app, std::vector<std::string> words) {
     const std::string typed = words.empty() ? std::string() : words.back();
     words.resize(std::max<std::size_t>(words.size(), 1) - 1);
-    Candidates candidates;
-    const auto equals = typed.rfind("--", 0) == 0 ? typed.find('=') : std::string::npos;
-    if (Bind(app, words)) {
-        const CLI::Option* option = FindOption(Selected(app), words.back());
-        words.pop_back();
-        Bind(app, words);
-        candidates = Values(values, option);
-    } else if (equals != std::string::npos) {
-        candidates = Values(values, FindOption(Selected(app), typed.substr(0, equals)));
-        for (Candidate& candidate : candidates) {
-            candidate.word.insert(0, typed, 0, equals + 1);
-        }
-    } else if (typed.rfind('-', 0) == 0) {
-        candidates = OptionNames(Selected(app));
-    } else {
-        const CLI::App& command = Selected(app);
-        candidates =
-            Subcommands(command).empty() ? Values(values, NextOperand(command)) : CommandNames(command);
-    }
+    const CLI::App* command = Follow(&app, words);
     std::string lines;
-    for (const auto& [word, meaning] : candidates) {
-        // What has to be escaped cannot be typed.
-        if (word.rfind(typed, 0) == 0 && Escape(word) == word) {
-            lines += word + (meaning.empty() ? "" : "\t" + Escape(meaning)) + "\n";
+    for (const auto& [word, meaning] :
+         command == nullptr ? Candidates() : WhatMayFollow(*command, StartsWith(typed, "-"))) {
+        if (StartsWith(word, typed)) {
+            lines += word + (meaning.empty() ? "" : "\t" + Replaced(meaning, "\n", " ")) + "\n";
         }
     }
     return lines;

@@ -10,13 +10,24 @@ namespace Cli {
 /** Exit statuses; scripts rely on them. */
 enum ExitStatus { EXIT_FINE = 0, EXIT_FAILED = 1, EXIT_USAGE = 2 };
 
-/**
- * The command was called wrongly. Any other exception of a command says that its operation failed;
- * CLI::RuntimeError says the same where the command has told the user already.
- */
+/** The command was called wrongly. Any other exception of a command says that its operation failed. */
 class UsageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+
+/** The operation failed, and the user was told already why. */
+class ToldAlready : public std::exception {
+public:
+    explicit ToldAlready(int status = EXIT_FAILED) : m_status(status) {}
+
+    /** The exit status. */
+    int Status() const {
+        return m_status;
+    }
+
+private:
+    int m_status;
 };
 
 /** What the error says, which is in the library's words for one of std::filesystem: those are put better. */

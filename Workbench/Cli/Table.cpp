@@ -50,14 +50,14 @@ std::string Table::Text(const Style& style, const std::string& indent) const {
             widths[i] = std::max(widths[i], DisplayWidth(row[i]));
         }
     }
-    Fit(widths, LINE_WIDTH - indent.size());
+    Fit(widths, style.Width() - indent.size());
     std::string text;
     for (const auto& row : m_rows) {
         std::string line = indent;
         for (std::size_t i = 0; i + 1 < row.size(); ++i) {
             line.append(Pad(Shorten(row[i], widths[i]), widths[i])).append(GAP);
         }
-        line += Wrap(row.back(), std::min(DisplayWidth(line), LINE_WIDTH - NARROWEST));
+        line += Wrap(row.back(), std::min(DisplayWidth(line), style.Width() - NARROWEST), style.Width());
         line.erase(line.find_last_not_of(" \n") + 1);
         text += style(&row == &m_rows.front() ? Colour::BOLD : Colour::PLAIN, line) + "\n";
     }

@@ -17,7 +17,8 @@ public:
 
     /**
      * The whole table, a line for each row; the header alone when there are none. What makes a line longer
-     * than 80 columns is cut, in the widest columns first; in the last one it goes on in the next line.
+     * than the style's width is cut, in the widest columns first; in the last one it goes on in the next
+     * line.
      */
     std::string Text(const Style& style, const std::string& indent = "") const;
 

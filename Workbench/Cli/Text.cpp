@@ -97,25 +97,25 @@ std::string Pad(const std::string& text, std::size_t width) {
     return used < width ? text + std::string(width - used, ' ') : text;
 }
 
-std::string Wrap(const std::string& paragraph, std::size_t indent) {
+std::string Wrap(const std::string& paragraph, std::size_t indent, std::size_t width) {
     const std::string newLine = "\n" + std::string(indent, ' ');
     std::istringstream words(paragraph);
     std::string text;
     std::size_t column = indent;
     for (std::string word; words >> word;) {
         if (column > indent) {
-            const bool fits = column + 1 + DisplayWidth(word) <= LINE_WIDTH;
+            const bool fits = column + 1 + DisplayWidth(word) <= width;
             text += fits ? " " : newLine;
             column = fits ? column + 1 : indent;
         }
         for (const std::string& character : Characters(word)) {
-            const std::size_t width = DisplayWidth(character);
-            if (column + width > LINE_WIDTH) {
+            const std::size_t taken = DisplayWidth(character);
+            if (column > indent && column + taken > width) {
                 text += newLine;
                 column = indent;
             }
             text += character;
-            column += width;
+            column += taken;
         }
     }
     return text + "\n";

@@ -25,14 +25,15 @@ std::size_t DisplayWidth(const std::string& text);
 /** The text filled up with blanks to the width, in columns. */
 std::string Pad(const std::string& text, std::size_t width);
 
-/** Columns that a line for people may take. */
-inline constexpr std::size_t LINE_WIDTH = 80;
+/** Columns that help takes, whatever it is shown on. */
+inline constexpr std::size_t HELP_WIDTH = 80;
 
 /**
- * Breaks an escaped paragraph into lines, all but the first behind the indent; with a newline at its end.
- * A word that is longer than a line is broken, too.
+ * Breaks an escaped paragraph into lines of the width, all but the first behind the indent; with a newline at
+ * its end. A word that is longer than a line is broken, too.
+ * @param width that of what it is shown on, as its Style tells
  */
-std::string Wrap(const std::string& paragraph, std::size_t indent);
+std::string Wrap(const std::string& paragraph, std::size_t indent, std::size_t width);
 
 /** An escaped text cut to the width, in columns, with an ellipsis where something is left out. */
 std::string Shorten(const std::string& text, std::size_t width);

@@ -2,8 +2,13 @@
 
 #include <glib.h>
 
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <iterator>
 #include <limits>
 #include <memory>
+#include <sstream>
 
 #include "Cli/Text.h"
 
@@ -13,12 +18,13 @@ namespace {
 
 struct Unit {
     std::uint64_t seconds;
-    const char* name;
+    char letter;
 };
 
-constexpr Unit UNITS[] = {
-    {365ULL * 86400, "year"}, {86400, "day"}, {3600, "hour"}, {60, "minute"}, {1, "second"}};
+constexpr Unit UNITS[] = {{365ULL * 86400, 'y'}, {86400, 'd'}, {3600, 'h'}, {60, 'm'}, {1, 's'}};
 constexpr std::uint64_t MOST_YEARS = 1000;
+// Milliseconds of it, added to the time, still fit in 64 bits.
+constexpr double LONGEST_DURATION = 1e12;
 
 std::int64_t Limit(bool highest) {
     return highest ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int64_t>::min();
@@ -43,25 +49,59 @@ std::string TimeWords(std::int64_t time, std::int64_t now) {
     return isToday ? text.substr(DATE + 1, MINUTES - 1) : text.substr(0, DATE + MINUTES);
 }
 
-std::string DurationWords(std::int64_t seconds) {
+std::string DurationText(std::int64_t seconds) {
     // Unsigned, since the lowest number has no positive counterpart.
     std::uint64_t left =
         seconds < 0 ? 0 - static_cast<std::uint64_t>(seconds) : static_cast<std::uint64_t>(seconds);
     if (left / UNITS[0].seconds >= MOST_YEARS) {
-        return "more than " + std::to_string(MOST_YEARS) + " years";
+        return "more than " + std::to_string(MOST_YEARS) + "y";
     }
-    std::string words;
+    std::string text;
     for (const Unit& unit : UNITS) {
         const std::uint64_t number = left / unit.seconds;
         left %= unit.seconds;
-        if (!words.empty()) {
-            return number == 0 ? words : words + " " + Count(number, unit.name);
+        const std::string part = number == 0 ? "" : std::to_string(number) + unit.letter;
+        if (!text.empty()) {
+            return part.empty() ? text : text + " " + part;
         }
-        if (number > 0) {
-            words = Count(number, unit.name);
-        }
+        text = part;
     }
-    return words.empty() ? Count(0, "second") : words;
+    return text.empty() ? "0s" : text;
+}
+
+std::string DurationText(double seconds) {
+    constexpr double SHOWN_EXACTLY = 10;
+    if (std::abs(seconds) >= SHOWN_EXACTLY) {
+        return DurationText(static_cast<std::int64_t>(std::llround(seconds)));
+    }
+    std::ostringstream text;
+    text << std::setprecision(2) << std::fixed << std::abs(seconds);
+    std::string number = text.str();
+    number.erase(number.find_last_not_of('0') + 1);
+    number.erase(number.find_last_not_of('.') + 1);
+    return number + "s";
+}
+
+std::optional<double> ParseDuration(const std::string& text) {
+    double seconds = 0;
+    const char* at = text.c_str();
+    while (*at != '\0') {
+        char* end = nullptr;
+        const double number = g_ascii_isdigit(*at) != FALSE ? g_ascii_strtod(at, &end) : -1;
+        const auto* const unit = std::find_if(std::begin(UNITS), std::end(UNITS), [end](const Unit& known) {
+            return end != nullptr && known.letter == *end;
+        });
+        if (number < 0 || unit == std::end(UNITS)) {
+            return std::nullopt;
+        }
+        seconds += number * static_cast<double>(unit->seconds);
+        at = end + 1;
+    }
+    return text.empty() || seconds > LONGEST_DURATION ? std::nullopt : std::optional(seconds);
+}
+
+std::string IsDuration(const std::string& text) {
+    return ParseDuration(text) ? "" : "\"" + text + "\" is no duration, such as 2s, 10m or 1h";
 }
 
 std::int64_t Sum(std::int64_t time, std::int64_t length) {

@@ -1,34 +1,97 @@
-/** A command-line tool: CLI11 takes the words apart, and what both tools do alike is done here. */
+/** A command-line tool: what both tools do alike. Only what stands behind it knows the library that takes the
+ * words apart. */
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <exception>
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "Cli/Completion.h"
 #include "Cli/Errors.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace Cli {
 
-/** Has --help, --version, help and completion; the rest is added to it. */
-class Tool {
+/** What is wrong with a value; empty when nothing is. */
+using Check = std::function<std::string(const std::string& value)>;
+
+/** An option or operand, to be narrowed. */
+class Parameter {
 public:
-    /** overview: below the list of commands, as the details of a command. */
-    Tool(const std::string& name, const std::string& summary, const std::string& overview);
+    explicit Parameter(CLI::Option* option) : m_option(option) {}
+
+    Parameter& Required();
+    /** Takes one of these words, in whatever case; the value has the case of the word. */
+    Parameter& OneOf(const std::vector<std::string>& words);
+    Parameter& Between(std::int64_t lowest, std::int64_t highest);
+    Parameter& Must(const Check& check);
+    Parameter& Excludes(const Parameter& other);
+
+private:
+    CLI::Option* m_option;
+};
+
+/** Declares what a command takes. The variables are to live until the tool has run. */
+class Command {
+public:
+    explicit Command(CLI::App* app) : m_app(app) {}
 
     /**
-     * Adds a command; two words such as "device add" make it one of a group. Its options are to be bound to
-     * what its callback holds.
-     * @param summary one line without a full stop
-     * @param details prose, which is wrapped, and examples, which are indented; may be empty
+     * VALUE is a std::string, an int, a std::int64_t, one of these as std::optional, or a std::vector of
+     * texts: one for each time that the option is given, or all words that follow as operands.
      */
-    CLI::App& Command(const std::string& name, const std::string& summary, const std::string& details = "");
+    template <typename VALUE>
+    Parameter Operand(const std::string& name, VALUE& value, const std::string& help = "");
+
+    /** @param names such as "-n,--nth" @param valueName what --help shows for the value */
+    template <typename VALUE>
+    Parameter Option(const std::string& names, const std::string& valueName, VALUE& value,
+                     const std::string& help);
+
+    Parameter Flag(const std::string& names, bool& value, const std::string& help);
+
+    /** --json, which reading commands have. */
+    Parameter Json(bool& value);
+
+    /** What the command does, unless one of the group below it is called. */
+    void Does(std::function<void()> run);
+
+private:
+    CLI::App* m_app;
+};
+
+/** Has --help, --version and completion; the commands are added to it. */
+class Tool {
+public:
+    /** overview: shown below the list of commands. */
+    Tool(const std::string& name, const std::string& summary, const std::string& overview);
+    ~Tool();
+
+    /**
+     * A command whose arguments are a struct; two words such as "user add" make it one of a group.
+     * @param summary one line without a full stop
+     * @param details prose and examples, in lines of 80 columns; may be empty
+     */
+    template <typename Arguments>
+    void Add(const std::string& name, const std::string& summary, const std::string& details,
+             void (*declare)(Command&, Arguments&), void (*run)(const Arguments&)) {
+        const auto arguments = std::make_shared<Arguments>();
+        Command command = Add(name, summary, details, [arguments, run] { run(*arguments); });
+        declare(command, *arguments);
+    }
+
+    Command Add(const std::string& name, const std::string& summary, const std::string& details,
+                std::function<void()> run);
 
     /** The same for one that only reads: it has --json, and run is told whether that was given. */
-    CLI::App& ReadingCommand(const std::string& name, const std::string& summary, const std::string& details,
-                             std::function<void(bool json)> run);
+    Command AddReading(const std::string& name, const std::string& summary, const std::string& details,
+                       std::function<void(bool json)> run);
 
     /**
      * Adds --dir, which is taken before the command and after it. The folder, or the default below the user's
@@ -36,24 +99,18 @@ public:
      */
     void AddFolder(const char* variable, const char* defaultName, const std::string& help);
 
-    /** For completion: what the option's value may be. @return the option */
-    CLI::Option* Offer(CLI::Option* option, std::function<Candidates()> values);
-    /** Takes these values only, and offers them. @return the option */
-    CLI::Option* OneOf(CLI::Option* option, const std::vector<std::string>& values);
-
     /** Runs the command that the arguments name and reports a failure on standard error. @return the exit
      * status */
     int Run(int argc, char** argv);
 
 private:
-    void AddHelp();
     void AddCompletion();
+    int RunCommand(int argc, char** argv);
     int Report(const std::string& message, ExitStatus status) const;
     /** @param problem is what is wrong with how the tool was called */
     int Refuse(const std::string& problem) const;
 
-    CLI::App m_app;
-    ValueSources m_values;
+    std::unique_ptr<CLI::App> m_app;
     std::function<void()> m_beforeCommand = [] {};
 };
 

@@ -11,10 +11,6 @@ namespace Cli {
 
 namespace {
 
-CLI::Validator Check(const std::function<std::string(const std::string&)>& problem) {
-    return {[problem](std::string& value) { return problem(value); }, ""};
-}
-
 /** How many characters must be put in, taken out, replaced or swapped with the next (optimal string
  * alignment). */
 std::size_t Distance(const std::string& from, const std::string& to) {
@@ -37,37 +33,22 @@ std::size_t Distance(const std::string& from, const std::string& to) {
 
 }  // namespace
 
-CLI::Validator NotEmpty() {
-    return Check([](const std::string& value) { return value.empty() ? "it is empty" : ""; });
+std::string IsNotEmpty(const std::string& value) {
+    return value.empty() ? "it is empty" : "";
 }
 
-CLI::Validator BluetoothAddress() {
-    return Check([](const std::string& value) -> std::string {
-        constexpr std::size_t LENGTH = 17;
-        bool fits = value.size() == LENGTH;
-        for (std::size_t i = 0; fits && i < LENGTH; ++i) {
-            fits = i % 3 == 2 ? value[i] == ':' : g_ascii_isxdigit(value[i]) != FALSE;
-        }
-        return fits ? "" : "\"" + value + "\" is no Bluetooth address, such as AA:BB:CC:00:11:22";
-    });
+std::string IsBluetoothAddress(const std::string& value) {
+    constexpr std::size_t LENGTH = 17;
+    bool fits = value.size() == LENGTH;
+    for (std::size_t i = 0; fits && i < LENGTH; ++i) {
+        fits = i % 3 == 2 ? value[i] == ':' : g_ascii_isxdigit(value[i]) != FALSE;
+    }
+    return fits ? "" : "\"" + value + "\" is no Bluetooth address, such as AA:BB:CC:00:11:22";
 }
 
-CLI::Validator Utf8() {
-    return Check([](const std::string& value) {
-        const bool fits = g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) != FALSE;
-        return fits ? "" : "it is not UTF-8";
-    });
-}
-
-CLI::Validator OneOf(const std::vector<std::string>& words) {
-    return Check([words](const std::string& value) -> std::string {
-        if (std::find(words.begin(), words.end(), value) != words.end()) {
-            return "";
-        }
-        const std::string nearest = Nearest(value, words);
-        const std::string known = nearest.empty() ? "; there are " + Join(words, ", ") : nearest;
-        return "there is no \"" + value + "\"" + known;
-    });
+std::string IsUtf8(const std::string& value) {
+    const bool fits = g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) != FALSE;
+    return fits ? "" : "it is not UTF-8";
 }
 
 std::string Nearest(const std::string& misspelt, const std::vector<std::string>& words) {

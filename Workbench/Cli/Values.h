@@ -1,21 +1,18 @@
-/** What the values of options and operands may be. */
+/** What the values of options and operands may be: each check says what is wrong, and nothing where nothing
+ * is. */
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 namespace Cli {
 
-CLI::Validator NotEmpty();
+std::string IsNotEmpty(const std::string& value);
 
 /** Six pairs of hexadecimal digits. */
-CLI::Validator BluetoothAddress();
+std::string IsBluetoothAddress(const std::string& value);
 
-CLI::Validator Utf8();
-
-/** One of the words, named with the nearest ones where it is none. */
-CLI::Validator OneOf(const std::vector<std::string>& words);
+std::string IsUtf8(const std::string& value);
 
 /** "; nearest: status, stop" with the words that a misspelt one may stand for; empty when none is near. */
 std::string Nearest(const std::string& misspelt, const std::vector<std::string>& words);

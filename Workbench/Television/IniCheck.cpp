@@ -43,7 +43,7 @@ void CheckMeaning(const TvKey& key, const TvIni& ini) {
     }
     for (const std::string& item : key.IsList() ? ini.List(key) : std::vector<std::string>()) {
         const std::string problem =
-            key.type == TvKey::Type::Addresses ? Cli::BluetoothAddress()(item)
+            key.type == TvKey::Type::Addresses ? Cli::IsBluetoothAddress(item)
             : IsRoute(item)                    ? ""
                             : "\"" + item + "\" is no route, such as auth.example:443:127.0.0.1:8443";
         if (!problem.empty()) {

@@ -195,7 +195,7 @@ std::string KeptRunWords(const Json::Value& run, std::int64_t now, const Cli::St
         style(isSuccess ? Cli::Colour::GREEN : Cli::Colour::RED, Cli::Escape(Cli::TextMember(run, "words")));
     return run.isMember("finished")
                ? words + ", " +
-                     Cli::DurationWords(Cli::Difference(now, InfoSyncUtil::ToInt64(run["finished"]))) + " ago"
+                     Cli::DurationText(Cli::Difference(now, InfoSyncUtil::ToInt64(run["finished"]))) + " ago"
                : words;
 }
 

@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include "Cli/Style.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Television/KeptRun.h"
@@ -16,7 +19,8 @@ std::string Line(const std::string& label, const std::string& text, const std::s
 }
 
 std::string Wrapped(const std::string& label, const std::string& text, const std::string& indent = "") {
-    return indent + Cli::Pad(label, LABEL_WIDTH - indent.size()) + Cli::Wrap(text, LABEL_WIDTH);
+    return indent + Cli::Pad(label, LABEL_WIDTH - indent.size()) +
+           Cli::Wrap(text, LABEL_WIDTH, Cli::Style(STDOUT_FILENO).Width());
 }
 
 std::string StateWords(const Json::Value& state, const Cli::Style& style) {
@@ -24,7 +28,7 @@ std::string StateWords(const Json::Value& state, const Cli::Style& style) {
     if (name == "damaged" || name == "forbidden") {
         return style(Colour::RED, name + ": " + Cli::Escape(state["problem"].asString()));
     }
-    const std::string duration = Cli::DurationWords(state["seconds_left"].asInt64());
+    const std::string duration = Cli::DurationText(state["seconds_left"].asInt64());
     std::string words = name == "valid"     ? style(Colour::GREEN, "valid") + ", " + duration + " left"
                         : name == "expired" ? style(Colour::YELLOW, "ran out") + " " + duration + " ago"
                                             : name;

@@ -2,6 +2,7 @@
 
 #include <glib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -125,7 +126,7 @@ bool IsMeant(const std::string& device, const std::string& id, const std::string
 }
 
 std::string Ago(std::int64_t now, std::int64_t then) {
-    return Cli::DurationWords(Cli::Difference(now, then)) + " ago";
+    return Cli::DurationText(Cli::Difference(now, then)) + " ago";
 }
 
 /** When the records were stored last; 0 when there are none. */
@@ -214,12 +215,13 @@ std::string VerdictText(const Json::Value& verdict, const std::string& signedIn,
     for (const std::string& part : {text("address"), "(" + text("id") + ")", state}) {
         place += part.empty() ? "" : "  " + Cli::Escape(part);
     }
-    const std::size_t used = std::min(Cli::DisplayWidth(place), Cli::LINE_WIDTH / 2);
-    const std::string head = Cli::Shorten(Cli::Escape(text("name")), Cli::LINE_WIDTH - used) + place;
+    const std::size_t used = std::min(Cli::DisplayWidth(place), Cli::Style(STDOUT_FILENO).Width() / 2);
+    const std::string head =
+        Cli::Shorten(Cli::Escape(text("name")), Cli::Style(STDOUT_FILENO).Width() - used) + place;
     const std::string owner =
         text("user") == signedIn ? "" : "belongs to " + text("user") + ", who is not signed in; ";
     return style(listed == "yes" ? Colour::GREEN : Colour::YELLOW, head) + "\n    " +
-           Cli::Wrap(Cli::Escape(owner + text("words")), 4);
+           Cli::Wrap(Cli::Escape(owner + text("words")), 4, Cli::Style(STDOUT_FILENO).Width());
 }
 
 }  // namespace
@@ -273,7 +275,7 @@ Json::Value Inquire(const std::string& device, std::int64_t now) {
 std::string InquiryText(const Json::Value& inquiry, const Cli::Style& style) {
     std::string text;
     for (const Json::Value& note : inquiry["notes"]) {
-        text += Cli::Wrap(Cli::Escape(note.asString()), 0);
+        text += Cli::Wrap(Cli::Escape(note.asString()), 0, Cli::Style(STDOUT_FILENO).Width());
     }
     for (const Json::Value& verdict : inquiry["devices"]) {
         text += VerdictText(verdict, inquiry["user"].asString(), style);

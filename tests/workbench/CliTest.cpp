@@ -5,11 +5,14 @@
 #include <cstdlib>
 #include <limits>
 #include <sstream>
+#include <stdexcept>
 
+#include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cli/Tool.h"
+#include "Cli/Values.h"
 
 namespace {
 
@@ -38,22 +41,31 @@ struct CalledTool {
             std::string user;
             std::string name;
             int count = 7;
+            std::vector<std::string> marks;
             bool json = false;
         } arguments;
-        for (const char* name : {"list", "device add"}) {
-            CLI::App& command = tool.Command(name, "What it does");
-            tool.OneOf(command.add_option("USER", arguments.user), {"ann", "ben", "fail", "-1"})->required();
-            command.add_option("NAME", arguments.name);
-            command.add_option("--count", arguments.count)->check(CLI::Range(1, 9));
-            command.add_flag("--json", arguments.json);
-            command.callback([this, name, &arguments] {
-                if (arguments.user == "fail") {
-                    throw std::runtime_error("failed");
-                }
-                const char* folder = std::getenv("FOLDER");
-                called = std::string(name) + ":" + arguments.user + "," + arguments.name + ":" + folder +
-                         ":" + std::to_string(arguments.count) + (arguments.json ? ":json" : "");
-            });
+        for (const char* name : {"list", "device add", "fault", "fault clear"}) {
+            Cli::Command command =
+                tool.Add(name, "What it does", "Example:\n  tool", [this, name, &arguments] {
+                    if (arguments.user == "fail") {
+                        throw std::runtime_error("failed");
+                    }
+                    if (arguments.user == "told") {
+                        throw Cli::ToldAlready(130);
+                    }
+                    const char* folder = std::getenv("FOLDER");
+                    called = std::string(name) + ":" + arguments.user + "," + arguments.name + ":" + folder +
+                             ":" + std::to_string(arguments.count) + Cli::Join(arguments.marks, "+") +
+                             (arguments.json ? ":json" : "");
+                });
+            const Cli::Parameter user = command.Operand("USER", arguments.user);
+            if (std::string(name) == "list") {
+                Cli::Parameter(user).OneOf({"ann", "ben", "fail", "told", "-1"}).Required();
+            }
+            command.Operand("NAME", arguments.name);
+            command.Option("--count", "N", arguments.count, "how many").Between(1, 9);
+            command.Option("--mark", "MARK", arguments.marks, "a mark").Must(&Cli::IsUtf8);
+            command.Json(arguments.json);
         }
         testing::internal::CaptureStdout();
         testing::internal::CaptureStderr();
@@ -66,21 +78,32 @@ struct CalledTool {
 
 }  // namespace
 
-TEST(Duration, SaysTheTwoLargestUnits) {
+TEST(Duration, HasOneForm) {
     const std::pair<std::int64_t, const char*> cases[] = {
-        {0, "0 seconds"},
-        {1, "1 second"},
-        {-61, "1 minute 1 second"},
-        {3600, "1 hour"},
-        {3601, "1 hour"},
-        {2 * 86400 + 3600 + 59, "2 days 1 hour"},
-        {365 * 86400, "1 year"},
-        {LOWEST, "more than 1000 years"},
-        {HIGHEST, "more than 1000 years"},
+        {0, "0s"},
+        {1, "1s"},
+        {-61, "1m 1s"},
+        {3600, "1h"},
+        {3601, "1h"},
+        {2 * 86400 + 3600 + 59, "2d 1h"},
+        {365 * 86400, "1y"},
+        {LOWEST, "more than 1000y"},
+        {HIGHEST, "more than 1000y"},
     };
-    for (const auto& [seconds, words] : cases) {
-        EXPECT_EQ(Cli::DurationWords(seconds), words) << seconds;
+    for (const auto& [seconds, text] : cases) {
+        EXPECT_EQ(Cli::DurationText(seconds), text) << seconds;
     }
+    const std::pair<const char*, double> durations[] = {
+        {"2s", 2},      {"0.5s", 0.5}, {"10m", 600}, {"1h30m", 5400},   {"1d", 86400},
+        {"", -1},       {"2", -1},     {"s", -1},    {"-2s", -1},       {"2x", -1},
+        {"1e300y", -1}, {"2s ", -1},   {"nans", -1}, {"31688739y", -1}, {"2s3", -1}};
+    for (const auto& [text, seconds] : durations) {
+        EXPECT_EQ(Cli::ParseDuration(text).value_or(-1), seconds) << text;
+        EXPECT_EQ(Cli::IsDuration(text).empty(), seconds >= 0) << text;
+    }
+    EXPECT_EQ(Cli::DurationText(0.1234), "0.12s");
+    EXPECT_EQ(Cli::DurationText(2.5), "2.5s");
+    EXPECT_EQ(Cli::DurationText(89.6), "1m 30s");
 }
 
 TEST(Duration, StopsAtTheLimits) {
@@ -126,7 +149,9 @@ TEST(Table, ColumnsAlignByWhatTheyTakeOnATerminal) {
 TEST(Table, FitsTheLineAndCutsNothingOffItsLastColumn) {
     Cli::Table table({"NAME", "WHY"});
     table.Add({std::string(60, 'n'), std::string(50, 'a') + " " + std::string(50, 'b')});
-    std::istringstream lines(table.Text(Cli::Style(-1)));
+    const std::string unbroken = table.Text(Cli::Style(-1));
+    EXPECT_EQ(std::count(unbroken.begin(), unbroken.end(), '\n'), 2);
+    std::istringstream lines(table.Text(Cli::Style(false, 80)));
     std::string whole;
     for (std::string line; std::getline(lines, line);) {
         EXPECT_LE(Cli::DisplayWidth(line), 80U);
@@ -136,14 +161,21 @@ TEST(Table, FitsTheLineAndCutsNothingOffItsLastColumn) {
     EXPECT_THAT(whole, testing::HasSubstr("n…"));
 }
 
+TEST(Json, NoControlCharacterReachesTheTerminalRaw) {
+    EXPECT_EQ(Cli::JsonText("a\x7f\x1b\n"), "\"a\\u007f\\u001b\\n\"\n");
+}
+
 TEST(Tool, EachWayToCallACommand) {
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"--dir", "a", "list", "ann"}, "list:ann,:a:7"},
         {{"--dir", "a", "device", "add", "ann", "x", "--json"}, "device add:ann,x:a:7:json"},
         {{"list", "--dir=b", "--count", "9", "--", "-1"}, "list:-1,:b:9"},
-        {{"--dir", "a", "list", "--dir", "b", "ann", "list"}, "list:ann,list:b:7"},
+        {{"--dir", "a", "list", "--dir", "b", "Ann", "list"}, "list:ann,list:b:7"},
         {{"device", "add", "ann", "[a,b]", "--dir", "[c]"}, "device add:ann,[a,b]:[c]:7"},
         {{"list", "ann", "", "--dir", "--json"}, "list:ann,:--json:7"},
+        {{"--dir", "a", "list", "ann", "--mark", "x: y", "--mark=z", "n"}, "list:ann,n:a:7x: y+z"},
+        {{"--dir", "a", "fault", "delay"}, "fault:delay,:a:7"},
+        {{"--dir", "a", "fault", "clear", "x"}, "fault clear:x,:a:7"},
     };
     for (const auto& [words, called] : cases) {
         CalledTool tool;
@@ -160,46 +192,47 @@ TEST(Tool, AWrongCallIsAnsweredWithWhatIsWrong) {
     };
     const Case cases[] = {
         {{}, "a command is missing", ""},
-        {{"lsit", "ann"}, "there is no command lsit; nearest: list", ""},
-        {{"lsit", "--help"}, "there is no command lsit; nearest: list", ""},
+        {{"lsit", "ann"}, "not expected: ann lsit", ""},
         {{"device"}, "a command is missing", " device"},
-        {{"device", "ad"}, "there is no command ad; nearest: add", " device"},
+        {{"device", "ad"}, "not expected: ad", " device"},
         {{"list"}, "USER is required", " list"},
-        {{"list", "an"}, "USER: there is no \"an\"; nearest: ann", " list"},
-        {{"list", "ann", "b", "c"}, "one word too many: c", " list"},
-        {{"list", "--jsn"}, "there is no option --jsn; nearest: --json", " list"},
-        {{"list", "ann", "--count"}, "--count: a value is missing", " list"},
+        {{"list", "an"}, "USER: an not in {ann,ben", " list"},
+        {{"list", "ann", "b", "c"}, "not expected: c", " list"},
+        {{"list", "ann", "--jsn"}, "--jsn", " list"},
+        {{"list", "ann", "--count"}, "--count", " list"},
         {{"list", "ann", "--count", "10"}, "--count: Value 10 not in range", " list"},
         {{"list", "ann", "--count", "x"}, "--count: Value x not in range", " list"},
+        {{"list", "ann", "--mark", "\xff"}, "--mark: it is not UTF-8", " list"},
         {{"--dir", "", "list", "ann"}, "--dir: it is empty", " list"},
         {{"--dir=", "list", "ann"}, "--dir: it is empty", ""},
-        {{"completion", "fish"}, "SHELL: there is no \"fish\"; there are bash, zsh", " completion"},
-        {{"help", "device", "lsit"}, "there is no command lsit", " help"},
+        {{"completion", "fish"}, "SHELL: fish not in {bash,zsh}", " completion"},
     };
     for (const auto& [words, problem, command] : cases) {
         CalledTool tool;
         EXPECT_EQ(tool.Run(words), 2) << Cli::Join(words, " ");
-        EXPECT_THAT(tool.errors, testing::StartsWith(std::string("tool: ") + problem));
+        EXPECT_THAT(tool.errors, testing::StartsWith("tool: "));
+        EXPECT_THAT(tool.errors, testing::HasSubstr(problem));
         EXPECT_THAT(tool.errors, testing::EndsWith(std::string("\nTry: tool") + command + " --help\n"));
         EXPECT_EQ(tool.called, "");
     }
     CalledTool tool;
     EXPECT_EQ(tool.Run({"list", "fail"}), 1);
     EXPECT_EQ(tool.errors, "tool: failed\n");
+    EXPECT_EQ(tool.Run({"list", "told"}), 130);
+    EXPECT_EQ(tool.errors, "");
 }
 
-TEST(Tool, CompletionOffersWhatMayComeNext) {
+TEST(Tool, CompletionOffersCommandsAndOptions) {
     const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"l"}, "list\tWhat it does\n"},
         {{"--dir", "x", "device", ""}, "add\tWhat it does\n"},
-        {{"list", "a"}, "ann\n"},
-        {{"list", "ann", "a"}, ""},
-        {{"list", "--c"}, "--count\n"},
+        {{"list", "a"}, ""},
+        {{"list", "--c"}, "--count\thow many\n"},
+        {{"list", "ann", "--json", "--c"}, "--count\thow many\n"},
         {{"device", "add", "--di"}, "--dir\tthe folder\n"},
         {{"--dir", "l"}, ""},
-        {{"list", "--dir", "a"}, ""},
-        {{"completion", ""}, "bash\nzsh\n"},
-        {{"help", "device", ""}, "add\tWhat it does\n"},
+        {{"--dir", "device", "l"}, "list\tWhat it does\n"},
+        {{"fault", "c"}, "clear\tWhat it does\n"},
     };
     for (const auto& [words, lines] : cases) {
         CalledTool tool;

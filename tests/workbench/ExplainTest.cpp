@@ -51,7 +51,7 @@ TEST(Explain, TellsWhatEachLevelTells) {
         {"removed", 'I', {"success: \n", "list: 1 removed,"}},
         {"refresh",
          'I',
-         {"success: \n", "token: refreshed, since the access token ran out 11 seconds before",
+         {"success: \n", "token: refreshed, since the access token ran out 11s before",
           "server gave one"}},
         {"mark",
          'I',

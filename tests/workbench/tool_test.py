@@ -69,8 +69,8 @@ class ToolTest(ToolCase):
     def test_status_in_words(self):
         self.television()
         text = self.run_tool("status").stdout
-        for words in (r"access token +valid, (1 hour|59 minutes.*) left  top-\.\.\. \(26 characters\)",
-                      r"refresh token +ran out \d+ seconds? ago", r"activation +valid, (2 days|1 day 23 hours) left",
+        for words in (r"access token +valid, (1h|59m.*) left  top-\.\.\. \(26 characters\)",
+                      r"refresh token +ran out \d+s ago", r"activation +valid, (2d|1d 23h) left",
                       r"application token +valid, 1 minute.* left", r"records +3 records, mark of the last run 42",
                       r"device list +2 devices", r"last run +none yet"):
             self.assertRegex(text, words)

@@ -20,7 +20,4 @@ void AddRequestCommands(Cli::Tool& tool);
 /** lifetime, expire */
 void AddLifetimeCommands(Cli::Tool& tool);
 
-/** The operand that names a user, with those that there are for completion. */
-void AddLogin(Cli::Tool& tool, CLI::App& command, std::string& login, const std::string& name = "USER");
-
 }  // namespace LocalCloud

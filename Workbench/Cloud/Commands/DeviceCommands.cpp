@@ -103,44 +103,25 @@ void ListDevices(const std::string& login, bool json) {
     std::cout << table.Text(Cli::Style(STDOUT_FILENO));
 }
 
-Cli::Candidates DeviceCandidates(const std::string& login) {
-    Cli::Candidates candidates;
-    const Json::Value document = Users(Folder()).Load(login);
-    for (const auto& record : document["records"]) {
-        candidates.push_back({TextMember(record, "record_id"), TextMember(record, "name")});
-    }
-    return candidates;
-}
-
-void AddId(Cli::Tool& tool, CLI::App& command, const Arguments& arguments) {
-    tool.Offer(command.add_option("ID", arguments->id),
-               [arguments] { return DeviceCandidates(arguments->login); })
-        ->required();
-}
-
 void AddAdd(Cli::Tool& tool, const Arguments& arguments) {
-    CLI::App& command = tool.Command("device add", "Add a device; prints its record id",
-                                     R"(Works with and without a running server.
+    Cli::Command command = tool.Add("device add", "Add a device; prints its record id",
+                                    R"(Works with and without a running server.
 
 Examples:
   infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22
   infosync-cloud device add ann@example.com Headset AA:BB:CC:00:11:23 \
-      --id headset --no-audio-sink)");
-    AddLogin(tool, command, arguments->login);
-    command.add_option("NAME", arguments->name)->required()->check(Cli::Utf8());
-    command.add_option("ADDRESS", arguments->address)->required()->check(Cli::BluetoothAddress());
-    command.add_option("--id", arguments->id, "the record's id (default: a new one)")
-        ->option_text("ID")
-        ->check(Cli::Utf8());
-    CLI::Option* uuids = command
-                             .add_option("--uuids", arguments->uuids,
-                                         "service UUIDs, separated by commas (default: Audio Sink)")
-                             ->option_text("LIST")
-                             ->check(Cli::Utf8());
-    command
-        .add_flag("--no-audio-sink", arguments->noAudioSink, "a hands-free device, which no television lists")
-        ->excludes(uuids);
-    command.callback([arguments] { AddDevice(*arguments); });
+      --id headset --no-audio-sink)",
+                                    [arguments] { AddDevice(*arguments); });
+    command.Operand("USER", arguments->login).Required();
+    command.Operand("NAME", arguments->name).Required().Must(&Cli::IsUtf8);
+    command.Operand("ADDRESS", arguments->address).Required().Must(&Cli::IsBluetoothAddress);
+    command.Option("--id", "ID", arguments->id, "the record's id (default: a new one)").Must(&Cli::IsUtf8);
+    const Cli::Parameter uuids = command
+                                     .Option("--uuids", "LIST", arguments->uuids,
+                                             "service UUIDs, separated by commas (default: Audio Sink)")
+                                     .Must(&Cli::IsUtf8);
+    command.Flag("--no-audio-sink", arguments->noAudioSink, "a hands-free device, which no television lists")
+        .Excludes(uuids);
 }
 
 }  // namespace
@@ -149,32 +130,32 @@ void AddDeviceCommands(Cli::Tool& tool) {
     const auto arguments = std::make_shared<DeviceArguments>();
     AddAdd(tool, arguments);
 
-    CLI::App& rename =
-        tool.Command("device rename", "Give a device another name",
-                     "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'");
-    AddLogin(tool, rename, arguments->login);
-    AddId(tool, rename, arguments);
-    rename.add_option("NAME", arguments->name)->required()->check(Cli::Utf8());
-    rename.callback([arguments] {
-        EditDevice(*arguments, [&arguments](Json::Value& records, Json::ArrayIndex index) {
-            records[index]["name"] = arguments->name;
+    Cli::Command rename = tool.Add(
+        "device rename", "Give a device another name",
+        "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'", [arguments] {
+            EditDevice(*arguments, [&arguments](Json::Value& records, Json::ArrayIndex index) {
+                records[index]["name"] = arguments->name;
+            });
         });
-    });
+    rename.Operand("USER", arguments->login).Required();
+    rename.Operand("ID", arguments->id).Required();
+    rename.Operand("NAME", arguments->name).Required().Must(&Cli::IsUtf8);
 
-    CLI::App& remove =
-        tool.Command("device remove", "Remove a device; clients learn of it with their next download",
-                     "Example:\n  infosync-cloud device remove ann@example.com headset");
-    AddLogin(tool, remove, arguments->login);
-    AddId(tool, remove, arguments);
-    remove.callback([arguments] {
-        EditDevice(*arguments,
-                   [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
-    });
+    Cli::Command remove =
+        tool.Add("device remove", "Remove a device; clients learn of it with their next download",
+                 "Example:\n  infosync-cloud device remove ann@example.com headset", [arguments] {
+                     EditDevice(*arguments, [](Json::Value& records, Json::ArrayIndex index) {
+                         records.removeIndex(index, nullptr);
+                     });
+                 });
+    remove.Operand("USER", arguments->login).Required();
+    remove.Operand("ID", arguments->id).Required();
 
-    CLI::App& list = tool.ReadingCommand("device list", "Show a user's devices",
-                                         "Example:\n  infosync-cloud device list ann@example.com --json",
-                                         [arguments](bool json) { ListDevices(arguments->login, json); });
-    AddLogin(tool, list, arguments->login);
+    tool.AddReading("device list", "Show a user's devices",
+                    "Example:\n  infosync-cloud device list ann@example.com --json",
+                    [arguments](bool json) { ListDevices(arguments->login, json); })
+        .Operand("USER", arguments->login)
+        .Required();
 }
 
 }  // namespace LocalCloud

@@ -21,16 +21,24 @@ namespace {
 
 constexpr double LONGEST_PAUSE = 86400;
 constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
+constexpr int LOWEST_STATUS = 200;
+constexpr int HIGHEST_STATUS = 9999;
 
 struct Plan {
     Fault fault;
     /** From now on; 1 is the next request or connection. */
     std::int64_t nth = 1;
     std::string bodyFile;
+    /** As it was written. */
+    std::string seconds = "0";
+    std::string tlsVersion;
+    std::int64_t bytes = 0;
 };
 
 void Submit(Plan& plan) {
     plan.fault.skip = plan.nth - 1;
+    plan.fault.bytes = static_cast<std::size_t>(plan.bytes);
+    plan.fault.seconds = g_ascii_strtod(plan.seconds.c_str(), nullptr);
     if (plan.fault.kind == FaultKind::Body) {
         plan.fault.body = Files::Read(plan.bodyFile);
     }
@@ -49,74 +57,56 @@ std::vector<std::string> EndpointNames() {
 }
 
 /** A number of seconds, and nothing that only looks like a number. */
-CLI::Validator Seconds() {
-    return {[](const std::string& value) -> std::string {
-                gchar* end = nullptr;
-                const double seconds = g_ascii_strtod(value.c_str(), &end);
-                const bool fits = !value.empty() && *end == '\0' && seconds >= 0 && seconds <= LONGEST_PAUSE;
-                return fits ? "" : "\"" + value + "\" is no number of seconds from 0 to a day";
-            },
-            ""};
+std::string IsSeconds(const std::string& value) {
+    gchar* end = nullptr;
+    const double seconds = g_ascii_strtod(value.c_str(), &end);
+    const bool fits = !value.empty() && *end == '\0' && seconds >= 0 && seconds <= LONGEST_PAUSE;
+    return fits ? "" : "\"" + value + "\" is no number of seconds from 0 to a day";
 }
 
-CLI::Validator HeaderLine() {
-    return {[](const std::string& line) -> std::string {
-                const auto colon = line.find(": ");
-                const bool fits = colon != 0 && colon != std::string::npos &&
-                                  line.find_first_of("\r\n") == std::string::npos;
-                return fits ? "" : "a header must be one line, NAME: VALUE";
-            },
-            ""};
-}
-
-CLI::Validator Status() {
-    return CLI::Range(200, 9999);
-}
-
-CLI::Validator Count(std::int64_t lowest) {
-    return CLI::Range(lowest, LARGEST_COUNT);
+std::string IsHeaderLine(const std::string& line) {
+    const auto colon = line.find(": ");
+    const bool fits =
+        colon != 0 && colon != std::string::npos && line.find_first_of("\r\n") == std::string::npos;
+    return fits ? "" : "a header must be one line, NAME: VALUE";
 }
 
 /** What only some faults take. */
-void AddOperands(Cli::Tool& tool, CLI::App& command, Plan& plan) {
+void AddOperands(Cli::Command& command, Plan& plan) {
     Fault& fault = plan.fault;
     switch (fault.kind) {
         case FaultKind::Delay:
-            command.add_option("SECONDS", fault.seconds)->required()->check(Seconds());
+            command.Operand("SECONDS", plan.seconds).Required().Must(&IsSeconds);
             break;
         case FaultKind::Status:
-            command.add_option("CODE", fault.status)->required()->check(Status());
+            command.Operand("CODE", fault.status).Required().Between(LOWEST_STATUS, HIGHEST_STATUS);
             break;
         case FaultKind::Body:
-            command.add_option("FILE", plan.bodyFile)->required();
-            command.add_option("--status", fault.status, "the answer's status (default: 200)")
-                ->option_text("CODE")
-                ->check(Status());
+            command.Operand("FILE", plan.bodyFile).Required();
+            command.Option("--status", "CODE", fault.status, "the answer's status (default: 200)")
+                .Between(LOWEST_STATUS, HIGHEST_STATUS);
             break;
         case FaultKind::Cut:
-            command.add_option("BYTES", fault.bytes)->required()->check(Count(0));
-            command.add_flag("--headers", fault.withinHeaders,
-                             "count from the answer's first byte and end within the headers");
+            command.Operand("BYTES", plan.bytes).Required().Between(0, LARGEST_COUNT);
+            command.Flag("--headers", fault.withinHeaders,
+                         "count from the answer's first byte and end within the headers");
             break;
         case FaultKind::Dribble:
         case FaultKind::Endless: {
             const bool dribble = fault.kind == FaultKind::Dribble;
-            fault.seconds = dribble ? 0.1 : 0;
+            plan.seconds = dribble ? "0.1" : "0";
             command
-                .add_option("--interval", fault.seconds,
-                            dribble ? "from byte to byte (default: 0.1)"
-                                    : "from byte to byte (default: 0, as fast as it goes)")
-                ->option_text("SECONDS")
-                ->check(Seconds());
+                .Option("--interval", "SECONDS", plan.seconds,
+                        dribble ? "from byte to byte (default: 0.1)"
+                                : "from byte to byte (default: 0, as fast as it goes)")
+                .Must(&IsSeconds);
             break;
         }
         case FaultKind::Certificate:
-            tool.OneOf(command.add_option("FLAW", fault.flaw), CertificateFlaws())->required();
+            command.Operand("FLAW", fault.flaw).OneOf(CertificateFlaws()).Required();
             break;
         case FaultKind::Tls: {
-            const auto theOnlyVersion = [](const std::string&) {};
-            tool.OneOf(command.add_option_function<std::string>("VERSION", theOnlyVersion), {"1.1"})
-                ->required();
+            command.Operand("VERSION", plan.tlsVersion).OneOf({"1.1"}).Required();
             break;
         }
         case FaultKind::Drop:
@@ -126,12 +116,9 @@ void AddOperands(Cli::Tool& tool, CLI::App& command, Plan& plan) {
     }
     if (fault.ReplacesAnswer()) {
         command
-            .add_option("--header", fault.headers,
-                        "add a header line, NAME: VALUE; may be given several times")
-            ->option_text("LINE")
-            ->allow_extra_args(false)
-            ->take_all()
-            ->check(HeaderLine());
+            .Option("--header", "LINE", fault.headers,
+                    "add a header line, NAME: VALUE; may be given several times")
+            .Must(&IsHeaderLine);
     }
 }
 
@@ -141,26 +128,22 @@ void AddFault(Cli::Tool& tool, FaultKind kind, const std::string& summary, const
     plan->fault.kind = kind;
     const bool connecting = plan->fault.SpoilsConnection();
     const std::string name = "fault " + NameOf(kind);
-    CLI::App& command = tool.Command(
+    Cli::Command command = tool.Add(
         name, summary,
         std::string("It is for the next ") + (connecting ? "connection" : "request") +
             ", or the n-th from now with --nth; --times is how many are hit (0: all, until 'fault clear')." +
             (connecting ? " Connections that are open are closed after their next answer." : "") +
-            "\n\nExample:\n  infosync-cloud " + name + example);
-    command.add_option("--nth", plan->nth, "the first one that is hit (default: 1, the next)")
-        ->option_text("N")
-        ->check(Count(1));
-    command.add_option("--times", plan->fault.times, "how many are hit (default: 1; 0: all)")
-        ->option_text("K")
-        ->check(Count(0));
+            "\n\nExample:\n  infosync-cloud " + name + example,
+        [plan] { Submit(*plan); });
+    command.Option("--nth", "N", plan->nth, "the first one that is hit (default: 1, the next)")
+        .Between(1, LARGEST_COUNT);
+    command.Option("--times", "K", plan->fault.times, "how many are hit (default: 1; 0: all)")
+        .Between(0, LARGEST_COUNT);
     if (!connecting) {
-        tool.OneOf(
-                command.add_option("--on", plan->fault.on, "only requests to this endpoint (default: any)"),
-                EndpointNames())
-            ->option_text("ENDPOINT");
+        command.Option("--on", "ENDPOINT", plan->fault.on, "only requests to this endpoint (default: any)")
+            .OneOf(EndpointNames());
     }
-    AddOperands(tool, command, *plan);
-    command.callback([plan] { Submit(*plan); });
+    AddOperands(command, *plan);
 }
 
 void List(bool json) {
@@ -193,11 +176,10 @@ void AddFaultCommands(Cli::Tool& tool) {
              "Present a wrong certificate: " + Cli::Join(CertificateFlaws(), ", "), " expired");
     AddFault(tool, FaultKind::Tls, "Offer no newer TLS than version 1.1", " 1.1");
     AddFault(tool, FaultKind::Plain, "Answer in plain HTTP where TLS is due", "");
-    tool.ReadingCommand("fault list", "Show the faults that are still to come",
-                        "Example:\n  infosync-cloud fault list --json", &List);
-    tool.Command("fault clear", "Forget the faults that are still to come").callback([] {
-        AskServer(Folder::Ready(), "DELETE", "/faults");
-    });
+    tool.AddReading("fault list", "Show the faults that are still to come",
+                    "Example:\n  infosync-cloud fault list --json", &List);
+    tool.Add("fault clear", "Forget the faults that are still to come", "",
+             [] { AskServer(Folder::Ready(), "DELETE", "/faults"); });
 }
 
 }  // namespace LocalCloud

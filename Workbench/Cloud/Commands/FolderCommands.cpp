@@ -60,23 +60,23 @@ void RemoveUser(const std::string& login) {
 }  // namespace
 
 void AddFolderCommands(Cli::Tool& tool) {
-    tool.ReadingCommand("init", "Make the cloud's folder: users, certificates, settings",
-                        "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud", &Init);
+    tool.AddReading("init", "Make the cloud's folder: users, certificates, settings",
+                    "What is there stays.\n\nExample:\n  infosync-cloud init --dir /tmp/cloud", &Init);
 
     const auto login = std::make_shared<std::string>();
-    CLI::App& add = tool.Command("user add", "Add a user, so that the cloud accepts the sign-in",
-                                 "Example:\n  infosync-cloud user add ann@example.com");
-    add.add_option("LOGIN", *login)->required();
-    add.callback([login] { AddUser(*login); });
+    tool.Add("user add", "Add a user, so that the cloud accepts the sign-in",
+             "Example:\n  infosync-cloud user add ann@example.com", [login] { AddUser(*login); })
+        .Operand("LOGIN", *login)
+        .Required();
 
-    tool.ReadingCommand("user list", "Show the users", "Example:\n  infosync-cloud user list --json",
-                        &ListUsers);
+    tool.AddReading("user list", "Show the users", "Example:\n  infosync-cloud user list --json", &ListUsers);
 
-    CLI::App& remove = tool.Command("user remove", "Remove a user with all devices",
-                                    "The user's tokens are refused from then on.\n\n"
-                                    "Example:\n  infosync-cloud user remove ann@example.com");
-    AddLogin(tool, remove, *login, "LOGIN");
-    remove.callback([login] { RemoveUser(*login); });
+    tool.Add("user remove", "Remove a user with all devices",
+             "The user's tokens are refused from then on.\n\nExample:\n  infosync-cloud user remove "
+             "ann@example.com",
+             [login] { RemoveUser(*login); })
+        .Operand("LOGIN", *login)
+        .Required();
 }
 
 }  // namespace LocalCloud

@@ -47,7 +47,7 @@ void AddLifetime(Cli::Tool& tool) {
         std::int64_t seconds = -1;
     };
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App& command = tool.ReadingCommand(
+    Cli::Command command = tool.AddReading(
         "lifetime",
         "Show or set how long what the cloud hands out is valid: access, refresh, activation, app",
         R"(What was handed out before keeps its time.
@@ -65,8 +65,8 @@ Examples:
                 SetLifetime(arguments->name, arguments->seconds);
             }
         });
-    tool.OneOf(command.add_option("NAME", arguments->name), Settings::LifetimeNames());
-    command.add_option("SECONDS", arguments->seconds)->check(CLI::Range(std::int64_t{0}, LONGEST_LIFETIME));
+    command.Operand("NAME", arguments->name).OneOf(Settings::LifetimeNames());
+    command.Operand("SECONDS", arguments->seconds).Between(0, LONGEST_LIFETIME);
 }
 
 /** What can be ended at once. */
@@ -103,14 +103,7 @@ std::int64_t Expire(const Folder& folder, const std::string& kind, const std::st
 
 void AddExpire(Cli::Tool& tool, const Kind& kind) {
     const auto login = std::make_shared<std::string>();
-    CLI::App& command =
-        tool.Command(std::string("expire ") + kind.name, std::string("End a user's ") + kind.noun + "s now",
-                     std::string(kind.refusal) +
-                         " The client believes that it may still use them.\n\nExample:\n  infosync-cloud "
-                         "expire " +
-                         kind.name + " ann@example.com");
-    AddLogin(tool, command, *login);
-    command.callback([kind, login] {
+    const auto run = [kind, login] {
         const Folder folder = Folder::Ready();
         const std::int64_t expired = Expire(folder, kind.name, *login);
         if (expired == 0) {
@@ -118,7 +111,14 @@ void AddExpire(Cli::Tool& tool, const Kind& kind) {
         }
         std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), kind.noun) << "\n";
         std::cout << (expired > 0 ? std::string("It shows ") + kind.shows + ".\n" : "");
-    });
+    };
+    tool.Add(std::string("expire ") + kind.name, std::string("End a user's ") + kind.noun + "s now",
+             std::string(kind.refusal) +
+                 "\nThe client believes that it may still use them.\n\nExample:\n  infosync-cloud expire " +
+                 kind.name + " ann@example.com",
+             run)
+        .Operand("USER", *login)
+        .Required();
 }
 
 void ExpireMark(const std::string& login, const std::string& code) {
@@ -134,18 +134,16 @@ void AddExpireMark(Cli::Tool& tool) {
     const std::string unknown = TextOf(ResultCode::MarkUnknown);
     const auto login = std::make_shared<std::string>();
     const auto code = std::make_shared<std::string>(tooOld);
-    CLI::App& command =
-        tool.Command("expire mark", "Refuse the mark that a user's next download asks from, once",
-                     R"(The client is then to forget its records and to download everything.
+    Cli::Command command =
+        tool.Add("expire mark", "Refuse the mark that a user's next download asks from, once",
+                 R"(The client is then to forget its records and to download everything.
 
 Example:
-  infosync-cloud expire mark ann@example.com --code 4000002)");
-    AddLogin(tool, command, *login);
-    tool.OneOf(command.add_option("--code", *code,
-                                  tooOld + " (too old, the default) or " + unknown + " (unknown)"),
-               {tooOld, unknown})
-        ->option_text("RCODE");
-    command.callback([login, code] { ExpireMark(*login, *code); });
+  infosync-cloud expire mark ann@example.com --code 4000002)",
+                 [login, code] { ExpireMark(*login, *code); });
+    command.Operand("USER", *login).Required();
+    command.Option("--code", "RCODE", *code, tooOld + " (too old, the default) or " + unknown + " (unknown)")
+        .OneOf({tooOld, unknown});
 }
 
 }  // namespace

@@ -33,24 +33,22 @@ void Serve(const ServeOptions& options, bool detach) {
 void AddServe(Cli::Tool& tool) {
     const auto options = std::make_shared<ServeOptions>();
     const auto detach = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command(
-        "serve", "Run the authorisation server and the cloud service on 127.0.0.1, until stopped",
-        R"(The folder is made when there is none. Each request is shown in one line.
+    Cli::Command command =
+        tool.Add("serve", "Run the authorisation server and the cloud service on 127.0.0.1, until stopped",
+                 R"(The folder is made when there is none. Each request is shown in one line.
 
 Examples:
   infosync-cloud serve --port 0 --record exchanges.jsonl
-  infosync-cloud serve --any-user --quiet)");
-    command.add_option("--port", options->port, "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
-        ->option_text("N")
-        ->check(CLI::Range(0, HIGHEST_PORT));
-    command
-        .add_option("--record", options->recordFile, "append every exchange to FILE, one line of JSON each")
-        ->option_text("FILE");
-    command.add_flag("--any-user", options->anyUser, "accept every login id, not only those of 'user list'");
-    command.add_flag("--quiet", options->quiet, "show no line for each request");
-    command.add_flag("--detach", *detach,
-                     "return when the server answers; it goes on until 'infosync-cloud stop'");
-    command.callback([options, detach] { Serve(*options, *detach); });
+  infosync-cloud serve --any-user --quiet)",
+                 [options, detach] { Serve(*options, *detach); });
+    command.Option("--port", "N", options->port, "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
+        .Between(0, HIGHEST_PORT);
+    command.Option("--record", "FILE", options->recordFile,
+                   "append every exchange to FILE, one line of JSON each");
+    command.Flag("--any-user", options->anyUser, "accept every login id, not only those of 'user list'");
+    command.Flag("--quiet", options->quiet, "show no line for each request");
+    command.Flag("--detach", *detach,
+                 "return when the server answers; it goes on until 'infosync-cloud stop'");
 }
 
 std::string StatusTable(const Json::Value& status) {
@@ -103,13 +101,13 @@ void Stop() {
 
 void AddServerCommands(Cli::Tool& tool) {
     AddServe(tool);
-    tool.ReadingCommand("status", "Show the running server: where it listens, what it counted",
-                        R"(The exit status is 1 when none runs.
+    tool.AddReading("status", "Show the running server: where it listens, what it counted",
+                    R"(The exit status is 1 when none runs.
 
 Example:
   infosync-cloud status --json)",
-                        &Status);
-    tool.Command("stop", "End the running server").callback(&Stop);
+                    &Status);
+    tool.Add("stop", "End the running server", "", &Stop);
 }
 
 }  // namespace LocalCloud

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -15,6 +14,7 @@
 #include <thread>
 #include <utility>
 
+#include "Cli/Errors.h"
 #include "Cloud/Server/CloudServer.h"
 #include "Cloud/Server/ControlServer.h"
 #include "Cloud/Service/AuthorizationServer.h"
@@ -192,7 +192,7 @@ void ServeDetached(const Folder& folder, const ServeOptions& options, const Read
     int status = 0;
     ::waitpid(server, &status, 0);
     if (WIFEXITED(status)) {
-        throw CLI::RuntimeError(WEXITSTATUS(status));
+        throw Cli::ToldAlready(WEXITSTATUS(status));
     }
     throw std::runtime_error("the server ended before it answered");
 }

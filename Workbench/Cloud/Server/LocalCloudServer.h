@@ -28,7 +28,7 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const 
 /**
  * The same in a process of its own, which this one waits for until it answers. What goes wrong later is told
  * in the folder's state/serve.log.
- * @throws CLI::RuntimeError when that process has told already why it does not serve
+ * @throws Cli::ToldAlready when that process has told already why it does not serve
  */
 void ServeDetached(const Folder& folder, const ServeOptions& options, const Ready& ready);
 

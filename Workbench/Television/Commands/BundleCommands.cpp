@@ -43,15 +43,15 @@ void Report(const ReportArguments& arguments) {
                                             : ": the television, its secrets replaced\n");
     }
     if (!leftOut.empty()) {
-        throw CLI::RuntimeError(Cli::EXIT_FAILED);
+        throw Cli::ToldAlready();
     }
 }
 
 void AddReport(Cli::Tool& tool) {
     const auto arguments = std::make_shared<ReportArguments>();
-    CLI::App& command = tool.Command(
-        "report", "Write the whole television to one file, to attach to a bug report",
-        R"(One JSON document with tv.ini, the settings, the stored records, the runs that are kept
+    Cli::Command command =
+        tool.Add("report", "Write the whole television to one file, to attach to a bug report",
+                 R"(One JSON document with tv.ini, the settings, the stored records, the runs that are kept
 with their logs, and the last requests to its local cloud; - writes to standard output.
 Tokens, codes and verifiers are replaced, and all other texts of the stored records that are
 not known to be harmless; user, device names and addresses are not. Nothing is written when
@@ -60,11 +60,11 @@ certificate file, is not part of it.
 
 Examples:
   infosync-tv report tv.json
-  infosync-tv report - | less)");
-    command.add_option("FILE", arguments->file)->required();
-    command.add_flag("--with-secrets", arguments->withSecrets, "leave tokens, codes and verifiers in it");
-    command.add_flag("--force", arguments->force, "replace FILE");
-    command.callback([arguments] { Report(*arguments); });
+  infosync-tv report - | less)",
+                 [arguments] { Report(*arguments); });
+    command.Operand("FILE", arguments->file).Required();
+    command.Flag("--with-secrets", arguments->withSecrets, "leave tokens, codes and verifiers in it");
+    command.Flag("--force", arguments->force, "replace FILE");
 }
 
 std::string ReadAll(const std::string& file) {
@@ -94,16 +94,16 @@ void Import(const std::string& file, bool force) {
 void AddImport(Cli::Tool& tool) {
     const auto file = std::make_shared<std::string>();
     const auto force = std::make_shared<bool>(false);
-    CLI::App& command = tool.Command(
+    Cli::Command command = tool.Add(
         "import", "Make the television that a file of report describes",
         R"(- reads standard input. Tokens and device ids that were masked count as run out: the next run
 gets new ones.
 
 Example:
-  infosync-tv --dir /tmp/theirs import tv.json)");
-    command.add_option("FILE", *file)->required();
-    command.add_flag("--force", *force, "replace the television that is in the folder");
-    command.callback([file, force] { Import(*file, *force); });
+  infosync-tv --dir /tmp/theirs import tv.json)",
+        [file, force] { Import(*file, *force); });
+    command.Operand("FILE", *file).Required();
+    command.Flag("--force", *force, "replace the television that is in the folder");
 }
 
 }  // namespace

@@ -155,7 +155,7 @@ std::string Line(const CheckResult& result, const Cli::Style& style) {
     constexpr std::size_t STATE_WIDTH = 7;
     return Cli::Pad(result.subject, SUBJECT_WIDTH) +
            (result.isFine ? style(Cli::Colour::GREEN, "fine   ") : style(Cli::Colour::RED, "wrong  ")) +
-           Cli::Wrap(Cli::EscapeLines(result.words), SUBJECT_WIDTH + STATE_WIDTH);
+           Cli::Wrap(Cli::EscapeLines(result.words), SUBJECT_WIDTH + STATE_WIDTH, style.Width());
 }
 
 void Check(bool json) {
@@ -176,14 +176,14 @@ void Check(bool json) {
     }
     std::cout << (json ? Cli::JsonText(all) : text);
     if (!isFine) {
-        throw CLI::RuntimeError(Cli::EXIT_FAILED);
+        throw Cli::ToldAlready();
     }
 }
 
 }  // namespace
 
 void AddCheck(Cli::Tool& tool) {
-    tool.ReadingCommand(
+    tool.AddReading(
         "check", "Look for what keeps this television from working",
         R"(tv.ini, the folder and who may write to it, the certificates, what the authorisation server
 answers to a request by the service's own way, and the clock. The exit status is 1 when

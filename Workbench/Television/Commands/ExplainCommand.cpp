@@ -12,6 +12,7 @@
 #include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Text.h"
+#include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Commands/Commands.h"
 #include "Television/Explain/Explainer.h"
@@ -127,7 +128,7 @@ void ExplainLog(const ExplainArguments& arguments) {
 
 void AddExplain(Cli::Tool& tool) {
     const auto arguments = std::make_shared<ExplainArguments>();
-    CLI::App& command = tool.Command(
+    Cli::Command command = tool.Add(
         "explain", "Tell what the service did, from its log alone",
         R"(FILE, or standard input, is a log from a set or a desk: of the log viewer in its forms brief,
 time, threadtime or long, of journalctl, or of the service itself, with other programs' lines
@@ -142,15 +143,13 @@ Examples:
   infosync-tv explain set.log
   infosync-tv explain set.log --html set.html
   journalctl -u bt-infosync | infosync-tv explain
-  infosync-tv run --level D 2>&1 | infosync-tv explain --trace trace.json)");
-    command.add_option("FILE", arguments->file, "the log; - for standard input");
-    command.add_flag("--json", arguments->json,
-                     "write JSON for scripts: an array with an object for each run");
-    command.add_option("--html", arguments->page, "write a page with a picture of each run")
-        ->option_text("PAGE");
-    command.add_option("--trace", arguments->trace, "write the traced calls as Chrome trace events")
-        ->option_text("TRACE");
-    command.callback([arguments] { ExplainLog(*arguments); });
+  infosync-tv run --level D 2>&1 | infosync-tv explain --trace trace.json)",
+        [arguments] { ExplainLog(*arguments); });
+    command.Operand("FILE", arguments->file, "the log; - for standard input");
+    command.Json(arguments->json);
+    command.Option("--html", "PAGE", arguments->page, "write a page with a picture of each run")
+        .Must(&Cli::IsNotEmpty);
+    command.Option("--trace", "TRACE", arguments->trace, "write the traced calls as Chrome trace events");
 }
 
 }  // namespace Commands

@@ -33,7 +33,7 @@ using Cli::Colour;
 using Cli::Style;
 using Television::DeviceChange;
 
-constexpr unsigned LONGEST_TIMEOUT_SECONDS = 86400;
+constexpr int LONGEST_TIMEOUT_SECONDS = 86400;
 constexpr char SERVICE_NAME[] = "bt-infosync";
 // How a run ended is told by lines of this priority and above: what was refused at I, but that is nothing for
 // a log file that is to have less.
@@ -43,7 +43,7 @@ constexpr char LEVEL_NEEDED_IN_FILE = 'W';
 struct RunArguments {
     /** Empty for that of tv.ini. */
     std::string level;
-    unsigned timeoutSeconds = 120;
+    int timeoutSeconds = 120;
     /** Empty for the usual one. */
     std::string service;
     bool wait = false;
@@ -176,7 +176,7 @@ void Run(const RunArguments& arguments) {
         arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level;
     Television::RunOptions options;
     options.service = ServicePath(arguments);
-    options.timeoutSeconds = arguments.timeoutSeconds;
+    options.timeoutSeconds = static_cast<unsigned>(arguments.timeoutSeconds);
     const auto file = television->Text(TvKeys::LOG_FILE);
     options.logFile = file ? TvFolder::Resolve(*file) : "";
     const char needed = file ? LEVEL_NEEDED_IN_FILE : LEVEL_NEEDED;
@@ -219,7 +219,8 @@ void Run(const RunArguments& arguments) {
         ended << "run: " << Television::OutcomeWords(outcome) << " (" << std::fixed << std::setprecision(2)
               << duration.count() << " s)";
         std::cout << ChangesText(after, changes, style)
-                  << style(isSuccess ? Colour::GREEN : Colour::RED, Cli::Wrap(Cli::Escape(ended.str()), 5));
+                  << style(isSuccess ? Colour::GREEN : Colour::RED,
+                           Cli::Wrap(Cli::Escape(ended.str()), 5, style.Width()));
     }
     try {
         keeper->Keep(summary);
@@ -229,7 +230,7 @@ void Run(const RunArguments& arguments) {
     if (!isSuccess) {
         // As a shell tells of what a signal ended.
         constexpr int SIGNALLED = 128;
-        throw CLI::RuntimeError(outcome.signal != 0 ? SIGNALLED + outcome.signal : Cli::EXIT_FAILED);
+        throw Cli::ToldAlready(outcome.signal != 0 ? SIGNALLED + outcome.signal : Cli::EXIT_FAILED);
     }
 }
 
@@ -237,9 +238,9 @@ void Run(const RunArguments& arguments) {
 
 void AddRun(Cli::Tool& tool) {
     const auto arguments = std::make_shared<RunArguments>();
-    CLI::App& command = tool.Command(
-        "run", "Run the service once on this television",
-        R"(The service's log goes to standard error; what changed in the device list and how the run
+    Cli::Command command =
+        tool.Add("run", "Run the service once on this television",
+                 R"(The service's log goes to standard error; what changed in the device list and how the run
 ended goes to standard output. Both are kept, for `runs`, `log` and `status`. The exit
 status is 0 only for a run that came to its good end and stored what it brought; 128 and the
 number of the signal for one that SIGINT, SIGTERM or SIGHUP interrupted.
@@ -251,25 +252,22 @@ was seen or is stored, wherever it stands. What is not masked: Workbench/README.
 Examples:
   infosync-tv run
   infosync-tv run --level E
-  infosync-tv run --level D --show-secrets 2>run.log)");
-    tool.OneOf(command.add_option("--level", arguments->level,
-                                  "show this priority and above: V, D, I, W, E or F (default: [log] level)"),
-               {"V", "D", "I", "W", "E", "F"})
-        ->option_text("LEVEL");
+  infosync-tv run --level D --show-secrets 2>run.log)",
+                 [arguments] { Run(*arguments); });
     command
-        .add_option("--timeout", arguments->timeoutSeconds,
-                    "end a run that does not end by itself (default: 120)")
-        ->option_text("SECONDS")
-        ->check(CLI::Range(1U, LONGEST_TIMEOUT_SECONDS));
+        .Option("--level", "LEVEL", arguments->level,
+                "show this priority and above: V, D, I, W, E or F (default: [log] level)")
+        .OneOf({"V", "D", "I", "W", "E", "F"});
     command
-        .add_option("--service", arguments->service,
-                    "the service's executable (default: bt-infosync beside this tool)")
-        ->option_text("FILE");
-    command.add_flag("--wait", arguments->wait, "wait for the end of a run that is under way");
-    command.add_flag("--show-secrets", arguments->showSecrets,
-                     "leave tokens, codes and verifiers in the log as they are");
-    command.add_flag("--json", arguments->json, "write outcome, requests and changes as JSON");
-    command.callback([arguments] { Run(*arguments); });
+        .Option("--timeout", "SECONDS", arguments->timeoutSeconds,
+                "end a run that does not end by itself (default: 120)")
+        .Between(1, LONGEST_TIMEOUT_SECONDS);
+    command.Option("--service", "FILE", arguments->service,
+                   "the service's executable (default: bt-infosync beside this tool)");
+    command.Flag("--wait", arguments->wait, "wait for the end of a run that is under way");
+    command.Flag("--show-secrets", arguments->showSecrets,
+                 "leave tokens, codes and verifiers in the log as they are");
+    command.Json(arguments->json);
 }
 
 }  // namespace Commands

@@ -98,26 +98,18 @@ void Log(const LogArguments& arguments) {
     reader.Finish();
 }
 
-Cli::Candidates RunNumbers() {
-    Cli::Candidates candidates;
-    for (const Json::Value& run : Television::ReadKeptRuns()) {
-        candidates.push_back({Cli::TextMember(run, "number"), Cli::TextMember(run, "words")});
-    }
-    return candidates;
-}
-
 }  // namespace
 
 void AddRunLog(Cli::Tool& tool) {
-    tool.ReadingCommand("runs", "List the last 20 runs",
-                        R"(An outcome of "unfinished" is that of a run under way, or of one that was killed.
+    tool.AddReading("runs", "List the last 20 runs",
+                    R"(An outcome of "unfinished" is that of a run under way, or of one that was killed.
 
 Examples:
   infosync-tv runs
   infosync-tv runs --json)",
-                        &Runs);
+                    &Runs);
     const auto arguments = std::make_shared<LogArguments>();
-    CLI::App& command = tool.Command(
+    Cli::Command command = tool.Add(
         "log", "Show the log of a run",
         R"(N is the run's number, as `runs` shows it; without it, the newest run's log is shown. It has
 every line of the level that the run had, with times, in the log viewer's form "time".
@@ -125,13 +117,11 @@ every line of the level that the run had, with times, in the log viewer's form "
 Examples:
   infosync-tv log
   infosync-tv log 12
-  infosync-tv log -f              # until the run has ended)");
-    tool.Offer(command.add_option("N", arguments->number)->check(CLI::Range(std::int64_t{1}, HIGHEST_NUMBER)),
-               &RunNumbers);
-    command.add_flag("-f,--follow", arguments->follow, "go on showing it until the run has ended");
-    command.add_flag("--show-secrets", arguments->showSecrets,
-                     "leave tokens, codes and verifiers as they are");
-    command.callback([arguments] { Log(*arguments); });
+  infosync-tv log -f              # until the run has ended)",
+        [arguments] { Log(*arguments); });
+    command.Operand("N", arguments->number).Between(1, HIGHEST_NUMBER);
+    command.Flag("-f,--follow", arguments->follow, "go on showing it until the run has ended");
+    command.Flag("--show-secrets", arguments->showSecrets, "leave tokens, codes and verifiers as they are");
 }
 
 }  // namespace Commands

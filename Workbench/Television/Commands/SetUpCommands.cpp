@@ -10,7 +10,6 @@
 #include "Files.h"
 #include "Television/CloudFolder.h"
 #include "Television/Commands/Commands.h"
-#include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"
 
@@ -104,20 +103,18 @@ void Init(const std::string& cloudFolder, bool force) {
 void AddInit(Cli::Tool& tool) {
     const auto cloud = std::make_shared<std::string>();
     const auto force = std::make_shared<bool>(false);
-    CLI::App& command =
-        tool.Command("init", "Make a television in the folder",
-                     R"(Writes tv.ini, with a Tizen ID of its own, and connects it to the local cloud. A
+    Cli::Command command =
+        tool.Add("init", "Make a television in the folder",
+                 R"(Writes tv.ini, with a Tizen ID of its own, and connects it to the local cloud. A
 television that is there stays as it is.
 
 Examples:
   infosync-tv init
-  infosync-tv --dir /tmp/tv init --cloud /tmp/cloud)");
-    command
-        .add_option("--cloud", *cloud,
-                    "the local cloud's folder (default: $INFOSYNC_CLOUD_DIR or infosync-cloud's own)")
-        ->option_text("DIR");
-    command.add_flag("--force", *force, "write tv.ini anew; what the service stored stays");
-    command.callback([cloud, force] { Init(*cloud, *force); });
+  infosync-tv --dir /tmp/tv init --cloud /tmp/cloud)",
+                 [cloud, force] { Init(*cloud, *force); });
+    command.Option("--cloud", "DIR", *cloud,
+                   "the local cloud's folder (default: $INFOSYNC_CLOUD_DIR or infosync-cloud's own)");
+    command.Flag("--force", *force, "write tv.ini anew; what the service stored stays");
 }
 
 void ConnectTo(const std::string& folder) {
@@ -134,15 +131,15 @@ void ConnectTo(const std::string& folder) {
 
 void AddConnect(Cli::Tool& tool) {
     const auto folder = std::make_shared<std::string>();
-    CLI::App& command = tool.Command(
-        "connect", "Connect the television to a local cloud that runs",
-        R"(Sets [http] connect_to and ca_file; needed again when the cloud listens on another port.
+    Cli::Command command =
+        tool.Add("connect", "Connect the television to a local cloud that runs",
+                 R"(Sets [http] connect_to and ca_file; needed again when the cloud listens on another port.
 
 Examples:
   infosync-tv connect
-  infosync-tv connect /tmp/cloud)");
-    command.add_option("CLOUD-DIR", *folder);
-    command.callback([folder] { ConnectTo(*folder); });
+  infosync-tv connect /tmp/cloud)",
+                 [folder] { ConnectTo(*folder); });
+    command.Operand("CLOUD-DIR", *folder);
 }
 
 std::vector<std::string> KeyNames() {
@@ -172,33 +169,32 @@ void Set(const std::string& name, const std::string* value) {
 void AddSet(Cli::Tool& tool) {
     struct Arguments {
         std::string key;
-        std::string value;
+        std::optional<std::string> value;
         bool unset = false;
     };
     const auto arguments = std::make_shared<Arguments>();
-    CLI::App& command = tool.Command(
-        "set", "Set a value of tv.ini",
-        R"(Takes effect at once, also while the service runs. The items of a list are separated by ;.
+    Cli::Command command =
+        tool.Add("set", "Set a value of tv.ini",
+                 R"(Takes effect at once, also while the service runs. The items of a list are separated by ;.
 
 Keys: )" + Cli::Join(KeyNames(), ", ") +
-            R"(
+                     R"(
 
 Examples:
   infosync-tv set log.level D
   infosync-tv set bluetooth.known 'AA:BB:CC:00:11:22;AA:BB:CC:00:11:33'
   infosync-tv set sso.result -- -1
-  infosync-tv set system.tizen_id --unset)");
-    tool.OneOf(command.add_option("GROUP.KEY", arguments->key), KeyNames())->required();
-    const CLI::Option* value = tool.Offer(command.add_option("VALUE", arguments->value),
-                                          [arguments] { return SettingValues(arguments->key); });
-    command.add_flag("--unset", arguments->unset, "remove the key instead");
-    command.callback([arguments, value] {
-        if (arguments->unset == (value->count() > 0)) {
-            throw Cli::UsageError(arguments->unset ? "a VALUE and --unset exclude each other"
-                                                   : "VALUE is missing");
-        }
-        Set(arguments->key, arguments->unset ? nullptr : &arguments->value);
-    });
+  infosync-tv set system.tizen_id --unset)",
+                 [arguments] {
+                     if (arguments->unset == arguments->value.has_value()) {
+                         throw Cli::UsageError(arguments->unset ? "a VALUE and --unset exclude each other"
+                                                                : "VALUE is missing");
+                     }
+                     Set(arguments->key, arguments->unset ? nullptr : &*arguments->value);
+                 });
+    command.Operand("GROUP.KEY", arguments->key).OneOf(KeyNames()).Required();
+    command.Operand("VALUE", arguments->value);
+    command.Flag("--unset", arguments->unset, "remove the key instead");
 }
 
 }  // namespace

@@ -10,7 +10,6 @@
 #include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
-#include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
 #include "Television/Status.h"
 #include "Television/Stored.h"
@@ -90,15 +89,15 @@ void Status(bool json, bool showSecrets) {
 }  // namespace
 
 void AddShow(Cli::Tool& tool) {
-    tool.ReadingCommand("devices", "List the device list, as the set's components read it",
-                        R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
+    tool.AddReading("devices", "List the device list, as the set's components read it",
+                    R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
 
 Examples:
   infosync-tv devices
   infosync-tv devices --json)",
-                        &Devices);
+                    &Devices);
     const auto user = std::make_shared<std::string>();
-    CLI::App& records = tool.ReadingCommand(
+    Cli::Command records = tool.AddReading(
         "records", "List the records that were downloaded, for each user",
         R"(The mark is what the next run asks from. LISTED is yes, no, others (for the record of another
 user) or ? (the list cannot be read); `why` says more of WHY.
@@ -107,9 +106,9 @@ Examples:
   infosync-tv records
   infosync-tv records ann@example.com --json)",
         [user](bool json) { ShowRecords(*user, json); });
-    tool.Offer(records.add_option("USER", *user), &UsersWithRecords);
+    records.Operand("USER", *user);
     const auto showSecrets = std::make_shared<bool>(false);
-    CLI::App& status = tool.ReadingCommand(
+    Cli::Command status = tool.AddReading(
         "status", "Show who is signed in, what is stored and how long it holds",
         R"(A document that cannot be read is shown as damaged, with the reason; one that may not be
 read as forbidden, and the exit status is then 1. What is wrong in tv.ini is shown with
@@ -119,7 +118,7 @@ Examples:
   infosync-tv status
   infosync-tv status --json)",
         [showSecrets](bool json) { Status(json, *showSecrets); });
-    status.add_flag("--show-secrets", *showSecrets, "show tokens whole");
+    status.Flag("--show-secrets", *showSecrets, "show tokens whole");
 }
 
 }  // namespace Commands

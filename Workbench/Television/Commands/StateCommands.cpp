@@ -8,7 +8,6 @@
 #include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Commands/Commands.h"
-#include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"
 #include "Util/SettingsUtil.h"
@@ -27,18 +26,15 @@ void SignIn(const std::string& user) {
 
 void AddSignIn(Cli::Tool& tool) {
     const auto user = std::make_shared<std::string>();
-    CLI::App& command = tool.Command(
-        "sign-in", "Sign a user in on the television",
-        R"(USER is the login id. A user who was signed in before is signed out; what is stored for
+    Cli::Command command =
+        tool.Add("sign-in", "Sign a user in on the television",
+                 R"(USER is the login id. A user who was signed in before is signed out; what is stored for
 each stays.
 
 Example:
-  infosync-tv sign-in ann@example.com)");
-    tool.Offer(command.add_option("USER", *user), &CloudUsers)
-        ->required()
-        ->check(Cli::NotEmpty())
-        ->check(Cli::Utf8());
-    command.callback([user] { SignIn(*user); });
+  infosync-tv sign-in ann@example.com)",
+                 [user] { SignIn(*user); });
+    command.Operand("USER", *user).Required().Must(&Cli::IsNotEmpty).Must(&Cli::IsUtf8);
 }
 
 void SignOut() {
@@ -80,13 +76,11 @@ void ChangeBond(const std::string& address, bool bonded) {
 void AddBonding(Cli::Tool& tool, const std::string& name, const std::string& summary,
                 const std::string& details, bool bonded) {
     const auto address = std::make_shared<std::string>();
-    CLI::App& command =
-        tool.Command(name, summary, details + "Example:\n  infosync-tv " + name + " AA:BB:CC:00:11:22");
-    tool.Offer(command.add_option("ADDRESS", *address),
-               [bonded] { return bonded ? Records({"address"}) : BondedAddresses(); })
-        ->required()
-        ->check(Cli::BluetoothAddress());
-    command.callback([address, bonded] { ChangeBond(*address, bonded); });
+    tool.Add(name, summary, details + "Example:\n  infosync-tv " + name + " AA:BB:CC:00:11:22",
+             [address, bonded] { ChangeBond(*address, bonded); })
+        .Operand("ADDRESS", *address)
+        .Required()
+        .Must(&Cli::IsBluetoothAddress);
 }
 
 void FactoryReset() {
@@ -99,15 +93,14 @@ void FactoryReset() {
 
 void AddState(Cli::Tool& tool) {
     AddSignIn(tool);
-    tool.Command("sign-out", "Sign the user out").callback(&SignOut);
+    tool.Add("sign-out", "Sign the user out", "", &SignOut);
     AddBonding(tool, "bond", "Pair a Bluetooth device with the television",
                "A device that is paired is not taken into the device list.\n\n", true);
     AddBonding(tool, "unbond", "Undo the pairing of a Bluetooth device", "", false);
-    tool.Command(
-            "factory-reset", "Ask for a wipe at the next run",
-            "Sets the flag that the service looks at when it starts: it then removes all that it stored, and "
-            "empties the device list.")
-        .callback(&FactoryReset);
+    tool.Add("factory-reset", "Ask for a wipe at the next run",
+             R"(Sets the flag that the service looks at when it starts: it then removes all that it
+stored, and empties the device list.)",
+             &FactoryReset);
 }
 
 }  // namespace Commands

@@ -13,7 +13,6 @@
 #include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Television/Commands/Commands.h"
-#include "Television/Commands/Offers.h"
 #include "Television/IniFile.h"
 #include "Television/Stored.h"
 #include "Television/Why.h"
@@ -30,7 +29,7 @@ void Why(const std::string& device, bool json) {
     std::cout << (json ? Cli::JsonText(inquiry)
                        : Television::InquiryText(inquiry, Cli::Style(STDOUT_FILENO)));
     if (!device.empty() && inquiry["devices"].empty()) {
-        throw CLI::RuntimeError(Cli::EXIT_FAILED);
+        throw Cli::ToldAlready();
     }
 }
 
@@ -100,7 +99,7 @@ void Bonds(bool json) {
 
 void AddWhyCommands(Cli::Tool& tool) {
     const auto device = std::make_shared<std::string>();
-    CLI::App& why = tool.ReadingCommand(
+    Cli::Command why = tool.AddReading(
         "why", "Say why a device is on the device list, or is not",
         R"(For each record of the user who is signed in, or for the records of any user that the
 argument names by address, id or a part of the name. The service's own rules are asked
@@ -112,16 +111,14 @@ Examples:
   infosync-tv why kitchen
   infosync-tv why AA:BB:CC:00:11:22 --json)",
         [device](bool json) { Why(*device, json); });
-    tool.Offer(why.add_option("ADDRESS|ID|NAME", *device), [] {
-        return Records({"record_id", "name", "address"});
-    });
-    tool.ReadingCommand("bonds", "List the Bluetooth devices that the set is paired with or knows",
-                        R"(NAME is that of a record of the device, where there is one.
+    why.Operand("ADDRESS|ID|NAME", *device);
+    tool.AddReading("bonds", "List the Bluetooth devices that the set is paired with or knows",
+                    R"(NAME is that of a record of the device, where there is one.
 
 Examples:
   infosync-tv bonds
   infosync-tv bonds --json)",
-                        &Bonds);
+                    &Bonds);
 }
 
 }  // namespace Commands

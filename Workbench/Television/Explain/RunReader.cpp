@@ -239,7 +239,7 @@ void RunReader::AskToken(Run::Token token, const std::string& why) {
 }
 
 void RunReader::TakeLifetime(std::int64_t seconds) {
-    const std::string words = Cli::DurationWords(seconds);
+    const std::string words = Cli::DurationText(seconds);
     m_lifetime = seconds < 0 ? words + " before" : "for another " + words;
 }
 

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "Cli/Text.h"
@@ -11,7 +13,8 @@ constexpr std::size_t NAME_WIDTH = 14;
 constexpr std::size_t MOST_RECORDS_SHOWN = 20;
 
 std::string Paragraph(const std::string& name, const std::string& text) {
-    return "  " + Cli::Pad(name, NAME_WIDTH - 2) + Cli::Wrap(Cli::Escape(text), NAME_WIDTH);
+    return "  " + Cli::Pad(name, NAME_WIDTH - 2) +
+           Cli::Wrap(Cli::Escape(text), NAME_WIDTH, Cli::Style(STDOUT_FILENO).Width());
 }
 
 std::string RecordsText(const std::vector<Record>& records) {
@@ -23,7 +26,8 @@ std::string RecordsText(const std::vector<Record>& records) {
                                     ? record.id
                                     : Cli::Join({record.name, record.address, "(" + record.id + ")"}, " ");
         text += indent;
-        text += Cli::Wrap(Cli::Escape(Cli::Join({who, ListingWords(record)}, ": ")), indent.size());
+        text += Cli::Wrap(Cli::Escape(Cli::Join({who, ListingWords(record)}, ": ")), indent.size(),
+                          Cli::Style(STDOUT_FILENO).Width());
     }
     if (records.size() > MOST_RECORDS_SHOWN) {
         const std::string more = std::to_string(records.size() - MOST_RECORDS_SHOWN);
@@ -76,7 +80,8 @@ std::string StoryText(const Run& run, const Cli::Style& style) {
                                : story.outcome == "failed" ? Cli::Colour::RED
                                                            : Cli::Colour::YELLOW;
     std::string text = style(Cli::Colour::BOLD, "run " + std::to_string(run.number) + ": ") +
-                       style(colour, story.outcome) + "\n  " + Cli::Wrap(Cli::Escape(Heading(run)), 2);
+                       style(colour, story.outcome) + "\n  " +
+                       Cli::Wrap(Cli::Escape(Heading(run)), 2, Cli::Style(STDOUT_FILENO).Width());
     for (const Chapter& chapter : story.chapters) {
         const std::string paragraph = Paragraph(chapter.name, Words(chapter));
         text += chapter.sign == Sign::FAULT ? style(Cli::Colour::RED, paragraph) : paragraph;
