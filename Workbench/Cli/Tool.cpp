@@ -126,6 +126,7 @@ void Command::Does(std::function<void()> run) {
 Tool::Tool(const std::string& name, const std::string& summary, const std::string& overview)
     : m_app(std::make_unique<CLI::App>(summary, name)) {
     Command(m_app.get()).Does(&RefuseNoCommand);
+    m_app->require_subcommand(0, 1);
     m_app->fallthrough();
     m_app->footer(overview);
     m_app->set_help_flag("-h,--help", "show this help");
@@ -146,7 +147,7 @@ Command Tool::Add(const std::string& name, const std::string& summary, const std
             m_app->get_subcommands([&group](CLI::App* app) { return app->get_name() == group; });
         parent = known.empty() ? m_app->add_subcommand(group) : known.front();
         if (known.empty()) {
-            Command(parent).Does(&RefuseNoCommand);
+            Command(parent->require_subcommand(0, 1)).Does(&RefuseNoCommand);
         }
     }
     CLI::App* app = parent->add_subcommand(name.substr(blank + 1), Beside(summary))->footer(details);

@@ -175,6 +175,7 @@ TEST(Tool, EachWayToCallACommand) {
         {{"list", "ann", "", "--dir", "--json"}, "list:ann,:--json:7"},
         {{"--dir", "a", "list", "ann", "--mark", "x: y", "--mark=z", "n"}, "list:ann,n:a:7x: y+z"},
         {{"--dir", "a", "fault", "delay"}, "fault:delay,:a:7"},
+        {{"--dir", "a", "list", "ann", "fault"}, "list:ann,fault:a:7"},
         {{"--dir", "a", "fault", "clear", "x"}, "fault clear:x,:a:7"},
     };
     for (const auto& [words, called] : cases) {

