@@ -60,11 +60,13 @@ std::string DurationText(std::int64_t seconds) {
     for (const Unit& unit : UNITS) {
         const std::uint64_t number = left / unit.seconds;
         left %= unit.seconds;
-        const std::string part = number == 0 ? "" : std::to_string(number) + unit.letter;
-        if (!text.empty()) {
-            return part.empty() ? text : text + " " + part;
+        const bool hasOne = !text.empty();
+        if (number > 0) {
+            text.append(hasOne ? " " : "").append(std::to_string(number)).push_back(unit.letter);
         }
-        text = part;
+        if (hasOne) {
+            break;
+        }
     }
     return text.empty() ? "0s" : text;
 }
