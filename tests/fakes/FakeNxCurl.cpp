@@ -30,6 +30,10 @@ void Answer(const std::string& body, long status) {
     Answer(HttpAnswer{{body}, status});
 }
 
+void Serve(std::function<HttpAnswer(const HttpRequest&)> server) {
+    TheState().server = std::move(server);
+}
+
 const std::vector<HttpRequest>& HttpRequests() {
     return TheState().httpRequests;
 }
@@ -100,6 +104,9 @@ bool NxCurlEasy::send() {
     auto& state = Fake::TheState();
     Fake::Enter("NxCurlEasy::send", m_transfer->request.url);
     state.httpRequests.push_back(m_transfer->request);
+    if (state.answers.empty() && state.server) {
+        state.answers.push_back(state.server(m_transfer->request));
+    }
     if (state.answers.empty() || m_transfer->write == nullptr || m_transfer->sink == nullptr) {
         Fake::Misused("no answer, or no place for it: " + m_transfer->request.url);
     }

@@ -7,6 +7,7 @@
 #include <sso.h>
 
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <optional>
@@ -114,6 +115,9 @@ const std::vector<AuthCodeRequest>& AuthCodeRequests();
 /** Queues the answer to the next request that has none yet; a request without an answer is misuse. */
 void Answer(const HttpAnswer& answer);
 void Answer(const std::string& body, long status = 200);
+
+/** Lets the server answer every request that no answer is queued for. */
+void Serve(std::function<HttpAnswer(const HttpRequest&)> server);
 
 const std::vector<HttpRequest>& HttpRequests();
 

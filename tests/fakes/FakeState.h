@@ -25,6 +25,7 @@ struct State {
     std::string transcript;
     std::vector<AuthCodeRequest> authCodeRequests;
     std::deque<HttpAnswer> answers;
+    std::function<HttpAnswer(const HttpRequest&)> server;
     std::vector<HttpRequest> httpRequests;
     /** What the service holds and has to give back. */
     std::set<const void*> handedOut;

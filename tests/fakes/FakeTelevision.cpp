@@ -116,8 +116,11 @@ int ckmc_save_data(const char* alias, const ckmc_raw_buffer_s data, const ckmc_p
                  std::string(reinterpret_cast<const char*>(data.data), data.size));
 }
 
-int ckmc_get_data(const char* alias, const char* /*password*/, ckmc_raw_buffer_s** data) {
+int ckmc_get_data(const char* alias, const char* password, ckmc_raw_buffer_s** data) {
     const auto error = Enter("ckmc_get_data", alias);
+    if (password != nullptr) {
+        Misused("a password for a record that has none");
+    }
     const auto record = Tv().records.find(alias);
     if (error || record == Tv().records.end()) {
         return error.value_or(CKMC_ERROR_DB_ALIAS_UNKNOWN);
