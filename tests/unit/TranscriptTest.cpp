@@ -39,6 +39,10 @@ constexpr char CHANGES[] =
     R"("address":null,"uuids":"0000110b-0000-1000-8000-00805f9b34fb"},{"record_id":"d","name":"Old",)"
     R"("address":"DD","uuids":"0000110b-0000-1000-8000-00805f9b34fb"}]})";
 
+constexpr char ONE_MALFORMED[] =
+    R"({"meta":{"synced_timestamp":9},"records":[{"record_id":"b"},{"record_id":"e","name":{},)"
+    R"("address":"EE","uuids":"0000110b-0000-1000-8000-00805f9b34fb"}]})";
+
 std::string OfUser(const std::string& entry) {
     return R"({"user-1":)" + entry + "}";
 }
@@ -128,21 +132,33 @@ const Run RUNS[] = {
          Fake::FailCall("vconf_set_str");
          Fake::FailCall("ckmc_remove_alias", 2);
      }},
-    {"failing-activation",
-     {{{R"({"rcode":4030001,"rmsg":"unknown user"})"}, 403}},
-     [](auto& tv) {
-         tv.records["InfoSyncServiceActivationInfo"] = OfUser("null");
-         Fake::FailCall("bt_deinitialize");
-     }},
     {"damaged-store",
      {{{ACTIVATION}}, {{CHANGES}}},
      [](auto& tv) {
          tv.records["InfoSyncServiceActivationInfo"] = "{";
          tv.textSettings[Fake::DEVICES_KEY] = "[]";
      }},
-    {"refused-app-token",
-     {{{R"({"rcode":4010002,"rmsg":"unknown device"})"}}},
-     [](auto& tv) { tv.records["InfoSyncJWT"] = "null"; }},
+    {"failing-save",
+     {{{APP_TOKEN}}, {{ONE_MALFORMED}}},
+     [](auto& tv) {
+         tv.records["InfoSyncJWT"] = OfUser(R"({"accessToken":"old","tokenExpireTimeSec":1000})");
+         tv.records["InfoSyncRecords"] = OfUser(R"({"meta":{"synced_timestamp":"7"},"records":[]})");
+         Fake::FailCall("ckmc_save_data", 2);
+     }},
+    {"vanishing-user",
+     {},
+     [](auto& tv) {
+         tv.signInStates = {0, 1};
+         tv.loginId.reset();
+         Fake::FailCall("bt_deinitialize");
+     }},
+    {"code-without-verifier",
+     {},
+     [](auto& tv) {
+         tv.records.erase("InfoSyncAccessToken");
+         tv.authCodeAnswer = {SSO_TRUE, R"(<rsp stat="ok"><auth_code>code</auth_code>)"
+                                        R"(<kap_auth_domain>auth.example</kap_auth_domain></rsp>)"};
+     }},
     {"download-of-no-object", {{{"[]"}}}},
     {"refusal-without-code", {{{R"({"rcode":"none"})"}, 500}}},
     {"damaged-code",
@@ -169,7 +185,8 @@ TEST_P(TranscriptTest, EveryLineAndCallIsInItsPlace) {
         std::ofstream(path) << Fake::Transcript();
     }
     const std::string difference = Difference(path, Fake::Transcript());
-    EXPECT_TRUE(difference.empty()) << difference;
+    EXPECT_TRUE(difference.empty()) << difference << "Where this is meant, write the files anew:\n"
+                                    << "INFOSYNC_WRITE_TRANSCRIPTS=1 ctest --preset release -R Transcript";
 }
 
 INSTANTIATE_TEST_SUITE_P(Process, TranscriptTest, ::testing::ValuesIn(RUNS),
