@@ -132,33 +132,26 @@ TEST_F(CDeviceInfoTest, DeletionTakesOneOccurrenceAndEmptyEntries) {
     EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["x","user-1"])") + "}");
 }
 
-TEST_F(CDeviceInfoTest, RefusedBatchWritesNothing) {
-    Records() = R"({"user-1":{"records":[]}})";
-    for (const char* batch : {"", "<html>", "[]", "null", R"({"records":{}})", R"({"records":[]} x)"}) {
-        SCOPED_TRACE(batch);
-        EXPECT_THAT(Failure([batch] { Import(batch); }), HasSubstr("fail to parse"));
-    }
-    EXPECT_THAT(Fake::Calls({"ckmc_remove_alias", "ckmc_save_data", "vconf_set_str"}), IsEmpty());
-}
-
 TEST_F(CDeviceInfoTest, MalformedRecordIsSkippedAndTheOthersAreNot) {
-    const std::string batch = Batch(Record("a", "A") +
-                                    R"(,7,{"record_id":[]},{"record_id":"x","address":{}},)"
-                                    R"({"record_id":3,"address":4,"name":5,"uuids":")" +
-                                    SINK + "\"}");
-    for (const char* before : {"", R"({"user-1":{}})"}) {
+    const std::string sink = R"(,"uuids":")" + std::string(SINK) + "\"}";
+    const std::string malformed = R"(7,{"record_id":[]},{"record_id":"x","address":{},"name":"N")" + sink +
+                                  R"(,{"record_id":"y","address":"A","name":{})" + sink +
+                                  R"(,{"record_id":"z","address":"A","name":"N","uuids":[]})";
+    const std::string batch = Batch(Record("a", "A") + "," + malformed +
+                                    R"(,{"record_id":"gone","name":{}})"
+                                    R"(,{"record_id":3,"address":4,"name":5)" +
+                                    sink);
+    for (const char* before : {R"({"user-0":{}})", R"({"user-1":{}})"}) {
         SCOPED_TRACE(before);
         Fake::Reset();
-        if (*before != '\0') {
-            Records() = before;
-        }
+        Records() = before;
+        List() = "{" + Entry("gone", "G", R"(["user-1"])") + "}";
         Import(batch);
         EXPECT_EQ(List(), R"({"3":{"address":"4","deleted_on_tv":false,"name":"5","users":["user-1"]},)" +
                               Entry("a", "A", R"(["user-1"])") + "}");
-        EXPECT_THAT(Fake::Logged(DLOG_ERROR),
-                    Contains(HasSubstr("malformed records, the first at position 1")));
+        EXPECT_THAT(Fake::Logged(DLOG_ERROR), Contains("skip 5 malformed records, the first at position 1"));
     }
-    EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"({"address":{},"record_id":"x"})"));
+    EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"({"address":{},"name":"N","record_id":"x")"));
 }
 
 TEST_F(CDeviceInfoTest, MissingIdIsTheEmptyOneOnBothWays) {
@@ -215,6 +208,9 @@ TEST_F(CDeviceInfoTest, StoredNullIsAnEmptyStore) {
     Records() = "null";
     Import(Batch(""));
     EXPECT_THAT(Fake::Logged(DLOG_ERROR), IsEmpty());
+    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch("") + "}");
+    Records() = R"({"user-1":null})";
+    Import(Batch(""));
     EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch("") + "}");
 }
 

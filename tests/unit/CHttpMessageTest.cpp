@@ -119,13 +119,13 @@ TEST_F(CHttpMessageTest, BaseHasNothingToSend) {
 
 TEST_F(CHttpMessageTest, TokenIssueIsAFormWithItsValuesAsTheyAre) {
     CAccessTokenHttpMessage message;
-    const auto request = Send(message, {{"code", "A&=b"},
+    const auto request = Send(message, {{"code", "A&=\xC3\xA9"},
                                         {"client_id", "id"},
                                         {"auth_server_url", "D"},
                                         {"code_verifier", "V"},
                                         {"auth_api", "/api"},
                                         {"kap_api_domain", "K"}});
-    const std::string body = "code=A&=b&client_id=id&auth_server_url=D&code_verifier=V";
+    const std::string body = "code=A&=\xC3\xA9&client_id=id&auth_server_url=D&code_verifier=V";
     EXPECT_EQ(request.body, body);
     EXPECT_EQ(request.header.at(1), "Content-Length: " + std::to_string(body.size()));
 }

@@ -79,7 +79,8 @@ TEST_F(JsonUtilTest, AnswerIsAnObjectAndAStoredDocumentMayBeNull) {
 TEST_F(JsonUtilTest, TimeBeyondTheRangeIsTheNearestOne) {
     constexpr std::int64_t LOWEST = std::numeric_limits<std::int64_t>::min();
     constexpr std::int64_t HIGHEST = std::numeric_limits<std::int64_t>::max();
-    const std::pair<std::string, std::int64_t> cases[] = {{"12", 12},
+    const std::pair<std::string, std::int64_t> cases[] = {{"9007199254740993", 9007199254740993},
+                                                          {"12", 12},
                                                           {"12.9", 12},
                                                           {"9223372036854775807", HIGHEST},
                                                           {"9223372036854775808.0", HIGHEST},
