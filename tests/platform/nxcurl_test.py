@@ -112,7 +112,7 @@ class Client(unittest.TestCase):
         self.pause = 0.1
         said, log = self.request((OK + b"Connection: close\r\n\r\n", b"x", b"", 100), **fast)
         self.assertEqual(said, ["failed: no status"])
-        self.assertRegex(log, "Operation timed out after (19999|20)")
+        self.assertIn("Operation timed out after ", log)
 
 
 if __name__ == "__main__":
