@@ -1,0 +1,59 @@
+/** Messages put together again, however a logger between cut them into lines, and their secrets masked. */
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Cli/Masker.h"
+#include "Television/Log/Line.h"
+
+namespace Log {
+
+/** The lines of one message, or of several from one place, which look alike; or one line of another program.
+ */
+struct Message {
+    std::vector<Line> lines;
+
+    /** The text from a line on, put together. */
+    std::string TextFrom(std::size_t line) const;
+};
+
+/**
+ * Gathers the lines of each process's messages. What a process logs comes out in its order; a message comes
+ * when the next one of its process begins.
+ */
+class Messages {
+public:
+    explicit Messages(std::function<void(Message&)> onMessage) : m_onMessage(std::move(onMessage)) {}
+
+    void Take(const Line& line);
+    /** Hands over what is held: nothing more is to come, or not for a while. */
+    void Flush();
+
+private:
+    struct Held {
+        Message message;
+        std::size_t size = 0;
+        /** What the same process logged under other tags meanwhile. */
+        std::vector<Line> others;
+    };
+    void TakeOther(const Line& line);
+    static bool GoesOn(const Held& held, const Line& line);
+    void HandOver(Held& held);
+
+    std::function<void(Message&)> m_onMessage;
+    std::map<std::int64_t, Held> m_held;
+    /** The process of the last line that had a head, and whether that was of the service. */
+    std::int64_t m_pid = 0;
+    bool m_isService = false;
+};
+
+/**
+ * Masks the message as a whole: one with a secret that stands on several of its lines becomes one line. Stray
+ * lines and those of other programs are masked as they are.
+ */
+void Mask(Message& message, const Cli::Masker& masker);
+
+}  // namespace Log
