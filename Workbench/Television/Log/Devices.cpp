@@ -1,0 +1,140 @@
+#include "Television/Log/Devices.h"
+
+#include <json/json.h>
+
+#include <algorithm>
+#include <exception>
+#include <regex>
+#include <utility>
+
+#include "AuthData/CDeviceInfo.h"
+#include "Cli/Json.h"
+#include "Cli/Text.h"
+#include "Television/Log/JsonText.h"
+#include "Television/ServiceNames.h"
+#include "Util/JsonUtil.h"
+
+namespace Log {
+
+namespace {
+
+constexpr std::size_t MOST_RECORDS = 2000;
+
+bool IsAddress(const std::string& address) {
+    static const std::regex pattern("([0-9A-Fa-f]{2}:){5}[0-9A-Fa-f]{2}");
+    return std::regex_match(address, pattern);
+}
+
+}  // namespace
+
+std::string ListingName(Listing listing) {
+    constexpr const char* NAMES[] = {"added",
+                                     "removed",
+                                     "malformed",
+                                     "paired with the set",
+                                     "no audio sink",
+                                     "kept for other users",
+                                     "deleted in the cloud",
+                                     "brought up to date",
+                                     "not told"};
+    return NAMES[static_cast<std::size_t>(listing)];
+}
+
+std::string ListingWords(const Record& record) {
+    const std::string name = ListingName(record.listing);
+    const std::string words =
+        record.listing == Listing::NO_SINK      ? "not listed: " + Television::NoSinkWords(record.services)
+        : record.listing == Listing::PAIRED     ? "not listed: " + name
+        : record.listing == Listing::NOT_LISTED ? name + ": it was not this user's on the list"
+        : record.listing == Listing::REMOVED    ? "removed from the list: deleted in the cloud"
+        : record.listing == Listing::NOT_TOLD   ? "what became of it is not told"
+                                                : "listed: " + name;
+    const bool isOdd = !record.address.empty() && !IsAddress(record.address);
+    return isOdd ? words + "; its address is no Bluetooth address" : words;
+}
+
+void Devices::Begin(std::string_view id) {
+    End();
+    m_record.emplace();
+    m_record->id = id;
+    m_removalLines = 0;
+    m_isTakenOff = false;
+}
+
+void Devices::Decide(Listing listing) {
+    if (m_record) {
+        m_record->listing = listing;
+    }
+}
+
+void Devices::TakeServices(std::string_view uuids) {
+    if (m_record) {
+        m_record->services = uuids;
+        Json::Value record;
+        record["uuids"] = m_record->services;
+        m_record->listing = CDeviceInfo::IsAudioSink(record) ? Listing::NOT_TOLD : Listing::NO_SINK;
+    }
+}
+
+void Devices::TakeRemoval(std::string_view message) {
+    const bool isId = m_record && message == m_record->id;
+    m_removalLines += isId ? 1 : 0;
+    m_isTakenOff = m_isTakenOff || !isId;
+}
+
+/** Only now is it known what was not told of a deleted record. */
+void Devices::End() {
+    if (m_removalLines > 0) {
+        Decide(m_removalLines > 1 ? Listing::REMOVED
+               : m_isTakenOff     ? Listing::OTHER_USERS
+                                  : Listing::NOT_LISTED);
+    }
+    Put();
+}
+
+void Devices::Put() {
+    if (m_record) {
+        ++m_counts[m_record->listing];
+        if (m_records.size() < MOST_RECORDS) {
+            m_records.push_back(std::move(*m_record));
+        }
+        m_record.reset();
+    }
+}
+
+void Devices::TakeSkipped(std::size_t count) {
+    m_counts[Listing::SKIPPED] = std::max(m_counts[Listing::SKIPPED], count);
+}
+
+void Devices::LearnNames(std::string_view json) {
+    ForEachObject(json, [this](const std::string& name, std::string_view object) {
+        try {
+            const Json::Value record = InfoSyncUtil::ParseJson(std::string(object));
+            const std::string id = Cli::TextMember(record, "record_id");
+            if (record.isMember("address") && m_known.size() < MOST_RECORDS) {
+                Record& known = m_known[id.empty() ? name : id];
+                known.name = Cli::TextMember(record, "name");
+                known.address = Cli::TextMember(record, "address");
+            }
+        } catch (const std::exception&) {
+            // No JSON after all: its name stays untold.
+        }
+    });
+}
+
+std::vector<Record> Devices::Records() const {
+    std::vector<Record> records = m_records;
+    if (m_record && records.size() < MOST_RECORDS) {
+        records.push_back(*m_record);
+    }
+    for (Record& record : records) {
+        const auto known = m_known.find(record.id);
+        if (known != m_known.end()) {
+            record.name = known->second.name;
+            record.address = known->second.address;
+        }
+    }
+    return records;
+}
+
+}  // namespace Log
