@@ -1,0 +1,241 @@
+/**
+ * What is told of a run, held against the service itself: the transcripts are its real lines. Whatever is
+ * told of a log that is cut, or has a higher level, is told of the whole one as well.
+ */
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "Cli/Text.h"
+#include "Television/Log/Runs.h"
+#include "Television/Log/Story.h"
+#include "Television/Log/Table.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Log::Sign;
+using Log::Story;
+
+struct Entry {
+    char priority;
+    std::string message;
+    std::string text;
+};
+
+std::string ReadFile(const fs::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    EXPECT_TRUE(file.is_open()) << path;
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+/** The log lines of a transcript, as the log viewer shows them. */
+std::vector<Entry> Entries(const fs::path& transcript) {
+    static const std::regex entry(R"(([DIWE]) ([^:]+: .*?): ?([^]*))");
+    std::istringstream lines(ReadFile(transcript));
+    std::vector<Entry> entries;
+    bool isEntry = false;
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch parts;
+        if (isEntry && line.compare(0, 4, "    ") == 0) {
+            entries.push_back({entries.back().priority, "", line.substr(4)});
+            entries.back().text.insert(0, std::string(1, entries.back().priority) + "/BT_INFOSYNC( 700): ");
+            continue;
+        }
+        isEntry = std::regex_match(line, parts, entry);
+        if (isEntry) {
+            const std::string head = parts[1].str() + "/BT_INFOSYNC( 700): " + parts[2].str();
+            entries.push_back({parts[1].str()[0], parts[3], head + "(1) > " + parts[3].str()});
+        }
+    }
+    return entries;
+}
+
+std::vector<Story> Told(const std::string& log) {
+    std::vector<Story> stories;
+    Log::Runs runs(false, [&stories](const Log::Run& run) { stories.push_back(Log::Tell(run)); });
+    runs.Feed(log);
+    runs.Finish();
+    return stories;
+}
+
+/** "at least 3 records" and "3 records" may become more in the whole log. */
+bool IsNoMoreThan(const std::string& told, const std::string& whole) {
+    static const std::regex counted(R"((?:at least )?(\d+) (.*))");
+    std::smatch few;
+    std::smatch many;
+    return told == whole || (std::regex_match(told, few, counted) && std::regex_match(whole, many, counted) &&
+                             std::stoul(few[1]) <= std::stoul(many[1]) &&
+                             few[2].str().substr(0, 5) == many[2].str().substr(0, 5));
+}
+
+bool Has(const std::vector<std::string>& whole, const std::string& told) {
+    return std::any_of(whole.begin(), whole.end(),
+                       [&told](const std::string& words) { return IsNoMoreThan(told, words); });
+}
+
+/** What the whole log denies, or does not tell, of what is told; empty for nothing. */
+std::string Denied(const Story& told, const Story& whole) {
+    std::string denied;
+    const auto expect = [&denied](bool holds, const std::string& what) {
+        denied += holds ? "" : what + "\n";
+    };
+    expect(told.outcome == "not told" || told.outcome == whole.outcome, told.outcome);
+    expect(told.user.empty() || told.user == whole.user, told.user);
+    for (const std::string& words : told.outcome == "failed" ? told.reason : std::vector<std::string>()) {
+        expect(Has(whole.reason, words) || words.find("level W") != std::string::npos, "reason: " + words);
+    }
+    for (const Log::Chapter& chapter : told.chapters) {
+        const auto same =
+            std::find_if(whole.chapters.begin(), whole.chapters.end(),
+                         [&chapter](const Log::Chapter& other) { return other.name == chapter.name; });
+        if (same == whole.chapters.end()) {
+            expect(chapter.told.empty() && chapter.sign == Sign::UNKNOWN, chapter.name);
+            continue;
+        }
+        expect(chapter.sign == Sign::UNKNOWN || chapter.sign == same->sign, "the sign of " + chapter.name);
+        for (const std::string& words : chapter.told) {
+            expect(Has(same->told, words), chapter.name + ": " + words);
+        }
+    }
+    for (const Log::Exchange& exchange : told.requests) {
+        const auto same =
+            std::find_if(whole.requests.begin(), whole.requests.end(), [&exchange](const auto& other) {
+                return other.request == exchange.request && (!exchange.answered || other.answered) &&
+                       (exchange.status.isNull() || exchange.status == other.status) &&
+                       (exchange.mark.isNull() || exchange.mark == other.mark);
+            });
+        expect(same != whole.requests.end(), "request: " + exchange.request);
+    }
+    expect(told.mark.isNull() || told.mark == whole.mark, "mark");
+    expect(told.nextMark.isNull() || told.nextMark == whole.nextMark, "next mark");
+    for (const Log::Record& record : told.records) {
+        const auto same = std::find_if(whole.records.begin(), whole.records.end(),
+                                       [&record](const Log::Record& other) { return other.id == record.id; });
+        expect(same != whole.records.end() &&
+                   (record.listing == Log::Listing::NOT_TOLD || record.listing == same->listing) &&
+                   (record.name.empty() || record.name == same->name),
+               "record " + record.id + ": " + Log::ListingWords(record));
+    }
+    return denied;
+}
+
+std::string Joined(const std::vector<Entry>& entries, std::size_t begin, std::size_t end) {
+    std::string log;
+    for (std::size_t i = begin; i < end; ++i) {
+        log += entries[i].text + "\n";
+    }
+    return log;
+}
+
+class TranscriptStory : public testing::TestWithParam<std::string> {
+protected:
+    std::vector<Entry> m_entries = Entries(fs::path(TRANSCRIPTS) / GetParam());
+};
+
+std::vector<std::string> Transcripts() {
+    std::vector<std::string> names;
+    for (const auto& file : fs::directory_iterator(TRANSCRIPTS)) {
+        names.push_back(file.path().filename());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace
+
+TEST_P(TranscriptStory, TellsNothingOfACutLogThatTheWholeOneDenies) {
+    const auto whole = Told(Joined(m_entries, 0, m_entries.size()));
+    ASSERT_EQ(whole.size(), 1U);
+    std::size_t told = 0;
+    const auto check = [&](const std::vector<Entry>& entries, std::size_t begin, std::size_t end) {
+        for (const Story& story : Told(Joined(entries, begin, end))) {
+            ++told;
+            const std::string denied = Denied(story, whole[0]);
+            ASSERT_EQ(denied, "") << GetParam() << ", lines " << begin << " to " << end << "\n"
+                                  << Log::StoryText(story, Cli::Style(false, 110)) << "\nwhole:\n"
+                                  << Log::StoryText(whole[0], Cli::Style(false, 110));
+            ASSERT_TRUE(story.outcome != "success" ||
+                        (begin < end && entries[end - 1].message == "<<Not Error>>End main loop"));
+        }
+    };
+    for (const char level : std::string("DIWE")) {
+        std::vector<Entry> entries;
+        std::copy_if(m_entries.begin(), m_entries.end(), std::back_inserter(entries),
+                     [level](const Entry& entry) { return !Log::IsBelow(entry.priority, level); });
+        for (std::size_t cut = 0; cut <= entries.size() && !HasFatalFailure(); ++cut) {
+            check(entries, cut, entries.size());
+            check(entries, 0, cut);
+            check(entries, cut, std::min(cut + 12, entries.size()));
+        }
+    }
+    EXPECT_GT(told, m_entries.size());
+}
+
+TEST_P(TranscriptStory, KnowsEveryWarningAndError) {
+    for (const Entry& entry : m_entries) {
+        Log::Line line;
+        line.priority = entry.priority;
+        const auto colon = entry.text.find(": ") + 2;
+        line.file = entry.text.substr(colon, entry.text.find(": ", colon) - colon);
+        const auto function = entry.text.find(": ", colon) + 2;
+        line.function = entry.text.substr(function, entry.text.find("(1) > ") - function);
+        line.message = entry.message;
+        const bool isPart = entry.message.empty();
+        EXPECT_TRUE(isPart || Log::PRIORITIES.find(entry.priority) < Log::PRIORITIES.find('W') ||
+                    Log::FindKnownLine(line) != nullptr)
+            << entry.text;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Log, TranscriptStory, testing::ValuesIn(Transcripts()), [](const auto& name) {
+    std::string word = name.param.substr(0, name.param.find('.'));
+    std::replace(word.begin(), word.end(), '-', '_');
+    return word;
+});
+
+TEST(Table, HasEveryLineOfTheServiceAndNoOther) {
+    static const std::regex text(
+        R"re((?:DLOG_(WARN|ERROR|INFO),|Exception\(|logic_error\(std::string\()\s*"([^"%]+))re");
+    std::string sources;
+    std::size_t count = 0;
+    for (const auto& file : fs::recursive_directory_iterator(SERVICE)) {
+        const std::string source = file.is_regular_file() ? ReadFile(file.path()) : "";
+        sources += source;
+        for (std::sregex_iterator at(source.begin(), source.end(), text); at != std::sregex_iterator();
+             ++at) {
+            Log::Line line;
+            line.file = file.path().filename();
+            line.message = (*at)[2];
+            const bool isCatch = line.message == "exception : " || line.message == "Exception : ";
+            Log::Line caught;
+            caught.message = "exception: " + line.message;
+            const bool isOfStore =
+                Cli::StartsWith(line.message, "CKMC error") && Log::FindKnownLine(caught) != nullptr;
+            ++count;
+            EXPECT_TRUE((*at)[1] == "INFO" || isCatch || isOfStore || Log::FindKnownLine(line) != nullptr)
+                << line.file << ": " << line.message;
+        }
+    }
+    EXPECT_GT(count, 80U);
+    for (const Log::KnownLine& known : Log::KnownLines()) {
+        // JSON's library says of a value that it cannot be read as another kind.
+        const bool isOfLibrary = known.start.find("is not convertible") != std::string::npos;
+        std::string start(Log::WithoutCatch(known.start));
+        start.erase(0, start.find("exception: CKMC") == 0 ? start.find("CKMC") : 0);
+        start.erase(0, start.find("key:") == 0 ? 4 : 0);
+        start.erase(start.find_last_not_of(" :,") + 1);
+        EXPECT_TRUE(isOfLibrary || sources.find(start) != std::string::npos) << known.start;
+        const std::string place(known.place.substr(0, known.place.find(".cpp")));
+        EXPECT_NE(sources.find(place), std::string::npos) << known.start << " in " << place;
+    }
+}
