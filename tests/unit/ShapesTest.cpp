@@ -17,15 +17,9 @@ using namespace Outside;
 
 namespace {
 
-constexpr char NAMES[][20] = {"token answer", "refresh answer", "activation answer", "app token answer",
-                              "records",      "refusal",        "sign-in document",  "stored token",
-                              "stored code",  "stored records", "stored jwt",        "stored activation",
-                              "device list"};
-static_assert(std::size(NAMES) == INPUT_COUNT, "a name for each input");
-
 char Came(Input input, const std::string& text, long status = 200, bool whole = true) {
     const Outcome outcome = Try(input, text, status, whole);
-    EXPECT_EQ(outcome.wrong, "") << NAMES[input] << ", status " << status << ":\n" << text.substr(0, 500);
+    EXPECT_EQ(outcome.wrong, "") << Name(input) << ", status " << status << ":\n" << text.substr(0, 500);
     return static_cast<char>(outcome.verdict);
 }
 
@@ -90,10 +84,9 @@ const std::string ODD_BODIES[] = {"",
 }  // namespace
 
 TEST(ShapesTest, GoodInputIsTaken) {
-    for (int input = 0; input < INPUT_COUNT; ++input) {
-        EXPECT_EQ(Came(static_cast<Input>(input), Good(static_cast<Input>(input))),
-                  input == REFUSAL ? STORED : TAKEN)
-            << NAMES[input];
+    for (int i = 0; i < INPUT_COUNT; ++i) {
+        const auto input = static_cast<Input>(i);
+        EXPECT_EQ(Came(input, Good(input)), input == REFUSAL ? STORED : TAKEN) << Name(input);
     }
 }
 
@@ -166,7 +159,7 @@ TEST(ShapesTest, EachMemberOfEveryWrongType) {
         for (const char* value : values) {
             came += Came(input, With(input, path, value));
         }
-        EXPECT_EQ(came, letters) << NAMES[input] << ": " << path;
+        EXPECT_EQ(came, letters) << Name(input) << ": " << path;
     }
 }
 
@@ -182,8 +175,8 @@ TEST(ShapesTest, EachStatusOfAGoodAnswer) {
         for (const long status : statuses) {
             came += Came(input, Good(input), status);
         }
-        EXPECT_EQ(came, letters) << NAMES[input];
-        EXPECT_EQ(Came(input, Good(input), 200, false), REFUSED) << NAMES[input];
+        EXPECT_EQ(came, letters) << Name(input);
+        EXPECT_EQ(Came(input, Good(input), 200, false), REFUSED) << Name(input);
     }
 }
 
@@ -196,7 +189,7 @@ TEST(ShapesTest, BodiesThatAreNoAnswerAndDocumentsThatAreNone) {
         {STORED_RECORDS, "aaaaaaaaaaaaaaaaaaaaaaaaaa"},    {STORED_JWT, "aaaaaaaaaaaaaaaaaaaaaaaaaa"},
         {STORED_ACTIVATION, "aaaaaaaaaaaaaaaaaaaaaaaaaa"}, {DEVICE_LIST, ".s......ssssss...s...s.ss."}};
     for (const auto& [input, letters] : rows) {
-        EXPECT_EQ(CameOfEach(input, ODD_BODIES), letters) << NAMES[input];
+        EXPECT_EQ(CameOfEach(input, ODD_BODIES), letters) << Name(input);
     }
 }
 
@@ -244,7 +237,7 @@ TEST(ShapesTest, CutAtEachByte) {
         for (std::size_t length = 1; length < good.size(); ++length) {
             came += Came(input, good.substr(0, length));
         }
-        EXPECT_EQ(came, std::string(good.size() - 1, letter)) << NAMES[input];
+        EXPECT_EQ(came, std::string(good.size() - 1, letter)) << Name(input);
     }
 }
 
