@@ -1,9 +1,15 @@
 #include "TvIni.h"
 
+#include <algorithm>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
+#include "GateSite.h"
+
 namespace {
+
+constexpr char NOT_SET[] = "; it counts as not set";
 
 /** Takes a GLib call's error and throws it; for values that are there but do not fit. */
 struct Fault {
@@ -17,7 +23,7 @@ struct Fault {
     }
     void Check() const {
         if (error != nullptr) {
-            throw std::runtime_error(error->message);
+            throw std::runtime_error(std::string(error->message) + NOT_SET);
         }
     }
 };
@@ -28,7 +34,7 @@ std::string ReadText(GKeyFile* file, const TvKey& key) {
         g_key_file_get_string(file, key.group, key.name, &fault.error), &g_free);
     fault.Check();
     if (key.type == TvKey::Type::Choice && !key.IsChoice(text.get())) {
-        throw std::runtime_error("“" + std::string(text.get()) + "” is none of: " + key.choices);
+        throw std::runtime_error("“" + std::string(text.get()) + "” is none of: " + key.choices + NOT_SET);
     }
     return text.get();
 }
@@ -39,7 +45,7 @@ std::int64_t ReadInteger(GKeyFile* file, const TvKey& key) {
     fault.Check();
     if (number < key.least || number > key.most) {
         throw std::runtime_error(std::to_string(number) + " is not from " + std::to_string(key.least) +
-                                 " to " + std::to_string(key.most));
+                                 " to " + std::to_string(key.most) + NOT_SET);
     }
     return number;
 }
@@ -65,38 +71,94 @@ bool IsSet(GKeyFile* file, const TvKey& key) {
     return g_key_file_has_key(file, key.group, key.name, nullptr) != FALSE;
 }
 
-void CheckValue(GKeyFile* file, const TvKey& key) {
-    switch (key.type) {
-        case TvKey::Type::Text:
-        case TvKey::Type::Choice:
-        case TvKey::Type::File:
-        case TvKey::Type::Origin:
-            ReadText(file, key);
-            break;
-        case TvKey::Type::Integer:
-            ReadInteger(file, key);
-            break;
-        case TvKey::Type::Addresses:
-        case TvKey::Type::Routes:
-            ReadList(file, key);
-            break;
+/** A Bluetooth address, or HOST:PORT:CONNECT-HOST:CONNECT-PORT, of which each may be empty. */
+void CheckItem(const TvKey& key, const std::string& item) {
+    constexpr char ADDRESS[] = "^([0-9A-Fa-f]{2}:){5}[0-9A-Fa-f]{2}$";
+    constexpr char HOST[] = R"((\[[0-9a-fA-F:.]*\]|[^:\[\]]*))";
+    constexpr char PORT[] =
+        "([0-9]{0,4}|[1-5][0-9]{4}|6[0-4][0-9]{3}|65[0-4][0-9]{2}|655[0-2][0-9]|6553[0-5])";
+    static const std::string target = std::string(HOST) + ":" + PORT;
+    static const std::string route = "^" + target + ":" + target + "$";
+    const bool isAddress = key.type == TvKey::Type::Addresses;
+    if (g_regex_match_simple(isAddress ? ADDRESS : route.c_str(), item.c_str(), GRegexCompileFlags{},
+                             GRegexMatchFlags{}) == FALSE) {
+        throw std::runtime_error("“" + item +
+                                 (isAddress ? "” is no address such as AA:BB:CC:00:11:22"
+                                            : "” is no route such as auth.example:443:127.0.0.1:8443"));
     }
 }
 
-/** The first value that does not fit; empty when all do. */
-std::string ProblemOfValues(GKeyFile* file) {
-    for (const TvKey* key : TvKeys::ALL) {
-        try {
-            if (IsSet(file, *key)) {
-                CheckValue(file, *key);
-            }
-        } catch (const std::runtime_error& error) {
-            return std::string("[") + key->group + "] " + key->name + ": " + error.what() +
-                   "; it counts as not set. Correct it, for example with: infosync-tv set " + key->group +
-                   "." + key->name + " VALUE";
+/** @throws std::runtime_error for a value that is not what the key is meant to hold */
+void CheckValue(GKeyFile* file, const TvKey& key) {
+    if (key.type == TvKey::Type::Integer) {
+        ReadInteger(file, key);
+    } else if (!key.IsList()) {
+        const std::string text = ReadText(file, key);
+        if (key.type == TvKey::Type::Origin) {
+            GateSite::Parse(text);
+        }
+    } else {
+        for (const std::string& item : ReadList(file, key)) {
+            CheckItem(key, item);
         }
     }
-    return {};
+}
+
+/** A group, where there is no name, or a key in it. */
+struct Place {
+    std::size_t line;
+    std::string group;
+    std::string name;
+};
+
+/** Of a text that is a key file. */
+std::vector<Place> PlacesIn(const std::string& content) {
+    std::vector<Place> places;
+    std::istringstream lines(content);
+    std::size_t number = 0;
+    std::string group;
+    for (std::string line; std::getline(lines, line);) {
+        ++number;
+        const std::string text = g_strstrip(line.data());
+        const auto equals = text.find('=');
+        if (text.empty() || text[0] == '#') {
+            continue;
+        }
+        if (text[0] == '[') {
+            group = text.substr(1, text.rfind(']') - 1);
+            places.push_back({number, group, ""});
+        } else if (equals != std::string::npos) {
+            std::string name = text.substr(0, equals);
+            places.push_back({number, group, g_strchomp(name.data())});
+        }
+    }
+    return places;
+}
+
+/** The first line without which the text would be a key file as far as that, found by halving. */
+std::size_t DamagedLine(const std::string& content) {
+    std::vector<std::size_t> ends;
+    for (auto at = content.find('\n'); at != std::string::npos; at = content.find('\n', at + 1)) {
+        ends.push_back(at + 1);
+    }
+    const auto isSound = [&content](std::size_t end) {
+        const std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)> file(g_key_file_new(),
+                                                                          &g_key_file_unref);
+        return g_key_file_load_from_data(file.get(), content.data(), end, G_KEY_FILE_NONE, nullptr) != FALSE;
+    };
+    return std::partition_point(ends.begin(), ends.end(), isSound) - ends.begin() + 1;
+}
+
+/** What there is in place of an unknown group or key. */
+std::string Known(const std::string& group) {
+    std::string known;
+    std::string last;
+    for (const TvKey* key : TvKeys::ALL) {
+        const std::string word = group.empty() ? key->group : key->group == group ? key->name : "";
+        known += word.empty() || word == last ? "" : (known.empty() ? "" : ", ") + word;
+        last = word.empty() ? last : word;
+    }
+    return known;
 }
 
 /** The value, or the fallback where the key is not set or its value does not fit. */
@@ -107,7 +169,7 @@ Value ReadOr(Value fallback, Value (*read)(GKeyFile*, const TvKey&), GKeyFile* f
             return read(file, key);
         }
     } catch (const std::runtime_error&) {
-        return fallback;  // told once already, as the reading's problem
+        return fallback;  // one of the reading's problems
     }
     return fallback;
 }
@@ -126,6 +188,13 @@ bool TvKey::IsChoice(std::string_view value) const {
     return false;
 }
 
+const TvKey* TvKeys::Find(const std::string& group, const std::string& name) {
+    const auto* const found = std::find_if(std::begin(ALL), std::end(ALL), [&](const TvKey* key) {
+        return key->group == group && key->name == name;
+    });
+    return found == std::end(ALL) ? nullptr : *found;
+}
+
 TvIni::TvIni() : m_file(g_key_file_new(), &g_key_file_unref) {}
 
 TvIni::TvIni(std::string content, const std::string& path) : TvIni() {
@@ -133,25 +202,57 @@ TvIni::TvIni(std::string content, const std::string& path) : TvIni() {
     m_content = std::move(content);
     Fault fault;
     if (g_key_file_load_from_data(m_file.get(), m_content.data(), m_content.size(), G_KEY_FILE_NONE,
-                                  &fault.error) == FALSE) {
-        m_file.reset(g_key_file_new());
-        m_isDamaged = true;
-        m_problem = path + ": " + fault.error->message +
-                    "; the television has nothing set. Correct the file, or delete it and make one with: "
-                    "infosync-tv init";
+                                  &fault.error) != FALSE) {
+        Check();
         return;
     }
-    const std::string problem = ProblemOfValues(m_file.get());
-    if (!problem.empty()) {
-        m_problem = path + ": " + problem;
-    }
+    m_file.reset(g_key_file_new());
+    m_isDamaged = true;
+    m_problems = {
+        {DamagedLine(m_content), std::string(fault.error->message) + "; the television has nothing set"}};
 }
 
 TvIni TvIni::Unreadable(std::string problem) {
     TvIni ini;
-    ini.m_problem = std::move(problem);
+    ini.m_problems = {{0, std::move(problem)}};
     ini.m_isDamaged = true;
     return ini;
+}
+
+void TvIni::Check() {
+    for (const auto& [line, group, name] : PlacesIn(m_content)) {
+        const std::string about = "[" + group + "]" + (name.empty() ? "" : " " + name) + ": ";
+        const TvKey* const key = TvKeys::Find(group, name);
+        if (key != nullptr) {
+            std::size_t& known = m_lines[key];
+            if (known != 0) {
+                m_problems.push_back(
+                    {line, about + "is in line " + std::to_string(known) + " already; the last one counts"});
+            }
+            known = line;
+            try {
+                CheckValue(m_file.get(), *key);
+            } catch (const std::runtime_error& error) {
+                m_problems.push_back({line, about + error.what()});
+            }
+        } else if (const std::string keys = Known(group); name.empty() ? keys.empty() : !keys.empty()) {
+            m_problems.push_back({line, about + (name.empty() ? "no such group; there are " + Known("")
+                                                              : "no such key; there are " + keys)});
+        }
+    }
+}
+
+std::string TvIni::Problem() const {
+    if (m_problems.empty()) {
+        return "";
+    }
+    const auto& [line, words] = m_problems.front();
+    return line == 0 ? words : m_path + ", line " + std::to_string(line) + ": " + words;
+}
+
+std::size_t TvIni::LineOf(const TvKey& key) const {
+    const auto found = m_lines.find(&key);
+    return found == m_lines.end() ? 0 : found->second;
 }
 
 std::optional<std::string> TvIni::Text(const TvKey& key) const {
@@ -159,7 +260,7 @@ std::optional<std::string> TvIni::Text(const TvKey& key) const {
         if (IsSet(m_file.get(), key)) {
             return ReadText(m_file.get(), key);
         }
-    } catch (const std::runtime_error&) {  // told once already, as the reading's problem
+    } catch (const std::runtime_error&) {  // one of the reading's problems
     }
     return key.fallbackText == nullptr ? std::nullopt : std::make_optional<std::string>(key.fallbackText);
 }

@@ -66,6 +66,44 @@ std::string TextOf(const KeyFile& file) {
     return Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr));
 }
 
+/** Why the file that the key names cannot be used; empty where it can, or the key names none. */
+std::string ProblemOfFile(const TvKey& key, const TvIni& ini) {
+    namespace fs = std::filesystem;
+    const bool isOutput = key.type == TvKey::Type::Output;
+    const auto name = key.type == TvKey::Type::File || isOutput ? ini.Text(key) : std::nullopt;
+    if (!name) {
+        return "";
+    }
+    const fs::path file(TvFolder::Resolve(*name));
+    std::error_code error;
+    if (isOutput) {
+        return fs::is_directory(file, error) || !fs::is_directory(file.parent_path(), error)
+                   ? "“" + *name + "” is no file in a folder that is there"
+                   : "";
+    }
+    try {
+        Files::ReadBytes(file);
+        return "";
+    } catch (const std::exception& problem) {
+        return problem.what();
+    }
+}
+
+std::vector<TvProblem> ProblemsOf(const TvIni& ini) {
+    std::vector<TvProblem> problems = ini.Problems();
+    for (const TvKey* key : TvKeys::ALL) {
+        const std::string problem = ProblemOfFile(*key, ini);
+        if (!problem.empty()) {
+            problems.push_back(
+                {ini.LineOf(*key), std::string("[") + key->group + "] " + key->name + ": " + problem});
+        }
+    }
+    for (TvProblem& problem : problems) {
+        problem.words = Cli::Escape(problem.words);
+    }
+    return problems;
+}
+
 }  // namespace
 
 void Require() {
@@ -80,6 +118,15 @@ void Require() {
     }
 }
 
+void RequireSound() {
+    Require();
+    Parse(ReadIniText());
+}
+
+std::vector<TvProblem> CheckIni() {
+    return ProblemsOf(*TvFolder::ReadIni());
+}
+
 IniFile::IniFile() : m_path(TvFolder::IniPath()), m_lock(Lock(m_path)), m_file(Parse(ReadIniText())) {}
 
 IniFile::IniFile(const std::string& text)
@@ -92,7 +139,7 @@ void IniFile::Set(const TvKey& key, const std::string& value) {
     if (key.IsList()) {
         SetList(key, SplitList(value));
     } else {
-        Write(key, [&](GKeyFile* file) { g_key_file_set_string(file, key.group, key.name, value.c_str()); });
+        Write([&](GKeyFile* file) { g_key_file_set_string(file, key.group, key.name, value.c_str()); });
     }
 }
 
@@ -116,18 +163,18 @@ void IniFile::SetList(const TvKey& key, const std::vector<std::string>& items) {
     for (const std::string& item : items) {
         texts.push_back(item.c_str());
     }
-    Write(key, [&](GKeyFile* file) {
+    Write([&](GKeyFile* file) {
         g_key_file_set_string_list(file, key.group, key.name, texts.data(), texts.size());
     });
 }
 
 /** Writes into a file of its own first, to see what the television would make of it. */
-void IniFile::Write(const TvKey& key, const std::function<void(GKeyFile*)>& write) {
+void IniFile::Write(const std::function<void(GKeyFile*)>& write) {
     const KeyFile alone = Parse("");
     write(alone.get());
-    const std::string problem = ProblemOf(key, TextOf(alone));
-    if (!problem.empty()) {
-        throw std::invalid_argument(KeyName(key) + ": " + Cli::Escape(problem));
+    const std::vector<TvProblem> problems = ProblemsOf(TvIni(TextOf(alone), ""));
+    if (!problems.empty()) {
+        throw std::invalid_argument(problems.front().words);
     }
     write(m_file.get());
 }
@@ -139,36 +186,6 @@ void IniFile::Save() const {
         text.erase(at, 1);
     }
     Files::Replace(m_path, text);
-}
-
-const TvKey* FindKey(const std::string& name) {
-    for (const TvKey* key : TvKeys::ALL) {
-        if (KeyName(*key) == name) {
-            return key;
-        }
-    }
-    return nullptr;
-}
-
-std::string KeyName(const TvKey& key) {
-    return std::string(key.group) + "." + key.name;
-}
-
-std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped) {
-    const TvIni settings(ini, "");
-    if (settings.IsDamaged()) {
-        return ini;  // the television then has nothing set
-    }
-    const KeyFile file = Parse(ini);
-    const std::size_t before = dropped.size();
-    for (const TvKey* key : {&TvKeys::LOG_FILE, &TvKeys::AUTH_CODE}) {
-        const auto path = std::filesystem::path(settings.Text(*key).value_or("")).lexically_normal();
-        if (path.is_absolute() || *path.begin() == "..") {
-            g_key_file_remove_key(file.get(), key->group, key->name, nullptr);
-            dropped.push_back(KeyName(*key));
-        }
-    }
-    return dropped.size() == before ? ini : TextOf(file);
 }
 
 }  // namespace Television

@@ -3,7 +3,6 @@
 
 #include <glib.h>
 
-#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -16,6 +15,12 @@ namespace Television {
 
 /** @throws std::runtime_error, saying how to make one, when there is no television in the folder */
 void Require();
+
+/** @throws std::runtime_error, saying what to do, when there is none, or its tv.ini cannot be read */
+void RequireSound();
+
+/** What is wrong with tv.ini, files that cannot be used among it, for people to read. */
+std::vector<TvProblem> CheckIni();
 
 using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
 
@@ -41,43 +46,11 @@ public:
     void Save() const;
 
 private:
-    void Write(const TvKey& key, const std::function<void(GKeyFile*)>& write);
+    void Write(const std::function<void(GKeyFile*)>& write);
 
     std::string m_path;
     Cli::FileLock m_lock;
     KeyFile m_file;
 };
-
-/**
- * A tv.ini without the keys by which somebody else's television would write to, or send, files outside of its
- * folder.
- * @param dropped gets the names of those that it had
- */
-std::string WithoutForeignFiles(const std::string& ini, std::vector<std::string>& dropped);
-
-/** What is wrong with the only key of a key file's text; empty when nothing is. */
-std::string ProblemOf(const TvKey& key, const std::string& content);
-
-struct IniProblem {
-    /** Counted from 1. */
-    std::size_t line;
-    /** On one line, with the group and the key that it is about. */
-    std::string words;
-};
-
-/**
- * Everything wrong with a tv.ini: lines that are none of a key file, unknown groups and keys, values that do
- * not fit, malformed origins, addresses and routes, and files that cannot be read.
- */
-std::vector<IniProblem> CheckIni(const std::string& content);
-
-/** The same for the television's own. */
-std::vector<IniProblem> CheckIni();
-
-/** The key that "GROUP.KEY" names, or null. */
-const TvKey* FindKey(const std::string& name);
-
-/** "GROUP.KEY" */
-std::string KeyName(const TvKey& key);
 
 }  // namespace Television

@@ -97,7 +97,7 @@ TEST_F(DlogTest, ProblemOfTheTelevisionIsToldWithThePathUnlessTheLevelHidesIt) {
     const LogSink shown(TvIni("[sso]\nstate=yes", "PATH"));
     const LogSink hidden(TvIni("[sso]\nstate=yes\n[log]\nlevel=E", "PATH"));
     const std::string log = Logged();
-    EXPECT_THAT(log, StartsWith("W/TV      (PID): PATH: [sso] state: "));
+    EXPECT_THAT(log, StartsWith("W/TV      (PID): PATH, line 2: [sso] state: "));
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1);
 }
 

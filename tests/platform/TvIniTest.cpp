@@ -14,20 +14,20 @@ using TvIniTest = Television;
 
 TEST_F(TvIniTest, ValueThatDoesNotFitCountsAsNotSetAndIsNamed) {
     const std::pair<std::string, std::string> cases[] = {
-        {"[sso]\nstate=one", "[sso] state: "},
-        {"[sso]\nstate=99999999999", "[sso] state: "},
-        {"[http]\nmax_seconds=0", "[http] max_seconds: "},
-        {"[log]\nlevel=X", "[log] level: "},
-        {"[log]\nlevel=", "[log] level: "},
-        {"[bluetooth]\nsource=both", "[bluetooth] source: "},
-        {"[system]\nmodel=\xFF", "[system] model: "},
-        {"[bluetooth]\nbonded=a\\qb", "[bluetooth] bonded: "},
-        {"no key file", "the television has nothing set"},
+        {"[sso]\nstate=one", "line 2: [sso] state: "},
+        {"[sso]\nstate=99999999999", "line 2: [sso] state: "},
+        {"[http]\nmax_seconds=0", "line 2: [http] max_seconds: 0 is not from 1"},
+        {"[log]\nlevel=X", "line 2: [log] level: “X” is none of: V"},
+        {"[log]\nlevel=", "line 2: [log] level: "},
+        {"# c\n\n[bluetooth]\n source = both", "line 4: [bluetooth] source: “both” is none of: lists bluez"},
+        {"[system]\nmodel=\xFF", "line 2: [system] model: "},
+        {"[bluetooth]\nbonded=a\\qb", "line 2: [bluetooth] bonded: "},
     };
     for (const auto& [content, problem] : cases) {
         const TvIni ini(content, "PATH");
-        EXPECT_THAT(ini.Problem(), HasSubstr("PATH: ")) << content;
-        EXPECT_THAT(ini.Problem(), HasSubstr(problem)) << content;
+        EXPECT_THAT(ini.Problem(), HasSubstr("PATH, " + problem)) << content;
+        EXPECT_THAT(ini.Problem(), HasSubstr("counts as not set")) << content;
+        EXPECT_EQ(ini.Problems().size(), 1) << content;
         EXPECT_EQ(ini.Integer(TvKeys::SSO_STATE), 0);
         EXPECT_EQ(ini.Integer(TvKeys::MAX_SECONDS), 600);
         EXPECT_EQ(ini.Text(TvKeys::LOG_LEVEL), "I");
@@ -35,6 +35,42 @@ TEST_F(TvIniTest, ValueThatDoesNotFitCountsAsNotSetAndIsNamed) {
         EXPECT_EQ(ini.Text(TvKeys::MODEL), std::nullopt);
         EXPECT_THAT(ini.List(TvKeys::BONDED), IsEmpty());
     }
+}
+
+TEST_F(TvIniTest, WhatATelevisionMakesNothingOfIsNamedWithItsLine) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"[sytem]\nmodel=x\n", "line 1: [sytem]: no such group; there are system, sso, bluetooth, http, log"},
+        {"[log]\n\nlvl=I\n", "line 3: [log] lvl: no such key; there are level, format, file"},
+        {"[http]\ngate_site=http://a.example\n",
+         "line 2: [http] gate_site: “http://a.example” is not an https"},
+        {"[http]\nconnect_to=::127.0.0.1:1;a:b:c:d\n", "line 2: [http] connect_to: “a:b:c:d” is no route"},
+        {"[http]\nconnect_to=a.example:443:127.0.0.1\n", "is no route"},
+        {"[http]\nconnect_to=::127.0.0.1:65536\n", "is no route"},
+        {"[bluetooth]\nbonded=AA:BB:CC:00:11:22;AA:BB:CC:00:11\n", "bonded: “AA:BB:CC:00:11” is no address"},
+        {"[bluetooth]\nknown=AA-BB-CC-00-11-22\n", "known: “AA-BB-CC-00-11-22” is no address"},
+        {"[log]\nlevel=I\n[sso]\n[log]\nlevel=W\n", "line 5: [log] level: is in line 2 already"},
+        {"model=x\n", "line 1: "},
+        {"[sso]\n# c\nstate\nstate=1\n", "line 3: "},
+        {"[log]\n[sso\n[http]", "line 2: "},
+        {"[log]\nno end", "line 2: "},
+    };
+    for (const auto& [content, problem] : cases) {
+        const TvIni ini(content, "PATH");
+        EXPECT_THAT(ini.Problem(), HasSubstr(problem)) << content;
+        EXPECT_EQ(ini.Problems().size(), 1) << content;
+    }
+    const TvIni damaged("[sso]\nstate=1\nno key file", "PATH");
+    EXPECT_THAT(damaged.Problem(), HasSubstr("the television has nothing set"));
+    EXPECT_EQ(damaged.Integer(TvKeys::SSO_STATE), 0);
+    const TvIni sound(
+        "# a comment\n\n[system]\nmodel=\ntizen_id=a b\n[sso]\nstate=-1\nlogin_id=\\s\n"
+        "[bluetooth]\nbonded=\nknown=aa:bb:cc:00:11:22 ;AA:BB:CC:00:11:33;\nsource=bluez\n"
+        "[http]\ngate_site=HTTPS://a.example:443/\nmax_seconds=1\n"
+        "connect_to=::127.0.0.1:8443;a.example:443:[::1]:8443;:::\n[log]\nlevel=V\nfile=log\n",
+        "PATH");
+    EXPECT_EQ(sound.Problem(), "");
+    EXPECT_EQ(sound.LineOf(TvKeys::MAX_SECONDS), 15);
+    EXPECT_EQ(sound.LineOf(TvKeys::CA_FILE), 0);
 }
 
 TEST_F(TvIniTest, ChangeIsSeenAtTheNextCall) {
