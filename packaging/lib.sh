@@ -37,6 +37,8 @@ make_television() {
     tv --dir "$1" init --cloud "$work/cloud" >/dev/null
     cp "$work/cloud/tls/ca.pem" "$1/ca.pem"
     tv --dir "$1" set http.ca_file ca.pem >/dev/null
+    tv --dir "$1" set http.connect_to "::127.0.0.1:$(cloud status --json | /usr/bin/python3 -c \
+        'import json, sys; print(json.load(sys.stdin)["port"])')" >/dev/null
     tv --dir "$1" sign-in $USER_ID >/dev/null
 }
 

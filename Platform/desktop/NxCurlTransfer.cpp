@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "CloudSite.h"
 #include "GateSite.h"
 #include "TvFolder.h"
 
@@ -66,10 +67,15 @@ List HeaderList(const std::list<std::string>& lines) {
     return list;
 }
 
+/** The routes of tv.ini; where it has none, all ways lead to the local cloud that it names. */
 List ConnectToList(const TvIni& ini) {
     List list(nullptr, &curl_slist_free_all);
     for (const std::string& route : ini.List(TvKeys::CONNECT_TO)) {
         Append(list, route);
+    }
+    const CloudSite cloud = CloudSite::Of(ini);
+    if (!list && !cloud.folder.empty()) {
+        Append(list, "::127.0.0.1:" + std::to_string(cloud.Port()));
     }
     return list;
 }
@@ -139,8 +145,9 @@ void NxCurlEasy::Transfer::SetTrust(const TvIni& ini) {
     Set(CURLOPT_SSL_VERIFYHOST, 2L);
     Set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
     const auto caFile = ini.Text(TvKeys::CA_FILE);
-    if (caFile) {
-        Set(CURLOPT_CAINFO, TvFolder::Resolve(*caFile).c_str());
+    const CloudSite cloud = CloudSite::Of(ini);
+    if (caFile || !cloud.folder.empty()) {
+        Set(CURLOPT_CAINFO, (caFile ? TvFolder::Resolve(*caFile) : cloud.CaFile()).c_str());
         Set(CURLOPT_CAPATH, nullptr);
     } else if (curl_version_info(CURLVERSION_NOW)->capath != nullptr) {
         // The system's hashed folder serves alone: parsing the bundle file costs 15 ms for each

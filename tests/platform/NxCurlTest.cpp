@@ -79,3 +79,21 @@ TEST_F(NxCurlTest, OnlyAnHttpsSchemeIsHttps) {
         EXPECT_EQ(NxCurlUtility::checkIsHttps(url), isHttps) << url;
     }
 }
+
+TEST_F(NxCurlTest, LocalCloudIsFoundWhereItListensNow) {
+    const auto ask = [this] {
+        NxCurlEasy client;
+        client.Initialize();
+        client.setOption(NXCURL_OPTION_URL, "https://auth.quorlen.example/"s);
+        EXPECT_FALSE(client.send());
+        return Logged();
+    };
+    SetIni("[http]\ncloud=cloud\n");
+    EXPECT_THAT(ask(), HasSubstr("does not run: infosync-cloud serve --dir '" + File("cloud").string()));
+    for (const char* port : {"1", "2"}) {
+        Put("cloud/state/server.json", R"({"pid" : 5, "port" : )"s + port + "}");
+        EXPECT_THAT(ask(), HasSubstr("127.0.0.1 port "s + port));
+    }
+    SetIni("[http]\ncloud=cloud\nconnect_to=::127.0.0.1:3\n");
+    EXPECT_THAT(ask(), HasSubstr("port 3"));
+}
