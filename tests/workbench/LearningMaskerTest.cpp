@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include "Television/Masker.h"
-#include "Util/SecurityUtil.h"
 
 using Television::Masker;
 using testing::HasSubstr;
@@ -125,36 +124,5 @@ TEST(LearningMasker, KeepsWithinBoundsAndForgetsTheOldest) {
             text += piece;
         }
         EXPECT_FALSE(masker.Mask(text, "head").empty());
-    }
-}
-
-TEST(LearningMasker, OnlyWhatIsKnownToBeHarmlessStaysInAnExportedRecord) {
-    struct Case {
-        std::string alias;
-        std::string record;
-        std::string expected;
-    };
-    const Case cases[] = {
-        {InfoSyncUtil::ALIAS_ACCESS_TOKEN,
-         R"({"ann":{"access_token":"abc","id_token":"ab","scope":"s","n":[{"x":"y"}],"issued_time_in_second":5}})",
-         R"({"ann":{"access_token":"replaced-3-characters","id_token":"replaced-2-characters","scope":"s",)"
-         R"("n":[{"x":"replaced-1-characters"}],"issued_time_in_second":5}})"},
-        {InfoSyncUtil::ALIAS_JWT, R"({"ann":{"accessToken":12345,"rcode":0}})",
-         R"({"ann":{"accessToken":"replaced-5-characters","rcode":0}})"},
-        {InfoSyncUtil::ALIAS_JWT, R"({"ann":{"accessToken":"cut)", "replaced-26-characters"},
-        {InfoSyncUtil::ALIAS_RECORDS, R"({"ann":{"records":[{"name":"x","record_id":"1","pin":"42"},"y"]}})",
-         R"({"ann":{"records":[{"name":"x","record_id":"1","pin":"replaced-2-characters"},"replaced-1-characters"]}})"},
-        {InfoSyncUtil::ALIAS_AUTH_CODE,
-         "<?xml version=\"1.0\"?><!-- x --><rsp stat=\"ok\" id=\"1\"><auth_code>a&amp;c</auth_code>"
-         "<kap_api_domain>a.example</kap_api_domain><other><![CDATA[x]]></other></rsp>",
-         "<?xml version=\"1.0\"?><!-- replaced-1-characters --><rsp stat=\"ok\" id=\"replaced-1-characters\">"
-         "<auth_code>replaced-7-characters</auth_code><kap_api_domain>a.example</kap_api_domain>"
-         "<other><![CDATA[replaced-1-characters]]></other></rsp>"},
-        {InfoSyncUtil::ALIAS_AUTH_CODE, "no xml", "replaced-6-characters"},
-        {"SomethingElse", "secret", "replaced-6-characters"},
-    };
-    for (const auto& [alias, record, expected] : cases) {
-        EXPECT_EQ(Masker(Masker::Shows::LENGTH).MaskRecord(alias, record), expected)
-            << alias << " " << record;
     }
 }
