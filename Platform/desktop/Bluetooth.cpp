@@ -10,11 +10,13 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
+#include "AdapterDevices.h"
 #include "Bluez.h"
 #include "TvFolder.h"
 #include "TvIni.h"
@@ -135,6 +137,11 @@ struct Adapter {
     bool initialized = false;
     Settings settings;
     BluezDevices bluez;
+
+    /** Null when BlueZ could not be asked. */
+    const Devices* Known() {
+        return settings.IsFromBluez() ? bluez.Get() : &settings.Listed();
+    }
 };
 
 Adapter& TheAdapter() {
@@ -154,6 +161,13 @@ int MakeInfo(const std::string& address, bool isBonded, bt_device_info_s** info)
 }
 
 }  // namespace
+
+std::map<std::string, bool> AdapterDevices() {
+    Adapter& adapter = TheAdapter();
+    const Devices* devices = adapter.initialized ? adapter.Known() : nullptr;
+    return devices == nullptr ? std::map<std::string, bool>()
+                              : std::map<std::string, bool>(devices->begin(), devices->end());
+}
 
 int bt_initialize(void) {
     Adapter& adapter = TheAdapter();
@@ -186,8 +200,7 @@ int bt_adapter_get_bonded_device_info(const char* remote_address, bt_device_info
         return BT_ERROR_NOT_INITIALIZED;
     }
     adapter.settings.RefreshOncePerTick();
-    const Devices* devices =
-        adapter.settings.IsFromBluez() ? adapter.bluez.Get() : &adapter.settings.Listed();
+    const Devices* devices = adapter.Known();
     if (devices == nullptr) {
         return BT_ERROR_OPERATION_FAILED;
     }

@@ -1,10 +1,8 @@
 #include <exception>
-#include <string>
-#include <vector>
 
 #include "AuthData/CAccessToken.h"
-#include "AuthData/CJsonWebToken.h"
-#include "AuthData/CServiceActivationInfo.h"
+#include "AuthData/CAuthCode.h"
+#include "CBtInfoSync.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Television/Status.h"
@@ -13,98 +11,109 @@ namespace Television {
 
 namespace {
 
+using Kind = State::Kind;
+
+std::string EndOf(const State& state, std::int64_t now) {
+    return Cli::TimeWords(Cli::Sum(now, state.secondsLeft), now);
+}
+
 /** Why something has to be asked for anew. */
-std::string Missing(const std::string& name, const Json::Value& state, std::int64_t now) {
-    const std::string condition = state["state"].asString();
-    if (condition == "expired") {
-        return name + " ran out at " + Cli::TimeWords(Cli::Sum(now, state["seconds_left"].asInt64()), now);
+std::string Missing(const std::string& name, const State& state, std::int64_t now) {
+    switch (state.kind) {
+        case Kind::EXPIRED:
+            return name + " ran out at " + EndOf(state, now);
+        case Kind::NONE:
+            return "no " + name + " is stored";
+        case Kind::FORBIDDEN:
+            return name + ": what is stored is not yours to read";
+        default:
+            return name + ": what is stored is damaged";
     }
-    return condition == "none" ? "no " + name + " is stored" : name + ": what is stored is " + condition;
 }
 
-void Add(Json::Value& requests, const std::string& request, const std::string& why) {
-    Json::Value entry;
-    entry["request"] = request;
-    entry["why"] = why;
-    requests.append(std::move(entry));
-}
-
-Json::Value Plan(const Json::Value& requests) {
-    std::vector<std::string> words;
-    for (const Json::Value& request : requests) {
-        const std::string why = request["why"].asString();
-        words.push_back(request["request"].asString() + (why.empty() ? "" : " (" + why + ")"));
+/** What the stored sign-in document lacks for a refresh; empty for nothing. */
+std::string WhyNoRefresh() {
+    CAuthCode code;
+    try {
+        code.Init();
+        code.GetKapAuthDomain();
+        code.GetKapApiDomain();
+        return "";
+    } catch (const std::exception& error) {
+        return error.what();
     }
-    Json::Value plan;
-    plan["requests"] = requests;
-    plan["words"] = Cli::Join(words, ", ");
-    return plan;
 }
 
-/** The request for a new access token, and why; empty when the stored one is good. */
-std::pair<std::string, const char*> TokenRequest(const std::string& user) {
-    constexpr char WITH_CODE[] = "token with a new code";
+/** Adds the request for an access token, in the order of the service's questions. @return why the run fails
+ */
+std::string PlanToken(const UserStatus& user, std::int64_t now, Plan& plan) {
     CAccessToken token;
-    token.Init(user);
+    token.Init(user.user);
     try {
         token.ReadFromSecureStorage();
     } catch (const std::exception&) {
         // As the service has it: what cannot be read is no token.
     }
     if (!token.HasTokens() || !token.HasUsableToken()) {
-        return {WITH_CODE, "access"};
+        plan.requests.push_back({"token", Missing("access token", user.accessToken, now)});
+    } else if (token.IsRefreshTokenExpired()) {
+        plan.requests.push_back({"token", Missing("refresh token", user.refreshToken, now)});
+    } else if (token.IsTokenExpired()) {
+        const std::string problem = WhyNoRefresh();
+        if (!problem.empty()) {
+            return "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
+                   "cannot "
+                   "be used (" +
+                   problem + "). A new one comes when the refresh token has run out, at " +
+                   EndOf(user.refreshToken, now) + ", or after infosync-tv factory-reset";
+        }
+        plan.requests.push_back({"refresh", Missing("access token", user.accessToken, now)});
     }
-    if (token.IsRefreshTokenExpired()) {
-        return {WITH_CODE, "refresh"};
-    }
-    return {token.IsTokenExpired() ? "token refresh" : "", "access"};
+    return "";
 }
 
-Json::Value FindUser(const Json::Value& status, const std::string& name) {
-    for (const Json::Value& user : status["users"]) {
-        if (user["user"].asString() == name) {
-            return user;
-        }
+void PlanRest(const UserStatus& user, std::int64_t now, Plan& plan) {
+    if (user.activation.kind != Kind::VALID) {
+        plan.requests.push_back({"activation", Missing("activation", user.activation, now)});
     }
-    return {};
+    if (user.appToken.kind != Kind::VALID) {
+        plan.requests.push_back({"app", Missing("application token", user.appToken, now)});
+    }
+    plan.requests.push_back({"download", user.mark >= 1 ? "from mark " + std::to_string(user.mark)
+                                                        : "of all records: there is no mark"});
+}
+
+std::string WordsOf(const std::vector<Plan::Request>& requests) {
+    std::vector<std::string> words;
+    for (const auto& [name, why] : requests) {
+        words.push_back(name + (why.empty() ? "" : " (" + why + ")"));
+    }
+    return Cli::Join(words, ", ");
 }
 
 }  // namespace
 
-Json::Value NextRun(const Json::Value& status, std::int64_t now) {
-    const std::string name = status["login_id"].asString();
-    const Json::Value user = FindUser(status, name);
-    Json::Value requests(Json::arrayValue);
-    if (!status["signed_in"].asBool() || name.empty()) {
-        Add(requests, "nothing", "nobody is signed in: it waits 20 seconds for that, then ends");
-        return Plan(requests);
+Plan PlanNextRun(const Status& status, std::int64_t now) {
+    Plan plan;
+    if (status.loginId.empty()) {
+        plan.words = "nothing: nobody is signed in; it waits " +
+                     Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
+                     " for that, then ends";
+        return plan;
     }
-    if (status["factory_reset_requested"].asBool()) {
-        for (const char* request : {"token with a new code", "activation", "application token"}) {
-            Add(requests, request, "");
+    if (status.isFactoryResetRequested) {
+        plan.requests = {{"token", ""}, {"activation", ""}, {"app", ""}};
+        plan.requests.push_back({"download", "of all records: a factory reset comes first"});
+    } else {
+        for (const UserStatus& user : status.users) {
+            plan.words = user.isSignedIn ? PlanToken(user, now, plan) : plan.words;
+            if (user.isSignedIn && plan.words.empty()) {
+                PlanRest(user, now, plan);
+            }
         }
-        Add(requests, "download", "of all records: a factory reset comes first");
-        return Plan(requests);
     }
-    const auto [tokenRequest, kind] = TokenRequest(name);
-    if (!tokenRequest.empty()) {
-        const std::string token = kind;
-        Add(requests, tokenRequest, Missing(token + " token", user[token + "_token"], now));
-    }
-    CServiceActivationInfo activation;
-    activation.Init(name);
-    if (!activation.IsValid()) {
-        Add(requests, "activation", Missing("activation", user["activation"], now));
-    }
-    CJsonWebToken applicationToken;
-    applicationToken.Init(name);
-    if (!applicationToken.IsValid()) {
-        Add(requests, "application token", Missing("application token", user["application_token"], now));
-    }
-    const std::int64_t mark = user["records"]["mark"].asInt64();
-    Add(requests, "download",
-        mark >= 1 ? "from mark " + std::to_string(mark) : "of all records: there is no mark");
-    return Plan(requests);
+    plan.words = plan.words.empty() ? WordsOf(plan.requests) : plan.words;
+    return plan;
 }
 
 }  // namespace Television

@@ -1,18 +1,15 @@
-/** Bluetooth services by name. */
+/** The Bluetooth services of a record, for people. */
 #pragma once
 
 #include <string>
+#include <vector>
 
 namespace Television {
 
-/**
- * The number and name of a service of the Bluetooth SIG, "110b Audio Sink"; other texts as they are, upper
- * case among them, since the service does not take them either. The names are those of the SIG's Assigned
- * Numbers.
- */
-std::string ServiceName(const std::string& uuid);
+/** As the record has them, with commas; the audio sink in words. */
+std::vector<std::string> ServicesOf(const std::string& uuids);
 
-/** Why the service finds no audio sink in the services of a record, which are a list with commas. */
+/** Why the service finds no audio sink among them. */
 std::string NoSinkWords(const std::string& uuids);
 
 }  // namespace Television

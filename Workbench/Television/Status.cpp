@@ -1,17 +1,25 @@
 #include "Television/Status.h"
 
-#include <algorithm>
+#include <glib.h>
+
+#include <exception>
+#include <map>
 #include <set>
 
+#include "AdapterDevices.h"
+#include "AuthData/CAccessToken.h"
+#include "AuthData/CDeviceInfo.h"
+#include "AuthData/CJsonWebToken.h"
+#include "AuthData/CServiceActivationInfo.h"
+#include "CSsoManager.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Television/CloudFolder.h"
-#include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Stored.h"
 #include "TvFolder.h"
 #include "TvIni.h"
+#include "Util/BluetoothUtil.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
 #include "Util/SettingsUtil.h"
@@ -20,121 +28,111 @@ namespace Television {
 
 namespace {
 
+using Kind = State::Kind;
+
 constexpr std::int64_t MILLISECONDS = 1000;
 
-/** What is stored, by the name that people know it by. */
+/** What is stored, each under the name that the service has for it. */
 struct Stored {
     Document tokens = ReadKey(InfoSyncUtil::ALIAS_ACCESS_TOKEN);
     Document activation = ReadKey(InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO);
-    Document applicationToken = ReadKey(InfoSyncUtil::ALIAS_JWT);
+    Document appToken = ReadKey(InfoSyncUtil::ALIAS_JWT);
     Document records = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
     Document authCode = ReadAuthCode();
     Document devices = ReadSetting(InfoSyncUtil::KEY_DEVICES);
 };
 
-Json::Value State(const char* name, const std::string& problem = "") {
-    Json::Value state;
-    state["state"] = name;
-    if (!problem.empty()) {
-        state["problem"] = problem;
-    }
-    return state;
+State Make(Kind kind, const std::string& problem = "") {
+    return {kind, problem, 0, ""};
 }
 
-Json::Value StateOf(const Document& document) {
-    switch (document.condition) {
-        case Document::Condition::MISSING:
-            return State("none");
-        case Document::Condition::DAMAGED:
-            return State("damaged", document.problem);
-        case Document::Condition::FORBIDDEN:
-            return State("forbidden", document.problem);
-        default:
-            return State("stored");
-    }
+State StateOf(const Document& document) {
+    constexpr Kind KINDS[] = {Kind::NONE, Kind::DAMAGED, Kind::FORBIDDEN, Kind::STORED};
+    return Make(KINDS[static_cast<int>(document.condition)], document.problem);
 }
 
-/** The state of something that is kept under the user's entry, when that alone decides it; otherwise null. */
-Json::Value StateOfEntry(const Document& document, const std::string& user) {
+/** The state of what is kept in the user's entry; STORED where the entry can be read. */
+State StateOfEntry(const Document& document, const std::string& user) {
     if (!document.IsReadable()) {
         return StateOf(document);
     }
-    if (!document.value.isMember(user)) {
-        return State("none");
-    }
-    return document.value[user].isObject() ? Json::Value()
-                                           : State("damaged", "the user's entry is no object");
+    return !document.value.isMember(user)    ? Make(Kind::NONE)
+           : document.value[user].isObject() ? Make(Kind::STORED)
+                                             : Make(Kind::DAMAGED, "the user's entry is no object");
 }
 
-Json::Value Lifetime(bool valid, std::int64_t secondsLeft) {
-    Json::Value state = State(valid ? "valid" : "expired");
-    state["seconds_left"] = static_cast<Json::Int64>(secondsLeft);
+/** Makes a stored one valid or expired, as the service has it. */
+State WithLifetime(State state, bool isValid, std::int64_t end, std::int64_t now, std::string detail) {
+    if (state.kind == Kind::STORED) {
+        state = {isValid ? Kind::VALID : Kind::EXPIRED, "", Cli::Difference(end, now), std::move(detail)};
+    }
     return state;
 }
 
-/** A token of the authorisation server: it holds up to and including its last second. */
-Json::Value OAuthToken(const Stored& stored, const std::string& user, const std::string& name,
-                       std::int64_t now, bool showSecrets) {
-    Json::Value state = StateOfEntry(stored.tokens, user);
-    if (!state.isNull()) {
-        return state;
-    }
-    const Json::Value& entry = stored.tokens.value[user];
-    if (!entry.isMember(name)) {
-        return State("none");
-    }
+State OAuthToken(const Stored& stored, const std::string& user, const char* name, const char* lifetime,
+                 bool isValid, std::int64_t now) {
+    State state = StateOfEntry(stored.tokens, user);
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.tokens.value, user);
     const std::string token = Cli::TextMember(entry, name);
-    if (token.empty()) {
-        return State("damaged", "the token is no text");
+    if (state.kind == Kind::STORED && token.empty()) {
+        state = entry.isMember(name) ? Make(Kind::DAMAGED, "the token is no text") : Make(Kind::NONE);
     }
-    const std::int64_t end = Cli::Sum(InfoSyncUtil::ToInt64(entry["issued_time_in_second"]),
-                                      InfoSyncUtil::ToInt64(entry[name + "_expires_in"]));
-    state = Lifetime(end >= now, Cli::Difference(end, now));
-    state["token"] = showSecrets ? token : Cli::Abbreviate(token);
-    return state;
+    const std::int64_t end = Cli::Sum(InfoSyncUtil::ToInt64(entry[CAccessToken::ISSUED_TIME]),
+                                      InfoSyncUtil::ToInt64(entry[lifetime]));
+    return WithLifetime(state, isValid, end, now, Cli::Abbreviate(token));
 }
 
-Json::Value Activation(const Stored& stored, const std::string& user, std::int64_t now) {
-    Json::Value state = StateOfEntry(stored.activation, user);
-    if (state.isNull()) {
-        const Json::Value& entry = stored.activation.value[user];
-        const std::int64_t left =
-            Cli::Difference(InfoSyncUtil::ToInt64(entry["expireTime"]), now * MILLISECONDS);
-        state = Lifetime(left > 0, left / MILLISECONDS);
-        state["device_id"] = Cli::TextMember(entry, "dvcId");
+void ReadTokens(const Stored& stored, UserStatus& user, std::int64_t now) {
+    CAccessToken token;
+    token.Init(user.user);
+    try {
+        token.ReadFromSecureStorage();
+    } catch (const std::exception&) {
+        // As the service has it: what cannot be read is no token.
     }
-    return state;
+    user.accessToken = OAuthToken(stored, user.user, CAccessToken::ACCESS_TOKEN,
+                                  CAccessToken::ACCESS_TOKEN_LIFETIME, !token.IsTokenExpired(), now);
+    user.refreshToken = OAuthToken(stored, user.user, CAccessToken::REFRESH_TOKEN,
+                                   CAccessToken::REFRESH_TOKEN_LIFETIME, !token.IsRefreshTokenExpired(), now);
 }
 
-Json::Value ApplicationToken(const Stored& stored, const std::string& user, std::int64_t now,
-                             bool showSecrets) {
-    Json::Value state = StateOfEntry(stored.applicationToken, user);
-    if (state.isNull()) {
-        const Json::Value& entry = stored.applicationToken.value[user];
-        const std::int64_t left = Cli::Difference(InfoSyncUtil::ToInt64(entry["tokenExpireTimeSec"]), now);
-        const std::string token = Cli::TextMember(entry, "accessToken");
-        state = Lifetime(left > 0, left);
-        state["token"] = showSecrets ? token : Cli::Abbreviate(token);
-    }
-    return state;
+void ReadActivation(const Stored& stored, UserStatus& user, std::int64_t now) {
+    CServiceActivationInfo activation;
+    activation.Init(user.user);
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.activation.value, user.user);
+    const std::int64_t end = InfoSyncUtil::ToInt64(entry[CServiceActivationInfo::EXPIRE_TIME]) / MILLISECONDS;
+    user.activation = WithLifetime(StateOfEntry(stored.activation, user.user), activation.IsValid(), end, now,
+                                   Cli::TextMember(entry, CServiceActivationInfo::DEVICE_ID));
 }
 
-Json::Value Records(const Stored& stored, const std::string& user) {
-    Json::Value state = StateOfEntry(stored.records, user);
-    if (state.isNull()) {
-        const Json::Value& entry = stored.records.value[user];
-        state = State("stored");
-        state["count"] = entry["records"].isArray() ? entry["records"].size() : 0U;
-        state["mark"] = static_cast<Json::Int64>(
-            InfoSyncUtil::ToInt64(InfoSyncUtil::ObjectMember(entry, "meta")["synced_timestamp"]));
-    }
-    return state;
+void ReadAppToken(const Stored& stored, UserStatus& user, std::int64_t now) {
+    CJsonWebToken token;
+    token.Init(user.user);
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.appToken.value, user.user);
+    user.appToken = WithLifetime(StateOfEntry(stored.appToken, user.user), token.IsValid(),
+                                 InfoSyncUtil::ToInt64(entry[CJsonWebToken::EXPIRE_TIME]), now,
+                                 Cli::Abbreviate(Cli::TextMember(entry, CJsonWebToken::TOKEN)));
 }
 
-Json::Value Users(const Stored& stored, const std::string& signedIn, std::int64_t now, bool showSecrets) {
+UserStatus ReadUser(const Stored& stored, const std::string& name, const std::string& signedIn,
+                    std::int64_t now) {
+    UserStatus user;
+    user.user = name;
+    user.isSignedIn = name == signedIn;
+    ReadTokens(stored, user, now);
+    ReadActivation(stored, user, now);
+    ReadAppToken(stored, user, now);
+    user.records = StateOfEntry(stored.records, name);
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.records.value, name);
+    user.recordCount = entry[CDeviceInfo::RECORDS].isArray() ? entry[CDeviceInfo::RECORDS].size() : 0;
+    user.mark = InfoSyncUtil::ToInt64(
+        InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP]);
+    return user;
+}
+
+std::vector<UserStatus> ReadUsers(const Stored& stored, const std::string& signedIn, std::int64_t now) {
     std::set<std::string> names;
-    for (const Document* document :
-         {&stored.tokens, &stored.activation, &stored.applicationToken, &stored.records}) {
+    for (const Document* document : {&stored.tokens, &stored.activation, &stored.appToken, &stored.records}) {
         for (const std::string& name : document->value.getMemberNames()) {
             names.insert(name);
         }
@@ -142,82 +140,75 @@ Json::Value Users(const Stored& stored, const std::string& signedIn, std::int64_
     if (!signedIn.empty()) {
         names.insert(signedIn);
     }
-    Json::Value users(Json::arrayValue);
+    std::vector<UserStatus> users;
     for (const std::string& name : names) {
-        Json::Value user;
-        user["user"] = name;
-        user["signed_in"] = name == signedIn;
-        user["access_token"] = OAuthToken(stored, name, "access_token", now, showSecrets);
-        user["refresh_token"] = OAuthToken(stored, name, "refresh_token", now, showSecrets);
-        user["activation"] = Activation(stored, name, now);
-        user["application_token"] = ApplicationToken(stored, name, now, showSecrets);
-        user["records"] = Records(stored, name);
-        users.append(std::move(user));
+        users.push_back(ReadUser(stored, name, signedIn, now));
     }
     return users;
 }
 
-Json::Value Entry(const char* subject, const Json::Value& value, const std::string& problem) {
-    Json::Value entry;
-    entry[subject] = value;
-    entry["problem"] = problem;
-    return entry;
-}
-
-/** The stored documents that cannot be read for that reason, each with the details. */
-Json::Value Unreadable(const Stored& stored, Document::Condition reason) {
+void AddUnreadable(const Stored& stored, std::vector<Problem>& problems) {
     const std::pair<const char*, const Document*> documents[] = {
         {InfoSyncUtil::ALIAS_ACCESS_TOKEN, &stored.tokens},
         {InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, &stored.activation},
-        {InfoSyncUtil::ALIAS_JWT, &stored.applicationToken},
+        {InfoSyncUtil::ALIAS_JWT, &stored.appToken},
         {InfoSyncUtil::ALIAS_RECORDS, &stored.records},
         {InfoSyncUtil::ALIAS_AUTH_CODE, &stored.authCode},
         {"devices", &stored.devices}};
-    Json::Value unreadable(Json::arrayValue);
     for (const auto& [name, document] : documents) {
-        if (document->condition == reason) {
-            unreadable.append(Entry("document", name, document->problem));
+        if (!document->IsReadable()) {
+            const bool isForbidden = document->condition == Document::Condition::FORBIDDEN;
+            problems.push_back(
+                {name, (isForbidden ? "not yours to read: " : "damaged: ") + document->problem, isForbidden});
         }
     }
-    return unreadable;
+}
+
+std::vector<BluetoothDevice> ReadBluetooth(const Document& records) {
+    std::map<std::string, std::string> names;
+    for (const std::string& user : records.value.getMemberNames()) {
+        for (const Json::Value& record :
+             InfoSyncUtil::ObjectMember(records.value, user)[CDeviceInfo::RECORDS]) {
+            const std::string address = Cli::TextMember(record, CDeviceInfo::ADDRESS);
+            names[Cli::Taken(g_ascii_strup(address.c_str(), -1))] =
+                Cli::TextMember(record, CDeviceInfo::NAME);
+        }
+    }
+    BluetoothUtil::Initialize();
+    std::vector<BluetoothDevice> devices;
+    for (const auto& [address, isPaired] : AdapterDevices()) {
+        devices.push_back({address, isPaired, names[address]});
+    }
+    return devices;
 }
 
 }  // namespace
 
-Json::Value Status(std::int64_t now, bool showSecrets) {
-    constexpr std::int64_t SIGNED_IN = 1;
-    const Stored stored;
+std::string SignedInUser() {
     const auto ini = TvFolder::ReadIni();
-    const bool isSignedIn = ini->Integer(TvKeys::SSO_STATE) == SIGNED_IN;
-    const std::string login = ini->Text(TvKeys::LOGIN_ID).value_or("");
-    Json::Value status;
-    status["folder"] = TvFolder::Path();
-    status["signed_in"] = isSignedIn;
-    status["login_id"] = isSignedIn && !login.empty() ? Json::Value(login) : Json::Value();
-    status["users"] = Users(stored, isSignedIn ? login : "", now, showSecrets);
-    status["devices"] = StateOf(stored.devices);
-    status["devices"]["count"] = stored.devices.value.size();
-    status["authorisation_code"] = StateOf(stored.authCode);
-    status["factory_reset_requested"] = SettingText(InfoSyncUtil::KEY_FACTORY_RESET_FLAG) == "1";
-    status["damaged"] = Unreadable(stored, Document::Condition::DAMAGED);
-    if (ini->IsDamaged()) {
-        status["damaged"].append(Entry("document", "tv.ini", ini->Problem()));
+    return CSsoManager().IsLoggedIn() ? ini->Text(TvKeys::LOGIN_ID).value_or("") : "";
+}
+
+Status ReadStatus(std::int64_t now) {
+    const Stored stored;
+    Status status;
+    status.folder = TvFolder::Path();
+    status.isSignedIn = CSsoManager().IsLoggedIn();
+    status.loginId = SignedInUser();
+    status.users = ReadUsers(stored, status.loginId, now);
+    status.devices = StateOf(stored.devices);
+    status.deviceCount = stored.devices.value.size();
+    status.authCode = StateOf(stored.authCode);
+    status.isFactoryResetRequested = InfoSyncUtil::GetFactoryResetFlag() == 1;
+    status.bluetooth = ReadBluetooth(stored.records);
+    status.cloud = Cloud::Find();
+    status.lastRun = ReadNewestRun();
+    status.nextRun = PlanNextRun(status, now);
+    status.problems = FindProblems(now);
+    AddUnreadable(stored, status.problems);
+    if (status.lastRun.isObject() && status.lastRun["number"] == 0) {  // not even the folder can be read
+        status.problems.push_back({"runs", Cli::TextMember(status.lastRun, "reason"), true});
     }
-    status["forbidden"] = Unreadable(stored, Document::Condition::FORBIDDEN);
-    status["warnings"] = Json::Value(Json::arrayValue);
-    for (const IniProblem& problem : CheckIni()) {
-        status["warnings"].append(Entry("line", Json::Value::UInt64{problem.line}, problem.words));
-    }
-    const Json::Value lastRun = ReadNewestRun();
-    status["last_run"] = lastRun;
-    if (lastRun.isObject() && lastRun["number"] == 0) {  // not even the folder can be read
-        status["forbidden"].append(Entry("document", "runs", lastRun["reason"].asString()));
-    }
-    status["next_run"] = NextRun(status, now);
-    const Connection connection = FindConnection();
-    status["cloud"]["folder"] = connection.folder.empty() ? Json::Value() : Json::Value(connection.folder);
-    status["cloud"]["answers"] = connection.answers;
-    status["cloud"]["words"] = connection.words;
     return status;
 }
 

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <tuple>
 
+#include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Files.h"
@@ -48,8 +49,9 @@ UserRecords ReadUser(const std::string& user, const Json::Value& entry) {
         found.problem = "the user's entry is no object";
         return found;
     }
-    found.mark = InfoSyncUtil::ToInt64(InfoSyncUtil::ObjectMember(entry, "meta")["synced_timestamp"]);
-    const Json::Value& records = entry["records"];
+    found.mark = InfoSyncUtil::ToInt64(
+        InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP]);
+    const Json::Value& records = entry[CDeviceInfo::RECORDS];
     if (records.isArray()) {
         found.records = records;
     } else if (!records.isNull()) {
@@ -60,14 +62,14 @@ UserRecords ReadUser(const std::string& user, const Json::Value& entry) {
 
 Device ReadDevice(const Json::Value& entry) {
     Device device;
-    device.name = Cli::TextMember(entry, "name");
-    device.address = Cli::TextMember(entry, "address");
+    device.name = Cli::TextMember(entry, CDeviceInfo::NAME);
+    device.address = Cli::TextMember(entry, CDeviceInfo::ADDRESS);
     if (!entry.isObject()) {
         return device;
     }
-    const Json::Value& deleted = entry["deleted_on_tv"];
+    const Json::Value& deleted = entry[CDeviceInfo::DELETED_ON_TV];
     device.deletedOnTv = deleted.isBool() && deleted.asBool();
-    const Json::Value& users = entry["users"];
+    const Json::Value& users = entry[CDeviceInfo::USERS];
     for (Json::ArrayIndex i = 0; users.isArray() && i < users.size(); ++i) {
         if (InfoSyncUtil::HasTextForm(users[i])) {
             device.users.push_back(users[i].asString());
@@ -99,15 +101,7 @@ Document ReadSetting(const std::string& key) {
     });
 }
 
-std::string SettingText(const std::string& key) {
-    try {
-        return Files::Read(TvFolder::SettingPath(key).value());
-    } catch (const std::exception&) {
-        return {};
-    }
-}
-
-std::vector<UserRecords> ReadRecords(const std::string& user) {
+std::vector<UserRecords> ReadRecords() {
     const Document document = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
     if (!document.IsReadable()) {
         throw std::runtime_error(
@@ -115,31 +109,9 @@ std::vector<UserRecords> ReadRecords(const std::string& user) {
     }
     std::vector<UserRecords> users;
     for (const std::string& name : document.value.getMemberNames()) {
-        if (user.empty() || name == user) {
-            users.push_back(ReadUser(name, document.value[name]));
-        }
-    }
-    if (!user.empty() && users.empty()) {
-        throw std::runtime_error("nothing is stored for the user " + Cli::Escape(user) +
-                                 "\nThe users are shown by: infosync-tv status");
+        users.push_back(ReadUser(name, document.value[name]));
     }
     return users;
-}
-
-Json::Value ToJson(const std::vector<UserRecords>& users) {
-    Json::Value all(Json::arrayValue);
-    for (const UserRecords& user : users) {
-        Json::Value entry;
-        entry["user"] = user.user;
-        entry["mark"] = static_cast<Json::Int64>(user.mark);
-        entry["count"] = user.records.size();
-        entry["records"] = user.records;
-        if (!user.problem.empty()) {
-            entry["problem"] = user.problem;
-        }
-        all.append(std::move(entry));
-    }
-    return all;
 }
 
 DeviceList ReadDeviceList() {
@@ -189,13 +161,18 @@ Json::Value ToJson(const DeviceList& list) {
         entry["name"] = device.name;
         entry["address"] = device.address;
         entry["deleted_on_tv"] = device.deletedOnTv;
-        entry["users"] = Json::Value(Json::arrayValue);
-        for (const std::string& user : device.users) {
-            entry["users"].append(user);
-        }
+        entry["users"] = ToJson(device.users);
         devices.append(std::move(entry));
     }
     return devices;
+}
+
+Json::Value ToJson(const std::vector<std::string>& texts) {
+    Json::Value array(Json::arrayValue);
+    for (const std::string& text : texts) {
+        array.append(text);
+    }
+    return array;
 }
 
 }  // namespace Television

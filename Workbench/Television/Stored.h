@@ -41,9 +41,6 @@ Document ReadAuthCode();
 /** As ReadKey; the empty text and null, which stand for no value, read as a missing document. */
 Document ReadSetting(const std::string& key);
 
-/** The text of a settings key, or the empty text when there is none or it cannot be read. */
-std::string SettingText(const std::string& key);
-
 /** The records that were downloaded for a user. */
 struct UserRecords {
     std::string user;
@@ -55,13 +52,8 @@ struct UserRecords {
     std::string problem;
 };
 
-/**
- * @param user empty for all users
- * @throws std::runtime_error when the document is damaged or has nothing of the user
- */
-std::vector<UserRecords> ReadRecords(const std::string& user = "");
-
-Json::Value ToJson(const std::vector<UserRecords>& users);
+/** Of all users, by name. @throws std::runtime_error, saying what helps, when the document is damaged */
+std::vector<UserRecords> ReadRecords();
 
 /** A device as the set's components read it. */
 struct Device {
@@ -94,5 +86,6 @@ struct DeviceChange {
 std::vector<DeviceChange> Compare(const DeviceList& before, const DeviceList& after);
 
 Json::Value ToJson(const DeviceList& list);
+Json::Value ToJson(const std::vector<std::string>& texts);
 
 }  // namespace Television

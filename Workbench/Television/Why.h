@@ -5,35 +5,54 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "Cli/Style.h"
-#include "Television/Stored.h"
 
 namespace Television {
 
-/**
- * What the list has to do with each record of the user, in their order: an object with "user", "id", "name",
- * "address", "services" (as the record has them, those of the Bluetooth SIG by their short number and name),
- * "listed" (null where the list cannot be read), "listed_for" (users), "why" (a few words, always the same
- * for one reason) and "words" (sentences, with what helps). Asks the Bluetooth adapter; writes nothing.
- */
-Json::Value Judge(const UserRecords& user, const DeviceList& list);
+/** What the list has to do with a user's record of a device. */
+struct Verdict {
+    /** OTHERS: by the records of other users alone. UNKNOWN: the list cannot be read. */
+    enum class Listed { YES, NO, OTHERS, UNKNOWN };
 
-/** "yes", "no", "others" or "?" */
-std::string ListedWord(const Json::Value& verdict);
+    std::string user;
+    std::string id;
+    std::string name;
+    std::string address;
+    /** As the record has them, the audio sink in words. */
+    std::vector<std::string> services;
+    Listed listed = Listed::UNKNOWN;
+    /** The users for whom it is listed. */
+    std::vector<std::string> listedFor;
+    /** A few words, always the same for one reason. */
+    std::string why;
+    /** Sentences, with what helps. */
+    std::string words;
+};
+
+struct Inquiry {
+    /** Who is signed in; empty for nobody. */
+    std::string user;
+    /** The mark of that user's last download, and when it was stored; 0 for none. */
+    std::int64_t mark = 0;
+    std::int64_t storedAt = 0;
+    /** What holds for all of it, such as that nobody is signed in. */
+    std::vector<std::string> notes;
+    std::vector<Verdict> verdicts;
+};
 
 /**
- * The verdicts as "devices"; "user", who is signed in, or null; the "mark" of the user's last download and
- * when it was "stored_at", 0 for none; and "notes" for what holds for all of it, such as that nobody is
- * signed in.
- * @param device an address, a record's id, or a part of a name; empty for all records of the user signed in,
- * and for those of all users where nobody is
+ * Asks the Bluetooth adapter; writes nothing.
+ * @param device an address, a record's id, or a part of a name; empty for all records of all users
  * @param now seconds since the epoch
  * @throws std::runtime_error when the records cannot be read
  */
-Json::Value Inquire(const std::string& device, std::int64_t now);
+Inquiry Inquire(const std::string& device, std::int64_t now);
 
-/** The same for people. */
-std::string InquiryText(const Json::Value& inquiry, const Cli::Style& style);
+Json::Value ToJson(const Inquiry& inquiry);
+
+/** The same for people. @param byUser with a heading for each user */
+std::string InquiryText(const Inquiry& inquiry, bool byUser, const Cli::Style& style);
 
 }  // namespace Television

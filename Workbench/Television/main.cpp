@@ -20,8 +20,7 @@ More on a command: infosync-tv COMMAND --help)");
         "INFOSYNC_TV_DIR", "infosync-tv",
         "the television's folder (default: $INFOSYNC_TV_DIR, else infosync-tv in the state folder)");
     for (const auto add : {&Commands::AddSetUp, &Commands::AddState, &Commands::AddRun, &Commands::AddRunLog,
-                           &Commands::AddShow, &Commands::AddWhyCommands, &Commands::AddCheck,
-                           &Commands::AddExplain, &Commands::AddBundle}) {
+                           &Commands::AddShow, &Commands::AddExplain, &Commands::AddReport}) {
         add(tool);
     }
     return tool.Run(argc, argv);

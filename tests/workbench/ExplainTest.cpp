@@ -34,7 +34,7 @@ TEST(Explain, TellsWhatEachLevelTells) {
           "download: of everything, since no mark was stored; status 200; 3 records; next mark 17",
           "list: 1 added, 1 paired with the set, 1 no audio sink", "Kitchen speaker AA:BB:CC:00:00:01: added",
           "Sound bar AA:BB:CC:00:00:02: left out, paired",
-          "no audio sink among its services: 111e Hands-Free"}},
+          "no audio sink among its services: 0000111e-0000"}},
         {"first", 'W', {"success: \n", "signed in at the first check", "status 200\n", "told at level I"}},
         {"first",
          'E',

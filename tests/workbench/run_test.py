@@ -75,8 +75,6 @@ class RunTest(ToolCase):
     def test_one_run_at_a_time(self):
         run, _ = self.start()
         self.assertIn("--wait", self.run_tool("run", status=1).stderr)
-        self.run_tool("report", self.work / "tv.json")
-        self.assertIn("under way", self.run_tool("import", "--force", self.work / "tv.json", status=1).stderr)
         self.run_tool("sign-in", USER)  # what only changes tv.ini does not wait
         waiting = subprocess.Popen([TOOL, "--dir", self.tv, "run", "--wait", "--service", "/bin/true"], text=True,
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=self.environment)
@@ -142,10 +140,10 @@ class RightsTest(ToolCase):
             shutil.copy(TOOL, self.work)
             for path in (self.work, *self.work.rglob("*")):
                 os.chown(path, user, -1)
-        every = (["status"], ["devices"], ["records"], ["run"], ["sign-out"], ["init"], ["report", "-"])
-        cases = {"keys/InfoSyncRecords": (["records"], ["status"], ["status", "--json"], ["report", "-"]),
+        every = (["status"], ["devices"], ["why"], ["run"], ["sign-out"], ["init"], ["report", self.work / "x.tar.gz"])
+        cases = {"keys/InfoSyncRecords": (["why"], ["status"], ["status", "--json"], ["report", self.work / "x.tar.gz"]),
                  f"{SETTINGS}/devices": (["devices"], ["status"]),
-                 "keys": (["records"], ["status"], ["report", "-"]), "tv.ini": every, ".": every}
+                 "keys": (["why"], ["status"], ["report", self.work / "x.tar.gz"]), "tv.ini": every, ".": every}
         for name, commands in cases.items():
             for words in commands:
                 with self.subTest(name=name, words=words):
@@ -156,6 +154,7 @@ class RightsTest(ToolCase):
                         done = self.run_tool(*words, status=1, user=user)
                     finally:
                         path.chmod(mode)
+                        (self.work / "x.tar.gz").unlink(missing_ok=True)
                     self.assertIn("Permission denied", done.stdout + done.stderr)
                     self.assertNotRegex(done.stdout + done.stderr, "filesystem error|Failed to|factory-reset|--force|(is|are) damaged")
 

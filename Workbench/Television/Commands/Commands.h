@@ -1,11 +1,11 @@
-/** The commands of infosync-tv. */
+/** The commands of infosync-tv, in families of which each has a file. */
 #pragma once
 
 #include "Cli/Tool.h"
 
 namespace Commands {
 
-/** init, connect, set */
+/** init, set */
 void AddSetUp(Cli::Tool& tool);
 
 /** sign-in, sign-out, bond, unbond, factory-reset */
@@ -16,17 +16,11 @@ void AddRun(Cli::Tool& tool);
 /** runs, log */
 void AddRunLog(Cli::Tool& tool);
 
-void AddCheck(Cli::Tool& tool);
-
-/** devices, records, status */
+/** devices, why, status */
 void AddShow(Cli::Tool& tool);
 
-/** why, bonds */
-void AddWhyCommands(Cli::Tool& tool);
-
-/** export, import */
-void AddBundle(Cli::Tool& tool);
-
 void AddExplain(Cli::Tool& tool);
+
+void AddReport(Cli::Tool& tool);
 
 }  // namespace Commands

@@ -170,7 +170,7 @@ void Warn() {
 }
 
 void Run(const RunArguments& arguments) {
-    Television::Require();
+    Television::RequireSound();
     const auto television = TvFolder::ReadIni();
     const std::string level =
         arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level;

@@ -1,89 +1,112 @@
+#include <NxCurl.h>
 #include <unistd.h>
 
 #include <ctime>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 
 #include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
+#include "GateSite.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
+#include "Television/QuietLog.h"
 #include "Television/Status.h"
 #include "Television/Stored.h"
 #include "Television/Why.h"
-#include "TvFolder.h"
 
 namespace Commands {
 
 namespace {
 
-void Devices(bool json) {
+using Television::Problem;
+
+void ShowDevices(bool json) {
     Television::Require();
     const Television::DeviceList list = Television::ReadDeviceList();
     if (!list.problem.empty()) {
         throw std::runtime_error(list.problem);
-    }
-    if (json) {
-        std::cout << Cli::JsonText(Television::ToJson(list));
-        return;
-    }
-    if (list.devices.empty()) {
-        std::cout << "no devices\n";
-        return;
     }
     Cli::Table table({"NAME", "ADDRESS", "USERS", "DELETED", "ID"});
     for (const auto& [id, device] : list.devices) {
         table.Add({device.name, device.address, Cli::Join(device.users, ", "),
                    device.deletedOnTv ? "yes" : "no", id});
     }
-    std::cout << table.Text(Cli::Style(STDOUT_FILENO));
+    std::cout << (json                   ? Cli::JsonText(Television::ToJson(list))
+                  : list.devices.empty() ? "no devices\n"
+                                         : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
-std::string RecordsText(const Television::UserRecords& user, const Television::DeviceList& list,
-                        const Cli::Style& style) {
-    std::string text = style(Cli::Colour::BOLD, Cli::Escape(user.user)) + ": " +
-                       Cli::Count(user.records.size(), "record") + ", " +
-                       (user.mark > 0 ? "mark " + std::to_string(user.mark) : "no mark") + "\n";
-    if (!user.problem.empty()) {
-        return text + style(Cli::Colour::RED, "  damaged: ") + user.problem + "\n";
-    }
-    Cli::Table table({"ID", "NAME", "ADDRESS", "LISTED", "WHY"});
-    for (const Json::Value& verdict : Television::Judge(user, list)) {
-        table.Add({verdict["id"].asString(), verdict["name"].asString(), verdict["address"].asString(),
-                   Television::ListedWord(verdict), verdict["why"].asString()});
-    }
-    return user.records.empty() ? text : text + table.Text(style, "  ");
-}
+struct WhyArguments {
+    std::string device;
+    bool json = false;
+};
 
-void ShowRecords(const std::string& onlyUser, bool json) {
+void Why(const WhyArguments& arguments) {
     Television::Require();
-    const std::vector<Television::UserRecords> all = Television::ReadRecords(onlyUser);
-    if (json) {
-        std::cout << Cli::JsonText(Television::ToJson(all));
-        return;
-    }
-    if (all.empty()) {
-        std::cout << "no records\n";
-    }
-    const Cli::Style style(STDOUT_FILENO);
-    const Television::DeviceList list = Television::ReadDeviceList();
-    for (const Television::UserRecords& user : all) {
-        std::cout << (&user == &all.front() ? "" : "\n") << RecordsText(user, list, style);
+    const Television::Inquiry inquiry = Television::Inquire(arguments.device, std::time(nullptr));
+    const bool isOfAll = arguments.device.empty();
+    std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(inquiry))
+                                 : Television::InquiryText(inquiry, isOfAll, Cli::Style(STDOUT_FILENO)));
+    if (!isOfAll && inquiry.verdicts.empty()) {
+        throw Cli::ToldAlready();
     }
 }
 
-void Status(bool json, bool showSecrets) {
+void DeclareWhy(Cli::Command& command, WhyArguments& arguments) {
+    command.Operand("ADDRESS|ID|NAME", arguments.device);
+    command.Json(arguments.json);
+}
+
+struct StatusArguments {
+    bool check = false;
+    bool json = false;
+};
+
+/** Asks the authorisation server for nothing in particular, by the way that the service's requests take. */
+void AskCloud(std::vector<Problem>& problems) {
+    constexpr long LONGEST_WAIT_SECONDS = 10;
+    try {
+        NxCurlEasy client;
+        client.Initialize();
+        client.setTimeout(LONGEST_WAIT_SECONDS, LONGEST_WAIT_SECONDS);
+        client.setQuorlenGatesiteSSLContext();
+        client.setOption(NXCURL_OPTION_URL, GateSite::Read().origin + "/");
+        client.setOption(
+            NXCURL_OPTION_WRITEFUNCTION, +[](char* /*data*/, std::size_t size, std::size_t count,
+                                             void* /*unused*/) { return size * count; });
+        if (!client.send()) {
+            problems.push_back({"cloud", Television::LastHttpError()});
+        }
+    } catch (const std::exception& error) {
+        problems.push_back({"cloud", error.what()});
+    }
+}
+
+void ShowStatus(const StatusArguments& arguments) {
     Television::Require();
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
-    const Json::Value status = Television::Status(now, showSecrets);
-    std::cout << (json ? Cli::JsonText(status)
-                       : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
-    if (!status["forbidden"].empty()) {
-        throw std::runtime_error("not all of the television is yours to read");
+    Television::Status status = Television::ReadStatus(now);
+    if (arguments.check) {
+        AskCloud(status.problems);
     }
+    std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(status))
+                                 : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
+    for (const Problem& problem : status.problems) {
+        if (problem.isForbidden) {
+            throw std::runtime_error("not all of the television is yours to read");
+        }
+    }
+    if (arguments.check && !status.problems.empty()) {
+        throw Cli::ToldAlready();
+    }
+}
+
+void DeclareStatus(Cli::Command& command, StatusArguments& arguments) {
+    command.Flag("--check", arguments.check, "ask the cloud, too; exit status 1 when anything is wrong");
+    command.Json(arguments.json);
 }
 
 }  // namespace
@@ -95,30 +118,29 @@ void AddShow(Cli::Tool& tool) {
 Examples:
   infosync-tv devices
   infosync-tv devices --json)",
-                    &Devices);
-    const auto user = std::make_shared<std::string>();
-    Cli::Command records = tool.AddReading(
-        "records", "List the records that were downloaded, for each user",
-        R"(The mark is what the next run asks from. LISTED is yes, no, others (for the record of another
-user) or ? (the list cannot be read); `why` says more of WHY.
+                    &ShowDevices);
+    tool.Add("why", "Say why a device is on the device list, or is not",
+             R"(For the records of all users, or for those that the argument names by address, id or a
+part of the name. The service's own rules are asked against what is stored now; nothing is
+run or changed. The exit status is 1 when no record is of the device.
 
 Examples:
-  infosync-tv records
-  infosync-tv records ann@example.com --json)",
-        [user](bool json) { ShowRecords(*user, json); });
-    records.Operand("USER", *user);
-    const auto showSecrets = std::make_shared<bool>(false);
-    Cli::Command status = tool.AddReading(
-        "status", "Show who is signed in, what is stored and how long it holds",
-        R"(A document that cannot be read is shown as damaged, with the reason; one that may not be
-read as forbidden, and the exit status is then 1. What is wrong in tv.ini is shown with
-its line.
+  infosync-tv why
+  infosync-tv why kitchen
+  infosync-tv why AA:BB:CC:00:11:22 --json)",
+             &DeclareWhy, &Why);
+    tool.Add("status", "Show who is signed in, what is stored, and what is wrong",
+             R"(Who is signed in, what is stored for each user and how long it holds, what the Bluetooth
+adapter knows, the last run and what the next one will ask for. What is wrong with tv.ini
+(with its line), the folder, the certificates, the clock or a stored document stands at the
+end; the exit status is 1 when something is not yours to read. With --check the cloud is
+asked by the service's own way.
 
 Examples:
   infosync-tv status
+  infosync-tv status --check
   infosync-tv status --json)",
-        [showSecrets](bool json) { Status(json, *showSecrets); });
-    status.Flag("--show-secrets", *showSecrets, "show tokens whole");
+             &DeclareStatus, &ShowStatus);
 }
 
 }  // namespace Commands

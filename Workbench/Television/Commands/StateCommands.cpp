@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <iostream>
-#include <memory>
 
 #include "Cli/Text.h"
 #include "Cli/Values.h"
 #include "Files.h"
+#include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"
@@ -16,25 +16,23 @@ namespace Commands {
 
 namespace {
 
-void SignIn(const std::string& user) {
+struct UserArguments {
+    std::string user;
+};
+
+void SignIn(const UserArguments& arguments) {
+    const std::string user = Cli::Escape(arguments.user);
     Television::IniFile ini;
     ini.Set(TvKeys::SSO_STATE, "1");
-    ini.Set(TvKeys::LOGIN_ID, user);
+    ini.Set(TvKeys::LOGIN_ID, arguments.user);
     ini.Save();
-    std::cout << "signed in as " << Cli::Escape(user) << "\n";
-}
-
-void AddSignIn(Cli::Tool& tool) {
-    const auto user = std::make_shared<std::string>();
-    Cli::Command command =
-        tool.Add("sign-in", "Sign a user in on the television",
-                 R"(USER is the login id. A user who was signed in before is signed out; what is stored for
-each stays.
-
-Example:
-  infosync-tv sign-in ann@example.com)",
-                 [user] { SignIn(*user); });
-    command.Operand("USER", *user).Required().Must(&Cli::IsNotEmpty).Must(&Cli::IsUtf8);
+    std::cout << "signed in as " << user << "\n";
+    const Television::Cloud cloud = Television::Cloud::Find();
+    if (!cloud.Knows(arguments.user)) {
+        const std::string folder = Cli::Escape(cloud.folder);
+        std::cout << "The local cloud in " << folder << " does not know " << user
+                  << ": infosync-cloud user add " << user << " --dir '" << folder << "'\n";
+    }
 }
 
 void SignOut() {
@@ -44,6 +42,10 @@ void SignOut() {
     ini.Save();
     std::cout << "signed out; what is stored for the user stays\n";
 }
+
+struct DeviceArguments {
+    std::string address;
+};
 
 /** Takes the address out of the list, in whatever case. @return whether it was there */
 bool Remove(std::vector<std::string>& list, const std::string& address) {
@@ -73,14 +75,8 @@ void ChangeBond(const std::string& address, bool bonded) {
     }
 }
 
-void AddBonding(Cli::Tool& tool, const std::string& name, const std::string& summary,
-                const std::string& details, bool bonded) {
-    const auto address = std::make_shared<std::string>();
-    tool.Add(name, summary, details + "Example:\n  infosync-tv " + name + " AA:BB:CC:00:11:22",
-             [address, bonded] { ChangeBond(*address, bonded); })
-        .Operand("ADDRESS", *address)
-        .Required()
-        .Must(&Cli::IsBluetoothAddress);
+void DeclareAddress(Cli::Command& command, DeviceArguments& arguments) {
+    command.Operand("ADDRESS", arguments.address).Required().Must(&Cli::IsBluetoothAddress);
 }
 
 void FactoryReset() {
@@ -92,11 +88,30 @@ void FactoryReset() {
 }  // namespace
 
 void AddState(Cli::Tool& tool) {
-    AddSignIn(tool);
+    tool.Add<UserArguments>(
+        "sign-in", "Sign a user in on the television",
+        R"(USER is the login id. A user who was signed in before is signed out; what is stored for
+each stays.
+
+Example:
+  infosync-tv sign-in ann@example.com)",
+        [](Cli::Command& command, UserArguments& arguments) {
+            command.Operand("USER", arguments.user).Required().Must(&Cli::IsNotEmpty).Must(&Cli::IsUtf8);
+        },
+        &SignIn);
     tool.Add("sign-out", "Sign the user out", "", &SignOut);
-    AddBonding(tool, "bond", "Pair a Bluetooth device with the television",
-               "A device that is paired is not taken into the device list.\n\n", true);
-    AddBonding(tool, "unbond", "Undo the pairing of a Bluetooth device", "", false);
+    tool.Add<DeviceArguments>("bond", "Pair a Bluetooth device with the television",
+                              R"(A device that is paired is not taken into the device list.
+
+Example:
+  infosync-tv bond AA:BB:CC:00:11:22)",
+                              &DeclareAddress,
+                              [](const DeviceArguments& arguments) { ChangeBond(arguments.address, true); });
+    tool.Add<DeviceArguments>("unbond", "Undo the pairing of a Bluetooth device",
+                              R"(Example:
+  infosync-tv unbond AA:BB:CC:00:11:22)",
+                              &DeclareAddress,
+                              [](const DeviceArguments& arguments) { ChangeBond(arguments.address, false); });
     tool.Add("factory-reset", "Ask for a wipe at the next run",
              R"(Sets the flag that the service looks at when it starts: it then removes all that it
 stored, and empties the device list.)",

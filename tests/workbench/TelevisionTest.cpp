@@ -1,0 +1,244 @@
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+
+#include "Cli/Style.h"
+#include "Files.h"
+#include "Television/Status.h"
+#include "Television/Why.h"
+#include "TvFolder.h"
+#include "Util/SecurityUtil.h"
+#include "Util/SettingsUtil.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Listed = Television::Verdict::Listed;
+
+namespace {
+
+const std::string ANN = "ann@example.com";
+const std::string SINK = "0000110b-0000-1000-8000-00805f9b34fb";
+const std::string SOURCE = "0000110a-0000-1000-8000-00805f9b34fb";
+const Cli::Style PLAIN(false, 80);
+
+/** A folder in which ann is signed in and r5 and r9 are paired. */
+class TelevisionTest : public testing::Test {
+protected:
+    TelevisionTest() {
+        umask(022);  // a folder that others may write to is refused
+        std::string name = testing::TempDir() + "television-XXXXXX";
+        m_folder = mkdtemp(name.data());
+        setenv("INFOSYNC_TV_DIR", m_folder.c_str(), 1);
+        Put("tv.ini",
+            "[sso]\nstate=1\nlogin_id=" + ANN +
+                "\n[bluetooth]\nbonded=aa:bb:cc:00:00:05;AA:BB:CC:00:00:09\nknown=AA:BB:CC:00:00:77\n");
+    }
+    ~TelevisionTest() override {
+        std::filesystem::remove_all(m_folder);
+    }
+
+    void Put(const std::string& name, const std::string& content) const {
+        Files::Replace(m_folder + "/" + name, content);
+    }
+    void PutKey(const std::string& alias, const std::string& entryOfAnn) const {
+        Put("keys/" + alias, R"({")" + ANN + R"(":)" + entryOfAnn + "}");
+    }
+    void PutRecords(const std::string& ofAnn, const std::string& ofBen) const {
+        Put("keys/InfoSyncRecords", R"({")" + ANN + R"(":{"meta":{"synced_timestamp":42},"records":[)" +
+                                        ofAnn + R"(]},"ben":{"records":[)" + ofBen + "]}}");
+    }
+    void PutList(const std::string& list) const {
+        Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES), list);
+    }
+
+    std::string m_folder;
+};
+
+std::string Record(int number, const std::string& uuids, const std::string& name = "Device") {
+    const std::string digits = (number < 10 ? "0" : "") + std::to_string(number);
+    return R"({"record_id":"r)" + std::to_string(number) + R"(","name":")" + name + " " +
+           std::to_string(number) + R"(","address":"AA:BB:CC:00:00:)" + digits + R"(","uuids":)" + uuids +
+           "}";
+}
+
+std::string Quoted(const std::string& text) {
+    return '"' + text + '"';
+}
+
+/** The names of what the next run asks for. */
+std::vector<std::string> Planned(const Television::Plan& plan) {
+    std::vector<std::string> names;
+    for (const auto& request : plan.requests) {
+        names.push_back(request.name);
+    }
+    return names;
+}
+
+}  // namespace
+
+TEST_F(TelevisionTest, WhyGivesTheCauseThatTheServiceSees) {
+    struct Case {
+        int number;
+        std::string record;
+        Listed listed;
+        const char* why;
+        const char* words;
+    };
+    std::string upper = SINK;
+    upper[7] = 'B';
+    const Case cases[] = {
+        {1, Record(1, Quoted(SINK)), Listed::YES, "audio sink", "not paired"},
+        {2, Record(2, Quoted(SOURCE)), Listed::NO, "no audio sink", "services: 0000110a-"},
+        {3, Record(3, Quoted(upper)), Listed::NO, "no audio sink", "lower case"},
+        {4, Record(4, Quoted("")), Listed::NO, "no audio sink", "offers no services"},
+        {5, Record(5, Quoted(SOURCE + "," + SINK)), Listed::NO, "paired",
+         "infosync-tv unbond AA:BB:CC:00:00:05"},
+        {6, R"({"record_id":"r6"})", Listed::NO, "deleted", "in the cloud"},
+        {7, Record(7, "{}"), Listed::NO, "malformed", "mend"},
+        {8, Record(8, Quoted(SINK)), Listed::OTHERS, "next run", "listed by the record of ben only"},
+        {9, Record(9, Quoted(SINK)), Listed::YES, "paired", "before it was paired"},
+        {10, R"({"record_id":"r10"})", Listed::YES, "deleted", "next run takes it off"},
+        {11, Record(11, Quoted(SINK)), Listed::NO, "next run", "the next run lists it"},
+        {0, "7", Listed::NO, "malformed", "mend"},
+    };
+    const Case others[] = {
+        {20, Record(20, Quoted(SINK)), Listed::NO, "not signed in", "no run lists it until ben is signed in"},
+        {21, R"({"record_id":"r21"})", Listed::YES, "deleted", "with ben signed in"},
+        {22, Record(22, Quoted(SOURCE)), Listed::NO, "no audio sink", "belongs to ben, who is not signed in"},
+    };
+    std::string mine;
+    for (const Case& c : cases) {
+        mine += (mine.empty() ? "" : ",") + c.record;
+    }
+    PutRecords(mine, others[0].record + "," + others[1].record + "," + others[2].record);
+    PutList(
+        R"({"r1":{"users":["ann@example.com"]},"r8":{"users":["ben"]},"r9":{"users":["ann@example.com"]},)"
+        R"("r10":{"users":["ann@example.com","ben"]},"r21":{"users":["ben"]},"left":{"users":["ben"]}})");
+    const std::vector<Television::Verdict> verdicts = Television::Inquire("", std::time(nullptr)).verdicts;
+    ASSERT_EQ(verdicts.size(), std::size(cases) + std::size(others));
+    for (std::size_t i = 0; i < verdicts.size(); ++i) {
+        const Case& c = i < std::size(cases) ? cases[i] : others[i - std::size(cases)];
+        EXPECT_EQ(verdicts[i].listed, c.listed) << c.number;
+        EXPECT_EQ(verdicts[i].why, c.why) << c.number;
+        EXPECT_THAT(verdicts[i].words, HasSubstr(c.words)) << c.number;
+    }
+    EXPECT_THAT(verdicts[4].services, ElementsAre(SOURCE, "audio sink"));
+}
+
+TEST_F(TelevisionTest, WhySaysWhatIsKnownOfADeviceThatHasNoRecord) {
+    PutRecords(Record(1, Quoted(SINK), "Kitchen speaker"), "");
+    PutList(R"({"left":{"users":["ben"],"name":"Old"}})");
+    const std::pair<const char*, const char*> cases[] = {
+        {"kitchn", "Nearest: Kitchen speaker 1"},
+        {"left", "on the device list for ben, though"},
+        {"AA:BB:CC:00:00:09", "The set is paired with it"},
+        {"radio", "came to mark 42"},
+    };
+    for (const auto& [device, words] : cases) {
+        const Television::Inquiry inquiry = Television::Inquire(device, std::time(nullptr));
+        EXPECT_THAT(inquiry.verdicts, IsEmpty());
+        EXPECT_THAT(inquiry.notes.back(), HasSubstr(words));
+    }
+    for (const char* device : {"KITCHEN", "aa:bb:cc:00:00:01", "r1"}) {
+        EXPECT_EQ(Television::Inquire(device, 0).verdicts.size(), 1) << device;
+    }
+    PutList("[");
+    EXPECT_EQ(Television::Inquire("r1", 0).verdicts.at(0).listed, Listed::UNKNOWN);
+}
+
+TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
+    const std::int64_t now = std::time(nullptr);
+    const auto tokens = [now](int access, int refresh) {
+        return R"({"access_token":"a","refresh_token":"b","issued_time_in_second":)" + std::to_string(now) +
+               R"(,"access_token_expires_in":)" + std::to_string(access) + R"(,"refresh_token_expires_in":)" +
+               std::to_string(refresh) + "}";
+    };
+    const std::string code =
+        R"(<rsp stat="ok"><kap_auth_domain>a</kap_auth_domain><kap_api_domain>b</kap_api_domain></rsp>)";
+    PutKey("InfoSyncServiceActivationInfo",
+           R"({"dvcId":"d","expireTime":)" + std::to_string(now + 99) + "000}");
+    PutKey("InfoSyncJWT", R"({"accessToken":"t","tokenExpireTimeSec":)" + std::to_string(now + 99) + "}");
+    PutRecords("", "");
+    struct Case {
+        std::string tokens;
+        std::string code;
+        std::vector<std::string> requests;
+        const char* words;
+    };
+    const Case cases[] = {
+        {tokens(900, 900), "", {"download"}, "download (from mark 42)"},
+        {tokens(900, -9), "", {"token", "download"}, "refresh token ran out at "},
+        {tokens(-9, 900), code, {"refresh", "download"}, "refresh (access token ran out at "},
+        {tokens(-9, 900), "no document", {}, "fails: the access token ran out, and the sign-in document"},
+        {tokens(-9, 900),
+         R"(<rsp stat="ok"><auth_code>c</auth_code></rsp>)",
+         {},
+         "or after infosync-tv factory"},
+        {R"({"access_token":{}})", code, {"token", "download"}, "what is stored is damaged"},
+        {"{}", code, {"token", "download"}, "no access token is stored"},
+    };
+    for (const Case& c : cases) {
+        PutKey("InfoSyncAccessToken", c.tokens);
+        Put("keys/InfoSyncAuthCode", c.code);
+        const Television::Plan plan = Television::ReadStatus(now).nextRun;
+        EXPECT_EQ(Planned(plan), c.requests) << c.tokens;
+        EXPECT_THAT(plan.words, HasSubstr(c.words));
+    }
+    PutKey("InfoSyncJWT", "{");
+    PutKey("InfoSyncServiceActivationInfo", R"({"dvcId":"d","expireTime":5})");
+    EXPECT_THAT(Planned(Television::ReadStatus(now).nextRun),
+                ElementsAre("token", "activation", "app", "download"));
+    Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "1");
+    EXPECT_THAT(Planned(Television::ReadStatus(now).nextRun),
+                ElementsAre("token", "activation", "app", "download"));
+    Put("tv.ini", "[sso]\nstate=0\n");
+    EXPECT_THAT(Television::ReadStatus(now).nextRun.words, HasSubstr("waits 20s"));
+}
+
+TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
+    const std::int64_t now = std::time(nullptr);
+    const std::string token = "top-secret-text-of-a-token";
+    PutKey("InfoSyncAccessToken", R"({"access_token":")" + token + R"(","refresh_token":")" + token +
+                                      R"(2","issued_time_in_second":)" + std::to_string(now - 100) +
+                                      R"(,"access_token_expires_in":3700,"refresh_token_expires_in":40})");
+    PutKey("InfoSyncServiceActivationInfo",
+           R"({"dvcId":"d1","expireTime":)" + std::to_string(now + 172'800) + "000}");
+    PutKey("InfoSyncJWT", R"({"accessToken":")" + token + R"(3","tokenExpireTimeSec":5})");
+    PutRecords(Record(5, Quoted(SINK), "Phones\\u001b[31m"), "");
+    const Television::Status status = Television::ReadStatus(now);
+    const std::string text = Television::StatusText(status, now, PLAIN);
+    for (const char* line :
+         {"  access token       valid, 1h left, top-", "  refresh token      ran out 1m ago",
+          "  activation         valid, 2d left, device id d1\n", "top-... (26 characters)\n",
+          "  records            1 record, mark of the last run 42\n",
+          "paired               AA:BB:CC:00:00:05 Phones\\x1b[31m 5, AA:BB:CC:00:00:09\n",
+          "known, not paired    AA:BB:CC:00:00:77\n", "last run             none yet\n"}) {
+        EXPECT_THAT(text, HasSubstr(line));
+    }
+    EXPECT_THAT(text + Television::ToJson(status).toStyledString(), testing::Not(HasSubstr(token)));
+}
+
+TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
+    const std::int64_t now = std::time(nullptr);
+    EXPECT_THAT(Television::FindProblems(now), IsEmpty());
+    Put("tv.ini", "[http]\nca_file=ca.pem\n[log]\nlevel=X\nfile=/nowhere/log\n");
+    Put("ca.pem", "no certificate");
+    Put("keys/InfoSyncJWT", "{}");
+    std::filesystem::permissions(m_folder + "/keys", std::filesystem::perms{0777});
+    Put("settings/x", "");
+    const timeval later[2] = {{now + 9000, 0}, {now + 9000, 0}};
+    ASSERT_EQ(utimes((m_folder + "/settings").c_str(), later), 0);
+    std::vector<std::string> found;
+    for (const Television::Problem& problem : Television::FindProblems(now)) {
+        found.push_back(problem.subject + " " + std::to_string(problem.line) + " " + problem.words);
+    }
+    EXPECT_THAT(found,
+                ElementsAre(HasSubstr("tv.ini 4 [log] level: “X” is none of"),
+                            HasSubstr("tv.ini 5 [log] file: “/nowhere/log” is no file"),
+                            HasSubstr("chmod go-w"), HasSubstr("certificates 0 "), HasSubstr("clock 0 ")));
+}
