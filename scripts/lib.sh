@@ -5,10 +5,9 @@ ROOT=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$ROOT"
 JOBS=$(nproc)
 
-# Another clone's objects serve here as well: what the compiler is told of the tree's place is left out of the comparison.
-if command -v ccache >/dev/null && [ -z "${CMAKE_CXX_COMPILER_LAUNCHER+set}" ]; then
-    export CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_BASEDIR=$ROOT CCACHE_NOHASHDIR=1
-fi
+# As the presets have it, for builds without one: another clone's objects serve here as well, since what the compiler is
+# told of the tree's place is left out of the comparison.
+export CCACHE_BASEDIR=$ROOT CCACHE_NOHASHDIR=1
 
 say() { printf '==> %s\n' "$*"; }
 die() {
