@@ -9,7 +9,10 @@
 
 namespace {
 
-constexpr char NOT_SET[] = "; it counts as not set";
+/** A value that does not fit: it counts as not set. */
+struct Misfit : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 /** Takes a GLib call's error and throws it; for values that are there but do not fit. */
 struct Fault {
@@ -23,7 +26,7 @@ struct Fault {
     }
     void Check() const {
         if (error != nullptr) {
-            throw std::runtime_error(std::string(error->message) + NOT_SET);
+            throw Misfit(error->message);
         }
     }
 };
@@ -34,7 +37,7 @@ std::string ReadText(GKeyFile* file, const TvKey& key) {
         g_key_file_get_string(file, key.group, key.name, &fault.error), &g_free);
     fault.Check();
     if (key.type == TvKey::Type::Choice && !key.IsChoice(text.get())) {
-        throw std::runtime_error("“" + std::string(text.get()) + "” is none of: " + key.choices + NOT_SET);
+        throw Misfit("“" + std::string(text.get()) + "” is none of: " + key.choices);
     }
     return text.get();
 }
@@ -44,8 +47,8 @@ std::int64_t ReadInteger(GKeyFile* file, const TvKey& key) {
     const std::int64_t number = g_key_file_get_int64(file, key.group, key.name, &fault.error);
     fault.Check();
     if (number < key.least || number > key.most) {
-        throw std::runtime_error(std::to_string(number) + " is not from " + std::to_string(key.least) +
-                                 " to " + std::to_string(key.most) + NOT_SET);
+        throw Misfit(std::to_string(number) + " is not from " + std::to_string(key.least) + " to " +
+                     std::to_string(key.most));
     }
     return number;
 }
@@ -208,13 +211,13 @@ TvIni::TvIni(std::string content, const std::string& path) : TvIni() {
     }
     m_file.reset(g_key_file_new());
     m_isDamaged = true;
-    m_problems = {
-        {DamagedLine(m_content), std::string(fault.error->message) + "; the television has nothing set"}};
+    m_problems = {{DamagedLine(m_content),
+                   std::string(fault.error->message) + "; the television has nothing set", true}};
 }
 
 TvIni TvIni::Unreadable(std::string problem) {
     TvIni ini;
-    ini.m_problems = {{0, std::move(problem)}};
+    ini.m_problems = {{0, std::move(problem), true}};
     ini.m_isDamaged = true;
     return ini;
 }
@@ -232,6 +235,8 @@ void TvIni::Check() {
             known = line;
             try {
                 CheckValue(m_file.get(), *key);
+            } catch (const Misfit& error) {
+                m_problems.push_back({line, about + error.what() + "; it counts as not set", true});
             } catch (const std::runtime_error& error) {
                 m_problems.push_back({line, about + error.what()});
             }
@@ -243,11 +248,12 @@ void TvIni::Check() {
 }
 
 std::string TvIni::Problem() const {
-    if (m_problems.empty()) {
-        return "";
+    for (const auto& [line, words, isUnset] : m_problems) {
+        if (isUnset) {
+            return line == 0 ? words : m_path + ", line " + std::to_string(line) + ": " + words;
+        }
     }
-    const auto& [line, words] = m_problems.front();
-    return line == 0 ? words : m_path + ", line " + std::to_string(line) + ": " + words;
+    return "";
 }
 
 std::size_t TvIni::LineOf(const TvKey& key) const {

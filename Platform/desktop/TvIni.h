@@ -91,6 +91,8 @@ struct TvProblem {
     std::size_t line = 0;
     /** With the group and the key that it is about. */
     std::string words;
+    /** Whether what it is about counts as not set. */
+    bool isUnset = false;
 };
 
 /** One reading of tv.ini. It never throws for what the file holds, but collects what is wrong with it. */
@@ -117,7 +119,8 @@ public:
         return m_problems;
     }
 
-    /** The first of them, on one line with the file's name; empty when there is none. */
+    /** The first of them for which something counts as not set, on one line with the file's name; or empty.
+     */
     std::string Problem() const;
 
     /** Whether nothing of the file could be read. */

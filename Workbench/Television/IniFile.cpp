@@ -127,6 +127,14 @@ std::vector<TvProblem> CheckIni() {
     return ProblemsOf(*TvFolder::ReadIni());
 }
 
+std::string IniWarnings() {
+    std::string text;
+    for (const TvProblem& problem : CheckIni()) {
+        text += "infosync-tv: tv.ini, line " + std::to_string(problem.line) + ": " + problem.words + "\n";
+    }
+    return text;
+}
+
 IniFile::IniFile() : m_path(TvFolder::IniPath()), m_lock(Lock(m_path)), m_file(Parse(ReadIniText())) {}
 
 IniFile::IniFile(const std::string& text)

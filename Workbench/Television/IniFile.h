@@ -22,6 +22,9 @@ void RequireSound();
 /** What is wrong with tv.ini, files that cannot be used among it, for people to read. */
 std::vector<TvProblem> CheckIni();
 
+/** The same as lines for standard error. */
+std::string IniWarnings();
+
 using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
 
 /** While one lives, other processes wait for theirs: what it saves is based on what it read. */

@@ -99,8 +99,8 @@ void CheckClock(std::int64_t now, std::vector<Problem>& problems) {
 
 std::vector<Problem> FindProblems(std::int64_t now) {
     std::vector<Problem> problems;
-    for (const auto& [line, words] : CheckIni()) {
-        problems.push_back({"tv.ini", words, false, line});
+    for (const TvProblem& problem : CheckIni()) {
+        problems.push_back({"tv.ini", problem.words, false, problem.line});
     }
     CheckPaths(problems);
     CheckCertificates(problems);

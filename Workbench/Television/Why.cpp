@@ -182,13 +182,14 @@ std::string NearestNames(const std::string& device, const std::vector<UserRecord
     return near.empty() ? "" : "Nearest: " + Cli::Join(near, ", ") + ". ";
 }
 
-std::string NotDownloaded(const Inquiry& inquiry, std::int64_t now) {
+/** @param hints sentences, each with a blank behind it */
+std::string NotDownloaded(const Inquiry& inquiry, std::int64_t now, const std::string& hints) {
     const std::string last =
         inquiry.storedAt == 0
             ? "nothing was downloaded so far"
             : "the last download, " + Cli::DurationText(Cli::Difference(now, inquiry.storedAt)) + " ago, " +
                   (inquiry.mark > 0 ? "came to mark " + std::to_string(inquiry.mark) : "left no mark");
-    return last + ". What the cloud has, the next run brings: infosync-tv run";
+    return last + ". " + hints + "What the cloud has, the next run brings: infosync-tv run";
 }
 
 /** What holds for every device. */
@@ -255,10 +256,10 @@ Inquiry Inquire(const std::string& device, std::int64_t now) {
         }
     }
     if (inquiry.verdicts.empty()) {
-        inquiry.notes.push_back((device.empty() ? "no record is stored; "
-                                                : "no record of it is stored. " +
-                                                      NearestNames(device, users) + TracesOf(device, list)) +
-                                NotDownloaded(inquiry, now));
+        inquiry.notes.push_back(
+            (device.empty() ? "no record is stored; " : "no record of it is stored; ") +
+            NotDownloaded(inquiry, now,
+                          device.empty() ? "" : NearestNames(device, users) + TracesOf(device, list)));
     }
     return inquiry;
 }

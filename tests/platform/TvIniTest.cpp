@@ -55,10 +55,12 @@ TEST_F(TvIniTest, WhatATelevisionMakesNothingOfIsNamedWithItsLine) {
         {"[log]\nno end", "line 2: "},
     };
     for (const auto& [content, problem] : cases) {
-        const TvIni ini(content, "PATH");
-        EXPECT_THAT(ini.Problem(), HasSubstr(problem)) << content;
-        EXPECT_EQ(ini.Problems().size(), 1) << content;
+        const std::vector<TvProblem> problems = TvIni(content, "PATH").Problems();
+        ASSERT_EQ(problems.size(), 1) << content;
+        EXPECT_THAT("line " + std::to_string(problems[0].line) + ": " + problems[0].words,
+                    HasSubstr(problem));
     }
+    EXPECT_EQ(TvIni("[log]\nlvl=I\n", "PATH").Problem(), "");  // the service does as if it were not there
     const TvIni damaged("[sso]\nstate=1\nno key file", "PATH");
     EXPECT_THAT(damaged.Problem(), HasSubstr("the television has nothing set"));
     EXPECT_EQ(damaged.Integer(TvKeys::SSO_STATE), 0);
@@ -68,7 +70,7 @@ TEST_F(TvIniTest, WhatATelevisionMakesNothingOfIsNamedWithItsLine) {
         "[http]\ngate_site=HTTPS://a.example:443/\nmax_seconds=1\n"
         "connect_to=::127.0.0.1:8443;a.example:443:[::1]:8443;:::\n[log]\nlevel=V\nfile=log\n",
         "PATH");
-    EXPECT_EQ(sound.Problem(), "");
+    EXPECT_THAT(sound.Problems(), IsEmpty());
     EXPECT_EQ(sound.LineOf(TvKeys::MAX_SECONDS), 15);
     EXPECT_EQ(sound.LineOf(TvKeys::CA_FILE), 0);
 }

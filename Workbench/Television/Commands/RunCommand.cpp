@@ -163,12 +163,6 @@ std::unique_ptr<Cli::FileLock> LockTelevision(bool wait) {
     return lock;
 }
 
-void Warn() {
-    for (const auto& [line, words] : Television::CheckIni()) {
-        std::cerr << "infosync-tv: tv.ini, line " << line << ": " << words << "\n";
-    }
-}
-
 void Run(const RunArguments& arguments) {
     Television::RequireSound();
     const auto television = TvFolder::ReadIni();
@@ -182,7 +176,7 @@ void Run(const RunArguments& arguments) {
     const char needed = file ? LEVEL_NEEDED_IN_FILE : LEVEL_NEEDED;
     options.level = IsLessSevere(needed, level[0]) ? needed : level[0];
     const auto lock = LockTelevision(arguments.wait);
-    Warn();
+    std::cerr << Television::IniWarnings();
 
     const Television::DeviceList before = Television::ReadDeviceList();
     // Begun when the service is: what did not start is no run.

@@ -130,9 +130,7 @@ void Set(const SetArguments& arguments) {
     ini.Save();
     std::cout << arguments.key << (arguments.unset ? " is no longer set: it reads as " : " is now ")
               << Reading(key) << "\n";
-    for (const auto& [line, words] : Television::CheckIni()) {
-        std::cerr << "infosync-tv: tv.ini, line " << line << ": " << words << "\n";
-    }
+    std::cerr << Television::IniWarnings();
 }
 
 void DeclareSet(Cli::Command& command, SetArguments& arguments) {
