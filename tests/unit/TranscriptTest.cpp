@@ -110,6 +110,9 @@ const Run RUNS[] = {
     {"refresh",
      {{{TOKEN_ANSWER}}, {{NOTHING_NEW}}},
      [](auto& tv) { tv.records["InfoSyncAccessToken"] = Token(99, 300); }},
+    {"refused-refresh",
+     {{{"{}"}, 4001}},
+     [](auto& tv) { tv.records["InfoSyncAccessToken"] = Token(99, 300); }},
     {"refresh-token-run-out",
      {},
      [](auto& tv) {
