@@ -67,11 +67,12 @@ void SynchronisedBefore() {
         R"("d":{"address":"DD","deleted_on_tv":true,"name":"Older","users":["user-0"]}})";
 }
 
-/** What `diff -u` says of the file and the text; nothing when they are the same. */
+/** What `diff -uN` says of the file and the text; nothing when they are the same, a missing file being empty.
+ */
 std::string Difference(const std::string& path, const std::string& text) {
     const std::string other = ::testing::TempDir() + "transcript-" + std::to_string(getpid());
     std::ofstream(other) << text;
-    const char* command[] = {"diff", "-u", path.c_str(), other.c_str(), nullptr};
+    const char* command[] = {"diff", "-uN", path.c_str(), other.c_str(), nullptr};
     char* output = nullptr;
     g_spawn_sync(nullptr, const_cast<char**>(command), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
                  &output, nullptr, nullptr, nullptr);
