@@ -79,8 +79,8 @@ TEST(Masker, MasksWhatIsStoredWhereverItStands) {
 }
 
 TEST(Masker, TakesNoLongerForATextThatIsMadeToTakeLong) {
-    for (const std::string piece : {"\\", "\"access_token\":\"", "<auth_code>", "<auth_code ", "key : code. ",
-                                    "code=", "Bearer ", "{\"accessToken\":[", "\"access_token\"", " "}) {
+    for (const std::string piece : {"\\", R"("access_token":")", "<auth_code>", "<auth_code ", "key : code. ",
+                                    "code=", "Bearer ", R"({"accessToken":[)", R"("access_token")", " "}) {
         std::string text;
         while (text.size() < 2'000'000) {
             text += piece;
