@@ -1,5 +1,5 @@
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Service/Folder.h"
+#include "Cloud/State/Folder.h"
 
 int main(int argc, char** argv) {
     Cli::Tool tool(

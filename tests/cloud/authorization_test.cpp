@@ -1,7 +1,7 @@
 #include <stdexcept>
 
-#include "Cloud/Service/AuthorizationServer.h"
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/Protocol/Authorization.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 #include "cloud_folder.h"

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "Cloud/Service/Folder.h"
-#include "Cloud/Service/Users.h"
+#include "Cloud/State/Folder.h"
+#include "Cloud/State/Users.h"
 
 namespace LocalCloud {
 

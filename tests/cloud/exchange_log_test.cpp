@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <csignal>
 
-#include "Cloud/Server/ExchangeLog.h"
+#include "Cloud/State/Exchanges.h"
 #include "Files.h"
 #include "cloud_folder.h"
 

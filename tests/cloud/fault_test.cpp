@@ -1,4 +1,4 @@
-#include "Cloud/Server/Fault.h"
+#include "Cloud/State/Faults.h"
 
 #include <gtest/gtest.h>
 

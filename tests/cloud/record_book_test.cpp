@@ -1,6 +1,6 @@
 #include <stdexcept>
 
-#include "Cloud/Service/RecordBook.h"
+#include "Cloud/State/Records.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 #include "cloud_folder.h"

@@ -1,5 +1,5 @@
-#include "Cloud/Service/CloudService.h"
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/Protocol/CloudRequests.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 #include "cloud_folder.h"

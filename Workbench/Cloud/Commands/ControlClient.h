@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "Cloud/Service/Folder.h"
+#include "Cloud/State/Folder.h"
 
 namespace LocalCloud {
 

@@ -9,10 +9,10 @@
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
-#include "Cloud/Server/Fault.h"
-#include "Cloud/Service/Protocol.h"
+#include "Cloud/State/Faults.h"
+#include "Cloud/Protocol/Answer.h"
 #include "Cloud/Util/Json.h"
-#include "Cloud/Util/Tls.h"
+#include "Cloud/State/Certificates.h"
 #include "Files.h"
 
 namespace LocalCloud {

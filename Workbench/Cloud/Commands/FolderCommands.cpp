@@ -7,7 +7,7 @@
 #include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Service/Users.h"
+#include "Cloud/State/Users.h"
 
 namespace LocalCloud {
 

@@ -9,9 +9,9 @@
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
-#include "Cloud/Service/CloudService.h"
-#include "Cloud/Service/Settings.h"
-#include "Cloud/Service/Users.h"
+#include "Cloud/Protocol/CloudRequests.h"
+#include "Cloud/State/Settings.h"
+#include "Cloud/State/Users.h"
 #include "Files.h"
 
 namespace LocalCloud {

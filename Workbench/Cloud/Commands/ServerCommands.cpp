@@ -12,7 +12,7 @@
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Commands/ControlClient.h"
-#include "Cloud/Server/LocalCloudServer.h"
+#include "Cloud/Server/Serve.h"
 
 namespace LocalCloud {
 

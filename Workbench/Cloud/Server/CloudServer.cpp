@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Cloud/Service/CloudService.h"
+#include "Cloud/Protocol/CloudRequests.h"
 
 namespace LocalCloud {
 

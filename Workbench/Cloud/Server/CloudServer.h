@@ -13,10 +13,10 @@
 
 #include "Cloud/Server/Connection.h"
 #include "Cloud/Server/Console.h"
-#include "Cloud/Server/ExchangeLog.h"
-#include "Cloud/Server/Fault.h"
-#include "Cloud/Service/Protocol.h"
-#include "Cloud/Util/Tls.h"
+#include "Cloud/State/Exchanges.h"
+#include "Cloud/State/Faults.h"
+#include "Cloud/Protocol/Answer.h"
+#include "Cloud/State/Certificates.h"
 
 namespace LocalCloud {
 

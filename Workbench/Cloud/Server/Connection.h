@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-#include "Cloud/Server/Fault.h"
+#include "Cloud/State/Faults.h"
 
 namespace LocalCloud {
 

@@ -5,7 +5,7 @@
 #include <iostream>
 
 #include "Cli/Text.h"
-#include "Cloud/Service/Protocol.h"
+#include "Cloud/Protocol/Answer.h"
 #include "Cloud/Util/Json.h"
 #include "Cloud/Util/Time.h"
 

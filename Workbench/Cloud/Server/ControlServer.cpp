@@ -3,7 +3,7 @@
 #include <charconv>
 #include <stdexcept>
 
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 #include "Util/JsonUtil.h"
 

@@ -10,9 +10,9 @@
 #include <functional>
 #include <string>
 
-#include "Cloud/Server/ExchangeLog.h"
-#include "Cloud/Server/Fault.h"
-#include "Cloud/Service/TokenStore.h"
+#include "Cloud/State/Exchanges.h"
+#include "Cloud/State/Faults.h"
+#include "Cloud/State/Tokens.h"
 
 namespace LocalCloud {
 

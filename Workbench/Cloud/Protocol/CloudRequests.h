@@ -5,10 +5,10 @@
 
 #include <string>
 
-#include "Cloud/Service/Protocol.h"
-#include "Cloud/Service/RecordBook.h"
-#include "Cloud/Service/TokenStore.h"
-#include "Cloud/Service/Users.h"
+#include "Cloud/Protocol/Answer.h"
+#include "Cloud/State/Records.h"
+#include "Cloud/State/Tokens.h"
+#include "Cloud/State/Users.h"
 
 namespace LocalCloud {
 

@@ -1,4 +1,4 @@
-#include "Cloud/Util/Tls.h"
+#include "Cloud/State/Certificates.h"
 
 #include <openssl/ec.h>
 #include <openssl/err.h>

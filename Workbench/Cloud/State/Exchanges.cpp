@@ -1,4 +1,4 @@
-#include "Cloud/Server/ExchangeLog.h"
+#include "Cloud/State/Exchanges.h"
 
 #include <fcntl.h>
 #include <glib.h>

@@ -1,11 +1,11 @@
-#include "Cloud/Server/Fault.h"
+#include "Cloud/State/Faults.h"
 
 #include <algorithm>
 #include <array>
 #include <sstream>
 #include <stdexcept>
 
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 
 namespace LocalCloud {

@@ -1,4 +1,4 @@
-#include "Cloud/Server/LocalCloudServer.h"
+#include "Cloud/Server/Serve.h"
 
 #include <fcntl.h>
 #include <glib.h>
@@ -17,8 +17,8 @@
 #include "Cli/Errors.h"
 #include "Cloud/Server/CloudServer.h"
 #include "Cloud/Server/ControlServer.h"
-#include "Cloud/Service/AuthorizationServer.h"
-#include "Cloud/Service/CloudService.h"
+#include "Cloud/Protocol/Authorization.h"
+#include "Cloud/Protocol/CloudRequests.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 

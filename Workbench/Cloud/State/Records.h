@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "Cloud/Service/Folder.h"
+#include "Cloud/State/Folder.h"
 #include "Files.h"
 
 namespace LocalCloud {

@@ -1,4 +1,4 @@
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Crypto.h"
 
 #include <glib.h>
 #include <jwt.h>

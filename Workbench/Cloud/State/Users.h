@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Cloud/Service/Folder.h"
+#include "Cloud/State/Folder.h"
 
 namespace LocalCloud {
 

@@ -1,11 +1,11 @@
-#include "Cloud/Service/RecordBook.h"
+#include "Cloud/State/Records.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
-#include "Cloud/Service/Users.h"
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Users.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 
 namespace LocalCloud {

@@ -1,4 +1,4 @@
-#include "Cloud/Service/Users.h"
+#include "Cloud/State/Users.h"
 
 #include <glib.h>
 

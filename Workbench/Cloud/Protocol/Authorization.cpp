@@ -1,10 +1,10 @@
-#include "Cloud/Service/AuthorizationServer.h"
+#include "Cloud/Protocol/Authorization.h"
 
 #include <map>
 #include <vector>
 
 #include "Cli/Text.h"
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 
 namespace LocalCloud {

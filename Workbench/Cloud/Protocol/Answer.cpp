@@ -1,4 +1,4 @@
-#include "Cloud/Service/Protocol.h"
+#include "Cloud/Protocol/Answer.h"
 
 namespace LocalCloud {
 

@@ -3,9 +3,9 @@
 
 #include <httplib.h>
 
-#include "Cloud/Service/Protocol.h"
-#include "Cloud/Service/TokenStore.h"
-#include "Cloud/Service/Users.h"
+#include "Cloud/Protocol/Answer.h"
+#include "Cloud/State/Tokens.h"
+#include "Cloud/State/Users.h"
 
 namespace LocalCloud {
 

@@ -1,11 +1,11 @@
-#include "Cloud/Service/TokenStore.h"
+#include "Cloud/State/Tokens.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 

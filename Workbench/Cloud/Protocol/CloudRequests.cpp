@@ -1,4 +1,4 @@
-#include "Cloud/Service/CloudService.h"
+#include "Cloud/Protocol/CloudRequests.h"
 
 #include <glib.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "Cli/Text.h"
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 #include "Files.h"
 

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "Cloud/Server/Console.h"
-#include "Cloud/Server/Fault.h"
+#include "Cloud/State/Faults.h"
 
 namespace LocalCloud {
 

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "Cloud/Service/Folder.h"
+#include "Cloud/State/Folder.h"
 
 namespace LocalCloud {
 

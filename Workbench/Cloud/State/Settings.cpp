@@ -1,11 +1,11 @@
-#include "Cloud/Service/Settings.h"
+#include "Cloud/State/Settings.h"
 
 #include <glib.h>
 
 #include <memory>
 #include <stdexcept>
 
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Crypto.h"
 #include "Files.h"
 
 namespace LocalCloud {

@@ -11,8 +11,8 @@
 #include "Cli/Table.h"
 #include "Cli/Values.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Service/Users.h"
-#include "Cloud/Util/Crypto.h"
+#include "Cloud/State/Users.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/Util/Json.h"
 
 /** The service's rule is asked here, not run: what it would log says nothing to whoever asked. */

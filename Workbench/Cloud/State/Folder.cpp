@@ -1,4 +1,4 @@
-#include "Cloud/Service/Folder.h"
+#include "Cloud/State/Folder.h"
 
 #include <glib.h>
 
@@ -7,10 +7,10 @@
 #include <stdexcept>
 
 #include "Cli/StateFolder.h"
-#include "Cloud/Service/Settings.h"
-#include "Cloud/Service/Users.h"
-#include "Cloud/Util/Crypto.h"
-#include "Cloud/Util/Tls.h"
+#include "Cloud/State/Settings.h"
+#include "Cloud/State/Users.h"
+#include "Cloud/State/Crypto.h"
+#include "Cloud/State/Certificates.h"
 #include "Files.h"
 #include "Ownership.h"
 

@@ -9,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "Cloud/Service/Folder.h"
-#include "Cloud/Service/Settings.h"
+#include "Cloud/State/Folder.h"
+#include "Cloud/State/Settings.h"
 
 namespace LocalCloud {
 
