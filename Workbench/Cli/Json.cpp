@@ -1,6 +1,26 @@
 #include "Cli/Json.h"
 
+#include <stdexcept>
+
+#include "Util/CInfoSyncException.h"
+#include "Util/JsonUtil.h"
+
 namespace Cli {
+
+namespace {
+
+const Json::Value* FindMember(const Json::Value& value, const std::string& name) {
+    return value.isObject() ? value.find(name.data(), name.data() + name.size()) : nullptr;
+}
+
+Json::StreamWriterBuilder Utf8Writer(const char* indentation) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = indentation;
+    builder["emitUTF8"] = true;
+    return builder;
+}
+
+}  // namespace
 
 namespace {
 
@@ -21,10 +41,42 @@ std::string JsonText(const Json::Value& value) {
 }
 
 std::string TextMember(const Json::Value& value, const std::string& name) {
-    const Json::Value* member =
-        value.isObject() ? value.find(name.data(), name.data() + name.size()) : nullptr;
+    const Json::Value* member = FindMember(value, name);
     return member != nullptr && member->isConvertibleTo(Json::stringValue) ? member->asString()
                                                                            : std::string();
+}
+
+std::string EditableJson(const Json::Value& value) {
+    return Json::writeString(Utf8Writer("  "), value) + "\n";
+}
+
+std::string CompactJson(const Json::Value& value) {
+    // Made once: for a single record it costs as much as the writing.
+    static const Json::StreamWriterBuilder writer = Utf8Writer("");
+    return Json::writeString(writer, value);
+}
+
+Json::Value ParseObject(const std::string& text, const std::string& name) {
+    Json::Value value;
+    try {
+        value = InfoSyncUtil::ParseJson(text);
+    } catch (const CInfoSyncException& error) {
+        throw std::runtime_error(name + ": " + error.what());
+    }
+    if (!value.isObject()) {
+        throw std::runtime_error(name + ": the whole must be a JSON object");
+    }
+    return value;
+}
+
+std::string StringMember(const Json::Value& value, const std::string& name) {
+    const Json::Value* member = FindMember(value, name);
+    return member != nullptr && member->isString() ? member->asString() : std::string();
+}
+
+std::int64_t IntegerMember(const Json::Value& value, const std::string& name) {
+    const Json::Value* member = FindMember(value, name);
+    return member != nullptr && member->isInt64() ? member->asInt64() : 0;
 }
 
 }  // namespace Cli

@@ -26,6 +26,24 @@ constexpr std::uint64_t MOST_YEARS = 1000;
 // Milliseconds of it, added to the time, still fit in 64 bits.
 constexpr double LONGEST_DURATION = 1e12;
 
+using Moment = std::unique_ptr<GDateTime, decltype(&g_date_time_unref)>;
+
+Moment Owned(GDateTime* time) {
+    return {time, &g_date_time_unref};
+}
+
+std::string UtcText(const Moment& time) {
+    const Moment utc = Owned(time ? g_date_time_to_utc(time.get()) : nullptr);
+    return utc ? Taken(g_date_time_format(utc.get(), "%FT%T.%fZ")) : "";
+}
+
+/** A text without a zone is in local time. */
+Moment Parsed(const std::string& text) {
+    const std::unique_ptr<GTimeZone, decltype(&g_time_zone_unref)> here(g_time_zone_new_local(),
+                                                                        &g_time_zone_unref);
+    return Owned(g_date_time_new_from_iso8601(text.c_str(), here.get()));
+}
+
 std::int64_t Limit(bool highest) {
     return highest ? std::numeric_limits<std::int64_t>::max() : std::numeric_limits<std::int64_t>::min();
 }
@@ -114,6 +132,27 @@ std::int64_t Sum(std::int64_t time, std::int64_t length) {
 std::int64_t Difference(std::int64_t later, std::int64_t earlier) {
     std::int64_t difference = 0;
     return __builtin_sub_overflow(later, earlier, &difference) ? Limit(earlier < 0) : difference;
+}
+
+std::string Timestamp() {
+    return UtcText(Owned(g_date_time_new_now_utc()));
+}
+
+std::string TimeOfDay(const std::string& timestamp) {
+    const Moment time = Parsed(timestamp);
+    return time ? Taken(g_date_time_format(Owned(g_date_time_to_local(time.get())).get(), "%T")) : "??:??:??";
+}
+
+std::optional<std::string> ParseMoment(const std::string& text) {
+    const Moment now = Owned(g_date_time_new_now_local());
+    const auto ago = ParseDuration(text);
+    const bool isTimeOfDay = text.find('T') == std::string::npos;
+    const bool isShort = std::count(text.begin(), text.end(), ':') == 1;
+    const std::string moment =
+        UtcText(ago ? Owned(g_date_time_add_seconds(now.get(), -*ago))
+                    : Parsed((isTimeOfDay ? Taken(g_date_time_format(now.get(), "%FT")) : "") + text +
+                             (isShort ? ":00" : "")));
+    return moment.empty() ? std::nullopt : std::optional(moment);
 }
 
 }  // namespace Cli

@@ -28,4 +28,13 @@ std::string IsDuration(const std::string& text);
 std::int64_t Sum(std::int64_t time, std::int64_t length);
 std::int64_t Difference(std::int64_t later, std::int64_t earlier);
 
+/** Now in ISO 8601 and UTC, to the microsecond: of two such texts the later moment's is the greater one. */
+std::string Timestamp();
+
+/** The local time of day of an ISO 8601 text, HH:MM:SS; question marks where it is none. */
+std::string TimeOfDay(const std::string& timestamp);
+
+/** In the form of Timestamp(): "10m" ago, "14:02" today or an ISO 8601 time; nothing for another text. */
+std::optional<std::string> ParseMoment(const std::string& text);
+
 }  // namespace Cli
