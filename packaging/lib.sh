@@ -25,7 +25,6 @@ tv() { "$TOOLS/infosync-tv" "$@"; }
 
 start_cloud() {
     build release infosync-cloud infosync-tv
-    cloud init >/dev/null
     cloud user add $USER_ID >/dev/null
     cloud device add $USER_ID Kitchen AA:BB:CC:00:00:01 --id kitchen >/dev/null
     cloud device add $USER_ID Phones AA:BB:CC:00:00:02 --id phones >/dev/null

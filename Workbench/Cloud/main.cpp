@@ -6,7 +6,6 @@ int main(int argc, char** argv) {
         "infosync-cloud",
         "The authorisation server and the cloud service of the device synchronisation, on this machine",
         R"(Begin with:
-  infosync-cloud init
   infosync-cloud user add ann@example.com
   infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22
   infosync-cloud serve
@@ -20,8 +19,8 @@ More on a command: infosync-cloud COMMAND --help)");
         LocalCloud::FOLDER_VARIABLE, LocalCloud::FOLDER_NAME,
         "the cloud's folder (default: $INFOSYNC_CLOUD_DIR, else infosync-cloud in the state folder)");
     for (const auto add :
-         {&LocalCloud::AddFolderCommands, &LocalCloud::AddDeviceCommands, &LocalCloud::AddServerCommands,
-          &LocalCloud::AddRequestCommands, &LocalCloud::AddLifetimeCommands, &LocalCloud::AddFaultCommands}) {
+         {&LocalCloud::AddServerCommands, &LocalCloud::AddRecordCommands, &LocalCloud::AddRequestsCommand,
+          &LocalCloud::AddFaultCommands, &LocalCloud::AddExpireCommand}) {
         add(tool);
     }
     return tool.Run(argc, argv);

@@ -1,8 +1,8 @@
 #include <stdexcept>
 
-#include "Cloud/Protocol/Authorization.h"
+#include "Cli/Json.h"
+#include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Crypto.h"
-#include "Cloud/Util/Json.h"
 #include "Files.h"
 #include "cloud_folder.h"
 
@@ -35,28 +35,29 @@ protected:
     }
 
     static Json::Value Rsp(const Answer& answer) {
-        return ParseJsonObject(answer.body, "answer")["rsp"];
+        return Cli::ParseObject(answer.body, "answer")["rsp"];
     }
 
     static std::string Error(const Answer& answer) {
-        return answer.status == 200 ? "none" : TextMember(Rsp(answer), "error");
+        return answer.status == 200 ? "none" : Cli::StringMember(Rsp(answer), "error");
     }
 
     std::string Refresh(const std::string& token, std::string* next = nullptr) {
         const Answer answer = RefreshToken(
-            users, tokens, Request("refresh_token=" + token + "&client_id=58hq27rnez&auth_server_url=auth"));
+            cloud, Request("refresh_token=" + token + "&client_id=58hq27rnez&auth_server_url=auth"));
         if (next != nullptr) {
-            *next = TextMember(Rsp(answer)["result"], "refresh_token");
+            *next = Cli::StringMember(Rsp(answer)["result"], "refresh_token");
         }
         return Error(answer);
     }
 
     std::string SignIn(const std::string& nonce) {
-        return TextMember(Rsp(IssueToken(users, tokens, Request(Form(Code(ANN, nonce)))))["result"],
-                          "refresh_token");
+        return Cli::StringMember(Rsp(IssueToken(cloud, Request(Form(Code(ANN, nonce)))))["result"],
+                                 "refresh_token");
     }
 
-    TokenStore tokens{folder, [this] { return now; }};
+    Cloud cloud{folder, false, [this] { return now * 1000; }};
+    TokenStore& tokens = cloud.tokens;
 };
 
 TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
@@ -78,25 +79,25 @@ TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
         {Form(Code("nobody", "n")), "access_denied"},
     };
     for (const auto& [body, error] : cases) {
-        EXPECT_EQ(Error(IssueToken(users, tokens, Request(body))), error) << body;
+        EXPECT_EQ(Error(IssueToken(cloud, Request(body))), error) << body;
     }
-    EXPECT_EQ(Error(IssueToken(users, tokens, Request(good))), "none");
+    EXPECT_EQ(Error(IssueToken(cloud, Request(good))), "none");
 }
 
 TEST_F(AuthorizationTest, RefusesRequestsWithoutTheClientsHeaders) {
     for (const auto& [name, value] : Request("").headers) {
         httplib::Request request = Request(Form(Code(ANN, "n")));
         request.headers.erase(name);
-        EXPECT_EQ(Error(IssueToken(users, tokens, request)), "invalid_request") << name;
+        EXPECT_EQ(Error(IssueToken(cloud, request)), "invalid_request") << name;
     }
 }
 
 TEST_F(AuthorizationTest, CodeWorksOnceEvenAfterARestart) {
     const auto request = Request(Form(Code(ANN, "n")));
-    EXPECT_EQ(Error(IssueToken(users, tokens, request)), "none");
-    EXPECT_EQ(Error(IssueToken(users, tokens, request)), "invalid_grant");
-    TokenStore restarted(folder, [this] { return now; });
-    EXPECT_EQ(Error(IssueToken(users, restarted, request)), "invalid_grant");
+    EXPECT_EQ(Error(IssueToken(cloud, request)), "none");
+    EXPECT_EQ(Error(IssueToken(cloud, request)), "invalid_grant");
+    Cloud restarted(folder, false, [this] { return now * 1000; });
+    EXPECT_EQ(Error(IssueToken(restarted, request)), "invalid_grant");
 }
 
 TEST_F(AuthorizationTest, RefreshTokenStaysGoodUntilTheNextOneIsUsed) {
@@ -116,26 +117,57 @@ TEST_F(AuthorizationTest, TokensExpireAfterTheirLastSecond) {
     const std::string refresh = SignIn("n");
     const std::string access = tokens.Issue(ANN).accessToken;
     now += 3600;
-    EXPECT_EQ(tokens.OwnerOf("access", access), ANN);
+    EXPECT_EQ(tokens.OwnerOf(Holding::ACCESS, access), ANN);
     now += 1;
-    EXPECT_EQ(tokens.OwnerOf("access", access), std::nullopt);
+    EXPECT_EQ(tokens.OwnerOf(Holding::ACCESS, access), std::nullopt);
     now += 2'592'000;
     EXPECT_EQ(Refresh(refresh), "invalid_grant");
 }
 
 TEST_F(AuthorizationTest, RemovedUserIsRefused) {
     const std::string refresh = SignIn("n");
-    users.Remove(ANN);
+    Files::Remove(folder.RecordsFile(ANN));
     EXPECT_EQ(Refresh(refresh), "access_denied");
 }
 
-TEST_F(AuthorizationTest, DamagedStoreIsAnErrorThatNamesTheFile) {
-    Files::Replace(folder.StateFile("tokens.json"), R"({"grants":7})");
+TEST_F(AuthorizationTest, WhatAnotherProcessChangesIsSeenAtOnce) {
+    const TokenPair pair = tokens.Issue(ANN);
+    TokenStore other(folder, [this] { return now; });
+    for (int i = 0; i < 3; ++i) {
+        const std::string access = tokens.Issue(ANN).accessToken;
+        EXPECT_EQ(other.OwnerOf(Holding::ACCESS, access), ANN);
+        EXPECT_GE(other.Expire(Holding::ACCESS, ANN), 1);
+        EXPECT_EQ(tokens.OwnerOf(Holding::ACCESS, access), std::nullopt);
+    }
+    EXPECT_EQ(tokens.OwnerOf(Holding::REFRESH, pair.refreshToken), ANN);
+    Files::Remove(folder.StateFile("tokens.json"));
+    EXPECT_EQ(tokens.OwnerOf(Holding::REFRESH, pair.refreshToken), std::nullopt);
+}
+
+/** What goes wrong, in words. */
+template <typename Action>
+std::string Failure(const Action& action) {
     try {
-        const TokenStore store(folder, [] { return 0; });
-        FAIL();
+        action();
     } catch (const std::runtime_error& error) {
-        EXPECT_NE(std::string(error.what()).find("tokens.json"), std::string::npos);
+        return error.what();
+    }
+    return "nothing";
+}
+
+TEST_F(AuthorizationTest, DamagedFilesAreErrorsThatNameThem) {
+    const std::pair<const char*, const char*> damages[] = {{"state/tokens.json", R"({"grants":7})"},
+                                                           {"state/tokens.json", "{"},
+                                                           {"cloud.ini", "[lifetime]\naccess=soon\n"},
+                                                           {"cloud.ini", "[lifetime]\naccess=-1\n"}};
+    for (const auto& [name, text] : damages) {
+        const std::string path = folder.Path() + "/" + name;
+        const std::string good = Files::ReadIfThere(path).value_or("{}");
+        Files::Replace(path, text);
+        const std::string said = Failure([&] { TokenStore(folder, [] { return 0; }).Issue(ANN); });
+        EXPECT_NE(said.find(name), std::string::npos) << said;
+        EXPECT_EQ(Files::Read(path), text);
+        Files::Replace(path, good);
     }
 }
 

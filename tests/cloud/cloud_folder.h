@@ -9,8 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "Cloud/State/Folder.h"
-#include "Cloud/State/Users.h"
+#include "Cloud/Protocol/Cloud.h"
 
 namespace LocalCloud {
 

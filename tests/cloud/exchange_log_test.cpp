@@ -1,7 +1,8 @@
 #include <sys/resource.h>
+#include <sys/stat.h>
 
-#include <algorithm>
 #include <csignal>
+#include <filesystem>
 
 #include "Cloud/State/Exchanges.h"
 #include "Files.h"
@@ -9,45 +10,6 @@
 
 namespace LocalCloud {
 namespace {
-
-Exchange Asked(const std::string& target, const std::string& body) {
-    Exchange exchange;
-    exchange.method = "POST";
-    exchange.target = target;
-    exchange.status = 200;
-    exchange.request = "POST " + target + " HTTP/1.1\r\nHost: h\r\nX: y\r\n\r\n" + body;
-    exchange.answer = "HTTP/1.1 200 OK\r\n\r\nyes";
-    return exchange;
-}
-
-TEST(ExchangeLog, KeepsTheLastThousandInOrder) {
-    ExchangeLog log(nullptr);
-    EXPECT_TRUE(log.After(0).empty());
-    for (int i = 1; i <= 1003; ++i) {
-        log.Add(Asked("/" + std::to_string(i), ""));
-    }
-    const Json::Value all = log.After(0);
-    EXPECT_EQ(all.size(), 1000U);
-    EXPECT_EQ(all[0]["path"], "/4");
-    EXPECT_EQ(all[0]["number"], 4);
-    EXPECT_EQ(log.After(1002).size(), 1U);
-    EXPECT_EQ(log.After(1002)[0]["path"], "/1003");
-    EXPECT_TRUE(log.After(1003).empty());
-    EXPECT_TRUE(log.After(9999).empty());
-    EXPECT_EQ(log.After(-1).size(), 1000U);
-}
-
-TEST(ExchangeLog, TakesMessagesApartAndShortensLongBodies) {
-    ExchangeLog log(nullptr);
-    log.Add(Asked("/", std::string(ExchangeLog::LONGEST_BODY + 1, 'a')));
-    const Json::Value entry = log.After(0)[0];
-    EXPECT_EQ(entry["request"]["headers"][1], "X: y");
-    EXPECT_EQ(entry["request"]["headers"].size(), 2U);
-    EXPECT_EQ(entry["request"]["body"].asString().size(), ExchangeLog::LONGEST_BODY);
-    EXPECT_EQ(entry["request"]["body_bytes"].asUInt64(), ExchangeLog::LONGEST_BODY + 1);
-    EXPECT_EQ(entry["response"]["body"], "yes");
-    EXPECT_FALSE(entry["response"].isMember("body_bytes"));
-}
 
 /** Until it is destroyed, no file may grow beyond so many bytes. */
 class FullDisk {
@@ -68,24 +30,93 @@ private:
     rlimit m_before = {};
 };
 
-TEST(Recorder, SaysOnceThatThereIsNoRoomAndGoesOnWhenThereIs) {
-    const TemporaryFolder folder;
-    const std::string path = folder.Path() + "/record";
-    Console console(true);
-    Recorder recorder(path, console);
-    const std::string first(5000, 'f');
-    recorder.Append(first);
-    testing::internal::CaptureStderr();
-    {
-        const FullDisk full(first.size() + 3);
-        recorder.Append("second");
-        recorder.Append("third");
+class ExchangesTest : public CloudTest {
+protected:
+    static Exchange Asked(const std::string& target, const std::string& body) {
+        Exchange exchange;
+        exchange.target = target;
+        exchange.request = "POST " + target + " HTTP/1.1\r\nHost: h\r\nX: y\r\n\r\n" + body;
+        exchange.answer = "HTTP/1.1 200 OK\r\n\r\nyes";
+        return exchange;
     }
-    recorder.Append("fourth");
-    const std::string said = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(Files::Read(path), first + "\nfourth\n");
-    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2) << said;
-    EXPECT_NE(said.find("missing there: 2"), std::string::npos) << said;
+
+    std::string Add(ExchangeLog& log, const std::string& target, const std::string& body = "") {
+        Json::Value kept;
+        return log.Add(Asked(target, body), kept);
+    }
+
+    /** The numbers of those after the given one, in words. */
+    std::string Numbers(std::int64_t after) {
+        std::string numbers;
+        for (const Json::Value& exchange : ReadExchanges(folder, after)) {
+            numbers += exchange["number"].asString() + exchange["path"].asString() + " ";
+        }
+        return numbers;
+    }
+
+    const std::string path = folder.StateFile("exchanges.jsonl");
+};
+
+TEST_F(ExchangesTest, AreNumberedOnByTheNextServerAlsoAfterALineThatWasCutOff) {
+    EXPECT_EQ(Numbers(0), "");
+    ExchangeLog first(folder);
+    Add(first, "/a");
+    Add(first, "/b");
+    Files::Replace(path, Files::Read(path) + R"({"number":3,"pa)");
+    EXPECT_EQ(Numbers(0), "1/a 2/b ");
+    ExchangeLog second(folder);
+    Add(second, "/c");
+    EXPECT_EQ(Numbers(0), "1/a 2/b 3/c ");
+    EXPECT_EQ(Numbers(2), "3/c ");
+    EXPECT_EQ(Numbers(3), "");
+    struct stat status = {};
+    ASSERT_EQ(::stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(ExchangesTest, AreTakenApartAndLongBodiesShortened) {
+    ExchangeLog log(folder);
+    Add(log, "/", std::string(LONGEST_KEPT_BODY + 1, 'a'));
+    const Json::Value entry = ReadExchanges(folder, 0).at(0);
+    EXPECT_EQ(entry["request"]["headers"][1], "X: y");
+    EXPECT_EQ(entry["request"]["headers"].size(), 2U);
+    EXPECT_EQ(entry["request"]["body"].asString().size(), LONGEST_KEPT_BODY);
+    EXPECT_EQ(entry["request"]["body_bytes"].asUInt64(), LONGEST_KEPT_BODY + 1);
+    EXPECT_EQ(entry["response"]["body"], "yes");
+    EXPECT_FALSE(entry["response"].isMember("body_bytes"));
+}
+
+TEST_F(ExchangesTest, OldOnesMakeWayAndTheFileStaysBounded) {
+    ExchangeLog log(folder);
+    const int many = static_cast<int>(ExchangeLog::MOST_BYTES / LONGEST_KEPT_BODY) + 10;
+    for (int i = 0; i < many; ++i) {
+        EXPECT_EQ(Add(log, "/", std::string(LONGEST_KEPT_BODY, 'a')), "");
+        EXPECT_LE(std::filesystem::file_size(path), ExchangeLog::MOST_BYTES);
+    }
+    const auto kept = ReadExchanges(folder, 0);
+    EXPECT_GT(kept.front()["number"], 10);
+    EXPECT_EQ(kept.back()["number"], many);
+    EXPECT_EQ(kept.back()["number"].asInt() - kept.front()["number"].asInt() + 1,
+              static_cast<int>(kept.size()));
+}
+
+TEST_F(ExchangesTest, FullDiskIsToldOnceAndLeavesTheFileWhole) {
+    ExchangeLog log(folder);
+    Add(log, "/a");
+    {
+        const FullDisk full(std::filesystem::file_size(path) + 3);
+        EXPECT_NE(Add(log, "/b").find(path), std::string::npos);
+        EXPECT_EQ(Add(log, "/c"), "");
+    }
+    EXPECT_EQ(Numbers(0), "1/a ");
+    EXPECT_EQ(Add(log, "/d"), "");
+    EXPECT_EQ(Numbers(0), "1/a 4/d ");
+}
+
+TEST_F(ExchangesTest, DamagedLineIsAnErrorThatNamesTheFile) {
+    Files::Replace(path, "what?\n");
+    EXPECT_THROW(ReadExchanges(folder, 0), std::runtime_error);
+    EXPECT_THROW(ExchangeLog log(folder), std::runtime_error);
 }
 
 }  // namespace

@@ -1,75 +1,100 @@
-#include "Cloud/State/Faults.h"
+#include <filesystem>
+#include <stdexcept>
 
-#include <gtest/gtest.h>
+#include "Cloud/State/Faults.h"
+#include "Files.h"
+#include "cloud_folder.h"
 
 namespace LocalCloud {
 namespace {
 
-Fault Planned(FaultKind kind, const std::string& on, std::int64_t skip, std::int64_t times) {
-    Fault fault;
-    fault.kind = kind;
-    fault.on = on;
-    fault.skip = skip;
-    fault.times = times;
-    return fault;
-}
-
-/** One letter for each request to the endpoint: the fault's kind that hits it, or '-'. */
-std::string Hits(FaultPlan& plan, const std::string& endpoint, int requests) {
-    std::string hits;
-    for (int i = 0; i < requests; ++i) {
-        const auto fault = plan.TakeForRequest(endpoint);
-        hits += fault ? fault->Describe()[0] : '-';
+class FaultTest : public CloudTest {
+protected:
+    void Plan(FaultKind kind, const std::string& on, std::int64_t skip, std::int64_t times) {
+        Fault fault;
+        fault.kind = kind;
+        fault.on = on;
+        fault.skip = skip;
+        fault.times = times;
+        plan.Add(fault);
     }
-    return hits;
+
+    /** One letter for each request: the fault's kind that hits it, or '-'. A server each, as after a restart.
+     */
+    std::string Hits(const std::string& name, int requests) {
+        std::string hits;
+        for (int i = 0; i < requests; ++i) {
+            const auto fault = FaultPlan(folder).TakeForRequest(name);
+            hits += fault ? fault->Describe()[0] : '-';
+        }
+        return hits;
+    }
+
+    FaultPlan plan{folder};
+};
+
+TEST_F(FaultTest, HitsTheRequestsThatItIsForAsOftenAsAsked) {
+    Plan(FaultKind::DROP, "", 2, 2);
+    Plan(FaultKind::GARBAGE, "token", 1, 1);
+    EXPECT_EQ(Hits("download", 6), "--dd--");
+    EXPECT_EQ(Hits("token", 3), "-g-");
+    EXPECT_FALSE(Files::ReadIfThere(folder.StateFile("faults.json")));
 }
 
-TEST(FaultPlan, HitsTheNthRequestAsOftenAsAsked) {
-    FaultPlan plan;
-    plan.Add(Planned(FaultKind::Drop, "any", 2, 2));
-    EXPECT_EQ(Hits(plan, "records", 6), "--dd--");
+TEST_F(FaultTest, GoesOnUntilClearedWithZeroTimes) {
+    Plan(FaultKind::DROP, "", 0, 0);
+    EXPECT_EQ(Hits("app", 3), "ddd");
+    EXPECT_EQ(plan.Clear(), 1U);
+    EXPECT_EQ(Hits("app", 1), "-");
+    EXPECT_EQ(plan.Clear(), 0U);
 }
 
-TEST(FaultPlan, CountsOnlyTheEndpointThatItIsFor) {
-    FaultPlan plan;
-    plan.Add(Planned(FaultKind::Drop, "token", 1, 1));
-    EXPECT_EQ(Hits(plan, "records", 3), "---");
-    EXPECT_EQ(Hits(plan, "token", 3), "-d-");
+TEST_F(FaultTest, SecondFaultWaitsForTheFirst) {
+    Plan(FaultKind::DROP, "", 0, 1);
+    Plan(FaultKind::GARBAGE, "", 0, 1);
+    EXPECT_EQ(Hits("app", 3), "dg-");
 }
 
-TEST(FaultPlan, GoesOnUntilClearedWithZeroTimes) {
-    FaultPlan plan;
-    plan.Add(Planned(FaultKind::Drop, "any", 0, 0));
-    EXPECT_EQ(Hits(plan, "app", 3), "ddd");
-    plan.Clear();
-    EXPECT_EQ(Hits(plan, "app", 1), "-");
-}
-
-TEST(FaultPlan, SecondFaultWaitsForTheFirst) {
-    FaultPlan plan;
-    plan.Add(Planned(FaultKind::Drop, "any", 0, 1));
-    plan.Add(Planned(FaultKind::Garbage, "any", 0, 1));
-    EXPECT_EQ(Hits(plan, "app", 3), "dg-");
-}
-
-TEST(FaultPlan, ConnectionFaultsLeaveRequestsAlone) {
-    FaultPlan plan;
-    plan.Add(Planned(FaultKind::Plain, "any", 1, 1));
+TEST_F(FaultTest, ConnectionFaultsLeaveRequestsAlone) {
+    Plan(FaultKind::PLAIN, "", 1, 1);
     EXPECT_TRUE(plan.WaitsForConnection());
-    EXPECT_EQ(Hits(plan, "app", 2), "--");
+    EXPECT_EQ(Hits("app", 2), "--");
     EXPECT_FALSE(plan.TakeForConnection());
     EXPECT_TRUE(plan.TakeForConnection());
     EXPECT_FALSE(plan.WaitsForConnection());
 }
 
-TEST(Fault, SurvivesItsJsonForm) {
-    Fault fault = Planned(FaultKind::Body, "token", 3, 4);
+TEST_F(FaultTest, IsTheSameAfterItWasStored) {
+    Fault fault;
+    fault.kind = FaultKind::BODY;
+    fault.on = "token";
+    fault.skip = 3;
+    fault.times = 4;
     fault.status = 503;
     fault.headers = {"Retry-After: 60"};
     fault.body = std::string("\xff\0{", 3);
-    const Fault copy = FaultFromJson(ToJson(fault));
-    EXPECT_EQ(copy.body, fault.body);
-    EXPECT_EQ(ToJson(copy), ToJson(fault));
+    plan.Add(fault);
+    fault.skip = fault.times = 1;
+    fault.body = "other";
+    plan.Add(fault);
+    EXPECT_EQ(Hits("token", 3), "-b-");
+    const auto bodies = [this] { return std::filesystem::directory_iterator(folder.StateFile("bodies")); };
+    EXPECT_EQ(std::distance(bodies(), {}), 1);
+    const Fault taken = plan.TakeForRequest("token").value();
+    EXPECT_EQ(taken.body, std::string("\xff\0{", 3));
+    EXPECT_EQ(taken.headers, fault.headers);
+    EXPECT_EQ(taken.Describe(), "body of 3 bytes, status 503");
+    plan.Clear();
+    EXPECT_EQ(std::distance(bodies(), {}), 0);
+}
+
+TEST_F(FaultTest, DamagedPlanIsAnErrorAndStaysAsItIs) {
+    for (const char* text : {"{", R"({"faults":[{"kind":"unheard-of"}]})", R"({"faults":[7]})"}) {
+        Files::Replace(folder.StateFile("faults.json"), text);
+        EXPECT_THROW(plan.TakeForRequest("app"), std::runtime_error) << text;
+        EXPECT_THROW(Plan(FaultKind::DROP, "", 0, 1), std::runtime_error) << text;
+        EXPECT_EQ(Files::Read(folder.StateFile("faults.json")), text);
+    }
 }
 
 }  // namespace

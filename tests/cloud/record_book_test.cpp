@@ -1,7 +1,7 @@
 #include <stdexcept>
 
+#include "Cli/Json.h"
 #include "Cloud/State/Records.h"
-#include "Cloud/Util/Json.h"
 #include "Files.h"
 #include "cloud_folder.h"
 
@@ -33,15 +33,15 @@ protected:
     /** What a download brings, in the same form; a deletion is "id!". Keeps its mark. */
     std::string Download(std::optional<std::int64_t> after) {
         const Selection selection = book->Select(ANN, after);
-        EXPECT_EQ(selection.outcome, Outcome::Records);
-        const Json::Value answer = ParseJsonObject(selection.body, "answer");
+        EXPECT_EQ(selection.outcome, Outcome::RECORDS);
+        const Json::Value answer = Cli::ParseObject(selection.body, "answer");
         mark = answer["meta"]["synced_timestamp"].asInt64();
         EXPECT_EQ(answer["records"].size(), selection.count);
         std::string records;
         for (const auto& record : answer["records"]) {
             records += records.empty() ? "" : " ";
-            records += TextMember(record, "record_id");
-            records += record.isMember("address") ? "=" + TextMember(record, "name") : "!";
+            records += Cli::StringMember(record, "record_id");
+            records += record.isMember("address") ? "=" + Cli::StringMember(record, "name") : "!";
         }
         return records;
     }
@@ -104,8 +104,8 @@ TEST_F(RecordBookTest, ChangesMadeBetweenTwoServersAreSeen) {
 TEST_F(RecordBookTest, RefusesMarksThatItDidNotGive) {
     Write("a=1");
     Download({});
-    EXPECT_EQ(book->Select(ANN, mark - 1).outcome, Outcome::MarkTooOld);
-    EXPECT_EQ(book->Select(ANN, mark + 1).outcome, Outcome::MarkUnknown);
+    EXPECT_EQ(book->Select(ANN, mark - 1).outcome, Outcome::MARK_TOO_OLD);
+    EXPECT_EQ(book->Select(ANN, mark + 1).outcome, Outcome::MARK_UNKNOWN);
 }
 
 TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {

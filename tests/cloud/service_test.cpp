@@ -1,6 +1,7 @@
-#include "Cloud/Protocol/CloudRequests.h"
+#include "Cli/Json.h"
+#include "Cloud/Protocol/AppToken.h"
+#include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Crypto.h"
-#include "Cloud/Util/Json.h"
 #include "Files.h"
 #include "cloud_folder.h"
 
@@ -25,7 +26,7 @@ protected:
         return request;
     }
 
-    static httplib::Request Download(const std::string& token, const httplib::Params& params) {
+    static httplib::Request DownloadRequest(const std::string& token, const httplib::Params& params) {
         httplib::Request request;
         request.headers = {{"User-Agent", "M;B;bt-orbmanager=1.0.0;Tizen=6.5; ;"},
                            {"Authorization", "Bearer " + token}};
@@ -34,18 +35,19 @@ protected:
     }
 
     static int ResultCodeOf(const Answer& answer) {
-        return ParseJsonObject(answer.body, "answer")["rcode"].asInt();
+        return Cli::ParseObject(answer.body, "answer")["rcode"].asInt();
     }
 
     std::string AppToken() {
-        const auto activation = ParseJsonObject(cloud.Activate(Request(ACTIVATION)).body, "answer");
+        const auto activation = Cli::ParseObject(Activate(cloud, Request(ACTIVATION)).body, "answer");
         auto request = Request("");
-        request.headers.emplace("x-kc-dvc-id", TextMember(activation, "dvcId"));
-        return TextMember(ParseJsonObject(cloud.IssueAppToken(request).body, "answer"), "accessToken");
+        request.headers.emplace("x-kc-dvc-id", Cli::StringMember(activation, "dvcId"));
+        return Cli::StringMember(Cli::ParseObject(IssueAppToken(cloud, request).body, "answer"),
+                                 "accessToken");
     }
 
-    TokenStore tokens{folder, [this] { return now; }};
-    CloudService cloud{folder, users, tokens, [this] { return now * 1000; }};
+    Cloud cloud{folder, false, [this] { return now * 1000; }};
+    TokenStore& tokens = cloud.tokens;
     const std::string access = tokens.Issue(ANN).accessToken;
 };
 
@@ -56,7 +58,7 @@ TEST_F(ServiceTest, ActivationRefusesWrongHeadersAndBodies) {
     for (const auto& [name, code] : headers) {
         auto request = Request(ACTIVATION);
         request.headers.find(name)->second = "wrong";
-        EXPECT_EQ(ResultCodeOf(cloud.Activate(request)), code) << name;
+        EXPECT_EQ(ResultCodeOf(Activate(cloud, request)), code) << name;
     }
     const std::string good = ACTIVATION;
     const std::pair<const char*, const char*> edits[] = {
@@ -64,30 +66,30 @@ TEST_F(ServiceTest, ActivationRefusesWrongHeadersAndBodies) {
         {R"("package":{)", R"("other":{)"},   {"}}}", "}}"}};
     for (const auto& [from, to] : edits) {
         const std::string body = std::string(good).replace(good.find(from), std::string(from).size(), to);
-        EXPECT_EQ(ResultCodeOf(cloud.Activate(Request(body))), 4000001) << body;
+        EXPECT_EQ(ResultCodeOf(Activate(cloud, Request(body))), 4000001) << body;
     }
-    EXPECT_EQ(ResultCodeOf(cloud.Activate(Request(good))), 0);
+    EXPECT_EQ(ResultCodeOf(Activate(cloud, Request(good))), 0);
 }
 
 TEST_F(ServiceTest, DeviceIdBelongsToOneUserAndLapses) {
     const std::string id = tokens.DeviceId(ANN, "C");
     EXPECT_EQ(tokens.DeviceId(ANN, "C"), id);
     EXPECT_NE(tokens.DeviceId("ben", "C"), id);
-    const Ticket activation = tokens.Give("activation", id, ANN);
-    EXPECT_EQ(tokens.OwnerOf("activation", activation.token), ANN);
+    const Ticket activation = tokens.Give(Holding::ACTIVATION, id, ANN);
+    EXPECT_EQ(tokens.OwnerOf(Holding::ACTIVATION, activation.token), ANN);
     now = activation.expires + 1;
-    EXPECT_EQ(tokens.OwnerOf("activation", activation.token), std::nullopt);
+    EXPECT_EQ(tokens.OwnerOf(Holding::ACTIVATION, activation.token), std::nullopt);
     auto request = Request("");
     request.headers.emplace("x-kc-dvc-id", "unknown");
     request.headers.find("x-kc-access-token")->second = tokens.Issue(ANN).accessToken;
-    EXPECT_EQ(ResultCodeOf(cloud.IssueAppToken(request)), 4030002);
+    EXPECT_EQ(ResultCodeOf(IssueAppToken(cloud, request)), 4030002);
 }
 
 TEST_F(ServiceTest, DownloadNeedsATokenThatThisCloudSigned) {
     const std::string token = AppToken();
-    EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 200);
+    EXPECT_EQ(Download(cloud, DownloadRequest(token, {{"table_ver", "1"}})).status, 200);
     now += 86401;
-    EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 401);
+    EXPECT_EQ(Download(cloud, DownloadRequest(token, {{"table_ver", "1"}})).status, 401);
 }
 
 /** A token with this header, for these claims, signed as HS256 whatever the header says. */
@@ -99,17 +101,20 @@ std::string Forge(const std::string& header, const std::string& claims, const st
 TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
     const std::string secret(64, 'a');
     const std::string header = R"({"alg":"HS256","typ":"JWT"})";
-    Json::Value claims;
-    claims["preferred_username"] = "\xc3\xa4";
-    claims["exp"] = Json::Int64(1) << 40U;
-    const std::string good = SignToken(claims, secret);
-    EXPECT_EQ(VerifyToken(good, secret), claims);
-    EXPECT_EQ(VerifyToken(Forge(header, CompactJson(claims), secret), secret), claims);
+    const AppToken token = {"\xc3\xa4", "id"};
+    const std::string good = SignAppToken(token, {"user", "device", 1, std::int64_t(1) << 40U}, secret);
+    const std::string claims = R"({"preferred_username":"\u00e4","jti":"id"})";
+    for (const std::string& text : {good, Forge(header, claims, secret)}) {
+        const auto read = VerifyAppToken(text, secret);
+        ASSERT_TRUE(read) << text;
+        EXPECT_EQ(read->login, token.login);
+        EXPECT_EQ(read->id, token.id);
+    }
 
     const std::string payload = good.substr(0, good.rfind('.'));
     const std::string unsignedHeader = Base64UrlEncode(R"({"alg":"none"})");
     const std::string bad[] = {
-        SignToken(claims, std::string(64, 'b')),
+        SignAppToken(token, {}, std::string(64, 'b')),
         Forge(R"({"alg":"HS512"})", "{}", secret),
         Forge(R"({"alg":"RS256"})", "{}", secret),
         Forge(R"({"alg":"none"})", "{}", secret),
@@ -132,31 +137,30 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
         "",
         std::string(1'000'000, '.'),
     };
-    for (const auto& token : bad) {
-        EXPECT_EQ(VerifyToken(token, secret), std::nullopt) << token.substr(0, 200);
+    for (const auto& text : bad) {
+        EXPECT_FALSE(VerifyAppToken(text, secret)) << text.substr(0, 200);
     }
 }
 
 TEST_F(ServiceTest, WhatIsExpiredIsRefusedAtOnceAndAlsoByALaterServer) {
-    const std::vector<std::string> kinds = Settings::LifetimeNames();
-    for (const auto& kind : kinds) {
+    for (const HoldingKind& kind : HOLDINGS) {
         const TokenPair pair = tokens.Issue(ANN);
         const std::string other = tokens.Issue("ben").accessToken;
-        const std::map<std::string, std::string> held = {
-            {"access", pair.accessToken},
-            {"refresh", pair.refreshToken},
-            {"activation", tokens.Give("activation", "device", ANN).token},
-            {"app", tokens.Give("app", "ticket", ANN).token}};
-        EXPECT_GE(tokens.Expire(kind, ANN), 1) << kind;
-        EXPECT_EQ(tokens.Expire(kind, ANN), 0) << kind;
+        const std::map<Holding, std::string> held = {
+            {Holding::ACCESS, pair.accessToken},
+            {Holding::REFRESH, pair.refreshToken},
+            {Holding::ACTIVATION, tokens.Give(Holding::ACTIVATION, "device", ANN).token},
+            {Holding::APP, tokens.Give(Holding::APP, "ticket", ANN).token}};
+        EXPECT_GE(tokens.Expire(kind.holding, ANN), 1) << kind.name;
+        EXPECT_EQ(tokens.Expire(kind.holding, ANN), 0) << kind.name;
         TokenStore restarted(folder, [this] { return now; });
-        for (const auto& each : kinds) {
+        for (const auto& [holding, token] : held) {
             for (TokenStore* store : {&tokens, &restarted}) {
-                EXPECT_EQ(store->OwnerOf(each, held.at(each)).has_value(), each != kind)
-                    << each << " after " << kind;
+                EXPECT_EQ(store->OwnerOf(holding, token).has_value(), holding != kind.holding)
+                    << KindOf(holding).name << " after " << kind.name;
             }
         }
-        EXPECT_TRUE(tokens.OwnerOf("access", other));
+        EXPECT_TRUE(tokens.OwnerOf(Holding::ACCESS, other));
     }
 }
 
@@ -172,22 +176,22 @@ TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSense) {
         {{"table_ver", "1"}, {"changed_after", "0"}, {"coldStartable", "true"}},
         {{"table_ver", "1"}, {"changed_after", "5x"}, {"coldStartable", "true"}}};
     for (const auto& params : cases) {
-        EXPECT_EQ(ResultCodeOf(cloud.Download(Download(token, params))), 4000001);
+        EXPECT_EQ(ResultCodeOf(Download(cloud, DownloadRequest(token, params))), 4000001);
     }
 }
 
 TEST_F(ServiceTest, ExpiredMarkIsToldOnceAndOnlyToThoseWhoAskFromOne) {
     const std::string token = AppToken();
-    const Answer full = cloud.Download(Download(token, {{"table_ver", "1"}}));
-    const auto mark = ParseJsonObject(full.body, "answer")["meta"]["synced_timestamp"].asString();
+    const Answer full = Download(cloud, DownloadRequest(token, {{"table_ver", "1"}}));
+    const auto mark = Cli::ParseObject(full.body, "answer")["meta"]["synced_timestamp"].asString();
     const auto marked =
-        Download(token, {{"table_ver", "1"}, {"changed_after", mark}, {"coldStartable", "true"}});
+        DownloadRequest(token, {{"table_ver", "1"}, {"changed_after", mark}, {"coldStartable", "true"}});
     Files::Replace(folder.ExpiredMarkFile(ANN), "4009100\n");
-    EXPECT_EQ(cloud.Download(Download(token, {{"table_ver", "1"}})).status, 200);
-    const Answer refused = cloud.Download(marked);
+    EXPECT_EQ(Download(cloud, DownloadRequest(token, {{"table_ver", "1"}})).status, 200);
+    const Answer refused = Download(cloud, marked);
     EXPECT_EQ(refused.status, 400);
     EXPECT_EQ(ResultCodeOf(refused), 4009100);
-    EXPECT_EQ(cloud.Download(marked).status, 200);
+    EXPECT_EQ(Download(cloud, marked).status, 200);
 }
 
 TEST_F(ServiceTest, LoginsBecomeFileNamesThatLeadNowhereElse) {

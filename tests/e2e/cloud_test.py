@@ -71,16 +71,6 @@ class CloudProgram(unittest.TestCase):
             self.assertEqual((done.returncode, done.stdout), (1, ""))
             self.assertIn(reason, done.stderr)
 
-    def test_a_quiet_server_says_nothing(self):
-        process = self.serve_here("--quiet")
-        while self.cloud.run("status", check=False).returncode != 0:
-            self.assertIsNone(process.poll())
-        self.cloud.fault("status", 503)
-        self.get("/data/v2/com.quorlen.bluetooth.device_sync")
-        self.get()
-        self.cloud.run("stop")
-        self.assertEqual(process.communicate(timeout=30), ("", ""))
-
     def test_an_exchange_is_recorded_before_it_is_answered(self):
         self.cloud.start()
         self.cloud.answer_with(b"x" * 2**23)
@@ -89,9 +79,9 @@ class CloudProgram(unittest.TestCase):
                 client.sendall(b"GET /data/v2/com.quorlen.bluetooth.device_sync HTTP/1.1\r\nHost: h\r\n\r\n")
                 # More than fits on the way: the server cannot be done with it before somebody reads.
                 deadline = time.monotonic() + 8
-                while not self.requests() and time.monotonic() < deadline:
+                while not (kept := self.cloud.exchanges()) and time.monotonic() < deadline:
                     pass
-                self.assertEqual(len(self.cloud.exchanges()), 1)
+                self.assertEqual(len(kept), 1)
                 received = 0
                 while received < 2**23:
                     received += len(client.recv(2**20))
@@ -109,18 +99,51 @@ class CloudProgram(unittest.TestCase):
         self.assertNotEqual(self.cloud.port, port)
         self.assertIn(f"port {self.cloud.port}", television.run_tool("status", "--check").stdout)
 
-    def test_a_server_that_is_stuck_is_not_called_absent(self):
+    def test_a_stale_process_number_is_never_signalled(self):
         self.cloud.start()
-        pid = self.cloud.counts()["pid"]
-        os.kill(pid, signal.SIGSTOP)
-        stuck = self.cloud.run("status", check=False)
-        os.kill(pid, signal.SIGCONT)
-        self.assertEqual(stuck.returncode, 1)
-        self.assertRegex(stuck.stderr, f"does not answer .* process {pid}")
+        state = self.cloud.folder / "state/server.json"
+        noted = json.loads(state.read_text())
+        os.kill(noted["pid"], signal.SIGKILL)
+        bystander = subprocess.Popen(["sleep", "60"])
+        self.addCleanup(bystander.wait)
+        self.addCleanup(bystander.kill)
+        state.write_text(json.dumps({**noted, "pid": bystander.pid}))
+        self.assertIn("no server runs", self.cloud.run("stop", check=False).stderr)
+        self.cloud.start()
+        state.write_text(json.dumps({**noted, "pid": bystander.pid}))
+        self.assertEqual(self.cloud.run("stop").stdout, "stopped\n")
+        self.assertIsNone(bystander.poll())
+        self.assertEqual(self.cloud.run("status", check=False).returncode, 1)
+
+    def test_commands_work_with_and_without_a_server_and_many_at_once(self):
+        other = Cloud(self.folder / "fresh")
+        planned = [subprocess.Popen([BIN / "infosync-cloud", "--dir", other.folder, "fault", "drop"],
+                                    stdout=subprocess.PIPE, text=True) for _ in range(8)]
+        self.assertEqual([("waits for a server" in p.communicate(timeout=60)[0], p.returncode) for p in planned], [(True, 0)] * 8)
+        self.assertEqual(len(json.loads(other.run("fault", "list", "--json").stdout)), 8)
+        self.addCleanup(other.stop)
+        other.start()
+        self.assertEqual(other.counts()["planned_faults"], 8)
+        self.assertNotIn("waits", other.run("fault", "delay", "2s").stdout)
+        self.assertIn("9 faults", other.run("fault", "clear").stdout)
+        self.assertIn("nothing", other.run("fault", "clear").stdout)
+        (other.folder / "state/faults.json").write_text("{")
+        self.assertIn("faults.json", other.run("fault", "list", check=False).stderr)
+
+    def test_lifetimes_are_read_at_each_use(self):
+        self.cloud.start()
+        television = Television(self.folder / "tv")
+        television.run_tool("init", "--cloud", self.cloud.folder)
+        television.run_tool("sign-in", USER)
+        ini = self.cloud.folder / "cloud.ini"
+        ini.write_text(re.sub("(?m)^access=.*$", "access=77", ini.read_text()))
+        television.sync()
+        answer = json.loads(self.cloud.exchanges()[0]["response"]["body"])
+        self.assertEqual(answer["rsp"]["result"]["access_token_expires_in"], 77)
 
     def test_somebody_elses_folder_is_refused(self):
         self.cloud.folder.chmod(0o777)
-        for words in (("init",), ("user", "list"), SERVE, (*SERVE, "--detach"), ("status",)):
+        for words in (("list",), ("fault", "drop"), SERVE, (*SERVE, "--detach"), ("status",), ("stop",)):
             done = self.cloud.run(*words, check=False)
             self.assertEqual((done.returncode, done.stdout), (1, ""), words)
             self.assertIn("can be changed by others", done.stderr)
@@ -136,8 +159,8 @@ class CloudProgram(unittest.TestCase):
         lines = self.cloud.run("requests").stdout.splitlines()
         self.assertEqual([re.sub(r"\d\d:\d\d:\d\d ", "", line) for line in lines], [
             "1 GET /nothing 404 4040001: there is nothing here", f"2 token 200 token issued [{USER}]",
-            f"3 activate 200 activated [{USER}]", f"4 app 200 application token issued [{USER}]",
-            f"5 records 200 all 0 records [{USER}]"])
+            f"3 activation 200 activated [{USER}]", f"4 app 200 application token issued [{USER}]",
+            f"5 download 200 all 0 records [{USER}]"])
         whole = self.cloud.run("requests", "5").stdout
         self.assertIn("User-Agent: SIM-TV", whole)
         self.assertIn('"records":[]', whole)
@@ -160,7 +183,7 @@ class CloudProgram(unittest.TestCase):
         self.get("/again")
         self.assertEqual((before, json.loads(following.stdout.readline())["path"]), ([1, 2, 3, 4, 5], "/again"))
         self.cloud.run("stop")
-        self.assertEqual(following.wait(timeout=30), 1)
+        self.assertEqual(self.cloud.run("requests").stdout.splitlines()[:5], lines)
 
     def test_what_is_expired_is_refused_at_once(self):
         self.cloud.start()
@@ -192,8 +215,8 @@ class CloudProgram(unittest.TestCase):
 
     def test_a_fault_that_makes_no_sense_is_refused(self):
         for words in (("unheard-of",), ("drop", "--on", "nowhere"), ("drop", "--nth", "0"), ("drop", "--times", "-1"),
-                      ("delay", "-0.5"), ("cut", "-1"), ("status", "99"), ("status", "200", "--header", "A: b\r\nC: d"),
-                      ("certificate", "none"), ("plain", "--on", "token")):
+                      ("delay", "-1s"), ("delay", "2"), ("delay",), ("drop", "3"), ("unheard-of",), ("drop", "--on", "records"), ("tls", "1.3"), ("cut", "-1"), ("status", "99"), ("status", "200", "--header", "A: b\r\nC: d"),
+                      ("certificate", "none"), ("plain", "--on", "token"), ("cut", "5", "--status", "200")):
             with self.subTest(words):
                 done = self.cloud.run("fault", *words, check=False)
                 self.assertEqual((done.returncode, done.stdout), (2, ""), done.stderr)

@@ -10,8 +10,8 @@ from harness import ENDPOINTS, UNDER_TOOLS, USER, EndToEnd, main, messages
 
 # Planned fault, its operand and options. What the connection before left open counts: libcurl itself repeats a request
 # when a connection that it kept turns out to be closed, which is so from the second request to the same server on.
-TRANSPORT = [("cut", 40, "--headers"), ("cut", 5), ("garbage",), ("endless",), ("drop",)]
-REPEATED = {("drop", "app"), ("drop", "records")}
+TRANSPORT = [("cut-headers", 40), ("cut", 5), ("garbage",), ("endless",), ("drop",)]
+REPEATED = {("drop", "app"), ("drop", "download")}
 
 CERTIFICATES = ("wrong-host", "expired", "not-yet-valid", "self-signed", "unknown-authority", "client-only")
 
@@ -56,7 +56,7 @@ class Faults(EndToEnd):
     def test_servers_that_cannot_be_reached(self):
         reachable = (self.tv.folder / "tv.ini").read_bytes()
         unreachable = {"::127.0.0.1:1": "connect to server", "::nowhere.invalid:443": "resolve host"}
-        for endpoint, (target, reason) in itertools.product(("token", "records"), unreachable.items()):
+        for endpoint, (target, reason) in itertools.product(("token", "download"), unreachable.items()):
             with self.subTest(endpoint=endpoint, target=target):
                 self.tv.run_tool("set", "http.connect_to", target)
                 self.fails("request failed", reason, first=endpoint)
@@ -66,9 +66,9 @@ class Faults(EndToEnd):
     def test_an_answer_that_stalls_is_ended(self):
         # Not by the limit of the whole, and not only a minute later: the set's time passes faster than ours.
         self.tv.run_tool("set", "http.max_seconds", 86400)
-        for endpoint, speed in {"token": 30, "records": 3}.items():
+        for endpoint, speed in {"token": 30, "download": 3}.items():
             with self.subTest(endpoint):
-                self.cloud.fault("dribble", on=endpoint, interval=5)
+                self.cloud.fault("dribble", "5s", on=endpoint)
                 self.fails("request failed", "Operation too slow", before=("faketime", "-f", f"+0 x{speed}"), **UNDER_TOOLS)
                 self.converges()
 
@@ -80,7 +80,7 @@ class Faults(EndToEnd):
                 self.converges()
 
     def test_answers_without_what_was_asked_for(self):
-        refused = {"token": "Fail to activate", "activate": "Fail to activate", "app": "Fail to get JWT", "records": "HTTP error"}
+        refused = {"token": "Fail to activate", "activation": "Fail to activate", "app": "Fail to get JWT", "download": "HTTP error"}
         for endpoint, (status, body) in itertools.product(ENDPOINTS, ((503, b'{"rcode":7}'), (503, HTML), (204, b""))):
             with self.subTest(endpoint=endpoint, status=status, body=body):
                 self.cloud.answer_with(body, on=endpoint, status=status)
@@ -90,7 +90,7 @@ class Faults(EndToEnd):
 
     def test_redirects_are_not_followed(self):
         self.cloud.exchanges()
-        self.cloud.fault("status", 301, f"--header=Location: {RECORDS_PATH}?table_ver=1", on="records")
+        self.cloud.fault("status", 301, f"--header=Location: {RECORDS_PATH}?table_ver=1", on="download")
         self.fails("error code : 301")
         self.assertEqual(sum(RECORDS_PATH in e["path"] for e in self.cloud.exchanges()), 1)
         self.converges()
@@ -99,7 +99,7 @@ class Faults(EndToEnd):
         names = {"nul": rb"a\u0000b", "lone": rb"x\udc00y", "pair": rb"\ud83c\udfa7", "bytes": b"\xff\xfe", "line": rb"1\n2"}
         record = b'{"record_id":"%s","name":"%s","address":"AA:01","uuids":"0000110b-0000-1000-8000-00805f9b34fb"}'
         body = b",".join(record % (key.encode(), name) for key, name in names.items())
-        self.cloud.answer_with(b'{"meta":{"synced_timestamp":1},"records":[' + body + b"]}", on="records")
+        self.cloud.answer_with(b'{"meta":{"synced_timestamp":1},"records":[' + body + b"]}", on="download")
         lines = self.tv.sync()
         self.assert_ended_well(lines)
         self.assertEqual({key: device["name"] for key, device in self.tv.devices().items() if key not in self.BASE},
@@ -110,8 +110,8 @@ class Faults(EndToEnd):
         one = {"name": "n" * 100, "address": "AA:02", "uuids": "0000110b-0000-1000-8000-00805f9b34fb"}
         records = [{"record_id": f"r{i:06}", **one} for i in range(45_000)]
         body = json.dumps({"meta": {"synced_timestamp": 1}, "records": records}).encode()
-        self.cloud.answer_with(body, on="records", times=2)
-        self.fails("request failed", first="records", level="W")
+        self.cloud.answer_with(body, on="download", times=2)
+        self.fails("request failed", first="download", level="W")
         self.tv.run_tool("set", "http.max_response_bytes", 16 << 20)
         self.tv.sync(level="W")
         self.assertEqual(len(self.tv.devices()), len(records) + len(self.BASE))

@@ -21,7 +21,7 @@ OWNER = "db/com.quorlen.tv.bt-orbmanager/btinfosync"
 # For a sanitized build: no leak check under a tracer, and no complaint about what faketime puts first.
 UNDER_TOOLS = {"ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
 
-ENDPOINTS = ("token", "activate", "app", "records")
+ENDPOINTS = ("token", "activation", "app", "download")
 
 LINE = re.compile(r"^(?P<priority>[VDIWEF])/(?P<tag>\S+?) *\( *\d+\): (?P<text>.*)$")
 
@@ -40,13 +40,11 @@ class Cloud:
 
     def __init__(self, folder):
         self.folder = folder
-        self.recording = folder.parent / "exchanges.jsonl"
-        self.run("init")
         self.run("user", "add", USER)
-        self._seen = 0
+        self._seen = 0  # the number of the last exchange
 
     def start(self, *options):
-        self.run("serve", "--detach", "--port", "0", "--record", self.recording, *options)
+        self.run("serve", "--detach", "--port", "0", *options)
         self.port = self.counts()["port"]
         return self
 
@@ -57,7 +55,7 @@ class Cloud:
         return tool(BIN / "infosync-cloud", "--dir", self.folder, *words, **options)
 
     def fault(self, kind, *values, **options):
-        """Plans one, such as fault("cut", 5, on="records", times=2)."""
+        """Plans one, such as fault("cut", 5, on="download", times=2)."""
         self.run("fault", kind, *values, *(f"--{name}={value}" for name, value in options.items()))
 
     def answer_with(self, body, **options):
@@ -75,9 +73,10 @@ class Cloud:
 
     def exchanges(self):
         """What was asked and answered since the last call."""
-        lines = self.recording.read_text().splitlines() if self.recording.exists() else []
-        seen, self._seen = self._seen, len(lines)
-        return [json.loads(line) for line in lines[seen:]]
+        kept = self.folder / "state/exchanges.jsonl"
+        new = [e for e in map(json.loads, kept.read_text().splitlines() if kept.exists() else []) if e["number"] > self._seen]
+        self._seen += len(new)
+        return new
 
 
 class Television:

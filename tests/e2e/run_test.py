@@ -105,7 +105,7 @@ class Run(EndToEnd):
         self.tv.run_tool("status", "--check")
         self.cloud.fault("certificate", "expired")
         self.assertIn("certificate has expired", self.tv.run_tool("status", "--check", check=False).stdout)
-        self.cloud.answer_with(b"no JSON", on="records")
+        self.cloud.answer_with(b"no JSON", on="download")
         self.assertIn("run: failed: fail to parse JSON (the answer to records)", self.tv.run_tool("run", check=False).stdout)
         self.tv.run_tool("report", self.folder / "elsewhere.tar.gz")
         tool("tar", "xzf", self.folder / "elsewhere.tar.gz", "-C", self.folder)
@@ -117,7 +117,7 @@ class Run(EndToEnd):
         for number, uuids in enumerate((f"{other},{sink}", f"{other}, {sink}", f"{sink},", sink.upper(), f"{sink}0")):
             self.add_device(f"d{number}", "Device", f"AA:BB:CC:00:01:{number:02}", "--uuids", uuids)
         self.tv.sync()
-        rows = [line.split() for line in self.cloud.run("device", "list", USER).stdout.splitlines()[1:]]
+        rows = [line.split() for line in self.cloud.run("list", USER).stdout.splitlines()[2:]]
         self.assertEqual({row[0] for row in rows if row[-1] == "yes"}, set(self.tv.devices()))
         self.assertEqual(sorted(self.tv.devices()), ["d0", "d2", "kitchen", "phones"])
 

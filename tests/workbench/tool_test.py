@@ -139,7 +139,6 @@ class ToolTest(ToolCase):
 
     def test_no_secret_of_a_whole_run_is_shown(self):
         cloud, folder = TOOL.with_name("infosync-cloud"), self.work / "cloud"
-        subprocess.run([cloud, "init", "--dir", folder], check=True, capture_output=True)
         subprocess.run([cloud, "user", "add", USER, "--dir", folder], check=True, capture_output=True)
         server = subprocess.Popen([cloud, "serve", "--dir", folder, "--port", "0"], stdout=subprocess.PIPE, text=True)
         try:

@@ -1,18 +1,20 @@
-#include <glib.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <iostream>
-#include <memory>
+#include <optional>
 
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Commands/ControlClient.h"
-#include "Cloud/State/Faults.h"
-#include "Cloud/Protocol/Answer.h"
-#include "Cloud/Util/Json.h"
+#include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Certificates.h"
+#include "Cloud/State/Faults.h"
+#include "Cloud/State/ServerState.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -21,47 +23,145 @@ namespace {
 
 constexpr double LONGEST_PAUSE = 86400;
 constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
-constexpr int LOWEST_STATUS = 200;
-constexpr int HIGHEST_STATUS = 9999;
+constexpr std::int64_t LOWEST_STATUS = 200;
+constexpr std::int64_t HIGHEST_STATUS = 9999;
+constexpr char OLD_TLS[] = "1.1";
 
-struct Plan {
-    Fault fault;
+struct Arguments {
+    std::string kind;
+    std::optional<std::string> value;
+    std::string on;
     /** From now on; 1 is the next request or connection. */
     std::int64_t nth = 1;
-    std::string bodyFile;
-    /** As it was written. */
-    std::string seconds = "0";
-    std::string tlsVersion;
-    std::int64_t bytes = 0;
+    std::int64_t times = 1;
+    std::optional<std::int64_t> status;
+    std::vector<std::string> headers;
 };
 
-void Submit(Plan& plan) {
-    plan.fault.skip = plan.nth - 1;
-    plan.fault.bytes = static_cast<std::size_t>(plan.bytes);
-    plan.fault.seconds = g_ascii_strtod(plan.seconds.c_str(), nullptr);
-    if (plan.fault.kind == FaultKind::Body) {
-        plan.fault.body = Files::Read(plan.bodyFile);
+std::string WordOf(Operand operand) {
+    switch (operand) {
+        case Operand::NONE:
+            return "";
+        case Operand::DURATION:
+            return "DURATION";
+        case Operand::STATUS:
+            return "CODE";
+        case Operand::FILE:
+            return "FILE";
+        case Operand::BYTES:
+            return "BYTES";
+        case Operand::FLAW:
+            return "FLAW";
+        case Operand::TLS_VERSION:
+            return OLD_TLS;
     }
-    AskServer(Folder::Ready(), "POST", "/faults", ToJson(plan.fault));
-    std::cout << "planned: " << plan.fault.Describe() << "\n";
+    return "";
 }
 
-std::vector<std::string> EndpointNames() {
-    std::vector<std::string> names;
-    names.reserve(ENDPOINTS.size() + 1);
-    for (const Endpoint& endpoint : ENDPOINTS) {
-        names.emplace_back(endpoint.name);
+/** A value that must be what the words say. */
+void Expect(bool fits, const FaultRow& row, const std::string& what) {
+    if (!fits) {
+        throw Cli::UsageError(std::string("the value of fault ") + row.name + " is " + what);
     }
-    names.emplace_back("any");
-    return names;
 }
 
-/** A number of seconds, and nothing that only looks like a number. */
-std::string IsSeconds(const std::string& value) {
-    gchar* end = nullptr;
-    const double seconds = g_ascii_strtod(value.c_str(), &end);
-    const bool fits = !value.empty() && *end == '\0' && seconds >= 0 && seconds <= LONGEST_PAUSE;
-    return fits ? "" : "\"" + value + "\" is no number of seconds from 0 to a day";
+std::int64_t NumberIn(const std::string& value, const FaultRow& row, std::int64_t lowest,
+                      std::int64_t highest) {
+    const bool isNumber =
+        !value.empty() && value.size() <= 10 && value.find_first_not_of("0123456789") == std::string::npos;
+    const std::int64_t number = isNumber ? std::strtoll(value.c_str(), nullptr, 10) : -1;
+    Expect(number >= lowest && number <= highest, row,
+           "a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
+    return number;
+}
+
+void SetValue(Fault& fault, const FaultRow& row, const std::string& value) {
+    const std::vector<std::string> flaws = CertificateFlaws();
+    switch (row.operand) {
+        case Operand::NONE:
+            Expect(value.empty(), row, "none: it takes no value");
+            break;
+        case Operand::DURATION: {
+            const auto duration = Cli::ParseDuration(value);
+            Expect(duration && *duration <= LONGEST_PAUSE, row,
+                   "a time up to a day, such as 0.5s, 2s or 10m");
+            fault.number = std::llround(*duration * 1000);
+            break;
+        }
+        case Operand::STATUS:
+            fault.status = static_cast<int>(NumberIn(value, row, LOWEST_STATUS, HIGHEST_STATUS));
+            break;
+        case Operand::FILE:
+            fault.body = Files::Read(value);
+            fault.number = static_cast<std::int64_t>(fault.body.size());
+            break;
+        case Operand::BYTES:
+            fault.number = NumberIn(value, row, 0, LARGEST_COUNT);
+            break;
+        case Operand::FLAW:
+            Expect(std::find(flaws.begin(), flaws.end(), value) != flaws.end(), row,
+                   "one of " + Cli::Join(flaws, ", "));
+            fault.text = value;
+            break;
+        case Operand::TLS_VERSION:
+            Expect(value == OLD_TLS, row, OLD_TLS);
+            fault.text = value;
+            break;
+    }
+}
+
+Fault FaultOf(const FaultRow& row, const Arguments& arguments) {
+    const std::string name = std::string("fault ") + row.name;
+    if (!arguments.value && row.standard == nullptr) {
+        throw Cli::UsageError(name + " needs a value: " + WordOf(row.operand));
+    }
+    if (row.hits == Hits::CONNECTION && !arguments.on.empty()) {
+        throw Cli::UsageError(name + " hits a connection, whatever is asked then: leave out --on");
+    }
+    if ((row.hits != Hits::REQUEST && !arguments.headers.empty()) ||
+        (row.kind != FaultKind::BODY && arguments.status)) {
+        throw Cli::UsageError("--header is for the faults status and body, --status for body");
+    }
+    Fault fault;
+    fault.kind = row.kind;
+    SetValue(fault, row, arguments.value.value_or(row.standard != nullptr ? row.standard : ""));
+    fault.on = arguments.on;
+    fault.skip = arguments.nth - 1;
+    fault.times = arguments.times;
+    fault.status = arguments.status ? static_cast<int>(*arguments.status) : fault.status;
+    fault.headers = arguments.headers;
+    return fault;
+}
+
+void PlanFault(const Arguments& arguments) {
+    if (arguments.kind.empty()) {
+        throw Cli::UsageError("which fault?");
+    }
+    for (const FaultRow& row : FAULTS) {
+        if (arguments.kind == row.name) {
+            const Fault fault = FaultOf(row, arguments);
+            const Folder folder = Folder::Ready();
+            FaultPlan(folder).Add(fault);
+            std::cout << "planned: " << fault.Describe()
+                      << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
+        }
+    }
+}
+
+void ListFaults(bool json) {
+    Json::Value list = Json::arrayValue;
+    Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
+    for (const Fault& fault : FaultPlan(Folder::Ready()).List()) {
+        list.append(ToJson(fault));
+        table.Add({fault.Describe(), fault.on.empty() ? "any" : fault.on, std::to_string(fault.skip),
+                   fault.times == 0 ? "all" : std::to_string(fault.times)});
+    }
+    std::cout << (json ? Cli::JsonText(list) : table.Text(Cli::Style(STDOUT_FILENO)));
+}
+
+void ClearFaults() {
+    const std::size_t count = FaultPlan(Folder::Ready()).Clear();
+    std::cout << (count == 0 ? "nothing was planned" : "forgotten: " + Cli::Count(count, "fault")) << "\n";
 }
 
 std::string IsHeaderLine(const std::string& line) {
@@ -71,115 +171,68 @@ std::string IsHeaderLine(const std::string& line) {
     return fits ? "" : "a header must be one line, NAME: VALUE";
 }
 
-/** What only some faults take. */
-void AddOperands(Cli::Command& command, Plan& plan) {
-    Fault& fault = plan.fault;
-    switch (fault.kind) {
-        case FaultKind::Delay:
-            command.Operand("SECONDS", plan.seconds).Required().Must(&IsSeconds);
-            break;
-        case FaultKind::Status:
-            command.Operand("CODE", fault.status).Required().Between(LOWEST_STATUS, HIGHEST_STATUS);
-            break;
-        case FaultKind::Body:
-            command.Operand("FILE", plan.bodyFile).Required();
-            command.Option("--status", "CODE", fault.status, "the answer's status (default: 200)")
-                .Between(LOWEST_STATUS, HIGHEST_STATUS);
-            break;
-        case FaultKind::Cut:
-            command.Operand("BYTES", plan.bytes).Required().Between(0, LARGEST_COUNT);
-            command.Flag("--headers", fault.withinHeaders,
-                         "count from the answer's first byte and end within the headers");
-            break;
-        case FaultKind::Dribble:
-        case FaultKind::Endless: {
-            const bool dribble = fault.kind == FaultKind::Dribble;
-            plan.seconds = dribble ? "0.1" : "0";
-            command
-                .Option("--interval", "SECONDS", plan.seconds,
-                        dribble ? "from byte to byte (default: 0.1)"
-                                : "from byte to byte (default: 0, as fast as it goes)")
-                .Must(&IsSeconds);
-            break;
-        }
-        case FaultKind::Certificate:
-            command.Operand("FLAW", fault.flaw).OneOf(CertificateFlaws()).Required();
-            break;
-        case FaultKind::Tls: {
-            command.Operand("VERSION", plan.tlsVersion).OneOf({"1.1"}).Required();
-            break;
-        }
-        case FaultKind::Drop:
-        case FaultKind::Garbage:
-        case FaultKind::Plain:
-            break;
+void Declare(Cli::Command& command, Arguments& arguments) {
+    std::vector<std::string> kinds;
+    for (const FaultRow& row : FAULTS) {
+        kinds.emplace_back(row.name);
     }
-    if (fault.ReplacesAnswer()) {
-        command
-            .Option("--header", "LINE", fault.headers,
-                    "add a header line, NAME: VALUE; may be given several times")
-            .Must(&IsHeaderLine);
+    std::vector<std::string> requests;
+    for (const Endpoint& endpoint : ENDPOINTS) {
+        requests.emplace_back(endpoint.name);
     }
-}
-
-/** The command of a fault, with what all faults take. */
-void AddFault(Cli::Tool& tool, FaultKind kind, const std::string& summary, const std::string& example) {
-    const auto plan = std::make_shared<Plan>();
-    plan->fault.kind = kind;
-    const bool connecting = plan->fault.SpoilsConnection();
-    const std::string name = "fault " + NameOf(kind);
-    Cli::Command command = tool.Add(
-        name, summary,
-        std::string("It is for the next ") + (connecting ? "connection" : "request") +
-            ", or the n-th from now with --nth; --times is how many are hit (0: all, until 'fault clear')." +
-            (connecting ? " Connections that are open are closed after their next answer." : "") +
-            "\n\nExample:\n  infosync-cloud " + name + example,
-        [plan] { Submit(*plan); });
-    command.Option("--nth", "N", plan->nth, "the first one that is hit (default: 1, the next)")
+    command.Operand("KIND", arguments.kind, "one of those below").OneOf(kinds);
+    command.Operand("VALUE", arguments.value);
+    command.Option("--on", "REQUEST", arguments.on, "only " + Cli::Join(requests, ", ") + " (default: any)")
+        .OneOf(requests);
+    command.Option("--nth", "N", arguments.nth, "the first one that is hit (default: 1, the next)")
         .Between(1, LARGEST_COUNT);
-    command.Option("--times", "K", plan->fault.times, "how many are hit (default: 1; 0: all)")
+    command
+        .Option("--times", "K", arguments.times, "how many are hit (default: 1; 0: all until 'fault clear')")
         .Between(0, LARGEST_COUNT);
-    if (!connecting) {
-        command.Option("--on", "ENDPOINT", plan->fault.on, "only requests to this endpoint (default: any)")
-            .OneOf(EndpointNames());
-    }
-    AddOperands(command, *plan);
+    command.Option("--status", "CODE", arguments.status, "of body: the answer's status (default: 200)")
+        .Between(LOWEST_STATUS, HIGHEST_STATUS);
+    command
+        .Option("--header", "LINE", arguments.headers,
+                "of status and body: a header, NAME: VALUE; may be given several times")
+        .Must(&IsHeaderLine);
 }
 
-void List(bool json) {
-    const Json::Value faults = AskServer(Folder::Ready(), "GET", "/faults")["faults"];
-    Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
-    for (const auto& fault : faults) {
-        const auto times = IntegerMember(fault, "times");
-        table.Add({TextMember(fault, "description"), TextMember(fault, "on"),
-                   std::to_string(IntegerMember(fault, "skip")), times == 0 ? "all" : std::to_string(times)});
+/** A line for each kind, in three parts by what it hits. */
+std::string Kinds() {
+    constexpr std::pair<Hits, const char*> PARTS[] = {
+        {Hits::ANSWER, "What a client gets, though its request is carried out:"},
+        {Hits::REQUEST, "What it gets instead, without a look at its request:"},
+        {Hits::CONNECTION, "What a new connection gets (others are closed after their next answer):"}};
+    constexpr std::size_t WIDTH = 22;
+    std::string text;
+    for (const auto& [hits, title] : PARTS) {
+        text += std::string(title) + "\n";
+        for (const FaultRow& row : FAULTS) {
+            const std::string word = WordOf(row.operand);
+            const bool isOptional = row.standard != nullptr && !word.empty();
+            const std::string usage = row.name + (word.empty() ? ""
+                                                  : isOptional ? " [" + word + "]"
+                                                               : " " + word);
+            text += row.hits == hits ? "  " + Cli::Pad(usage, WIDTH) + row.summary + "\n" : "";
+        }
+        text += "\n";
     }
-    std::cout << (json ? Cli::JsonText(faults) : table.Text(Cli::Style(STDOUT_FILENO)));
+    return text + Cli::Wrap("FLAW is " + Cli::Join(CertificateFlaws(), ", ") + ".", 0, Cli::HELP_WIDTH);
 }
 
 }  // namespace
 
 void AddFaultCommands(Cli::Tool& tool) {
-    AddFault(tool, FaultKind::Delay, "Answer later", " 2.5 --on records");
-    AddFault(tool, FaultKind::Status, "Answer with a status, without looking at the request",
-             " 503 --header 'Retry-After: 60' --times 3");
-    AddFault(tool, FaultKind::Body, "Answer with a file's bytes, without looking at the request",
-             " broken.json --on token");
-    AddFault(tool, FaultKind::Cut, "End the connection in the middle of the answer", " 100 --on records");
-    AddFault(tool, FaultKind::Drop, "End the connection without a byte of the answer",
-             " --on activate --nth 2");
-    AddFault(tool, FaultKind::Dribble, "Send the answer byte by byte", " --interval 0.2");
-    AddFault(tool, FaultKind::Endless, "Send a body that never ends, as fast as it goes or byte by byte",
-             " --on records");
-    AddFault(tool, FaultKind::Garbage, "Answer with bytes that are not HTTP", "");
-    AddFault(tool, FaultKind::Certificate,
-             "Present a wrong certificate: " + Cli::Join(CertificateFlaws(), ", "), " expired");
-    AddFault(tool, FaultKind::Tls, "Offer no newer TLS than version 1.1", " 1.1");
-    AddFault(tool, FaultKind::Plain, "Answer in plain HTTP where TLS is due", "");
+    tool.Add("fault", "Plan that the server misbehaves", Kinds() + R"(
+Examples:
+  infosync-cloud fault delay 2s --on download
+  infosync-cloud fault status 503 --header 'Retry-After: 60' --times 3
+  infosync-cloud fault drop --on activation --nth 2
+  infosync-cloud fault certificate expired)",
+             &Declare, &PlanFault);
     tool.AddReading("fault list", "Show the faults that are still to come",
-                    "Example:\n  infosync-cloud fault list --json", &List);
-    tool.Add("fault clear", "Forget the faults that are still to come", "",
-             [] { AskServer(Folder::Ready(), "DELETE", "/faults"); });
+                    "Example:\n  infosync-cloud fault list --json", &ListFaults);
+    tool.Add("fault clear", "Forget the faults that are still to come", "", &ClearFaults);
 }
 
 }  // namespace LocalCloud

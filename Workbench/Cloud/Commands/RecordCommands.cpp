@@ -3,17 +3,16 @@
 
 #include <functional>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
 #include "Cli/Table.h"
+#include "Cli/Text.h"
 #include "Cli/Values.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/State/Users.h"
 #include "Cloud/State/Crypto.h"
-#include "Cloud/Util/Json.h"
+#include "Cloud/State/Users.h"
 
 /** The service's rule is asked here, not run: what it would log says nothing to whoever asked. */
 int __dlog_print(log_id_t /*log_id*/, int /*prio*/, const char* /*tag*/, const char* /*fmt*/, ...) {
@@ -24,9 +23,31 @@ namespace LocalCloud {
 
 namespace {
 
-constexpr char AUDIO_SINK_UUID[] = "0000110b-0000-1000-8000-00805f9b34fb";
 constexpr char HANDS_FREE_UUID[] = "0000111e-0000-1000-8000-00805f9b34fb";
 constexpr std::size_t ID_BYTES = 6;
+
+/** What the commands take, each a part of it. */
+struct Arguments {
+    std::string login;
+    std::string id;
+    std::string name;
+    std::string address;
+    std::string uuids = CDeviceInfo::AUDIO_SINK_UUID;
+    bool noAudioSink = false;
+    bool json = false;
+};
+
+std::string IdOf(const Json::Value& record) {
+    return Cli::StringMember(record, CDeviceInfo::RECORD_ID);
+}
+
+void AddUser(const Arguments& arguments) {
+    const Folder folder = Folder::Ready();
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
+    const bool added = Users(folder).Add(arguments.login);
+    std::cout << (added ? "added " : "there already: ") << Cli::Escape(arguments.login) << ", devices in "
+              << Cli::Escape(folder.RecordsFile(arguments.login)) << "\n";
+}
 
 /** Changes a user's file, as one step for other commands and for the server. */
 void Edit(const std::string& login, const std::function<void(Json::Value& records)>& change) {
@@ -34,128 +55,148 @@ void Edit(const std::string& login, const std::function<void(Json::Value& record
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const Users users(folder);
     Json::Value document = users.Load(login);
-    change(document["records"]);
+    change(document[CDeviceInfo::RECORDS]);
     users.Save(login, document);
 }
 
 Json::ArrayIndex IndexOf(const Json::Value& records, const std::string& id) {
     Json::ArrayIndex index = 0;
-    while (index < records.size() && TextMember(records[index], "record_id") != id) {
+    while (index < records.size() && IdOf(records[index]) != id) {
         ++index;
     }
     return index;
 }
 
-/** What the commands take, each a part of it. */
-struct DeviceArguments {
-    std::string login;
-    std::string id;
-    std::string name;
-    std::string address;
-    std::string uuids = AUDIO_SINK_UUID;
-    bool noAudioSink = false;
-};
-using Arguments = std::shared_ptr<DeviceArguments>;
-
-void AddDevice(const DeviceArguments& arguments) {
+void AddDevice(const Arguments& arguments) {
     Json::Value record;
-    record["record_id"] = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
-    record["name"] = arguments.name;
-    record["address"] = arguments.address;
-    record["uuids"] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
+    record[CDeviceInfo::RECORD_ID] = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
+    record[CDeviceInfo::NAME] = arguments.name;
+    record[CDeviceInfo::ADDRESS] = arguments.address;
+    record[CDeviceInfo::UUIDS] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
     Edit(arguments.login, [&](Json::Value& records) {
-        if (IndexOf(records, TextMember(record, "record_id")) < records.size()) {
+        if (IndexOf(records, IdOf(record)) < records.size()) {
             throw std::runtime_error(arguments.login + " has a device " + arguments.id +
                                      " already; choose another --id");
         }
         records.append(record);
     });
-    std::cout << TextMember(record, "record_id") << "\n";
+    std::cout << IdOf(record) << "\n";
 }
 
 /** Changes the records at the place of one that is there. */
-void EditDevice(const DeviceArguments& arguments,
+void EditDevice(const Arguments& arguments,
                 const std::function<void(Json::Value& records, Json::ArrayIndex index)>& change) {
     Edit(arguments.login, [&](Json::Value& records) {
         const Json::ArrayIndex index = IndexOf(records, arguments.id);
         if (index == records.size()) {
             throw std::runtime_error(arguments.login + " has no device " + arguments.id +
-                                     "; see: infosync-cloud device list '" + arguments.login + "'");
+                                     "; see: infosync-cloud list '" + arguments.login + "'");
         }
         change(records, index);
     });
 }
 
-void ListDevices(const std::string& login, bool json) {
-    const Json::Value document = Users(Folder::Ready()).Load(login);
-    if (json) {
-        std::cout << Cli::JsonText(document["records"]);
-        return;
-    }
-    Cli::Table table({"ID", "NAME", "ADDRESS", "AUDIO SINK"});
-    for (const auto& record : document["records"]) {
-        Json::Value services;
-        services["uuids"] = TextMember(record, "uuids");
-        const bool audioSink = CDeviceInfo::IsAudioSink(services);
-        table.Add({TextMember(record, "record_id"), TextMember(record, "name"), TextMember(record, "address"),
-                   audioSink ? "yes" : "no"});
-    }
-    std::cout << table.Text(Cli::Style(STDOUT_FILENO));
+void RenameDevice(const Arguments& arguments) {
+    EditDevice(arguments, [&](Json::Value& records, Json::ArrayIndex index) {
+        records[index][CDeviceInfo::NAME] = arguments.name;
+    });
 }
 
-void AddAdd(Cli::Tool& tool, const Arguments& arguments) {
-    Cli::Command command = tool.Add("device add", "Add a device; prints its record id",
-                                    R"(Works with and without a running server.
+void RemoveDevice(const Arguments& arguments) {
+    EditDevice(arguments,
+               [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
+}
+
+std::string RecordsTable(const Json::Value& records, const Cli::Style& style) {
+    Cli::Table table({"ID", "NAME", "ADDRESS", "AUDIO SINK"});
+    for (const auto& record : records) {
+        Json::Value services;
+        services[CDeviceInfo::UUIDS] = Cli::StringMember(record, CDeviceInfo::UUIDS);
+        table.Add({IdOf(record), Cli::StringMember(record, CDeviceInfo::NAME),
+                   Cli::StringMember(record, CDeviceInfo::ADDRESS),
+                   CDeviceInfo::IsAudioSink(services) ? "yes" : "no"});
+    }
+    return records.empty() ? "" : table.Text(style, "  ");
+}
+
+void List(const Arguments& arguments) {
+    const Folder folder = Folder::Ready();
+    const Users users(folder);
+    const Cli::Style style(STDOUT_FILENO);
+    Json::Value list = Json::arrayValue;
+    std::string text;
+    for (const auto& login : arguments.login.empty() ? users.List() : std::vector{arguments.login}) {
+        Json::Value entry;
+        entry["user"] = login;
+        entry["file"] = folder.RecordsFile(login);
+        entry["records"] = users.Load(login)[CDeviceInfo::RECORDS];
+        text += style(Cli::Colour::BOLD, Cli::Escape(login)) + ", " +
+                Cli::Count(entry["records"].size(), "device") + ", " +
+                Cli::Escape(folder.RecordsFile(login)) + "\n" + RecordsTable(entry["records"], style);
+        list.append(entry);
+    }
+    std::cout << (arguments.json ? Cli::JsonText(list)
+                  : text.empty() ? "no users yet; add one with: infosync-cloud user add LOGIN\n"
+                                 : text);
+}
+
+void DeclareAdd(Cli::Command& command, Arguments& arguments) {
+    command.Operand("USER", arguments.login).Required();
+    command.Operand("NAME", arguments.name).Required().Must(&Cli::IsUtf8);
+    command.Operand("ADDRESS", arguments.address).Required().Must(&Cli::IsBluetoothAddress);
+    command.Option("--id", "ID", arguments.id, "the record's id (default: a new one)").Must(&Cli::IsUtf8);
+    const Cli::Parameter uuids = command
+                                     .Option("--uuids", "LIST", arguments.uuids,
+                                             "service UUIDs, separated by commas (default: Audio Sink)")
+                                     .Must(&Cli::IsUtf8);
+    command.Flag("--no-audio-sink", arguments.noAudioSink, "a hands-free device, which no television lists")
+        .Excludes(uuids);
+}
+
+void DeclareDevice(Cli::Command& command, Arguments& arguments) {
+    command.Operand("USER", arguments.login).Required();
+    command.Operand("ID", arguments.id).Required();
+}
+
+}  // namespace
+
+void AddRecordCommands(Cli::Tool& tool) {
+    tool.Add<Arguments>(
+        "user add", "Add a user, so that the cloud accepts the sign-in",
+        "A user goes away with the file that the command names.\n\n"
+        "Example:\n  infosync-cloud user add ann@example.com",
+        [](Cli::Command& command, Arguments& arguments) {
+            command.Operand("LOGIN", arguments.login).Required();
+        },
+        &AddUser);
+    tool.Add("device add", "Add a device; prints its record id",
+             R"(Works with and without a running server.
 
 Examples:
   infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22
   infosync-cloud device add ann@example.com Headset AA:BB:CC:00:11:23 \
       --id headset --no-audio-sink)",
-                                    [arguments] { AddDevice(*arguments); });
-    command.Operand("USER", arguments->login).Required();
-    command.Operand("NAME", arguments->name).Required().Must(&Cli::IsUtf8);
-    command.Operand("ADDRESS", arguments->address).Required().Must(&Cli::IsBluetoothAddress);
-    command.Option("--id", "ID", arguments->id, "the record's id (default: a new one)").Must(&Cli::IsUtf8);
-    const Cli::Parameter uuids = command
-                                     .Option("--uuids", "LIST", arguments->uuids,
-                                             "service UUIDs, separated by commas (default: Audio Sink)")
-                                     .Must(&Cli::IsUtf8);
-    command.Flag("--no-audio-sink", arguments->noAudioSink, "a hands-free device, which no television lists")
-        .Excludes(uuids);
-}
-
-}  // namespace
-
-void AddDeviceCommands(Cli::Tool& tool) {
-    const auto arguments = std::make_shared<DeviceArguments>();
-    AddAdd(tool, arguments);
-
-    Cli::Command rename = tool.Add(
+             &DeclareAdd, &AddDevice);
+    tool.Add<Arguments>(
         "device rename", "Give a device another name",
-        "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'", [arguments] {
-            EditDevice(*arguments, [&arguments](Json::Value& records, Json::ArrayIndex index) {
-                records[index]["name"] = arguments->name;
-            });
-        });
-    rename.Operand("USER", arguments->login).Required();
-    rename.Operand("ID", arguments->id).Required();
-    rename.Operand("NAME", arguments->name).Required().Must(&Cli::IsUtf8);
-
-    Cli::Command remove =
-        tool.Add("device remove", "Remove a device; clients learn of it with their next download",
-                 "Example:\n  infosync-cloud device remove ann@example.com headset", [arguments] {
-                     EditDevice(*arguments, [](Json::Value& records, Json::ArrayIndex index) {
-                         records.removeIndex(index, nullptr);
-                     });
-                 });
-    remove.Operand("USER", arguments->login).Required();
-    remove.Operand("ID", arguments->id).Required();
-
-    tool.AddReading("device list", "Show a user's devices",
-                    "Example:\n  infosync-cloud device list ann@example.com --json",
-                    [arguments](bool json) { ListDevices(arguments->login, json); })
-        .Operand("USER", arguments->login)
-        .Required();
+        "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'",
+        [](Cli::Command& command, Arguments& arguments) {
+            DeclareDevice(command, arguments);
+            command.Operand("NAME", arguments.name).Required().Must(&Cli::IsUtf8);
+        },
+        &RenameDevice);
+    tool.Add("device remove", "Remove a device; clients learn of it with their next download",
+             "Example:\n  infosync-cloud device remove ann@example.com headset", &DeclareDevice,
+             &RemoveDevice);
+    tool.Add<Arguments>(
+        "list", "Show the users with their devices, or one of them",
+        "Examples:\n  infosync-cloud list\n"
+        "  infosync-cloud list ann@example.com --json | jq '.[0].records[].name'",
+        [](Cli::Command& command, Arguments& arguments) {
+            command.Operand("USER", arguments.login);
+            command.Json(arguments.json);
+        },
+        &List);
 }
 
 }  // namespace LocalCloud

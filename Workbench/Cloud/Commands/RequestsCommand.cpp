@@ -2,18 +2,17 @@
 
 #include <chrono>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 #include <thread>
 
 #include "Cli/Json.h"
 #include "Cli/LearningMasker.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/Console.h"
-#include "Cloud/Util/Json.h"
-#include "Cloud/Util/Time.h"
+#include "Cloud/State/Exchanges.h"
+#include "Cloud/State/Tokens.h"
 #include "Util/JsonUtil.h"
 
 namespace LocalCloud {
@@ -26,6 +25,7 @@ constexpr std::chrono::milliseconds BETWEEN_LOOKS(200);
 
 struct Wanted {
     std::int64_t number = 0;
+    /** Empty: all. */
     std::string since;
     bool follow = false;
     bool json = false;
@@ -33,18 +33,18 @@ struct Wanted {
 };
 
 std::string IsMoment(const std::string& text) {
-    return ParseMoment(text) ? "" : "a time is 10m (ago), 14:02 or 2026-01-31T14:02:03Z";
+    return Cli::ParseMoment(text) ? "" : "a time is 10m (ago), 14:02 or 2026-01-31T14:02:03Z";
 }
 
 void MaskMessage(Json::Value& message, Cli::LearningMasker& masker) {
     for (auto& header : message["headers"]) {
         header = masker.Mask(header.asString());
     }
-    message["body"] = masker.Mask(TextMember(message, "body"));
+    message["body"] = masker.Mask(Cli::StringMember(message, "body"));
 }
 
 Json::Value Masked(Json::Value exchange, Cli::LearningMasker& masker) {
-    exchange["path"] = masker.Mask(TextMember(exchange, "path"));
+    exchange["path"] = masker.Mask(Cli::StringMember(exchange, "path"));
     MaskMessage(exchange["request"], masker);
     MaskMessage(exchange["response"], masker);
     return exchange;
@@ -54,15 +54,14 @@ Json::Value Masked(Json::Value exchange, Cli::LearningMasker& masker) {
 class Exchanges {
 public:
     explicit Exchanges(const Wanted& wanted)
-        : m_wanted(wanted), m_since(ParseMoment(wanted.since).value_or("")) {}
+        : m_wanted(wanted), m_since(Cli::ParseMoment(wanted.since).value_or("")) {}
 
     /** What came since the last call. */
     Json::Value Next() {
         Json::Value list = Json::arrayValue;
-        const Json::Value answer = AskServer(m_folder, "GET", "/exchanges?after=" + std::to_string(m_last));
-        for (const auto& exchange : answer["exchanges"]) {
-            m_last = IntegerMember(exchange, "number");
-            if (TextMember(exchange, "time") >= m_since) {
+        for (const Json::Value& exchange : ReadExchanges(m_folder, m_last)) {
+            m_last = Cli::IntegerMember(exchange, "number");
+            if (Cli::StringMember(exchange, "time") >= m_since) {
                 list.append(m_wanted.showSecrets ? exchange : Masked(exchange, m_masker));
             }
         }
@@ -79,7 +78,7 @@ private:
 
 void ShowOne(const Wanted& wanted) {
     for (const auto& exchange : Exchanges(wanted).Next()) {
-        if (IntegerMember(exchange, "number") == wanted.number) {
+        if (Cli::IntegerMember(exchange, "number") == wanted.number) {
             std::cout << (wanted.json ? Cli::JsonText(exchange) : ExchangeInFull(exchange));
             return;
         }
@@ -94,7 +93,7 @@ void ShowLines(const Json::Value& exchanges, bool json) {
         if (json) {
             std::cout << InfoSyncUtil::WriteJson(exchange) << "\n";
         } else {
-            const std::string number = std::to_string(IntegerMember(exchange, "number")) + " ";
+            const std::string number = std::to_string(Cli::IntegerMember(exchange, "number")) + " ";
             std::cout << Cli::Wrap(number + ExchangeLine(exchange, style), number.size(), style.Width());
         }
     }
@@ -114,29 +113,33 @@ void ShowAll(const Wanted& wanted) {
     }
 }
 
+void Declare(Cli::Command& command, Wanted& wanted) {
+    const Cli::Parameter number =
+        command.Operand("NUMBER", wanted.number, "the request to show whole").Between(1, HIGHEST_NUMBER);
+    command.Flag("-f,--follow", wanted.follow, "go on with those that come").Excludes(number);
+    command.Option("--since", "TIME", wanted.since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
+        .Must(&IsMoment)
+        .Excludes(number);
+    command.Flag("--show-secrets", wanted.showSecrets, "mask nothing");
+    command.Json(wanted.json);
+}
+
+void Run(const Wanted& wanted) {
+    wanted.number > 0 ? ShowOne(wanted) : ShowAll(wanted);
+}
+
 }  // namespace
 
-void AddRequestCommands(Cli::Tool& tool) {
-    const auto wanted = std::make_shared<Wanted>();
-    Cli::Command command = tool.AddReading(
-        "requests", "Show what was asked of the running server, and what it answered",
-        R"(One line for each of the last 1,000 requests, or one request whole. Tokens, codes and verifiers are masked.
+void AddRequestsCommand(Cli::Tool& tool) {
+    tool.Add("requests", "Show what was asked of the server, and what it answered",
+             R"(One line for each of the latest requests, or one request whole; also after the
+server has gone. Tokens, codes and verifiers are masked.
 
 Examples:
   infosync-cloud requests -f
   infosync-cloud requests 4
   infosync-cloud requests --since 10m --json | jq '.[].response.status')",
-        [wanted](bool json) {
-            wanted->json = json;
-            wanted->number > 0 ? ShowOne(*wanted) : ShowAll(*wanted);
-        });
-    const Cli::Parameter number =
-        command.Operand("NUMBER", wanted->number, "the request to show whole").Between(1, HIGHEST_NUMBER);
-    command.Flag("-f,--follow", wanted->follow, "go on with those that come").Excludes(number);
-    command.Option("--since", "TIME", wanted->since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
-        .Must(&IsMoment)
-        .Excludes(number);
-    command.Flag("--show-secrets", wanted->showSecrets, "mask nothing");
+             &Declare, &Run);
 }
 
 }  // namespace LocalCloud

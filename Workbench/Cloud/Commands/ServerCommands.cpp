@@ -1,96 +1,114 @@
+#include <glib.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 #include <thread>
-#include <utility>
 
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Commands/ControlClient.h"
 #include "Cloud/Server/Serve.h"
+#include "Cloud/State/Faults.h"
+#include "Cloud/State/ServerState.h"
 
 namespace LocalCloud {
 
 namespace {
 
-constexpr int HIGHEST_PORT = 65535;
+constexpr std::int64_t HIGHEST_PORT = 65535;
 constexpr std::chrono::seconds LONGEST_END(10);
 
-void Serve(const ServeOptions& options, bool detach) {
-    const auto say = [&options](const std::string& where) {
-        if (!options.quiet) {
-            std::cout << "infosync-cloud: " << Cli::Escape(where) << std::endl;
-        }
+struct Arguments {
+    ServeOptions options;
+    bool detach = false;
+};
+
+void Serve(const Arguments& arguments) {
+    const auto say = [](const std::string& where) {
+        std::cout << "infosync-cloud: " << Cli::Escape(where) << std::endl;
     };
-    (detach ? ServeDetached : ServeUntilStopped)(Folder(), options, say);
+    (arguments.detach ? ServeDetached : ServeUntilStopped)(Folder(), arguments.options, say);
 }
 
-void AddServe(Cli::Tool& tool) {
-    const auto options = std::make_shared<ServeOptions>();
-    const auto detach = std::make_shared<bool>(false);
-    Cli::Command command =
-        tool.Add("serve", "Run the authorisation server and the cloud service on 127.0.0.1, until stopped",
-                 R"(The folder is made when there is none. Each request is shown in one line.
-
-Examples:
-  infosync-cloud serve --port 0 --record exchanges.jsonl
-  infosync-cloud serve --any-user --quiet)",
-                 [options, detach] { Serve(*options, *detach); });
-    command.Option("--port", "N", options->port, "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
+void DeclareServe(Cli::Command& command, Arguments& arguments) {
+    command
+        .Option("--port", "N", arguments.options.port,
+                "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
         .Between(0, HIGHEST_PORT);
-    command.Option("--record", "FILE", options->recordFile,
-                   "append every exchange to FILE, one line of JSON each");
-    command.Flag("--any-user", options->anyUser, "accept every login id, not only those of 'user list'");
-    command.Flag("--quiet", options->quiet, "show no line for each request");
-    command.Flag("--detach", *detach,
+    command.Flag("--any-user", arguments.options.anyUser, "accept every login id, not only those of 'list'");
+    command.Flag("--detach", arguments.detach,
                  "return when the server answers; it goes on until 'infosync-cloud stop'");
 }
 
-std::string StatusTable(const Json::Value& status) {
-    constexpr std::pair<const char*, const char*> SHOWN[] = {{"address", "address"},
-                                                             {"ca_file", "CA file"},
-                                                             {"pid", "process"},
-                                                             {"uptime_seconds", "running for (s)"},
-                                                             {"requests", "requests"},
-                                                             {"connections", "connections"},
-                                                             {"full_handshakes", "full handshakes"},
-                                                             {"resumed_handshakes", "resumed handshakes"},
-                                                             {"failed_handshakes", "failed handshakes"},
-                                                             {"planned_faults", "planned faults"}};
-    Cli::Table table({"SERVER", ""});
-    for (const auto& [member, name] : SHOWN) {
-        table.Add({name, status[member].asString()});
+RunningServer RequireServer(const Folder& folder) {
+    const auto server = FindServer(folder);
+    if (!server) {
+        throw std::runtime_error("no server runs on " + folder.Path() +
+                                 "; start one with: infosync-cloud serve --dir '" + folder.Path() + "'");
     }
+    return *server;
+}
+
+Json::Value JsonOf(const Folder& folder, const RunningServer& server, std::int64_t uptime) {
+    Json::Value status;
+    status["running"] = true;
+    status["address"] = "https://127.0.0.1:" + std::to_string(server.port);
+    status["port"] = server.port;
+    status["pid"] = static_cast<Json::Int64>(server.pid);
+    status["dir"] = folder.Path();
+    status["ca_file"] = folder.CaFile();
+    status["uptime_seconds"] = Json::Int64(uptime);
+    for (const CountName& each : COUNT_NAMES) {
+        status[each.name] = Json::Int64(server.counts.*each.count);
+    }
+    status["planned_faults"] = Json::UInt64(FaultPlan(folder).List().size());
+    return status;
+}
+
+std::string TableOf(const Json::Value& status, std::int64_t uptime) {
+    Cli::Table table({"SERVER", ""});
+    table.Add({"address", Cli::StringMember(status, "address")});
+    table.Add({"CA file", Cli::StringMember(status, "ca_file")});
+    table.Add({"process", status["pid"].asString()});
+    table.Add({"running for", Cli::DurationText(uptime)});
+    for (const CountName& each : COUNT_NAMES) {
+        std::string words = each.name;
+        table.Add({g_strdelimit(words.data(), "_", ' '), status[each.name].asString()});
+    }
+    table.Add({"planned faults", status["planned_faults"].asString()});
     return table.Text(Cli::Style(STDOUT_FILENO));
 }
 
 void Status(bool json) {
-    try {
-        const Json::Value status = AskServer(Folder::Ready(), "GET", "/status");
-        std::cout << (json ? Cli::JsonText(status) : StatusTable(status));
-    } catch (const std::runtime_error&) {
-        if (json) {
-            std::cout << "{ \"running\" : false }\n";
-        }
-        throw;
+    const Folder folder = Folder::Ready();
+    if (json && !FindServer(folder)) {
+        std::cout << "{ \"running\" : false }\n";
     }
+    const RunningServer server = RequireServer(folder);
+    const std::int64_t uptime = g_get_real_time() / G_USEC_PER_SEC - server.started;
+    const Json::Value status = JsonOf(folder, server, uptime);
+    std::cout << (json ? Cli::JsonText(status) : TableOf(status, uptime));
 }
 
 void Stop() {
     const Folder folder = Folder::Ready();
-    AskServer(folder, "POST", "/stop");
-    // The lock is let go of when the process has ended.
+    const pid_t pid = RequireServer(folder).pid;
+    if (::kill(pid, SIGTERM) != 0 && errno != ESRCH) {
+        throw std::runtime_error("could not stop process " + std::to_string(pid) + ": " + g_strerror(errno));
+    }
     const auto last = std::chrono::steady_clock::now() + LONGEST_END;
-    while (!folder.LockForServing().IsHeld()) {
+    // The lock is let go of when the process has ended; another server may have it by then.
+    for (auto server = FindServer(folder); server && server->pid == pid; server = FindServer(folder)) {
         if (std::chrono::steady_clock::now() > last) {
-            throw std::runtime_error("the server on " + folder.Path() +
-                                     " was told to end and has not after " +
-                                     std::to_string(LONGEST_END.count()) + " s; see: infosync-cloud status");
+            throw std::runtime_error("process " + std::to_string(pid) + ", the server on " + folder.Path() +
+                                     ", was told to end and has not after " +
+                                     std::to_string(LONGEST_END.count()) + " s");
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
@@ -100,14 +118,20 @@ void Stop() {
 }  // namespace
 
 void AddServerCommands(Cli::Tool& tool) {
-    AddServe(tool);
+    tool.Add("serve", "Run the authorisation server and the cloud service on 127.0.0.1, until stopped",
+             R"(The folder is made when there is none. Each request is shown in one line.
+
+Examples:
+  infosync-cloud serve --port 0
+  infosync-cloud serve --any-user --detach)",
+             &DeclareServe, &Serve);
     tool.AddReading("status", "Show the running server: where it listens, what it counted",
                     R"(The exit status is 1 when none runs.
 
 Example:
   infosync-cloud status --json)",
                     &Status);
-    tool.Add("stop", "End the running server", "", &Stop);
+    tool.Add("stop", "End the running server, and wait until it has ended", "", &Stop);
 }
 
 }  // namespace LocalCloud

@@ -1,6 +1,21 @@
 #include "Cloud/Protocol/Answer.h"
 
+#include "Cli/Json.h"
+
 namespace LocalCloud {
+
+std::string TextOf(ResultCode code) {
+    return std::to_string(static_cast<int>(code));
+}
+
+Answer Refusal(ResultCode code, const std::string& message, const std::string& login) {
+    constexpr int STATUS_DIVISOR = 10000;
+    Json::Value body;
+    body["rcode"] = static_cast<int>(code);
+    body["rmsg"] = message;
+    return {static_cast<int>(code) / STATUS_DIVISOR, Cli::CompactJson(body), TextOf(code) + ": " + message,
+            login};
+}
 
 std::string FindHeaderFault(const httplib::Request& request,
                             const std::vector<std::pair<std::string, std::string>>& expected) {

@@ -1,37 +1,17 @@
-/** The requests that the two servers know, what they demand of each, and what they answer. */
+/** What is answered to a request, and what every check of one has in common. */
 #pragma once
 
 #include <httplib.h>
 
-#include <array>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "Manager/CCloudServerManager.h"
+
 namespace LocalCloud {
 
-struct Endpoint {
-    /** Short, for people and for planning faults. */
-    const char* name;
-    const char* method;
-    const char* path;
-};
-
-inline constexpr Endpoint TOKEN_ENDPOINT = {"token", "POST", "/auth/openapi/v1/oauth2/accesstoken"};
-inline constexpr Endpoint REFRESH_ENDPOINT = {"refresh", "POST", "/auth/openapi/v1/oauth2/refreshtoken"};
-inline constexpr Endpoint ACTIVATE_ENDPOINT = {"activate", "POST", "/user/v7/activate"};
-inline constexpr Endpoint APP_ENDPOINT = {"app", "POST", "/auth/kc/tokens/v1/app"};
-inline constexpr Endpoint RECORDS_ENDPOINT = {"records", "GET", "/data/v2/com.quorlen.bluetooth.device_sync"};
-
-inline constexpr std::array<Endpoint, 5> ENDPOINTS = {TOKEN_ENDPOINT, REFRESH_ENDPOINT, ACTIVATE_ENDPOINT,
-                                                      APP_ENDPOINT, RECORDS_ENDPOINT};
-
-inline constexpr char CLIENT_ID[] = "58hq27rnez";
-inline constexpr char PACKAGE_NAME[] = "com.quorlen.tv.bt-orbmanager";
-inline constexpr char PACKAGE_VERSION[] = "1.0.0";
-
-/** What is answered to a request. */
 struct Answer {
     int status = 200;
     /** JSON. */
@@ -41,6 +21,24 @@ struct Answer {
     /** Whose request it was, as far as that is known. */
     std::string login;
 };
+
+/** The cloud service's result codes of refused requests; the first three digits are the status. */
+enum class ResultCode {
+    BAD_REQUEST = 4000001,
+    MARK_UNKNOWN = CCloudServerManager::RESULT_MARK_UNKNOWN,
+    MARK_TOO_OLD = CCloudServerManager::RESULT_MARK_TOO_OLD,
+    BAD_ACCESS_TOKEN = 4010001,
+    BAD_APP_TOKEN = 4010002,
+    WRONG_USER = 4030001,
+    NOT_ACTIVATED = 4030002,
+    NOT_FOUND = 4040001,
+    INTERNAL_ERROR = 5000001,
+};
+
+std::string TextOf(ResultCode code);
+
+/** The answer of the cloud service that refuses; the message is sent and shown. */
+Answer Refusal(ResultCode code, const std::string& message, const std::string& login = {});
 
 /** Thrown when a request is refused; the error is what the protocol has for it. */
 template <typename Error>
@@ -57,7 +55,7 @@ private:
 };
 
 template <typename Error>
-void Require(bool condition, Error error, const std::string& message) {
+void Demand(bool condition, Error error, const std::string& message) {
     if (!condition) {
         throw Refused<Error>(error, message);
     }

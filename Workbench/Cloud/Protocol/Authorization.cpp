@@ -1,11 +1,12 @@
-#include "Cloud/Protocol/Authorization.h"
-
 #include <map>
 #include <vector>
 
+#include "AuthData/CAccessToken.h"
+#include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Crypto.h"
-#include "Cloud/Util/Json.h"
+#include "Util/ClientIdentity.h"
 
 namespace LocalCloud {
 
@@ -31,7 +32,7 @@ Answer Refusal(const Refused<const char*>& refused, const std::string& login) {
     rsp["stat"] = "fail";
     rsp["error"] = error;
     rsp["error_description"] = refused.what();
-    return {error == INVALID_CLIENT ? UNAUTHORIZED : BAD_REQUEST, CompactJson(body),
+    return {error == INVALID_CLIENT ? UNAUTHORIZED : BAD_REQUEST, Cli::CompactJson(body),
             error + ": " + refused.what(), login};
 }
 
@@ -42,21 +43,22 @@ Form ReadForm(const httplib::Request& request, const std::vector<std::string>& n
     const std::string fault =
         FindHeaderFault(request, {{"Content-Type", "application/x-www-form-urlencoded; charset=utf-8"},
                                   {"Content-Length", std::to_string(request.body.size())},
-                                  {"Package-Name", PACKAGE_NAME},
-                                  {"Package-Version", PACKAGE_VERSION},
+                                  {"Package-Name", ClientIdentity::PACKAGE_NAME},
+                                  {"Package-Version", ClientIdentity::PACKAGE_VERSION},
                                   {"Client-OS-Verseion", "Tizen 6.5"},
                                   {"Client-Model", "Ostra9"}});
-    Require(fault.empty(), INVALID_REQUEST, fault);
+    Demand(fault.empty(), INVALID_REQUEST, fault);
     const auto pieces = Split(request.body, '&');
     Form form;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const std::string start = names[i] + "=";
-        Require(pieces.size() == names.size() && Cli::StartsWith(pieces[i], start) &&
-                    pieces[i].size() > start.size(),
-                INVALID_REQUEST, "the form must be " + inWords + ", each with a value");
+        Demand(pieces.size() == names.size() && Cli::StartsWith(pieces[i], start) &&
+                   pieces[i].size() > start.size(),
+               INVALID_REQUEST, "the form must be " + inWords + ", each with a value");
         form[names[i]] = pieces[i].substr(start.size());
     }
-    Require(form["client_id"] == CLIENT_ID, INVALID_CLIENT, "the client_id is not known");
+    Demand(form["client_id"] == ClientIdentity::OAUTH_CLIENT_ID, INVALID_CLIENT,
+           "the client_id is not known");
     return form;
 }
 
@@ -81,8 +83,8 @@ AuthorizationCode Decode(const std::string& text) {
     const bool known = pieces.size() == 4 && pieces[0] == CODE_FORMAT;
     const auto part = [&](std::size_t i) { return known ? Base64UrlDecode(pieces[i]).value_or("") : ""; };
     AuthorizationCode code = {part(1), part(2)};
-    Require(IsLogin(code.login) && code.challenge.size() == CHALLENGE_BYTES && !part(3).empty(),
-            INVALID_GRANT, "the code is none of this cloud's");
+    Demand(IsLogin(code.login) && code.challenge.size() == CHALLENGE_BYTES && !part(3).empty(), INVALID_GRANT,
+           "the code is none of this cloud's");
     return code;
 }
 
@@ -92,47 +94,49 @@ Answer Granted(const std::string& login, const std::string& userId, const TokenP
     Json::Value& rsp = body["rsp"];
     rsp["stat"] = "ok";
     Json::Value& result = rsp["result"];
-    result["access_token"] = tokens.accessToken;
-    result["refresh_token"] = tokens.refreshToken;
-    result["access_token_expires_in"] = Json::Int64(tokens.accessLifetime);
-    result["refresh_token_expires_in"] = Json::Int64(tokens.refreshLifetime);
+    result[CAccessToken::ACCESS_TOKEN] = tokens.accessToken;
+    result[CAccessToken::REFRESH_TOKEN] = tokens.refreshToken;
+    result[CAccessToken::ACCESS_TOKEN_LIFETIME] = Json::Int64(tokens.accessLifetime);
+    result[CAccessToken::REFRESH_TOKEN_LIFETIME] = Json::Int64(tokens.refreshLifetime);
     result["token_type"] = "Bearer";
     result["scope"] = "offline.access";
-    result["userId"] = userId;
-    return {200, CompactJson(body), decided, login};
+    result[CAccessToken::USER_ID] = userId;
+    return {200, Cli::CompactJson(body), decided, login};
 }
 
 }  // namespace
 
-Answer IssueToken(const Users& users, TokenStore& tokens, const httplib::Request& request) {
+Answer IssueToken(Cloud& cloud, const httplib::Request& request) {
+    TokenStore& tokens = cloud.tokens;
     std::string login;
     try {
         Form form = ReadForm(request, {"code", "client_id", "auth_server_url", "code_verifier"},
                              "code, client_id, auth_server_url and code_verifier");
         const AuthorizationCode code = Decode(form["code"]);
         login = code.login;
-        Require(users.IsKnown(login), ACCESS_DENIED, "there is no user " + login);
-        Require(IsCodeVerifier(form["code_verifier"]), INVALID_REQUEST,
-                "the code_verifier is not 43 to 128 unreserved characters");
-        Require(Sha256(form["code_verifier"]) == code.challenge, INVALID_GRANT,
-                "the code_verifier does not match the code's challenge");
-        Require(tokens.UseCode(form["code"]), INVALID_GRANT, "the code was used before");
+        Demand(cloud.users.IsKnown(login), ACCESS_DENIED, "there is no user " + login);
+        Demand(IsCodeVerifier(form["code_verifier"]), INVALID_REQUEST,
+               "the code_verifier is not 43 to 128 unreserved characters");
+        Demand(Sha256(form["code_verifier"]) == code.challenge, INVALID_GRANT,
+               "the code_verifier does not match the code's challenge");
+        Demand(tokens.UseCode(form["code"]), INVALID_GRANT, "the code was used before");
         return Granted(login, tokens.UserId(login), tokens.Issue(login), "token issued");
     } catch (const Refused<const char*>& refused) {
         return Refusal(refused, login);
     }
 }
 
-Answer RefreshToken(const Users& users, TokenStore& tokens, const httplib::Request& request) {
+Answer RefreshToken(Cloud& cloud, const httplib::Request& request) {
+    TokenStore& tokens = cloud.tokens;
     std::string login;
     try {
         Form form = ReadForm(request, {"refresh_token", "client_id", "auth_server_url"},
                              "refresh_token, client_id and auth_server_url");
-        login = tokens.OwnerOf("refresh", form["refresh_token"]).value_or("");
-        Require(login.empty() || users.IsKnown(login), ACCESS_DENIED,
-                "there is no user " + login + " any more");
+        login = tokens.OwnerOf(Holding::REFRESH, form["refresh_token"]).value_or("");
+        Demand(login.empty() || cloud.users.IsKnown(login), ACCESS_DENIED,
+               "there is no user " + login + " any more");
         const auto pair = tokens.Refresh(form["refresh_token"]);
-        Require(pair.has_value(), INVALID_GRANT, "the refresh_token is unknown, expired or replaced");
+        Demand(pair.has_value(), INVALID_GRANT, "the refresh_token is unknown, expired or replaced");
         return Granted(login, tokens.UserId(login), *pair, "token refreshed");
     } catch (const Refused<const char*>& refused) {
         return Refusal(refused, login);

@@ -2,12 +2,14 @@
 
 #include <netinet/tcp.h>
 #include <openssl/err.h>
+#include <poll.h>
 
-#include <chrono>
+#include <cstdlib>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
-#include "Cloud/Protocol/CloudRequests.h"
+#include "Cloud/Server/Misbehaviour.h"
 
 namespace LocalCloud {
 
@@ -16,20 +18,28 @@ namespace {
 constexpr char LOOPBACK[] = "127.0.0.1";
 constexpr char JSON_TYPE[] = "application/json;charset=UTF-8";
 
-// A client may keep its connections as long as it likes: enough for a fleet of simulated televisions.
-constexpr std::size_t THREADS = 256;
-constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;
-constexpr std::size_t LARGEST_REQUEST = 1U << 20U;
-constexpr time_t SOCKET_TIMEOUT_SECONDS = 10;
-constexpr std::chrono::seconds KEEP_ALIVE(10);
-constexpr int LENGTH_REQUIRED = 411;
+// More than there are connections, so that one is at hand which sees that there are too many.
+constexpr int LONGEST_SILENCE = 10'000;                   // in milliseconds, of a new connection
+constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;  // as the clients are told
+constexpr std::size_t THREADS = Connections::MOST + 16;
+
+constexpr ReadRefusal LENGTH_REQUIRED = {411, "Length Required", "the header Content-Length is missing"};
+constexpr ReadRefusal ENCODED = {415, "Unsupported Media Type", "no Content-Encoding is known here"};
 
 /**
- * The exchange that a thread is busy with. The library hands its callbacks the request alone, and serves a
- * connection on one thread from beginning to end.
+ * What a thread is busy with. The library hands its callbacks the request alone, and serves a connection on
+ * one thread from beginning to end.
  */
-Exchange& ThisThread() {
-    thread_local Exchange current;
+struct Serving {
+    Connection* connection = nullptr;
+    Exchange exchange;
+    std::optional<Fault> fault;
+    /** Whether the connection must not be used again. */
+    bool closes = false;
+};
+
+Serving& ThisThread() {
+    thread_local Serving current;
     return current;
 }
 
@@ -50,33 +60,37 @@ using SetUp = std::function<void(httplib::Request&)>;
     return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
 }
 
-void SetFaultAnswer(httplib::Response& response, const Fault& fault) {
-    response.status = fault.status;
-    for (const auto& line : fault.headers) {
-        const auto colon = line.find(": ");
-        response.set_header(line.substr(0, colon), line.substr(colon + 2));
+/** What the headers say that the library would take without a bound; null where nothing is wrong. */
+const ReadRefusal* FindRefusal(const httplib::Request& request) {
+    if (request.method == "GET" || request.method == "HEAD" || request.method == "OPTIONS") {
+        return nullptr;
     }
-    response.set_content(fault.body, JSON_TYPE);
+    if (!request.has_header("Content-Length")) {
+        return &LENGTH_REQUIRED;  // it would read until the peer closes
+    }
+    const std::string length = request.get_header_value("Content-Length");
+    if (std::strtoull(length.c_str(), nullptr, 10) > LARGEST_BODY) {
+        return &BODY_TOO_LARGE;  // it would read all the same, to leave it out
+    }
+    return request.has_header("Content-Encoding") ? &ENCODED : nullptr;
 }
 
-void SetSocketOptions(socket_t socket) {
-    const int on = 1;
-    const timeval timeout = {SOCKET_TIMEOUT_SECONDS, 0};
-    ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof(timeout));
-    ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &timeout, sizeof(timeout));
+/** What became of a request that was not read to its end; the library's own answer is dropped. */
+void Override(Exchange& exchange, const ReadRefusal& refusal) {
+    const Answer answer = Refusal(ResultCode::BAD_REQUEST, refusal.message);
+    exchange.status = refusal.status;
+    exchange.decided = answer.decided;
+    exchange.answer = "HTTP/1.1 " + std::to_string(refusal.status) + " " + refusal.statusText +
+                      "\r\nContent-Type: " + JSON_TYPE +
+                      "\r\nContent-Length: " + std::to_string(answer.body.size()) +
+                      "\r\nConnection: close\r\n\r\n" + answer.body;
 }
 
-void AnswerInPlainHttp(socket_t socket) {
-    constexpr char ANSWER[] =
-        "HTTP/1.1 400 Bad Request\r\nContent-Type: text/plain\r\nContent-Length: 27\r\nConnection: "
-        "close\r\n\r\n"
-        "This server knows no HTTPS\n";
-    std::array<char, 4096> hello = {};
-    // Unread input would reset the connection and take the answer with it.
-    if (::recv(socket, hello.data(), hello.size(), 0) > 0) {
-        ::send(socket, ANSWER, sizeof(ANSWER) - 1, MSG_NOSIGNAL);
-    }
+/** Waits for the first byte: a connection that brings none costs next to nothing. */
+bool HasBegun(socket_t socket) {
+    pollfd descriptor = {socket, POLLIN, 0};
+    char first = 0;
+    return ::poll(&descriptor, 1, LONGEST_SILENCE) > 0 && ::recv(socket, &first, 1, MSG_PEEK) == 1;
 }
 
 std::string LastTlsError() {
@@ -91,62 +105,59 @@ std::string NoteOf(const std::optional<Fault>& fault) {
 
 }  // namespace
 
-CloudServer::CloudServer(const TlsContexts& tls, FaultPlan& faults, Console& console, ExchangeLog& exchanges)
-    : m_tls(tls), m_faults(faults), m_console(console), m_exchanges(exchanges) {
+CloudServer::CloudServer(Cloud& cloud, const TlsContexts& tls, FaultPlan& faults, ExchangeLog& exchanges,
+                         Console& console)
+    : m_cloud(cloud), m_tls(tls), m_faults(faults), m_exchanges(exchanges), m_console(console) {
     new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
+    set_payload_max_length(LARGEST_BODY);
     set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
-    set_keep_alive_timeout(KEEP_ALIVE.count());
-    set_payload_max_length(LARGEST_REQUEST);
+    set_keep_alive_timeout(Connection::KEEP_ALIVE.count());
     set_socket_options([](socket_t socket) {
         // Not the library's SO_REUSEPORT, with which a second server would silently share the port.
         const int on = 1;
         ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     });
-    // Called for every answer, also to what is no request.
-    set_logger([](const httplib::Request& request, const httplib::Response& response) {
-        Exchange& exchange = ThisThread();
-        exchange.method = request.method.empty() ? "?" : request.method;
-        exchange.target = request.target.empty() ? "?" : request.target;
-        exchange.status = response.status;
-    });
-    SetUpErrorAnswers();
-}
-
-void CloudServer::SetUpErrorAnswers() {
-    set_pre_routing_handler([](const httplib::Request& request, httplib::Response& response) {
-        if (request.method != "POST" || request.has_header("Content-Length")) {
+    set_pre_routing_handler([](const httplib::Request& request, httplib::Response& /*response*/) {
+        const ReadRefusal* refusal = FindRefusal(request);
+        if (refusal == nullptr) {
             return HandlerResponse::Unhandled;
         }
-        // The library would read until the peer closes.
-        response.status = LENGTH_REQUIRED;
+        ThisThread().connection->Refuse(*refusal);
         return HandlerResponse::Handled;
+    });
+    // Called for every answer, also to what is no request.
+    set_logger([](const httplib::Request& request, const httplib::Response& response) {
+        Exchange& exchange = ThisThread().exchange;
+        exchange.method = request.method;
+        exchange.target = request.target;
+        exchange.status = response.status;
     });
     set_error_handler(
         httplib::Server::Handler([](const httplib::Request& /*request*/, httplib::Response& response) {
-            Exchange& exchange = ThisThread();
-            if (!exchange.decided.empty()) {
-                return;
+            Exchange& exchange = ThisThread().exchange;
+            if (exchange.decided.empty()) {
+                const Answer answer = response.status == 404
+                                          ? Refusal(ResultCode::NOT_FOUND, "there is nothing here")
+                                          : Refusal(ResultCode::BAD_REQUEST, "this is no request");
+                exchange.decided = answer.decided;
+                response.set_content(answer.body, JSON_TYPE);
             }
-            const Answer answer =
-                response.status == LENGTH_REQUIRED
-                    ? Refusal(ResultCode::BadRequest, "the header Content-Length is missing")
-                : response.status == 404 ? Refusal(ResultCode::NotFound, "there is nothing here")
-                                         : Refusal(ResultCode::BadRequest, "this is no request");
-            exchange.decided = answer.decided;
-            response.set_content(answer.body, JSON_TYPE);
         }));
+    for (const Endpoint& endpoint : ENDPOINTS) {
+        Route(endpoint);
+    }
 }
 
-void CloudServer::Route(const Endpoint& endpoint, const Handler& handler) {
-    const auto respond = [this, endpoint, handler](const httplib::Request& request,
-                                                   httplib::Response& response) {
-        Respond(endpoint, handler, request, response);
-    };
-    if (std::string(endpoint.method) == "GET") {
-        Get(endpoint.path, respond);
-    } else {
-        Post(endpoint.path, respond);
-    }
+void CloudServer::Route(const Endpoint& endpoint) {
+    using Register = httplib::Server& (httplib::Server::*)(const std::string&, Handler);
+    const std::map<std::string, Register> methods = {
+        {"GET", &httplib::Server::Get},       {"POST", &httplib::Server::Post},
+        {"PUT", &httplib::Server::Put},       {"PATCH", &httplib::Server::Patch},
+        {"DELETE", &httplib::Server::Delete}, {"OPTIONS", &httplib::Server::Options}};
+    (this->*methods.at(endpoint.method))(
+        endpoint.path, [this, endpoint](const httplib::Request& request, httplib::Response& response) {
+            Respond(endpoint, request, response);
+        });
 }
 
 int CloudServer::Bind(int port) {
@@ -160,128 +171,134 @@ int CloudServer::Bind(int port) {
     return port;
 }
 
-void CloudServer::EndConnections() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_ends = true;
-    for (const socket_t socket : m_sockets) {
-        ::shutdown(socket, SHUT_RDWR);
-    }
-}
-
-CloudServer::Counts CloudServer::Counted() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_counts;
-}
-
-void CloudServer::Count(const char* what) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    ++m_counts[what];
+void CloudServer::Listen(ServerState& state) {
+    m_state = &state;
+    listen_after_bind();
 }
 
 bool CloudServer::process_and_close_socket(socket_t socket) {
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_ends) {
-            ::close(socket);
-            return true;
+    if (m_connections.Enter(socket)) {
+        if (const auto waited = m_connections.MakeRoom()) {
+            m_console.ShowConnection("too many connections: one that was silent for " +
+                                     std::to_string(waited->count()) + " ms is ended");
         }
-        m_sockets.insert(socket);
+        try {
+            ServeConnection(socket);
+        } catch (const std::exception& error) {
+            m_console.Complain(std::string("a connection is lost: ") + error.what());
+        }
     }
-    try {
-        ServeConnection(socket);
-    } catch (const std::exception& error) {
-        m_console.Complain(std::string("a connection is lost: ") + error.what());
-    }
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_sockets.erase(socket);
+    m_connections.Leave(socket);
     ::close(socket);
     return true;
 }
 
 void CloudServer::ServeConnection(socket_t socket) {
-    Count("connections");
-    SetSocketOptions(socket);
+    if (!HasBegun(socket)) {
+        return;
+    }
+    m_state->Count(&Counts::connections);
+    const int on = 1;
+    ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
     const auto fault = m_faults.TakeForConnection();
-    if (fault && fault->kind == FaultKind::Plain) {
-        AnswerInPlainHttp(socket);
-        m_console.ShowConnection("connection answered in plain HTTP (fault: plain)");
-        return;
-    }
-    const SslSession session = Handshake(socket, fault);
+    SslSession session = BeginSession(m_tls, socket, fault);
     if (!session) {
+        m_console.ShowConnection("connection answered without TLS" + NoteOf(fault));
         return;
     }
-    Connection connection(session.get(), socket);
+    const SSL* ssl = session.get();
+    Connection connection(std::move(session), socket);
+    if (!Handshake(connection, ssl, fault)) {
+        return;
+    }
     bool goesOn = true;
     bool asked = false;
-    while (goesOn && connection.WaitForRequest(KEEP_ALIVE)) {
+    while (goesOn && connection.WaitForRequest()) {
         if (fault && !asked) {
             m_console.ShowConnection("TLS handshake accepted by the client all the same" + NoteOf(fault));
         }
         asked = true;
         goesOn = ServeRequest(connection);
+        m_connections.SetWaiting(socket, true);
     }
     // A client may look at the certificate after a handshake that seems to go well.
     if (fault && !asked) {
         m_console.ShowConnection("the client left without a request" + NoteOf(fault));
     }
-    if (connection.is_writable()) {
-        SSL_shutdown(session.get());
-    }
+    connection.End();
 }
 
-SslSession CloudServer::Handshake(socket_t socket, const std::optional<Fault>& fault) {
-    const bool flawed = fault && fault->kind == FaultKind::Certificate;
-    SslSession session = flawed  ? m_tls.NewFlawedSession(socket, fault->flaw)
-                         : fault ? m_tls.NewOldSession(socket)
-                                 : m_tls.NewSession(socket);
-    ERR_clear_error();
-    if (SSL_accept(session.get()) != 1) {
-        Count("failed_handshakes");
+bool CloudServer::Handshake(Connection& connection, const SSL* session, const std::optional<Fault>& fault) {
+    if (!connection.Handshake()) {
+        m_state->Count(&Counts::failedHandshakes);
         m_console.ShowConnection("TLS handshake failed: " + LastTlsError() + NoteOf(fault));
-        return nullptr;
+        return false;
     }
-    Count(SSL_session_reused(session.get()) == 1 ? "resumed_handshakes" : "full_handshakes");
-    return session;
+    m_state->Count(SSL_session_reused(session) == 1 ? &Counts::resumedHandshakes : &Counts::fullHandshakes);
+    return true;
 }
 
 bool CloudServer::ServeRequest(Connection& connection) {
-    Exchange& exchange = ThisThread();
-    exchange = {};
+    Serving& serving = ThisThread();
+    serving = {};
+    serving.connection = &connection;
+    Exchange& exchange = serving.exchange;
     bool closed = false;
-    const bool goesOn = Process(*this, &CloudServer::process_request, connection, closed) && !closed;
+    bool goesOn =
+        Process(*this, &CloudServer::process_request, connection, closed) && !closed && !serving.closes;
+    exchange.request = connection.Request();
+    exchange.answer = connection.TakeAnswer();
+    if (const ReadRefusal* refusal = connection.Refusal()) {
+        Override(exchange, *refusal);
+        goesOn = false;
+    }
     if (exchange.status == 0) {
         return false;
     }
-    exchange.request = connection.TakeRequest();
-    exchange.answer = connection.TakeAnswer();
-    Count("requests");
+    m_state->Count(&Counts::requests);
     // Before the answer goes out: who has it finds the exchange recorded.
-    m_console.Show(m_exchanges.Add(exchange));
-    return connection.Deliver(exchange.answer, exchange.fault) && goesOn && !exchange.closes;
+    Json::Value kept;
+    const std::string missing = m_exchanges.Add(exchange, kept);
+    if (!missing.empty()) {
+        m_console.Complain(missing);
+    }
+    m_console.Show(kept);
+    return Deliver(connection, exchange.answer, serving.fault) && goesOn;
 }
 
-void CloudServer::Respond(const Endpoint& endpoint, const Handler& handler, const httplib::Request& request,
+Answer CloudServer::AnswerTo(const Endpoint& endpoint, const httplib::Request& request) {
+    Serving& serving = ThisThread();
+    serving.exchange.endpoint = endpoint.name;
+    serving.closes = m_faults.WaitsForConnection();
+    serving.fault = m_faults.TakeForRequest(endpoint.name);
+    if (serving.fault) {
+        serving.exchange.fault = serving.fault->Describe();
+        if (RowOf(serving.fault->kind).hits == Hits::REQUEST) {
+            return {serving.fault->status, serving.fault->body, "as planned", ""};
+        }
+    }
+    return endpoint.answer(m_cloud, request);
+}
+
+void CloudServer::Respond(const Endpoint& endpoint, const httplib::Request& request,
                           httplib::Response& response) {
-    Exchange& exchange = ThisThread();
-    exchange.fault = m_faults.TakeForRequest(endpoint.name);
-    if (m_faults.WaitsForConnection()) {
-        exchange.closes = true;
-        response.set_header("Connection", "close");
-    }
-    if (exchange.fault && exchange.fault->ReplacesAnswer()) {
-        exchange.decided = "as planned";
-        SetFaultAnswer(response, *exchange.fault);
-        return;
-    }
+    Serving& serving = ThisThread();
+    m_connections.SetWaiting(serving.connection->socket(), false);
     Answer answer;
     try {
-        answer = handler(request);
+        answer = AnswerTo(endpoint, request);
     } catch (const std::exception& error) {
-        answer = Refusal(ResultCode::InternalError, error.what());
+        answer = Refusal(ResultCode::INTERNAL_ERROR, error.what());
     }
-    exchange.decided = answer.decided;
-    exchange.login = answer.login;
+    for (const auto& line : serving.fault ? serving.fault->headers : std::vector<std::string>()) {
+        const auto colon = line.find(": ");
+        response.set_header(line.substr(0, colon), line.substr(colon + 2));
+    }
+    if (serving.closes) {
+        response.set_header("Connection", "close");
+    }
+    serving.exchange.decided = answer.decided;
+    serving.exchange.login = answer.login;
     response.status = answer.status;
     response.set_content(answer.body, JSON_TYPE);
 }

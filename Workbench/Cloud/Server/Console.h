@@ -1,4 +1,4 @@
-/** Exchanges as people read them, in the JSON form that recordings have. */
+/** Exchanges as people read them, from the JSON form that they are kept in. */
 #pragma once
 
 #include <json/json.h>
@@ -16,20 +16,20 @@ std::string ExchangeLine(const Json::Value& exchange, const Cli::Style& style);
 /** The request's and the answer's headers and bodies. */
 std::string ExchangeInFull(const Json::Value& exchange);
 
-/** What the server shows unless it is to be quiet: one line for every request. Safe from any thread. */
+/** What the server shows: one line for every request. Safe from any thread. */
 class Console {
 public:
-    explicit Console(bool quiet);
+    Console();
 
-    void Say(const std::string& line);
     void Show(const Json::Value& exchange);
     /** A connection that never came to a request. */
     void ShowConnection(const std::string& what);
-    /** What is wrong with the server itself: on standard error, also from a quiet server. */
+    /** What is wrong with the server itself: on standard error. */
     void Complain(const std::string& what);
 
 private:
-    bool m_quiet;
+    void Say(const std::string& line);
+
     Cli::Style m_style;
     std::mutex m_mutex;
 };

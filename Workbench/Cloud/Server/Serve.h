@@ -1,4 +1,4 @@
-/** The whole server: both services, the faults, and the way in for the commands. */
+/** The whole server, from its start to its end. */
 #pragma once
 
 #include <functional>
@@ -10,17 +10,15 @@ namespace LocalCloud {
 
 struct ServeOptions {
     int port = 8443;
-    /** Empty: nothing is recorded. */
-    std::string recordFile;
     bool anyUser = false;
-    bool quiet = false;
 };
 
 /** Called with a line that says where, once the server answers. */
 using Ready = std::function<void(const std::string& where)>;
 
 /**
- * Serves until SIGINT, SIGTERM or the stop command. Must be called before the process has any other thread.
+ * Serves until SIGINT or SIGTERM, which the stop command sends. Must be called before the process has any
+ * other thread.
  * @throws std::runtime_error when it cannot begin
  */
 void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const Ready& ready);

@@ -27,14 +27,6 @@ constexpr long BACKDATING = DAY;
 constexpr char HOSTS[] =
     "DNS:auth.quorlen.example,DNS:api.cloud.quorlen.example,DNS:api-staging.cloud.quorlen.example,"
     "DNS:localhost,IP:127.0.0.1";
-constexpr char WRONG_HOSTS[] = "DNS:elsewhere.quorlen.example";
-
-constexpr char WRONG_HOST[] = "wrong-host";
-constexpr char EXPIRED[] = "expired";
-constexpr char NOT_YET_VALID[] = "not-yet-valid";
-constexpr char SELF_SIGNED[] = "self-signed";
-constexpr char UNKNOWN_AUTHORITY[] = "unknown-authority";
-constexpr char CLIENT_ONLY[] = "client-only";
 
 using Bio = std::unique_ptr<BIO, decltype(&BIO_free)>;
 
@@ -49,7 +41,24 @@ struct Contents {
     const char* extendedKeyUsage;
 };
 
-void Require(bool success) {
+enum class Signer { AUTHORITY, STRANGER, ITSELF };
+
+struct Flaw {
+    const char* name;
+    void (*spoil)(Contents& contents);
+    Signer signer;
+};
+
+constexpr Flaw FLAWS[] = {
+    {"wrong-host", [](Contents& c) { c.hosts = "DNS:elsewhere.quorlen.example"; }, Signer::AUTHORITY},
+    {"expired", [](Contents& c) { c.validFrom = -30 * DAY, c.validTo = -DAY; }, Signer::AUTHORITY},
+    {"not-yet-valid", [](Contents& c) { c.validFrom = 30 * DAY; }, Signer::AUTHORITY},
+    {"self-signed", [](Contents&) {}, Signer::ITSELF},
+    {"unknown-authority", [](Contents&) {}, Signer::STRANGER},
+    {"client-only", [](Contents& c) { c.extendedKeyUsage = "clientAuth"; }, Signer::AUTHORITY},
+};
+
+void ThrowUnless(bool success) {
     if (!success) {
         std::array<char, 256> reason = {};
         ERR_error_string_n(ERR_get_error(), reason.data(), reason.size());
@@ -65,14 +74,14 @@ void AddExtension(X509* certificate, X509* issuer, int kind, const char* value) 
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
     const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
         X509V3_EXT_conf_nid(nullptr, &context, kind, value), &X509_EXTENSION_free);
-    Require(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
+    ThrowUnless(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
 }
 
 void SetSerialNumber(X509* certificate) {
     constexpr int SERIAL_BITS = 127;
     const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(BN_new(), &BN_free);
-    Require(number && BN_rand(number.get(), SERIAL_BITS, BN_RAND_TOP_ANY, BN_RAND_BOTTOM_ANY) == 1 &&
-            BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr);
+    ThrowUnless(number && BN_rand(number.get(), SERIAL_BITS, BN_RAND_TOP_ANY, BN_RAND_BOTTOM_ANY) == 1 &&
+                BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr);
 }
 
 /** A new key and a certificate for it; without an issuer it is signed by itself. */
@@ -81,16 +90,17 @@ Identity Issue(const Contents& contents, const Identity* issuer) {
     identity.key.reset(EVP_EC_gen("P-256"));
     identity.certificate.reset(X509_new());
     X509* certificate = identity.certificate.get();
-    Require(identity.key && certificate != nullptr && X509_set_version(certificate, X509_VERSION_3) == 1 &&
-            X509_set_pubkey(certificate, identity.key.get()) == 1);
+    ThrowUnless(identity.key && certificate != nullptr &&
+                X509_set_version(certificate, X509_VERSION_3) == 1 &&
+                X509_set_pubkey(certificate, identity.key.get()) == 1);
     const Identity& signer = issuer != nullptr ? *issuer : identity;
     SetSerialNumber(certificate);
     const auto* name = reinterpret_cast<const unsigned char*>(contents.commonName);
-    Require(X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, name, -1, -1,
-                                       0) == 1 &&
-            X509_gmtime_adj(X509_getm_notBefore(certificate), contents.validFrom) != nullptr &&
-            X509_gmtime_adj(X509_getm_notAfter(certificate), contents.validTo) != nullptr &&
-            X509_set_issuer_name(certificate, X509_get_subject_name(signer.certificate.get())) == 1);
+    ThrowUnless(X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, name, -1,
+                                           -1, 0) == 1 &&
+                X509_gmtime_adj(X509_getm_notBefore(certificate), contents.validFrom) != nullptr &&
+                X509_gmtime_adj(X509_getm_notAfter(certificate), contents.validTo) != nullptr &&
+                X509_set_issuer_name(certificate, X509_get_subject_name(signer.certificate.get())) == 1);
     const std::pair<int, const char*> extensions[] = {
         {NID_basic_constraints, contents.basicConstraints}, {NID_key_usage, contents.keyUsage},
         {NID_ext_key_usage, contents.extendedKeyUsage},     {NID_subject_key_identifier, "hash"},
@@ -98,7 +108,7 @@ Identity Issue(const Contents& contents, const Identity* issuer) {
     for (const auto& [kind, value] : extensions) {
         AddExtension(certificate, signer.certificate.get(), kind, value);
     }
-    Require(X509_sign(certificate, signer.key.get(), EVP_sha256()) > 0);
+    ThrowUnless(X509_sign(certificate, signer.key.get(), EVP_sha256()) > 0);
     return identity;
 }
 
@@ -117,10 +127,10 @@ std::string TextOf(BIO* bio) {
 void Save(const Identity& identity, const std::string& folder, const std::string& name) {
     const Bio key(BIO_new(BIO_s_mem()), &BIO_free);
     const Bio certificate(BIO_new(BIO_s_mem()), &BIO_free);
-    Require(key && certificate &&
-            PEM_write_bio_PKCS8PrivateKey(key.get(), identity.key.get(), nullptr, nullptr, 0, nullptr,
-                                          nullptr) == 1 &&
-            PEM_write_bio_X509(certificate.get(), identity.certificate.get()) == 1);
+    ThrowUnless(key && certificate &&
+                PEM_write_bio_PKCS8PrivateKey(key.get(), identity.key.get(), nullptr, nullptr, 0, nullptr,
+                                              nullptr) == 1 &&
+                PEM_write_bio_X509(certificate.get(), identity.certificate.get()) == 1);
     Files::Replace(folder + "/" + name + ".key", TextOf(key.get()));
     Files::Replace(folder + "/" + name + ".pem", TextOf(certificate.get()), Files::PUBLIC);
 }
@@ -141,7 +151,16 @@ bool IsStillGood(const Identity& server, const Identity& authority) {
            X509_cmp_time(X509_get0_notAfter(server.certificate.get()), &soon) > 0;
 }
 
-/** Reads NAME.pem and NAME.key. */
+}  // namespace
+
+std::vector<std::string> CertificateFlaws() {
+    std::vector<std::string> names;
+    for (const Flaw& flaw : FLAWS) {
+        names.emplace_back(flaw.name);
+    }
+    return names;
+}
+
 Identity LoadIdentity(const std::string& folder, const std::string& name) {
     const std::string certificate = Files::Read(folder + "/" + name + ".pem");
     const std::string key = Files::Read(folder + "/" + name + ".key");
@@ -151,51 +170,30 @@ Identity LoadIdentity(const std::string& folder, const std::string& name) {
     if (!identity.certificate || !identity.key ||
         X509_check_private_key(identity.certificate.get(), identity.key.get()) != 1) {
         ERR_clear_error();
-        throw std::runtime_error(folder + "/" + name +
-                                 ".pem and .key are damaged or do not belong together; remove both " +
-                                 "and run: infosync-cloud init");
+        throw std::runtime_error(
+            folder + "/" + name +
+            ".pem and .key are damaged or do not belong together; remove both: " + "the server makes others");
     }
     return identity;
 }
 
-/** A certificate for the cloud's hosts that is right but for the flaw, of which there may be none. */
-Identity MakeServerIdentity(const Identity& authority, const std::string& flaw = "") {
+Identity MakeServerIdentity(const Identity& authority, const std::string& flaw) {
     Contents contents = {"infosync-cloud",    HOSTS,
                          -BACKDATING,         SERVER_LIFETIME,
                          "critical,CA:FALSE", "critical,digitalSignature",
                          "serverAuth"};
-    if (flaw == WRONG_HOST) {
-        contents.hosts = WRONG_HOSTS;
-    } else if (flaw == EXPIRED) {
-        contents.validFrom = -30 * DAY;
-        contents.validTo = -DAY;
-    } else if (flaw == NOT_YET_VALID) {
-        contents.validFrom = 30 * DAY;
-    } else if (flaw == CLIENT_ONLY) {
-        contents.extendedKeyUsage = "clientAuth";
+    Signer signer = Signer::AUTHORITY;
+    for (const Flaw& each : FLAWS) {
+        if (flaw == each.name) {
+            each.spoil(contents);
+            signer = each.signer;
+        }
     }
-    if (flaw == SELF_SIGNED) {
+    if (signer == Signer::ITSELF) {
         return Issue(contents, nullptr);
     }
-    const Identity stranger = flaw == UNKNOWN_AUTHORITY ? MakeAuthority() : Identity();
+    const Identity stranger = signer == Signer::STRANGER ? MakeAuthority() : Identity();
     return Issue(contents, stranger.key ? &stranger : &authority);
-}
-
-SslContext MakeContext(const Identity& identity) {
-    SslContext context(SSL_CTX_new(TLS_server_method()));
-    if (!context || SSL_CTX_use_certificate(context.get(), identity.certificate.get()) != 1 ||
-        SSL_CTX_use_PrivateKey(context.get(), identity.key.get()) != 1) {
-        throw std::runtime_error("could not set up TLS with the certificates of the folder's tls/");
-    }
-    SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
-    SSL_CTX_set_mode(context.get(), SSL_MODE_AUTO_RETRY);
-    return context;
-}
-
-}  // namespace
-
-std::vector<std::string> CertificateFlaws() {
-    return {WRONG_HOST, EXPIRED, NOT_YET_VALID, SELF_SIGNED, UNKNOWN_AUTHORITY, CLIENT_ONLY};
 }
 
 void MakeCertificates(const std::string& folder) {
@@ -206,32 +204,6 @@ void MakeCertificates(const std::string& folder) {
     if (!IsThere(folder, "server") || !IsStillGood(LoadIdentity(folder, "server"), authority)) {
         Save(MakeServerIdentity(authority), folder, "server");
     }
-}
-
-TlsContexts::TlsContexts(const std::string& folder)
-    : m_authority(LoadIdentity(folder, "ca")),
-      m_identity(LoadIdentity(folder, "server")),
-      m_context(MakeContext(m_identity)) {}
-
-SslSession TlsContexts::NewFlawedSession(int socket, const std::string& flaw) const {
-    return NewSession(socket, MakeContext(MakeServerIdentity(m_authority, flaw)).get());
-}
-
-SslSession TlsContexts::NewOldSession(int socket) const {
-    const SslContext context = MakeContext(m_identity);
-    SSL_CTX_set_min_proto_version(context.get(), TLS1_1_VERSION);
-    SSL_CTX_set_max_proto_version(context.get(), TLS1_1_VERSION);
-    // It signs with what OpenSSL no longer counts as safe at its default security level.
-    SSL_CTX_set_cipher_list(context.get(), "DEFAULT:@SECLEVEL=0");
-    return NewSession(socket, context.get());
-}
-
-SslSession TlsContexts::NewSession(int socket, SSL_CTX* context) {
-    SslSession session(SSL_new(context));
-    if (!session || SSL_set_fd(session.get(), socket) != 1) {
-        throw std::runtime_error("could not set up a TLS session");
-    }
-    return session;
 }
 
 }  // namespace LocalCloud

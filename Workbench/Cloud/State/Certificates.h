@@ -1,9 +1,7 @@
-/** How the server presents itself in a TLS handshake, rightly and wrongly: its own certificate authority, the
- * certificates that this issues, and sessions with them. */
+/** The certificates in tls/: an authority of the cloud's own, and what it issues, rightly and wrongly. */
 #pragma once
 
 #include <openssl/evp.h>
-#include <openssl/ssl.h>
 #include <openssl/x509.h>
 
 #include <memory>
@@ -19,12 +17,6 @@ struct OpenSslDeleter {
     void operator()(X509* certificate) const {
         X509_free(certificate);
     }
-    void operator()(SSL_CTX* context) const {
-        SSL_CTX_free(context);
-    }
-    void operator()(SSL* ssl) const {
-        SSL_free(ssl);
-    }
 };
 
 /** A certificate with its private key. */
@@ -32,9 +24,6 @@ struct Identity {
     std::unique_ptr<EVP_PKEY, OpenSslDeleter> key;
     std::unique_ptr<X509, OpenSslDeleter> certificate;
 };
-
-using SslContext = std::unique_ptr<SSL_CTX, OpenSslDeleter>;
-using SslSession = std::unique_ptr<SSL, OpenSslDeleter>;
 
 /** What may be the matter with a server certificate. */
 std::vector<std::string> CertificateFlaws();
@@ -45,26 +34,10 @@ std::vector<std::string> CertificateFlaws();
  */
 void MakeCertificates(const std::string& folder);
 
-class TlsContexts {
-public:
-    /** @throws std::runtime_error when the folder's certificates cannot be used */
-    explicit TlsContexts(const std::string& folder);
+/** Reads NAME.pem and NAME.key, "ca" or "server". @throws std::runtime_error that says what to do */
+Identity LoadIdentity(const std::string& folder, const std::string& name);
 
-    /** A session on an accepted socket, before its handshake; the socket stays the caller's. */
-    SslSession NewSession(int socket) const {
-        return NewSession(socket, m_context.get());
-    }
-    /** The same with a certificate that has a flaw. */
-    SslSession NewFlawedSession(int socket, const std::string& flaw) const;
-    /** The same with nothing newer than TLS 1.1. */
-    SslSession NewOldSession(int socket) const;
-
-private:
-    static SslSession NewSession(int socket, SSL_CTX* context);
-
-    Identity m_authority;
-    Identity m_identity;
-    SslContext m_context;
-};
+/** A certificate for the cloud's hosts that is right but for the flaw, of which there may be none. */
+Identity MakeServerIdentity(const Identity& authority, const std::string& flaw = "");
 
 }  // namespace LocalCloud

@@ -2,13 +2,16 @@
 
 #include <fcntl.h>
 #include <glib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 #include <utility>
 
-#include "Cloud/Util/Json.h"
-#include "Cloud/Util/Time.h"
+#include "Cli/Json.h"
+#include "Cli/Time.h"
 #include "Files.h"
 #include "Util/JsonUtil.h"
 
@@ -16,11 +19,12 @@ namespace LocalCloud {
 
 namespace {
 
+constexpr char FILE_NAME[] = "exchanges.jsonl";
 constexpr char LINE_END[] = "\r\n";
 constexpr char HEADERS_END[] = "\r\n\r\n";
 
 /** The lines between the first one and the blank one, and what comes after, as far as there is room. */
-void AddMessage(Json::Value& entry, const std::string& message, std::size_t room) {
+void AddMessage(Json::Value& entry, const std::string& message) {
     entry["headers"] = Json::arrayValue;
     entry["body"] = "";
     const auto end = message.find(HEADERS_END);
@@ -34,91 +38,118 @@ void AddMessage(Json::Value& entry, const std::string& message, std::size_t room
         start = next;
     }
     const auto body = end + sizeof(HEADERS_END) - 1;
-    entry["body"] = message.substr(body, room);
-    if (message.size() - body > room) {
+    entry["body"] = message.substr(body, LONGEST_KEPT_BODY);
+    if (message.size() - body > LONGEST_KEPT_BODY) {
         entry["body_bytes"] = Json::UInt64(message.size() - body);
     }
 }
 
-Json::Value ToJson(const Exchange& exchange, const std::string& time, std::size_t room) {
+Json::Value ToJson(const Exchange& exchange) {
     Json::Value entry;
-    entry["time"] = time;
+    entry["time"] = Cli::Timestamp();
     entry["method"] = exchange.method;
     entry["path"] = exchange.target;
+    entry["endpoint"] = exchange.endpoint.empty() ? Json::Value() : Json::Value(exchange.endpoint);
     entry["user"] = exchange.login;
     entry["decided"] = exchange.decided;
-    if (exchange.fault) {
-        entry["fault"] = exchange.fault->Describe();
+    if (!exchange.fault.empty()) {
+        entry["fault"] = exchange.fault;
     }
-    AddMessage(entry["request"], exchange.request, room);
+    AddMessage(entry["request"], exchange.request);
     entry["response"]["status"] = exchange.status;
-    AddMessage(entry["response"], exchange.answer, room);
+    AddMessage(entry["response"], exchange.answer);
     return entry;
+}
+
+/** The file's whole lines, without what is being written or was when a server was killed. */
+std::string ReadLines(const std::string& path) {
+    std::string text = Files::ReadIfThere(path).value_or("");
+    text.resize(text.rfind('\n') + 1);
+    return text;
+}
+
+/** The newest lines, half of what the file may hold. */
+std::string NewerHalf(const std::string& text) {
+    const std::size_t half = ExchangeLog::MOST_BYTES / 2;
+    return text.size() <= half ? text : text.substr(text.find('\n', text.size() - half - 1) + 1);
+}
+
+[[noreturn]] void Fail(int error) {
+    throw std::runtime_error(g_strerror(error));
 }
 
 }  // namespace
 
-Recorder::Recorder(std::string path, Console& console)
-    : m_path(std::move(path)),
-      m_console(console),
-      m_file(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Files::PRIVATE)) {
-    if (m_file < 0) {
-        throw std::runtime_error("could not open " + m_path + " to record in: " + g_strerror(errno) +
-                                 "; name a file that can be written");
+ExchangeLog::ExchangeLog(const Folder& folder) : m_path(folder.StateFile(FILE_NAME)) {
+    const std::string text = Files::ReadIfThere(m_path).value_or("");
+    const std::string lines = ReadLines(m_path);
+    if (lines.size() != text.size()) {
+        Files::Replace(m_path, lines);
     }
+    const std::vector<Json::Value> exchanges = ReadExchanges(folder, 0);
+    m_number = exchanges.empty() ? 0 : Cli::IntegerMember(exchanges.back(), "number");
 }
 
-Recorder::~Recorder() {
-    ::close(m_file);
-}
-
-void Recorder::Append(const std::string& line) {
+std::string ExchangeLog::Add(const Exchange& exchange, Json::Value& kept) {
+    kept = ToJson(exchange);
     const std::lock_guard<std::mutex> lock(m_mutex);
-    const std::string text = line + "\n";
-    const off_t end = ::lseek(m_file, 0, SEEK_END);
-    const ssize_t written = ::write(m_file, text.data(), text.size());
-    const std::string reason = g_strerror(written < 0 ? errno : ENOSPC);
-    if (written == static_cast<ssize_t>(text.size())) {
-        if (m_missing > 0) {
-            m_console.Complain("recording in " + m_path +
-                               " again; exchanges that are missing there: " + std::to_string(m_missing));
-            m_missing = 0;
-        }
-        return;
-    }
-    // The beginning of a line would spoil the next one. A pipe has nothing that could be taken back.
-    const bool torn = end < 0 || ::ftruncate(m_file, end) != 0;
-    if (m_missing++ == 0) {
-        m_console.Complain("could not record in " + m_path + ": " + reason +
-                           "; exchanges will be missing there until there is room" +
-                           (torn ? ", and a line may be torn" : ""));
-    }
-}
-
-Json::Value ExchangeLog::Add(const Exchange& exchange) {
-    const std::string time = NowText();
-    if (m_recorder != nullptr) {
-        m_recorder->Append(InfoSyncUtil::WriteJson(ToJson(exchange, time, std::string::npos)));
-    }
-    Json::Value entry = ToJson(exchange, time, LONGEST_BODY);
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    entry["number"] = Json::Int64(++m_count);
-    m_kept.push_back(entry);
-    if (m_kept.size() > KEPT) {
-        m_kept.pop_front();
-    }
-    return entry;
-}
-
-Json::Value ExchangeLog::After(std::int64_t number) const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    Json::Value list = Json::arrayValue;
-    for (const auto& entry : m_kept) {
-        if (IntegerMember(entry, "number") > number) {
-            list.append(entry);
+    kept["number"] = Json::Int64(++m_number);
+    try {
+        Append(InfoSyncUtil::WriteJson(kept) + "\n");
+        m_failing = false;
+    } catch (const std::exception& error) {
+        if (!std::exchange(m_failing, true)) {
+            return "could not keep exchange " + std::to_string(m_number) + " in " + m_path + ": " +
+                   error.what() + "; exchanges will be missing there until this is mended";
         }
     }
-    return list;
+    return "";
+}
+
+void ExchangeLog::Append(const std::string& line) const {
+    // Opened each time: whoever removes the file while the server runs gets a new one.
+    const int file = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Files::PRIVATE);
+    if (file < 0) {
+        Fail(errno);
+    }
+    const off_t end = ::lseek(file, 0, SEEK_END);
+    const ssize_t written = ::write(file, line.data(), line.size());
+    const int error = written < 0 ? errno : ENOSPC;
+    const bool whole = written == static_cast<ssize_t>(line.size());
+    if (!whole && ::ftruncate(file, end) != 0) {
+        ::close(file);
+        throw std::runtime_error(std::string(g_strerror(error)) + "; a line is torn");
+    }
+    ::close(file);
+    if (!whole) {
+        Fail(error);
+    }
+    if (static_cast<std::size_t>(end) + line.size() > MOST_BYTES) {
+        Files::Replace(m_path, NewerHalf(ReadLines(m_path)));
+    }
+}
+
+std::vector<Json::Value> ReadExchanges(const Folder& folder, std::int64_t after) {
+    const std::string path = folder.StateFile(FILE_NAME);
+    const std::string text = ReadLines(path);
+    std::vector<Json::Value> exchanges;
+    // From the end: who follows the file has seen most of it.
+    for (std::size_t end = text.size(); end > 0;) {
+        const std::size_t begin = end < 2 ? 0 : text.rfind('\n', end - 2) + 1;
+        Json::Value exchange;
+        try {
+            exchange = Cli::ParseObject(text.substr(begin, end - begin), path);
+        } catch (const std::runtime_error& damage) {
+            throw std::runtime_error(std::string(damage.what()) + "; remove the file, it begins anew");
+        }
+        if (Cli::IntegerMember(exchange, "number") <= after) {
+            break;
+        }
+        exchanges.push_back(std::move(exchange));
+        end = begin;
+    }
+    std::reverse(exchanges.begin(), exchanges.end());
+    return exchanges;
 }
 
 }  // namespace LocalCloud

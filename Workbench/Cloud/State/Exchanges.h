@@ -1,17 +1,14 @@
-/** What was asked and answered: remembers the last exchanges, and records all of them where that is wanted.
- * */
+/** What was asked and answered, in state/exchanges.jsonl: a line of JSON each, the newest last. */
 #pragma once
 
 #include <json/json.h>
 
 #include <cstdint>
-#include <deque>
 #include <mutex>
-#include <optional>
 #include <string>
+#include <vector>
 
-#include "Cloud/Server/Console.h"
-#include "Cloud/State/Faults.h"
+#include "Cloud/State/Folder.h"
 
 namespace LocalCloud {
 
@@ -19,61 +16,50 @@ namespace LocalCloud {
 struct Exchange {
     std::string method;
     std::string target;
+    /** The request's name; empty where there is no such request. */
+    std::string endpoint;
     int status = 0;
     std::string decided;
     std::string login;
-    std::optional<Fault> fault;
-    /** Whether the connection must not be used again. */
-    bool closes = false;
+    /** In few words; empty where none hit. */
+    std::string fault;
     /** The bytes as they came, and as they were meant: a fault cuts or delays them later. */
     std::string request;
     std::string answer;
 };
 
-/** Appends lines to a file that may run out of room. Safe from any thread. */
-class Recorder {
-public:
-    /** Makes the file where there is none, for its owner alone: it will hold tokens. @throws
-     * std::runtime_error */
-    Recorder(std::string path, Console& console);
-    ~Recorder();
-    Recorder(const Recorder&) = delete;
-    Recorder& operator=(const Recorder&) = delete;
+/** Of a longer body only the beginning is kept, and "body_bytes" says how long it was. */
+inline constexpr std::size_t LONGEST_KEPT_BODY = 65536;
 
-    /** Leaves out, and says so once, what cannot be written; goes on with the next line that can. */
-    void Append(const std::string& line);
-
-private:
-    std::string m_path;
-    Console& m_console;
-    int m_file;
-    std::mutex m_mutex;
-    std::int64_t m_missing = 0;
-};
-
-/** Safe from any thread. */
+/** Exchanges are numbered from 1, for as long as the file is there. Safe from any thread, of one process at a
+ * time. */
 class ExchangeLog {
 public:
-    static constexpr std::size_t KEPT = 1000;
-    /** In bytes; of a longer body only the beginning is kept, and "body_bytes" says how long it was. A
-     * recording has it whole. */
-    static constexpr std::size_t LONGEST_BODY = 65536;
+    /** The file's size; past it the older half goes. */
+    static constexpr std::size_t MOST_BYTES = 8U << 20U;
 
-    /** The recorder may be null. */
-    explicit ExchangeLog(Recorder* recorder) : m_recorder(recorder) {}
+    /** Takes away what a killed server wrote of a line. @throws std::runtime_error when it cannot be read or
+     * written */
+    explicit ExchangeLog(const Folder& folder);
 
-    /** @return what is kept of it: an object as in recordings, with its "number" */
-    Json::Value Add(const Exchange& exchange);
-
-    /** What is kept and came after the exchange of this number (they are counted from 1): an array, oldest
-     * first. */
-    Json::Value After(std::int64_t number) const;
+    /**
+     * Keeps it, for the owner's eyes alone: it holds tokens.
+     * @param kept what is kept of it, also where it could not be written
+     * @return why it is missing in the file, once for all that are; else the empty text
+     */
+    std::string Add(const Exchange& exchange, Json::Value& kept);
 
 private:
-    Recorder* m_recorder;
-    mutable std::mutex m_mutex;
-    std::int64_t m_count = 0;
-    std::deque<Json::Value> m_kept;
+    void Append(const std::string& line) const;
+
+    std::string m_path;
+    std::mutex m_mutex;
+    std::int64_t m_number = 0;
+    bool m_failing = false;
 };
+
+/** Those that came after the one of this number, oldest first. @throws std::runtime_error that names a
+ * damaged line */
+std::vector<Json::Value> ReadExchanges(const Folder& folder, std::int64_t after);
 
 }  // namespace LocalCloud

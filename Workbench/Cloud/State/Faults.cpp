@@ -1,146 +1,186 @@
 #include "Cloud/State/Faults.h"
 
 #include <algorithm>
-#include <array>
-#include <sstream>
+#include <filesystem>
+#include <set>
 #include <stdexcept>
 
+#include "Cli/Json.h"
+#include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Cloud/State/Crypto.h"
-#include "Cloud/Util/Json.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
 namespace {
 
-// In the order of FaultKind.
-constexpr std::array<const char*, 11> NAMES = {"delay",   "status",  "body",        "cut", "drop", "dribble",
-                                               "endless", "garbage", "certificate", "tls", "plain"};
+constexpr char ANY[] = "any";
 
-FaultKind KindNamed(const std::string& name) {
-    const auto* found = std::find(NAMES.begin(), NAMES.end(), name);
-    if (found == NAMES.end()) {
+bool HitsConnection(const Fault& fault) {
+    return RowOf(fault.kind).hits == Hits::CONNECTION;
+}
+
+/** @throws std::runtime_error for what ToJson() does not make */
+Fault FromJson(const Json::Value& value) {
+    const std::string name = Cli::StringMember(value, "kind");
+    const auto* row =
+        std::find_if(FAULTS.begin(), FAULTS.end(), [&](const FaultRow& each) { return each.name == name; });
+    if (row == FAULTS.end()) {
         throw std::runtime_error("there is no fault \"" + name + "\"");
     }
-    return static_cast<FaultKind>(found - NAMES.begin());
+    Fault fault;
+    fault.kind = row->kind;
+    fault.on = Cli::StringMember(value, "on");
+    fault.on = fault.on == ANY ? "" : fault.on;
+    fault.skip = Cli::IntegerMember(value, "skip");
+    fault.times = Cli::IntegerMember(value, "times");
+    fault.number = Cli::IntegerMember(value, "number");
+    fault.text = Cli::StringMember(value, "text");
+    fault.status = static_cast<int>(Cli::IntegerMember(value, "status"));
+    for (const auto& line : value["headers"]) {
+        fault.headers.push_back(line.asString());
+    }
+    return fault;
+}
+
+std::vector<Fault> Load(const std::string& path) {
+    std::vector<Fault> faults;
+    const auto text = Files::ReadIfThere(path);
+    try {
+        const Json::Value stored = text ? Cli::ParseObject(*text, path) : Json::Value();
+        for (const auto& value : stored["faults"]) {
+            faults.push_back(FromJson(value));
+        }
+    } catch (const std::exception& damage) {
+        throw std::runtime_error(std::string("faults.json: ") + damage.what() +
+                                 "; remove it: nothing is planned then: " + path);
+    }
+    return faults;
 }
 
 }  // namespace
 
-std::string NameOf(FaultKind kind) {
-    return NAMES.at(static_cast<std::size_t>(kind));
-}
-
-bool Fault::SpoilsConnection() const {
-    return kind == FaultKind::Certificate || kind == FaultKind::Tls || kind == FaultKind::Plain;
-}
-
-bool Fault::ReplacesAnswer() const {
-    return kind == FaultKind::Status || kind == FaultKind::Body;
-}
-
 std::string Fault::Describe() const {
-    std::ostringstream text;
-    text << NameOf(kind);
-    if (kind == FaultKind::Delay || kind == FaultKind::Dribble ||
-        (kind == FaultKind::Endless && seconds > 0)) {
-        text << " " << seconds << " s";
-    } else if (kind == FaultKind::Status) {
-        text << " " << status;
-    } else if (kind == FaultKind::Body) {
-        text << " of " << body.size() << " bytes, status " << status;
-    } else if (kind == FaultKind::Cut) {
-        text << " after " << bytes << " bytes of the " << (withinHeaders ? "headers" : "body");
-    } else if (kind == FaultKind::Certificate) {
-        text << " " << flaw;
-    } else if (kind == FaultKind::Tls) {
-        text << " 1.1";
+    const FaultRow& row = RowOf(kind);
+    const std::string name = row.name;
+    switch (row.operand) {
+        case Operand::NONE:
+            return name;
+        case Operand::DURATION:
+            return name + " " + Cli::DurationText(static_cast<double>(number) / 1000);
+        case Operand::STATUS:
+            return name + " " + std::to_string(status);
+        case Operand::FILE:
+            return name + " of " + Cli::Count(static_cast<std::uint64_t>(number), "byte") + ", status " +
+                   std::to_string(status);
+        case Operand::BYTES:
+            return name + " after " + Cli::Count(static_cast<std::uint64_t>(number), "byte");
+        case Operand::FLAW:
+        case Operand::TLS_VERSION:
+            return name + " " + text;
     }
-    return text.str();
+    return name;
 }
 
 Json::Value ToJson(const Fault& fault) {
     Json::Value value;
-    value["kind"] = NameOf(fault.kind);
-    value["on"] = fault.on;
+    value["kind"] = RowOf(fault.kind).name;
+    value["on"] = fault.on.empty() ? ANY : fault.on;
     value["skip"] = Json::Int64(fault.skip);
     value["times"] = Json::Int64(fault.times);
-    value["seconds"] = fault.seconds;
+    value["number"] = Json::Int64(fault.number);
+    value["text"] = fault.text;
     value["status"] = fault.status;
     value["headers"] = Json::arrayValue;
     for (const auto& line : fault.headers) {
         value["headers"].append(line);
     }
-    // Bytes of any kind, which a JSON text cannot hold.
-    value["body_base64url"] = Base64UrlEncode(fault.body);
-    value["bytes"] = Json::UInt64(fault.bytes);
-    value["within_headers"] = fault.withinHeaders;
-    value["certificate"] = fault.flaw;
     value["description"] = fault.Describe();
     return value;
 }
 
-Fault FaultFromJson(const Json::Value& value) {
-    Fault fault;
-    fault.kind = KindNamed(TextMember(value, "kind"));
-    fault.on = value["on"].asString();
-    fault.skip = value["skip"].asInt64();
-    fault.times = value["times"].asInt64();
-    fault.seconds = value["seconds"].asDouble();
-    fault.status = value["status"].asInt();
-    for (const auto& line : value["headers"]) {
-        fault.headers.push_back(line.asString());
-    }
-    fault.body = Base64UrlDecode(value["body_base64url"].asString()).value_or("");
-    fault.bytes = static_cast<std::size_t>(value["bytes"].asUInt64());
-    fault.withinHeaders = value["within_headers"].asBool();
-    fault.flaw = value["certificate"].asString();
-    return fault;
-}
-
 void FaultPlan::Add(const Fault& fault) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_faults.push_back(fault);
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    std::vector<Fault> faults = Load(m_path);
+    faults.push_back(fault);
+    if (RowOf(fault.kind).operand == Operand::FILE) {
+        faults.back().text = Hex(Sha256(fault.body));
+        faults.back().number = static_cast<std::int64_t>(fault.body.size());
+        Files::Replace(BodyFile(faults.back().text), fault.body);
+    }
+    Store(faults);
 }
 
 std::vector<Fault> FaultPlan::List() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_faults;
+    return Load(m_path);
 }
 
-void FaultPlan::Clear() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_faults.clear();
+std::size_t FaultPlan::Clear() {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    const std::size_t count = Load(m_path).size();
+    Store({});
+    return count;
 }
 
 bool FaultPlan::WaitsForConnection() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return std::any_of(m_faults.begin(), m_faults.end(),
-                       [](const Fault& fault) { return fault.SpoilsConnection(); });
+    const std::vector<Fault> faults = Load(m_path);
+    return std::any_of(faults.begin(), faults.end(), HitsConnection);
 }
 
-std::optional<Fault> FaultPlan::Take(bool connection, const std::string& endpoint) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    auto due = m_faults.end();
-    for (auto fault = m_faults.begin(); fault != m_faults.end(); ++fault) {
-        if (fault->SpoilsConnection() != connection || (fault->on != "any" && fault->on != endpoint)) {
+std::optional<Fault> FaultPlan::Take(bool connection, const std::string& name) {
+    if (Load(m_path).empty()) {
+        return std::nullopt;
+    }
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    std::vector<Fault> faults = Load(m_path);
+    auto due = faults.end();
+    bool counted = false;
+    for (auto fault = faults.begin(); fault != faults.end(); ++fault) {
+        if (HitsConnection(*fault) != connection || (!fault->on.empty() && fault->on != name)) {
             continue;
         }
         if (fault->skip > 0) {
             --fault->skip;
-        } else if (due == m_faults.end()) {
+            counted = true;
+        } else if (due == faults.end()) {
             due = fault;
         }
     }
-    if (due == m_faults.end()) {
-        return std::nullopt;
+    std::optional<Fault> taken;
+    if (due != faults.end()) {
+        taken = *due;
+        if (RowOf(due->kind).operand == Operand::FILE) {
+            taken->body = Files::Read(BodyFile(due->text));
+        }
+        counted = counted || due->times > 0;
+        if (due->times == 1) {
+            faults.erase(due);
+        } else if (due->times > 1) {
+            --due->times;
+        }
     }
-    Fault taken = *due;
-    if (due->times == 1) {
-        m_faults.erase(due);
-    } else if (due->times > 1) {
-        --due->times;
+    if (counted) {
+        Store(faults);
     }
     return taken;
+}
+
+void FaultPlan::Store(const std::vector<Fault>& faults) const {
+    Json::Value stored;
+    std::set<std::string> bodies;
+    for (const Fault& fault : faults) {
+        stored["faults"].append(ToJson(fault));
+        bodies.insert(fault.text);
+    }
+    faults.empty() ? static_cast<void>(Files::Remove(m_path))
+                   : Files::Replace(m_path, Cli::EditableJson(stored));
+    std::error_code missing;
+    for (const auto& body : std::filesystem::directory_iterator(BodyFile(""), missing)) {
+        if (bodies.count(body.path().filename()) == 0) {
+            std::filesystem::remove(body.path());
+        }
+    }
 }
 
 }  // namespace LocalCloud

@@ -17,8 +17,8 @@ public:
     Folder();
     explicit Folder(const std::string& path);
 
-    /** The same as Folder(). @throws std::runtime_error that says what to do, unless `init` was here and
-     * nobody else prepared the folder */
+    /** The same as Folder(), with everything in it that was missing. @throws std::runtime_error as Prepare()
+     */
     static Folder Ready();
 
     const std::string& Path() const {
@@ -26,9 +26,6 @@ public:
     }
     std::string SettingsFile() const {
         return m_path + "/cloud.ini";
-    }
-    std::string ControlSecretFile() const {
-        return m_path + "/control.secret";
     }
     std::string UsersFolder() const {
         return m_path + "/users";
@@ -38,10 +35,6 @@ public:
     }
     std::string CaFile() const {
         return TlsFolder() + "/ca.pem";
-    }
-    /** Says where the running server listens. */
-    std::string ServerFile() const {
-        return StateFile("server.json");
     }
     std::string StateFile(const std::string& name) const {
         return m_path + "/state/" + name;
@@ -54,19 +47,13 @@ public:
     /** There while the user's marks no longer hold; its text is the code to refuse them with. */
     std::string ExpiredMarkFile(const std::string& login) const;
 
-    /** What the commands must know to be heard by the server. @throws std::runtime_error when there is none
-     */
-    std::string ControlSecret() const;
-    /** Waits for it; for whoever changes what the user or a command may change at any time. */
+    /** Waits for it; for whoever changes what the server or a command may change at any time. */
     Cli::FileLock LockForEdit() const {
         return {StateFile("edit.lock"), Cli::FileLock::Wait::YES};
     }
-    /** Held by the server, or by whoever does its work while none runs. Does not wait. */
-    Cli::FileLock LockForServing() const {
-        return {StateFile("serve.lock"), Cli::FileLock::Wait::NO};
-    }
+
     /**
-     * Makes everything that is missing and keeps everything that is there.
+     * Makes everything that is missing, a certificate that is about to expire anew, and keeps the rest.
      * @throws std::runtime_error, also where the folder is somebody else's
      */
     void Prepare() const;

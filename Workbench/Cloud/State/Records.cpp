@@ -4,9 +4,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Cloud/State/Users.h"
+#include "Cli/Json.h"
 #include "Cloud/State/Crypto.h"
-#include "Cloud/Util/Json.h"
+#include "Cloud/State/Users.h"
 
 namespace LocalCloud {
 
@@ -27,10 +27,10 @@ Json::Value LoadLedger(const std::string& path) {
         return ledger;
     }
     try {
-        ledger = ParseJsonObject(*text, path);
-        const auto oldest = IntegerMember(ledger, OLDEST);
+        ledger = Cli::ParseObject(*text, path);
+        const auto oldest = Cli::IntegerMember(ledger, OLDEST);
         if (!ledger[RECORDS].isObject() || !ledger[DELETED].isObject() || oldest < 1 ||
-            IntegerMember(ledger, LATEST) < oldest) {
+            Cli::IntegerMember(ledger, LATEST) < oldest) {
             throw std::runtime_error(path + ": not what the cloud wrote");
         }
     } catch (const std::runtime_error& damage) {
@@ -48,19 +48,19 @@ Selection RecordBook::Select(const std::string& login, std::optional<std::int64_
     const std::string path = m_folder.RecordsFile(login);
     // Taken before reading: a write that comes in between is then seen at the next download.
     const Files::Version version(path);
-    if (user.ledger.isNull() || !(user.version == version)) {
+    if (user.ledger.isNull() || !(user.version == version) || version.IsFresh()) {
         const auto text = Files::ReadIfThere(path);
         const std::string name = "users/" + FileNameOfLogin(login) + ".json";
         Update(login, user, ParseUserFile(text.value_or(R"({"records":[]})"), name)["records"]);
         user.version = version;
     }
     Selection selection;
-    if (changedAfter && *changedAfter < IntegerMember(user.ledger, OLDEST)) {
-        selection.outcome = Selection::Outcome::MarkTooOld;
+    if (changedAfter && *changedAfter < Cli::IntegerMember(user.ledger, OLDEST)) {
+        selection.outcome = Selection::Outcome::MARK_TOO_OLD;
         return selection;
     }
-    if (changedAfter && *changedAfter > IntegerMember(user.ledger, LATEST)) {
-        selection.outcome = Selection::Outcome::MarkUnknown;
+    if (changedAfter && *changedAfter > Cli::IntegerMember(user.ledger, LATEST)) {
+        selection.outcome = Selection::Outcome::MARK_UNKNOWN;
         return selection;
     }
     return Compose(user, changedAfter);
@@ -68,7 +68,7 @@ Selection RecordBook::Select(const std::string& login, std::optional<std::int64_
 
 Selection RecordBook::Compose(const User& user, std::optional<std::int64_t> changedAfter) {
     Selection selection;
-    const auto latest = IntegerMember(user.ledger, LATEST);
+    const auto latest = Cli::IntegerMember(user.ledger, LATEST);
     selection.body = R"({"meta":{"synced_timestamp":)" + std::to_string(latest) + R"(},"records":[)";
     const auto add = [&selection](const std::string& text) {
         selection.body += (selection.count++ == 0 ? "" : ",") + text;
@@ -80,11 +80,11 @@ Selection RecordBook::Compose(const User& user, std::optional<std::int64_t> chan
     }
     const Json::Value& deleted = user.ledger[DELETED];
     for (auto entry = deleted.begin(); changedAfter && entry != deleted.end(); ++entry) {
-        if (IntegerMember(*entry, MARK) > *changedAfter) {
+        if (Cli::IntegerMember(*entry, MARK) > *changedAfter) {
             Json::Value record;
             record["record_id"] = entry.name();
             record["deleted"] = true;
-            add(CompactJson(record));
+            add(Cli::CompactJson(record));
         }
     }
     selection.body += "]}";
@@ -96,18 +96,18 @@ void RecordBook::Update(const std::string& login, User& user, const Json::Value&
     const Json::Value before = user.ledger.isNull() ? LoadLedger(path) : user.ledger;
     const Json::Value& known = before[RECORDS];
     const bool isNew = !before.isMember(LATEST);
-    const std::int64_t mark = std::max<std::int64_t>(m_clock(), IntegerMember(before, LATEST) + 1);
+    const std::int64_t mark = std::max<std::int64_t>(m_clock(), Cli::IntegerMember(before, LATEST) + 1);
     Json::Value ledger = before;
     ledger[RECORDS] = Json::objectValue;
     bool changed = isNew;
     std::vector<Record> current;
     for (const auto& record : records) {
-        const std::string id = TextMember(record, "record_id");
-        current.push_back({CompactJson(record), mark});
+        const std::string id = Cli::StringMember(record, "record_id");
+        current.push_back({Cli::CompactJson(record), mark});
         Json::Value& entry = ledger[RECORDS][id];
         entry[DIGEST] = Hex(Sha256(current.back().text));
-        if (TextMember(known[id], DIGEST) == entry[DIGEST].asString()) {
-            current.back().mark = IntegerMember(known[id], MARK);
+        if (Cli::StringMember(known[id], DIGEST) == entry[DIGEST].asString()) {
+            current.back().mark = Cli::IntegerMember(known[id], MARK);
         } else {
             ledger[DELETED].removeMember(id);
             changed = true;
@@ -123,7 +123,7 @@ void RecordBook::Update(const std::string& login, User& user, const Json::Value&
     if (changed) {
         ledger[OLDEST] = isNew ? Json::Value(Json::Int64(mark)) : before[OLDEST];
         ledger[LATEST] = Json::Int64(mark);
-        Files::Replace(path, CompactJson(ledger));
+        Files::Replace(path, Cli::CompactJson(ledger));
     }
     user.ledger = std::move(ledger);
     user.records = std::move(current);

@@ -19,13 +19,13 @@ namespace LocalCloud {
 /** What a download brings. */
 struct Selection {
     enum class Outcome {
-        Records,
-        MarkTooOld,   // what was deleted since then is no longer known
-        MarkUnknown,  // this cloud never gave out such a mark
+        RECORDS,
+        MARK_TOO_OLD,  // what was deleted since then is no longer known
+        MARK_UNKNOWN,  // this cloud never gave out such a mark
     };
 
-    Outcome outcome = Outcome::Records;
-    /** The answer, and how many records it holds; set with Records only. */
+    Outcome outcome = Outcome::RECORDS;
+    /** The answer, and how many records it holds; set with RECORDS only. */
     std::string body;
     std::size_t count = 0;
 };

@@ -5,6 +5,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "Cli/Text.h"
 #include "Cloud/State/Crypto.h"
 #include "Files.h"
 
@@ -17,20 +18,20 @@ constexpr char SECRET[] = "secret";
 constexpr char SIGNING[] = "signing";
 constexpr std::size_t SECRET_BYTES = 32;
 
-constexpr std::int64_t HOUR = 3600;
-constexpr std::int64_t DAY = 24 * HOUR;
-
-constexpr std::pair<const char*, std::int64_t> DEFAULTS[] = {
-    {"access", HOUR}, {"refresh", 30 * DAY}, {"activation", 365 * DAY}, {"app", DAY}};
+// Far enough for any purpose, and short of where milliseconds since the epoch end.
+constexpr std::int64_t LONGEST_LIFETIME = 1'000'000'000'000;
 
 using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
-using Text = std::unique_ptr<char, decltype(&g_free)>;
 
-void ThrowIfDamaged(const std::string& path, GError* error) {
+[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
+    throw std::runtime_error(path + ": " + reason +
+                             "; mend it, or remove it: the next command makes another");
+}
+
+void RefuseIfDamaged(const std::string& path, GError* error) {
     const std::unique_ptr<GError, decltype(&g_error_free)> owned(error, &g_error_free);
     if (owned) {
-        throw std::runtime_error(path + ": " + owned->message +
-                                 "; mend it, or remove it and run: infosync-cloud init");
+        Refuse(path, owned->message);
     }
 }
 
@@ -38,65 +39,51 @@ KeyFile Load(const std::string& path, const std::string& content) {
     KeyFile file(g_key_file_new(), &g_key_file_free);
     GError* error = nullptr;
     g_key_file_load_from_data(file.get(), content.data(), content.size(), G_KEY_FILE_KEEP_COMMENTS, &error);
-    ThrowIfDamaged(path, error);
+    RefuseIfDamaged(path, error);
     return file;
 }
 
-std::string Content(GKeyFile* file) {
-    const Text text(g_key_file_to_data(file, nullptr, nullptr), &g_free);
-    return text.get();
-}
-
-bool Has(GKeyFile* file, const char* group, const char* key) {
-    return g_key_file_has_key(file, group, key, nullptr) != FALSE;
+bool Has(const KeyFile& file, const char* group, const char* key) {
+    return g_key_file_has_key(file.get(), group, key, nullptr) != FALSE;
 }
 
 }  // namespace
 
-std::vector<std::string> Settings::LifetimeNames() {
-    std::vector<std::string> names;
-    for (const auto& lifetime : DEFAULTS) {
-        names.emplace_back(lifetime.first);
-    }
-    return names;
-}
-
 void Settings::Prepare() const {
-    const KeyFile file = Load(m_path, Files::ReadIfThere(m_path).value_or(""));
-    const std::string before = Content(file.get());
-    for (const auto& [name, seconds] : DEFAULTS) {
-        if (!Has(file.get(), LIFETIME, name)) {
-            g_key_file_set_int64(file.get(), LIFETIME, name, seconds);
+    const std::string before = Files::ReadIfThere(m_path).value_or("");
+    const KeyFile file = Load(m_path, before);
+    for (const HoldingKind& kind : HOLDINGS) {
+        if (!Has(file, LIFETIME, kind.name)) {
+            g_key_file_set_int64(file.get(), LIFETIME, kind.name, kind.lifetime);
         }
     }
-    if (!Has(file.get(), SECRET, SIGNING)) {
+    if (!Has(file, SECRET, SIGNING)) {
         g_key_file_set_string(file.get(), SECRET, SIGNING, Hex(RandomBytes(SECRET_BYTES)).c_str());
     }
-    if (Content(file.get()) != before) {
-        Files::Replace(m_path, Content(file.get()));
+    const std::string after = Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr));
+    if (after != before) {
+        Files::Replace(m_path, after);
     }
 }
 
-std::int64_t Settings::Lifetime(const std::string& name) const {
+std::int64_t Settings::Lifetime(Holding holding) const {
     const KeyFile file = Load(m_path, Files::Read(m_path));
+    const char* name = KindOf(holding).name;
     GError* error = nullptr;
-    const std::int64_t seconds = g_key_file_get_int64(file.get(), LIFETIME, name.c_str(), &error);
-    ThrowIfDamaged(m_path, error);
+    const std::int64_t seconds = g_key_file_get_int64(file.get(), LIFETIME, name, &error);
+    RefuseIfDamaged(m_path, error);
+    if (seconds < 0 || seconds > LONGEST_LIFETIME) {
+        Refuse(m_path, std::string("[lifetime] ") + name + " is no number of seconds");
+    }
     return seconds;
-}
-
-void Settings::SetLifetime(const std::string& name, std::int64_t seconds) const {
-    const KeyFile file = Load(m_path, Files::Read(m_path));
-    g_key_file_set_int64(file.get(), LIFETIME, name.c_str(), seconds);
-    Files::Replace(m_path, Content(file.get()));
 }
 
 std::string Settings::SigningSecret() const {
     const KeyFile file = Load(m_path, Files::Read(m_path));
     GError* error = nullptr;
-    const Text secret(g_key_file_get_string(file.get(), SECRET, SIGNING, &error), &g_free);
-    ThrowIfDamaged(m_path, error);
-    return secret.get();
+    std::string secret = Cli::Taken(g_key_file_get_string(file.get(), SECRET, SIGNING, &error));
+    RefuseIfDamaged(m_path, error);
+    return secret;
 }
 
 }  // namespace LocalCloud

@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <string>
 #include <utility>
-#include <vector>
+
+#include "Cloud/State/Holdings.h"
 
 namespace LocalCloud {
 
@@ -13,16 +14,11 @@ class Settings {
 public:
     explicit Settings(std::string path) : m_path(std::move(path)) {}
 
-    /** What has a lifetime: access, refresh, activation, app. */
-    static std::vector<std::string> LifetimeNames();
-
     /** Writes the defaults of what is missing. @throws std::runtime_error */
     void Prepare() const;
 
-    /** Seconds. @throws std::runtime_error */
-    std::int64_t Lifetime(const std::string& name) const;
-    /** For what is handed out from now on. @throws std::runtime_error, and nothing is changed */
-    void SetLifetime(const std::string& name, std::int64_t seconds) const;
+    /** In seconds. @throws std::runtime_error that names the file, also for what is no lifetime */
+    std::int64_t Lifetime(Holding holding) const;
 
     /** @throws std::runtime_error */
     std::string SigningSecret() const;

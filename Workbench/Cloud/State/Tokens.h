@@ -4,13 +4,17 @@
 #include <json/json.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Cloud/State/Folder.h"
 #include "Cloud/State/Settings.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -32,9 +36,9 @@ struct Ticket {
 };
 
 /**
- * Keeps everything in the folder, so that a restarted server still knows it. Safe from any thread. Every
- * operation throws std::runtime_error when the store cannot be written, and nothing was handed out then. A
- * kind is one of Settings::LifetimeNames().
+ * Keeps everything in the folder, so that a restarted server still knows it, and sees what another process
+ * changes there. Safe from any thread and process. Every operation throws std::runtime_error when the store
+ * cannot be read or written, and nothing was handed out then.
  */
 class TokenStore {
 public:
@@ -57,36 +61,48 @@ public:
      */
     std::optional<TokenPair> Refresh(const std::string& refreshToken);
 
-    /** Gives the user a token of a kind; what there was of it holds no longer. */
-    Ticket Give(const std::string& kind, const std::string& token, const std::string& login);
+    /** Gives the user a token of a kind; the same text that was given before holds no longer as it did. */
+    Ticket Give(Holding kind, const std::string& token, const std::string& login);
 
     /** Whom a token of the kind was given to; nothing for one that is unknown or holds no longer. */
-    std::optional<std::string> OwnerOf(const std::string& kind, const std::string& token);
+    std::optional<std::string> OwnerOf(Holding kind, const std::string& token);
 
     /** Ends now what the user holds of a kind and what would have held on. @return how many */
-    std::int64_t Expire(const std::string& kind, const std::string& login);
+    std::int64_t Expire(Holding kind, const std::string& login);
 
     /** The cloud's own name for a user. It does not change, and does not show the login id. */
     std::string UserId(const std::string& login) const;
     /** The same user and television always get the same device id. */
     std::string DeviceId(const std::string& login, const std::string& cdid) const;
 
+    /** Every token that is stored, to be kept out of what is shown. */
+    std::vector<std::string> Secrets();
+
 private:
-    Ticket Add(Json::Value& state, const std::string& kind, const std::string& token,
-               const std::string& login) const;
+    /** One operation at a time, of all processes, on what the file holds now. */
+    class Turn;
+
+    Ticket Add(Json::Value& state, Holding kind, const std::string& token, const std::string& login) const;
     /** Makes two tokens, and adds the access token; the refresh token has its place in a grant. */
     TokenPair AddTokens(Json::Value& state, const std::string& login) const;
     bool Holds(const Json::Value& ticket) const;
     /** The entry in which the token still holds, or null. */
-    Json::Value* FindEntry(Json::Value& state, const std::string& kind, const std::string& token) const;
+    Json::Value* FindEntry(Json::Value& state, Holding kind, const std::string& token) const;
+    void Reload();
     void Commit(Json::Value state);
+    void Remember(Json::Value state);
 
+    Folder m_folder;
     std::string m_path;
     Settings m_settings;
     Clock m_clock;
     std::string m_secret;
     std::mutex m_mutex;
     Json::Value m_state;
+    /** Which version of the file that is. While it is open, no later one is taken for it: its inode is not
+     * free. */
+    Files::Version m_version;
+    std::unique_ptr<std::FILE, decltype(&std::fclose)> m_open{nullptr, &std::fclose};
 };
 
 }  // namespace LocalCloud

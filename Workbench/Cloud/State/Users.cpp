@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <unordered_set>
 
-#include "Cloud/Util/Json.h"
+#include "Cli/Json.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -42,14 +42,14 @@ bool IsLogin(const std::string& login) {
 }
 
 Json::Value ParseUserFile(const std::string& text, const std::string& name) {
-    Json::Value document = ParseJsonObject(text, name);
+    Json::Value document = Cli::ParseObject(text, name);
     const Json::Value& records = document["records"];
     if (!records.isArray()) {
         throw std::runtime_error(name + ": \"records\" must be an array");
     }
     std::unordered_set<std::string> ids;
     for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
-        const std::string id = TextMember(records[i], "record_id");
+        const std::string id = Cli::StringMember(records[i], "record_id");
         if (id.empty() || !ids.insert(id).second) {
             throw std::runtime_error(name + ": record " + std::to_string(i + 1) +
                                      (id.empty() ? " needs a text \"record_id\""
@@ -97,12 +97,6 @@ bool Users::Add(const std::string& login) const {
     return true;
 }
 
-void Users::Remove(const std::string& login) const {
-    if (!IsLogin(login) || !Files::Remove(m_folder.RecordsFile(login))) {
-        throw std::runtime_error("there is no user " + login + "; see: infosync-cloud user list");
-    }
-}
-
 Json::Value Users::Load(const std::string& login) const {
     RequireExists(login);
     const std::string path = m_folder.RecordsFile(login);
@@ -110,7 +104,7 @@ Json::Value Users::Load(const std::string& login) const {
 }
 
 void Users::Save(const std::string& login, const Json::Value& document) const {
-    Files::Replace(m_folder.RecordsFile(login), ReadableJson(document), Files::PUBLIC);
+    Files::Replace(m_folder.RecordsFile(login), Cli::EditableJson(document), Files::PUBLIC);
 }
 
 }  // namespace LocalCloud

@@ -39,9 +39,6 @@ public:
     void RequireExists(const std::string& login) const;
     /** @return false, with nothing changed, when the user exists already @throws std::runtime_error */
     bool Add(const std::string& login) const;
-    /** @throws std::runtime_error, also for an unknown user */
-    void Remove(const std::string& login) const;
-
     /** The user's document. @throws std::runtime_error that says what to do, also for an unknown user */
     Json::Value Load(const std::string& login) const;
     void Save(const std::string& login, const Json::Value& document) const;

@@ -1,0 +1,88 @@
+#include <glib.h>
+
+#include <iostream>
+
+#include "Cli/Text.h"
+#include "Cloud/Commands/Commands.h"
+#include "Cloud/Protocol/Answer.h"
+#include "Cloud/State/Tokens.h"
+#include "Cloud/State/Users.h"
+#include "Files.h"
+
+namespace LocalCloud {
+
+namespace {
+
+constexpr char MARK[] = "mark";
+
+struct Arguments {
+    std::string what;
+    std::string login;
+    std::string code = TextOf(ResultCode::MARK_TOO_OLD);
+};
+
+void ExpireMark(const Folder& folder, const Arguments& arguments) {
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
+    Users(folder).RequireExists(arguments.login);
+    Files::Replace(folder.ExpiredMarkFile(arguments.login), arguments.code + "\n");
+    std::cout << "The next download of " << Cli::Escape(arguments.login)
+              << " that asks from a mark is refused with " << arguments.code << "\n";
+}
+
+void ExpireHolding(const Folder& folder, const HoldingKind& kind, const std::string& login) {
+    TokenStore tokens(folder, [] { return g_get_real_time() / G_USEC_PER_SEC; });
+    const std::int64_t expired = tokens.Expire(kind.holding, login);
+    if (expired == 0) {
+        Users(folder).RequireExists(login);
+    }
+    std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), kind.noun) << "\n"
+              << (expired > 0 ? std::string("It shows ") + kind.shows + ".\n" : "");
+}
+
+void Run(const Arguments& arguments) {
+    const Folder folder = Folder::Ready();
+    if (arguments.what == MARK) {
+        ExpireMark(folder, arguments);
+        return;
+    }
+    for (const HoldingKind& kind : HOLDINGS) {
+        if (arguments.what == kind.name) {
+            ExpireHolding(folder, kind, arguments.login);
+        }
+    }
+}
+
+void Declare(Cli::Command& command, Arguments& arguments) {
+    std::vector<std::string> words;
+    for (const HoldingKind& kind : HOLDINGS) {
+        words.emplace_back(kind.name);
+    }
+    words.emplace_back(MARK);
+    const std::string tooOld = TextOf(ResultCode::MARK_TOO_OLD);
+    const std::string unknown = TextOf(ResultCode::MARK_UNKNOWN);
+    command.Operand("WHAT", arguments.what, Cli::Join(words, ", ")).Required().OneOf(words);
+    command.Operand("USER", arguments.login).Required();
+    command
+        .Option("--code", "RCODE", arguments.code,
+                "of a mark: " + tooOld + " (too old, the default) or " + unknown + " (unknown)")
+        .OneOf({tooOld, unknown});
+}
+
+}  // namespace
+
+void AddExpireCommand(Cli::Tool& tool) {
+    tool.Add("expire", "End what a user holds now, whatever its lifetime",
+             R"(The cloud refuses the user's access tokens, refresh tokens, device ids (activation)
+or application tokens from now on; the client believes that it may still use
+them. A mark is refused once, with the next download that asks from one: the
+client is then to forget its records and to download everything.
+
+Works with and without a running server.
+
+Examples:
+  infosync-cloud expire app ann@example.com
+  infosync-cloud expire mark ann@example.com --code 4000002)",
+             &Declare, &Run);
+}
+
+}  // namespace LocalCloud
