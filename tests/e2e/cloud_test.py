@@ -215,7 +215,8 @@ class CloudProgram(unittest.TestCase):
 
     def test_a_fault_that_makes_no_sense_is_refused(self):
         for words in (("unheard-of",), ("drop", "--on", "nowhere"), ("drop", "--nth", "0"), ("drop", "--times", "-1"),
-                      ("delay", "-1s"), ("delay", "2"), ("delay",), ("drop", "3"), ("unheard-of",), ("drop", "--on", "records"), ("tls", "1.3"), ("cut", "-1"), ("status", "99"), ("status", "200", "--header", "A: b\r\nC: d"),
+                      ("delay", "-1s"), ("delay", "2"), ("delay",), ("drop", "3"), ("unheard-of",), ("drop", "--on", "records"), ("tls", "1.3"),
+                      ("cut", "-1"), ("status", "99"), ("status", "200", "--header", "A: b\r\nC: d"),
                       ("certificate", "none"), ("plain", "--on", "token"), ("cut", "5", "--status", "200")):
             with self.subTest(words):
                 done = self.cloud.run("fault", *words, check=False)
