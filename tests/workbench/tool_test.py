@@ -1,6 +1,7 @@
 """infosync-tv as a user or a script meets it: wrong calls, damaged folders, and a television sent to somebody else."""
 
 import json
+import os
 import re
 import shutil
 import subprocess
@@ -120,6 +121,14 @@ class ToolTest(ToolCase):
         (self.tv / "keys/InfoSyncJWT").unlink()
         (self.tv / "keys/InfoSyncJWT").symlink_to(self.tv / "none")
         self.assertIn("left out", self.run_tool("report", "--force", archive, status=1).stderr)
+        # Escaped, it is found by the last look alone.
+        self.write("keys/InfoSyncJWT.new", "")
+        os.replace(self.tv / "keys/InfoSyncJWT.new", self.tv / "keys/InfoSyncJWT")
+        self.write("keys/InfoSyncJWT", json.dumps({USER: {"accessToken": "ünmasked-token"}}))
+        self.write("settings/odd", json.dumps({"name": "ünmasked-token"}))
+        refused = self.work / "refused.tar.gz"
+        self.assertIn("settings/odd, so nothing was written", self.run_tool("report", refused, status=1).stderr)
+        self.assertFalse(refused.exists())
 
     def test_run_reports_services_that_misbehave(self):
         self.run_tool("init")
