@@ -6,7 +6,6 @@
 #include <cmath>
 #include <exception>
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
 
@@ -25,10 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t KEPT = 20;
-constexpr char UNFINISHED[] = "unfinished";
-constexpr char UNDER_WAY[] = "under way";
-constexpr char UNREADABLE[] = "unreadable";
+constexpr std::size_t MOST_KEPT_RUNS = 20;
 constexpr std::int64_t MICROSECONDS = 1'000'000;
 
 std::string FileOf(std::int64_t number, const char* suffix) {
@@ -62,38 +58,40 @@ std::vector<std::int64_t> Numbers() {
     return numbers;
 }
 
-Json::Value ToJson(const DeviceChange& change) {
-    const Device& device = change.kind == "removed" ? change.before : change.after;
-    Json::Value json;
-    json["change"] = change.kind;
-    json["id"] = change.id;
-    json["name"] = device.name;
-    json["address"] = device.address;
-    return json;
-}
-
 /** A run of which no more is known. */
-Json::Value Unknown(std::int64_t number, const char* outcome, const std::string& reason = "") {
-    Json::Value run;
-    run["number"] = static_cast<Json::Int64>(number);
-    run["outcome"] = outcome;
-    run["reason"] = reason;
-    run["words"] = outcome + (reason.empty() ? "" : ": " + reason);
-    run["requests"] = Json::Value(Json::arrayValue);
-    run["changes"] = Json::Value(Json::arrayValue);
+KeptRun Unknown(std::int64_t number, const char* outcome, const std::string& reason) {
+    KeptRun run;
+    run.number = number;
+    run.story.outcome = outcome;
+    run.story.reason = reason.empty() ? run.story.reason : std::vector<std::string>{reason};
     return run;
 }
 
-Json::Value ReadRun(std::int64_t number) {
+KeptRun FromJson(std::int64_t number, const Json::Value& json) {
+    KeptRun run;
+    run.number = number;
+    run.story = Log::StoryFromJson(json);
+    run.finished = InfoSyncUtil::ToInt64(json["finished"]);
+    run.seconds = json["seconds"].isNumeric() ? json["seconds"].asDouble() : 0;
+    run.level = (Cli::TextMember(json, "level") + '\0').front();
+    run.changes = json["changes"].isArray() ? json["changes"] : run.changes;
+    return run;
+}
+
+KeptRun ReadRun(std::int64_t number) {
+    constexpr char UNREADABLE[] = "unreadable";
     try {
         const auto text = Files::ReadIfThere(FileOf(number, ".json"));
         if (!text) {
-            return Unknown(number, IsUnderWay(number) ? UNDER_WAY : UNFINISHED);
+            return Unknown(number, IsUnderWay(number) ? "under way" : "unfinished", "");
         }
-        Json::Value run = InfoSyncUtil::ParseStoredObject(*text);
-        if (run["outcome"].isString() && run["words"].isString()) {
-            run["number"] = static_cast<Json::Int64>(number);
-            return run;
+        if (text->empty()) {
+            return Unknown(number, "not kept",
+                           "how it ended could not be written: the disk may have been full");
+        }
+        const Json::Value json = InfoSyncUtil::ParseStoredObject(*text);
+        if (json["outcome"].isString()) {
+            return FromJson(number, json);
         }
     } catch (const std::system_error& error) {
         return Unknown(number, UNREADABLE, error.what());
@@ -105,7 +103,32 @@ Json::Value ReadRun(std::int64_t number) {
 
 }  // namespace
 
-RunKeeper::RunKeeper(char level) : m_level(level) {
+Json::Value KeptRun::ToJson() const {
+    Json::Value json = Log::StoryJson(story);
+    json.removeMember("run");
+    json["number"] = Json::Int64{number};
+    json["finished"] = finished == 0 ? Json::Value() : Json::Value(Json::Int64{finished});
+    json["seconds"] = std::round(seconds * 1000) / 1000;
+    json["level"] = level == '\0' ? Json::Value() : Json::Value(std::string(1, level));
+    json["changes"] = changes;
+    return json;
+}
+
+Json::Value ToJson(const std::vector<DeviceChange>& changes) {
+    Json::Value all(Json::arrayValue);
+    for (const DeviceChange& change : changes) {
+        const Device& device = change.kind == "removed" ? change.before : change.after;
+        Json::Value json;
+        json["change"] = change.kind;
+        json["id"] = change.id;
+        json["name"] = device.name;
+        json["address"] = device.address;
+        all.append(std::move(json));
+    }
+    return all;
+}
+
+RunKeeper::RunKeeper() {
     try {
         const std::vector<std::int64_t> numbers = Numbers();
         m_number = numbers.empty() ? m_number : numbers.back() + 1;
@@ -119,33 +142,24 @@ RunKeeper::RunKeeper(char level) : m_level(level) {
     }
 }
 
-void RunKeeper::Take(const Explain::LogLine& line) {
-    const bool hasTime = !line.continues && line.priority != '\0' && line.headAt > 0;
+void RunKeeper::Take(const Log::Line& line) {
+    const bool hasTime = !line.tag.empty() && !line.time.empty();
     m_log << (hasTime ? std::string() : LogText::Now() + " ") << line.text << "\n" << std::flush;
 }
 
-Json::Value RunKeeper::Summary(const RunOutcome& outcome, const Json::Value& requests, double seconds,
-                               const std::vector<DeviceChange>& changes) const {
-    Json::Value run;
-    run["number"] = static_cast<Json::Int64>(m_number);
-    run["finished"] = static_cast<Json::Int64>(g_get_real_time() / MICROSECONDS);
-    run["seconds"] = std::round(seconds * 1000) / 1000;
-    run["outcome"] = KindName(outcome.kind);
-    run["reason"] = outcome.reason;
-    run["words"] = OutcomeWords(outcome);
-    run["level"] = std::string(1, m_level);
-    run["requests"] = requests;
-    run["changes"] = Json::Value(Json::arrayValue);
-    for (const DeviceChange& change : changes) {
-        run["changes"].append(ToJson(change));
+void RunKeeper::Keep(KeptRun& run) {
+    run.number = m_number;
+    run.finished = g_get_real_time() / MICROSECONDS;
+    const std::string note = FileOf(m_number, ".json");
+    try {
+        Files::Replace(note, Cli::JsonText(run.ToJson()));
+    } catch (const std::exception&) {
+        // An empty note takes no room: it says that the run ended.
+        std::ofstream(note).close();
+        throw;
     }
-    return run;
-}
-
-void RunKeeper::Keep(const Json::Value& summary) {
-    Files::Replace(FileOf(m_number, ".json"), Cli::JsonText(summary));
     std::vector<std::int64_t> numbers = Numbers();
-    numbers.resize(numbers.size() - std::min(numbers.size(), KEPT));
+    numbers.resize(numbers.size() - std::min(numbers.size(), MOST_KEPT_RUNS));
     for (const std::int64_t number : numbers) {
         std::error_code ignored;
         fs::remove(FileOf(number, ".json"), ignored);
@@ -157,20 +171,20 @@ void RunKeeper::Keep(const Json::Value& summary) {
     }
 }
 
-std::vector<Json::Value> ReadKeptRuns() {
-    std::vector<Json::Value> runs;
+std::vector<KeptRun> ReadKeptRuns() {
+    std::vector<KeptRun> runs;
     for (const std::int64_t number : Numbers()) {
         runs.push_back(ReadRun(number));
     }
     return runs;
 }
 
-Json::Value ReadNewestRun() {
+std::optional<KeptRun> ReadNewestRun() {
     try {
         const std::vector<std::int64_t> numbers = Numbers();
-        return numbers.empty() ? Json::Value() : ReadRun(numbers.back());
+        return numbers.empty() ? std::nullopt : std::optional(ReadRun(numbers.back()));
     } catch (const std::exception& error) {
-        return Unknown(0, UNREADABLE, Cli::Reason(error));
+        return Unknown(0, "unreadable", Cli::Reason(error));
     }
 }
 
@@ -186,32 +200,11 @@ std::string KeptLogPath(std::int64_t number) {
     return FileOf(number, ".log");
 }
 
-std::string KeptRunWords(const Json::Value& run, std::int64_t now, const Cli::Style& style) {
-    if (run.isNull()) {
-        return "none yet";
-    }
-    const bool isSuccess = Cli::TextMember(run, "outcome") == KindName(RunOutcome::Kind::SUCCESS);
-    const std::string words =
-        style(isSuccess ? Cli::Colour::GREEN : Cli::Colour::RED, Cli::Escape(Cli::TextMember(run, "words")));
-    return run.isMember("finished")
-               ? words + ", " +
-                     Cli::DurationText(Cli::Difference(now, InfoSyncUtil::ToInt64(run["finished"]))) + " ago"
-               : words;
-}
-
-std::string RequestsWords(const Json::Value& requests) {
-    std::vector<std::string> all;
-    for (const Json::Value& request : requests) {
-        std::string words = Cli::TextMember(request, "request");
-        const std::string mark = Cli::TextMember(request, "mark");
-        words += mark.empty() ? "" : " from mark " + mark;
-        const std::string status = Cli::TextMember(request, "status");
-        const bool isAnswered =
-            request.isObject() && request["answered"].isBool() && request["answered"].asBool();
-        words += !isAnswered ? " (no answer)" : status.empty() ? "" : " (" + status + ")";
-        all.push_back(words);
-    }
-    return Cli::Join(all, ", ");
+std::string KeptRunWords(const KeptRun& run, std::int64_t now, const Cli::Style& style) {
+    const std::string words = style(run.IsSuccess() ? Cli::Colour::GREEN : Cli::Colour::RED,
+                                    Cli::Escape(Log::OutcomeWords(run.story)));
+    return run.finished == 0 ? words
+                             : words + ", " + Cli::DurationText(Cli::Difference(now, run.finished)) + " ago";
 }
 
 }  // namespace Television

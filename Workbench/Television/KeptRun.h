@@ -1,5 +1,5 @@
-/** The last runs of a television, kept in its folder: runs/N.json says how the run with the number N went,
- * and runs/N.log is its log. */
+/** The last runs of a television, kept in its folder: runs/N.json tells the run with the number N and what
+ * its log cannot tell, and runs/N.log is that log. */
 #pragma once
 
 #include <json/json.h>
@@ -7,54 +7,71 @@
 #include <cstdint>
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Cli/FileLock.h"
 #include "Cli/Style.h"
-#include "Television/Explain/LogForms.h"
-#include "Television/RunOutcome.h"
+#include "Television/Log/Line.h"
+#include "Television/Log/Story.h"
 #include "Television/Stored.h"
 
 namespace Television {
 
 inline constexpr char RUNS_FOLDER[] = "runs";
+/** The name of a file in the television's folder, held by the run that is under way. */
+inline constexpr char RUN_LOCK_FILE[] = "run.lock";
+
+struct KeptRun {
+    std::int64_t number = 0;
+    /**
+     * Its outcome may also be "crashed", "timed out" or "interrupted", and of a run that left no note "under
+     * way", "unfinished" (the tool was killed), "not kept" (no more could be written) or "unreadable".
+     */
+    Log::Story story;
+    /** Seconds since the epoch; 0 where that is not known. */
+    std::int64_t finished = 0;
+    double seconds = 0;
+    char level = '\0';
+    /** Of the device list, each with "change", "id", "name" and "address". */
+    Json::Value changes = Json::Value(Json::arrayValue);
+
+    /** As it is kept, and as --json shows it. */
+    Json::Value ToJson() const;
+    bool IsSuccess() const {
+        return story.outcome == Log::SUCCESS;
+    }
+};
+
+Json::Value ToJson(const std::vector<DeviceChange>& changes);
 
 /** Keeps the run that is under way. */
 class RunKeeper {
 public:
-    /** Begins the run's log. @param level the least severe priority that the service logs */
-    explicit RunKeeper(char level);
+    /** Begins the run's log. */
+    RunKeeper();
 
     /** Adds a line, with the time, as the log viewer's form "time" has it. */
-    void Take(const Explain::LogLine& line);
-
-    /** How the run went, to be kept and shown. */
-    Json::Value Summary(const RunOutcome& outcome, const Json::Value& requests, double seconds,
-                        const std::vector<DeviceChange>& changes) const;
+    void Take(const Log::Line& line);
 
     /**
-     * Keeps it and forgets all but the last 20.
+     * Numbers the run, keeps it and forgets all but the last 20.
      * @throws std::runtime_error when that, or a part of the log, could not be kept
      */
-    void Keep(const Json::Value& summary);
+    void Keep(KeptRun& run);
 
 private:
     std::int64_t m_number = 1;
-    char m_level;
     std::ofstream m_log;
     std::unique_ptr<Cli::FileLock> m_lock;
 };
 
-/**
- * The runs that are kept, oldest first, each as RunKeeper::Summary has it; "outcome" is "under way", or
- * "unfinished" where the tool was killed before it could say more, or "unreadable".
- * @throws std::exception when the folder cannot be read
- */
-std::vector<Json::Value> ReadKeptRuns();
+/** The runs that are kept, oldest first. @throws std::exception when the folder cannot be read */
+std::vector<KeptRun> ReadKeptRuns();
 
-/** The newest, "unreadable" where the folder is that; null when there is none. */
-Json::Value ReadNewestRun();
+/** The newest; of the number 0 and "unreadable" where the folder is that; nothing when there is none. */
+std::optional<KeptRun> ReadNewestRun();
 
 /** Whether the run has not ended yet, nor been killed. */
 bool IsUnderWay(std::int64_t number);
@@ -65,10 +82,7 @@ std::string KeptLogPath(std::int64_t number);
 /** Whether a file of the runs' folder is one of a kept run. */
 bool IsKeptRunFile(const std::string& name);
 
-/** "success, 5 minutes ago"; "none yet" for null. */
-std::string KeptRunWords(const Json::Value& run, std::int64_t now, const Cli::Style& style);
-
-/** "token, activation 200, download from mark 1795 200" */
-std::string RequestsWords(const Json::Value& requests);
+/** "success, 5m ago" */
+std::string KeptRunWords(const KeptRun& run, std::int64_t now, const Cli::Style& style);
 
 }  // namespace Television

@@ -16,7 +16,7 @@
 #include "Cli/Text.h"
 #include "Files.h"
 #include "Television/Cloud.h"
-#include "Television/Masker.h"
+#include "Television/Log/Message.h"
 #include "Television/StoredSecrets.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
@@ -114,13 +114,11 @@ std::string Versions() {
 /** Takes the television's files without their secrets. */
 class Packing {
 public:
-    explicit Packing(const std::string& name) : m_name(name) {
-        m_logMasker.LearnKeys();
-    }
+    explicit Packing(const std::string& name) : m_name(name) {}
 
     void AddMasked(const fs::path& name, const std::string& bytes) {
         const bool isLog = name.extension() == ".log";
-        const std::string masked = isLog ? m_logMasker.MaskLog(bytes) : m_masker.Mask(bytes);
+        const std::string masked = isLog ? Log::MaskLog(bytes, m_masker) : m_masker.Mask(bytes);
         Add(name, name.parent_path() == "keys" ? RunOut(name.filename(), masked) : masked);
     }
 
@@ -168,7 +166,6 @@ private:
     std::string m_name;
     std::vector<std::string> m_secrets = StoredSecrets();
     Cli::Masker m_masker{m_secrets};
-    Masker m_logMasker;
     Staging m_staging;
 };
 

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 
 namespace Television {
 
@@ -46,8 +48,10 @@ bool IsIgnored(int signal) {
 /** One service process, from its start to its end. */
 class ServiceRun::Process {
 public:
-    Process(const RunOptions& options, const Explain::LogForms::Handler& onLine)
+    Process(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
+            const std::function<void()>& onPause)
         : m_log(onLine),
+          m_onPause(onPause),
           m_logFile(options.logFile),
           m_timeoutSeconds(options.timeoutSeconds),
           m_loop(g_main_loop_new(nullptr, FALSE), &g_main_loop_unref) {
@@ -68,7 +72,7 @@ public:
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
-    RunOutcome Wait() {
+    Ending Wait() {
         const guint timeout = g_timeout_add(m_timeoutSeconds * MILLISECONDS, &OnTimeout, this);
         const guint look = g_timeout_add(LOG_FILE_LOOK_MILLISECONDS, &OnLook, this);
         const guint output =
@@ -85,7 +89,7 @@ public:
         }
         ReadLogFile();
         m_log.Finish();
-        return Outcome();
+        return HowItEnded();
     }
 
 private:
@@ -120,14 +124,15 @@ private:
     }
 
     static gboolean Interrupt(gpointer self, int signal) {
-        static_cast<Process*>(self)->End({RunOutcome::Kind::INTERRUPTED, "", signal}, signal);
+        static_cast<Process*>(self)->End({"interrupted", "", signal}, signal);
         return G_SOURCE_CONTINUE;
     }
 
     static gboolean OnTimeout(gpointer self) {
         auto* const process = static_cast<Process*>(self);
-        const std::string reason = "no end after " + Cli::Count(process->m_timeoutSeconds, "second");
-        process->End({RunOutcome::Kind::TIMED_OUT, reason}, SIGTERM);
+        const std::string reason =
+            "no end after " + Cli::DurationText(std::int64_t{process->m_timeoutSeconds});
+        process->End({"timed out", reason}, SIGTERM);
         return G_SOURCE_REMOVE;
     }
 
@@ -148,9 +153,9 @@ private:
     }
 
     /** Asks the service to end, and after a while makes it. The first reason counts. */
-    void End(const RunOutcome& outcome, int signal) {
-        if (m_ended.kind == RunOutcome::Kind::SUCCESS) {
-            m_ended = outcome;
+    void End(const Ending& ending, int signal) {
+        if (m_ended.outcome.empty()) {
+            m_ended = ending;
         }
         kill(-m_pid, signal);
         if (m_graceSource == 0) {
@@ -168,7 +173,15 @@ private:
         if (count > 0) {
             m_log.Feed({buffer.data(), static_cast<std::size_t>(count)});
         }
+        Pause(static_cast<std::size_t>(std::max<ssize_t>(count, 0)) < buffer.size());
         return count;
+    }
+
+    /** An entry comes in one piece: where nothing more has come, and no line is begun, none goes on. */
+    void Pause(bool isDrained) {
+        if (isDrained && !m_log.IsWithin()) {
+            m_onPause();
+        }
     }
 
     /** Takes what the run has added to the file since the last look, where the television logs to one. */
@@ -180,23 +193,24 @@ private:
             m_logFileEnd += file.gcount();
             m_log.Feed({buffer.data(), static_cast<std::size_t>(file.gcount())});
         }
+        Pause(true);
     }
 
-    RunOutcome Outcome() const {
-        if (m_ended.kind != RunOutcome::Kind::SUCCESS) {
+    Ending HowItEnded() const {
+        if (!m_ended.outcome.empty()) {
             return m_ended;
         }
         if (WIFSIGNALED(m_status)) {
-            return {RunOutcome::Kind::CRASHED,
-                    std::string("ended by the signal ") + strsignal(WTERMSIG(m_status))};
+            return {"crashed", std::string("ended by the signal ") + strsignal(WTERMSIG(m_status))};
         }
         if (WEXITSTATUS(m_status) != 0) {
-            return {RunOutcome::Kind::CRASHED, "exit status " + std::to_string(WEXITSTATUS(m_status))};
+            return {"crashed", "exit status " + std::to_string(WEXITSTATUS(m_status))};
         }
         return {};
     }
 
-    Explain::LogForms m_log;
+    Log::LineReader m_log;
+    std::function<void()> m_onPause;
     std::string m_logFile;
     std::streamoff m_logFileEnd = 0;
     unsigned m_timeoutSeconds;
@@ -206,16 +220,17 @@ private:
     int m_output = -1;
     int m_status = 0;
     guint m_graceSource = 0;
-    /** Why the service was asked to end; a success while it was not. */
-    RunOutcome m_ended;
+    /** Why the service was asked to end; empty while it was not. */
+    Ending m_ended;
 };
 
-ServiceRun::ServiceRun(const RunOptions& options, const Explain::LogForms::Handler& onLine)
-    : m_process(std::make_unique<Process>(options, onLine)) {}
+ServiceRun::ServiceRun(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
+                       const std::function<void()>& onPause)
+    : m_process(std::make_unique<Process>(options, onLine, onPause)) {}
 
 ServiceRun::~ServiceRun() = default;
 
-RunOutcome ServiceRun::Wait() {
+Ending ServiceRun::Wait() {
     return m_process->Wait();
 }
 

@@ -1,13 +1,22 @@
 /** Runs the service on the television and watches it. */
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
-#include "Television/Explain/LogForms.h"
-#include "Television/RunOutcome.h"
+#include "Television/Log/Line.h"
 
 namespace Television {
+
+/** How the service's process ended. */
+struct Ending {
+    /** "crashed", "timed out" or "interrupted"; empty where it ended by itself with status 0. */
+    std::string outcome;
+    std::string reason;
+    /** The one that interrupted it; 0 for none. */
+    int signal = 0;
+};
 
 struct RunOptions {
     /** Path of the service's executable. */
@@ -28,16 +37,17 @@ class ServiceRun {
 public:
     /**
      * Starts the service.
-     * @param onLine gets the lines of the log
+     * @param onLine gets the lines of the log; onPause is called when there are none for a while
      * @throws std::runtime_error when it cannot be started
      */
-    ServiceRun(const RunOptions& options, const Explain::LogForms::Handler& onLine);
+    ServiceRun(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
+               const std::function<void()>& onPause);
     ~ServiceRun();
     ServiceRun(const ServiceRun&) = delete;
     ServiceRun& operator=(const ServiceRun&) = delete;
 
-    /** Returns when the service has ended; a success is one that ended by itself with status 0. */
-    RunOutcome Wait();
+    /** Returns when the service has ended. */
+    Ending Wait();
 
 private:
     class Process;

@@ -206,8 +206,8 @@ Status ReadStatus(std::int64_t now) {
     status.nextRun = PlanNextRun(status, now);
     status.problems = FindProblems(now);
     AddUnreadable(stored, status.problems);
-    if (status.lastRun.isObject() && status.lastRun["number"] == 0) {  // not even the folder can be read
-        status.problems.push_back({"runs", Cli::TextMember(status.lastRun, "reason"), true});
+    if (status.lastRun && status.lastRun->number == 0) {  // not even the folder can be read
+        status.problems.push_back({"runs", Cli::Join(status.lastRun->story.reason, "; "), true});
     }
     return status;
 }

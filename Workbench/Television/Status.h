@@ -5,11 +5,13 @@
 #include <json/json.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Cli/Style.h"
 #include "Television/Cloud.h"
+#include "Television/KeptRun.h"
 
 namespace Television {
 
@@ -83,8 +85,7 @@ struct Status {
     bool isFactoryResetRequested = false;
     std::vector<BluetoothDevice> bluetooth;
     Cloud cloud;
-    /** As ReadNewestRun has it. */
-    Json::Value lastRun;
+    std::optional<KeptRun> lastRun;
     Plan nextRun;
     std::vector<Problem> problems;
 };

@@ -180,7 +180,7 @@ Json::Value ToJson(const Status& status) {
     json["cloud"]["folder"] = status.cloud.folder.empty() ? Json::Value() : Json::Value(status.cloud.folder);
     json["cloud"]["port"] = status.cloud.port == 0 ? Json::Value() : Json::Value(status.cloud.port);
     json["cloud"]["words"] = status.cloud.words;
-    json["last_run"] = status.lastRun;
+    json["last_run"] = status.lastRun ? status.lastRun->ToJson() : Json::Value();
     json["next_run"] = PlanJson(status.nextRun);
     json["problems"] = ProblemsJson(status.problems);
     return json;
@@ -204,8 +204,8 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
         }
     }
     lines.Add("cloud", Cli::Escape(status.cloud.words));
-    lines.Add("last run", KeptRunWords(status.lastRun, now, style));
-    const std::string requests = RequestsWords(status.lastRun["requests"]);
+    lines.Add("last run", status.lastRun ? KeptRunWords(*status.lastRun, now, style) : "none yet");
+    const std::string requests = status.lastRun ? Log::RequestsWords(status.lastRun->story) : "";
     if (!requests.empty()) {
         lines.Add("", Cli::Escape("it asked for: " + requests));
     }

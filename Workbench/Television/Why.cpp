@@ -149,12 +149,12 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
         }
     }
     std::string traces;
-    const std::vector<Json::Value> runs = ReadKeptRuns();
+    const std::vector<KeptRun> runs = ReadKeptRuns();
     for (auto run = runs.rbegin(); run != runs.rend() && traces.empty(); ++run) {
-        for (const Json::Value& change : (*run)["changes"]) {
+        for (const Json::Value& change : run->changes) {
             const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
             if (IsMeant(device, text("id"), text("name"), text("address"))) {
-                traces = "Run " + Cli::TextMember(*run, "number") + " " + text("change") + " it" +
+                traces = "Run " + std::to_string(run->number) + " " + text("change") + " it" +
                          (text("change") == "removed" ? ": it was deleted in the cloud. " : ". ");
             }
         }
@@ -195,9 +195,9 @@ std::string NotDownloaded(const Inquiry& inquiry, std::int64_t now, const std::s
 /** What holds for every device. */
 std::vector<std::string> Notes(const std::string& user, const DeviceList& list) {
     std::vector<std::string> notes;
-    const Json::Value lastRun = ReadNewestRun();
-    if (!lastRun.isNull() && Cli::TextMember(lastRun, "outcome") != KindName(RunOutcome::Kind::SUCCESS)) {
-        notes.push_back("the last run: " + Cli::TextMember(lastRun, "words") +
+    const std::optional<KeptRun> lastRun = ReadNewestRun();
+    if (lastRun && !lastRun->IsSuccess()) {
+        notes.push_back("the last run: " + Log::OutcomeWords(lastRun->story) +
                         ". What it did: infosync-tv log | infosync-tv explain");
     }
     if (user.empty()) {

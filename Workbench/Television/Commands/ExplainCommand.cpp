@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
 
@@ -15,141 +14,185 @@
 #include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Commands/Commands.h"
-#include "Television/Explain/Explainer.h"
-#include "Television/Explain/Page.h"
-#include "Television/Explain/Story.h"
-#include "Television/Explain/Trace.h"
+#include "Television/Log/Page.h"
+#include "Television/Log/Runs.h"
+#include "Television/Log/Story.h"
+#include "Util/Log.h"
 
 namespace Commands {
 
 namespace {
 
+namespace fs = std::filesystem;
+
+constexpr char STANDARD_INPUT[] = "-";
+
 struct ExplainArguments {
-    std::string file = "-";
-    bool json = false;
+    std::string file = STANDARD_INPUT;
+    std::string device;
     std::string page;
-    std::string trace;
+    bool json = false;
 };
 
 std::runtime_error Failure(const std::string& file) {
     return std::runtime_error(Cli::Escape(file) + ": " + std::generic_category().message(errno));
 }
 
-/** @return a stream that is not open where no trace is wanted */
-std::ofstream OpenTrace(const ExplainArguments& arguments) {
-    std::ofstream trace;
-    for (const std::string& written : {arguments.page, arguments.trace}) {
-        if (written == "-") {
-            throw Cli::UsageError("a page or a trace needs a file: standard output has the story");
-        }
-        std::error_code error;
-        if (!written.empty() && std::filesystem::equivalent(written, arguments.file, error)) {
-            throw Cli::UsageError(Cli::Escape(written) + " is the log itself");
+void CheckPage(const ExplainArguments& arguments) {
+    const fs::path page = arguments.page;
+    std::error_code ignored;
+    if (arguments.page == STANDARD_INPUT) {
+        throw Cli::UsageError("a page needs a file: standard output has the story");
+    }
+    if (!arguments.page.empty() && fs::equivalent(page, arguments.file, ignored)) {
+        throw Cli::UsageError(Cli::Escape(arguments.page) + " is the log itself");
+    }
+    if (page.has_parent_path() && !fs::is_directory(page.parent_path(), ignored)) {
+        throw std::runtime_error(Cli::Escape(page.parent_path().string()) + ": no such folder");
+    }
+}
+
+/** @throws std::runtime_error for a file that begins as a compressed one does */
+void CheckBeginning(const std::string& name, std::string_view beginning) {
+    struct Compression {
+        std::string_view start;
+        const char* reader;
+    };
+    constexpr Compression COMPRESSIONS[] = {{"\x1f\x8b", "zcat"},
+                                            {"BZh", "bzcat"},
+                                            {"\xfd"
+                                             "7zXZ",
+                                             "xzcat"},
+                                            {"\x28\xb5\x2f\xfd", "zstdcat"},
+                                            {"PK\x03\x04", "unzip -p"}};
+    for (const auto& [start, reader] : COMPRESSIONS) {
+        if (Cli::StartsWith(beginning, start)) {
+            throw std::runtime_error(Cli::Escape(name) + " is compressed\nUnpack it: " + reader + " " +
+                                     Cli::Escape(name == STANDARD_INPUT ? "FILE" : name) +
+                                     " | infosync-tv explain");
         }
     }
-    if (!arguments.trace.empty()) {
-        trace.open(arguments.trace, std::ios::binary);
-        if (!trace) {
-            throw Failure(arguments.trace);
-        }
-    }
-    return trace;
 }
 
 /** Hands the log over piece by piece. */
-void Read(const std::string& name, Explain::Explainer& explainer) {
+void Read(const std::string& name, Log::Runs& runs) {
     std::ifstream file;
-    if (name != "-") {
+    if (name != STANDARD_INPUT) {
         file.open(name, std::ios::binary);
+    } else if (isatty(STDIN_FILENO) == 1) {
+        std::cerr << "infosync-tv: reading the log from standard input, up to Ctrl-D\n";
     }
-    std::istream& log = name == "-" ? std::cin : file;
+    std::istream& log = name == STANDARD_INPUT ? std::cin : file;
     std::array<char, 65536> piece = {};
+    bool isFirst = true;
     while (log.read(piece.data(), piece.size()) || log.gcount() > 0) {
-        explainer.Feed({piece.data(), static_cast<std::size_t>(log.gcount())});
+        const std::string_view read(piece.data(), static_cast<std::size_t>(log.gcount()));
+        if (isFirst) {
+            CheckBeginning(name, read);
+        }
+        isFirst = false;
+        runs.Feed(read);
     }
     if (!log.eof()) {
         throw Failure(name);
     }
-    explainer.Finish();
+    runs.Finish();
 }
 
-void Close(std::ofstream& file, Explain::Trace& trace, const std::string& name) {
-    trace.Finish();
-    file.close();
-    if (!file) {
-        throw Failure(name);
-    }
-    if (trace.EventCount() == 0) {
-        throw std::runtime_error(Cli::Escape(name) + " is empty: only a log of level D has the traced calls");
-    }
-    std::cerr << Cli::Escape(name) << ": the trace, for ui.perfetto.dev or chrome://tracing\n";
-}
+/** Writes the stories one by one, as text or as an array of JSON. */
+class Teller {
+public:
+    explicit Teller(const ExplainArguments& arguments) : m_arguments(arguments) {}
 
-void ExplainLog(const ExplainArguments& arguments) {
-    std::ofstream traceFile = OpenTrace(arguments);
-    Explain::Trace trace(traceFile);
-    Explain::Page page(arguments.file == "-" ? "standard input"
-                                             : std::filesystem::path(arguments.file).filename().string());
-    const Cli::Style style(STDOUT_FILENO);
-    std::size_t count = 0;
-    Explain::Explainer explainer(
-        [&](const Explain::Run& run) {
-            std::cout << (count > 0        ? (arguments.json ? ",\n" : "\n")
-                          : arguments.json ? "[\n"
-                                           : "")
-                      << (arguments.json ? Cli::JsonText(Explain::StoryJson(run))
-                                         : Explain::StoryText(run, style));
-            if (!arguments.page.empty()) {
-                page.Add(run);
-            }
-            ++count;
-        },
-        [&](const Explain::LogLine& line) {
-            if (traceFile.is_open()) {
-                trace.Take(line);
-            }
-        });
-    Read(arguments.file, explainer);
-    std::cout << (!arguments.json ? "" : count == 0 ? "[]\n" : "]\n");
-    if (count == 0) {
-        throw std::runtime_error(Cli::Escape(arguments.file) +
-                                 ": no line of the service is in it; its tag is " + Explain::SERVICE_TAG);
+    void Tell(const Log::Run& run) {
+        Log::Story story = Log::Tell(run);
+        Log::Narrow(story, m_arguments.device);
+        m_hasDevice = m_hasDevice || !story.records.empty();
+        std::cout << (m_count > 0        ? (m_arguments.json ? ",\n" : "\n")
+                      : m_arguments.json ? "[\n"
+                                         : "")
+                  << (m_arguments.json ? Cli::JsonText(Log::StoryJson(story))
+                                       : Log::StoryText(story, m_style));
+        ++m_count;
     }
-    if (!arguments.page.empty()) {
+
+    /** @throws std::runtime_error where nothing was told. @param remark on the log as a whole */
+    void Finish(const std::string& remark) {
+        std::cout << (!m_arguments.json ? "" : m_count == 0 ? "[]\n" : "]\n") << std::flush;
+        if (m_count == 0) {
+            throw std::runtime_error(
+                Cli::Escape(m_arguments.file) + ": " +
+                (remark.empty()
+                     ? std::string("no line of the service is in it; its tag is ") + InfoSyncLog::TAG
+                     : remark));
+        }
+        if (!remark.empty()) {
+            std::cerr << "infosync-tv: " << remark << "\n";
+        }
+        if (!m_arguments.device.empty() && !m_hasDevice) {
+            throw std::runtime_error("no run in this log tells of " + Cli::Escape(m_arguments.device));
+        }
+    }
+
+private:
+    const ExplainArguments& m_arguments;
+    Cli::Style m_style{STDOUT_FILENO};
+    std::size_t m_count = 0;
+    bool m_hasDevice = false;
+};
+
+void Explain(const ExplainArguments& arguments) {
+    CheckPage(arguments);
+    const bool hasPage = !arguments.page.empty();
+    Log::Page page(
+        arguments.file == STANDARD_INPUT ? "standard input" : fs::path(arguments.file).filename().string(),
+        arguments.device);
+    Teller teller(arguments);
+    Log::Runs runs(hasPage, [&](const Log::Run& run) {
+        teller.Tell(run);
+        if (hasPage) {
+            page.Add(run);
+        }
+    });
+    Read(arguments.file, runs);
+    teller.Finish(runs.Remark());
+    if (hasPage) {
         Files::Replace(arguments.page, page.Code());
         std::cerr << Cli::Escape(arguments.page) << ": the page, for a browser\n";
     }
-    if (traceFile.is_open()) {
-        Close(traceFile, trace, arguments.trace);
-    }
+}
+
+void Declare(Cli::Command& command, ExplainArguments& arguments) {
+    command.Operand("FILE", arguments.file, "the log; - for standard input");
+    command
+        .Option("--device", "NAME", arguments.device,
+                "tell of the records with this in their name, address or id alone")
+        .Must(&Cli::IsNotEmpty);
+    command.Option("--html", "PAGE", arguments.page, "write a page with a picture of each run")
+        .Must(&Cli::IsNotEmpty);
+    command.Flag("--json", arguments.json, "write JSON for scripts: an array with an object for each run");
 }
 
 }  // namespace
 
 void AddExplain(Cli::Tool& tool) {
-    const auto arguments = std::make_shared<ExplainArguments>();
-    Cli::Command command = tool.Add(
+    tool.Add(
         "explain", "Tell what the service did, from its log alone",
-        R"(FILE, or standard input, is a log from a set or a desk: of the log viewer in its forms brief,
-time, threadtime or long, of journalctl, or of the service itself, with other programs' lines
-between and cut anywhere. Each run is told as a short story: what it did and why, what failed
-and what to do. The more a log holds (--level of run, up to D), the more is told. Tokens,
-codes and verifiers are masked.
+        R"(FILE, or standard input, is a log from a set or a desk: of the log viewer, of journalctl (-o json
+too), found by grep, quoted in a mail or a table, with other programs' lines between and cut
+anywhere. Each run is told as a short story: what it did and why, what failed and what to do.
+What the log does not tell is told as that, with what would tell it: mostly a lower level
+(`run --level`, down to D). Tokens, codes and verifiers are masked.
 
 The page shows a run as a picture: who said what to whom, each step with its lines. It needs
-neither a network nor scripts. The trace shows how long each call took.
+neither a network nor scripts.
 
 Examples:
   infosync-tv explain set.log
   infosync-tv explain set.log --html set.html
-  journalctl -u bt-infosync | infosync-tv explain
-  infosync-tv run --level D 2>&1 | infosync-tv explain --trace trace.json)",
-        [arguments] { ExplainLog(*arguments); });
-    command.Operand("FILE", arguments->file, "the log; - for standard input");
-    command.Json(arguments->json);
-    command.Option("--html", "PAGE", arguments->page, "write a page with a picture of each run")
-        .Must(&Cli::IsNotEmpty);
-    command.Option("--trace", "TRACE", arguments->trace, "write the traced calls as Chrome trace events");
+  infosync-tv explain set.log --device kitchen
+  journalctl -u bt-infosync | infosync-tv explain)",
+        &Declare, &Explain);
 }
 
 }  // namespace Commands

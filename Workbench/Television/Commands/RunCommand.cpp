@@ -1,28 +1,27 @@
-#include <glib.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
-#include <iomanip>
 #include <iostream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 
 #include "Cli/FileLock.h"
 #include "Cli/Json.h"
 #include "Cli/Style.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
+#include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
-#include "Television/Explain/RunReader.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
-#include "Television/Masker.h"
+#include "Television/Log/RunReader.h"
 #include "Television/ServiceRun.h"
 #include "Television/Stored.h"
+#include "Television/StoredSecrets.h"
 #include "TvFolder.h"
 
 namespace Commands {
@@ -46,7 +45,6 @@ struct RunArguments {
     int timeoutSeconds = 120;
     /** Empty for the usual one. */
     std::string service;
-    bool wait = false;
     bool showSecrets = false;
     bool json = false;
 };
@@ -62,77 +60,85 @@ std::string ServicePath(const RunArguments& arguments) {
     return std::filesystem::read_symlink("/proc/self/exe").replace_filename(SERVICE_NAME).string();
 }
 
-bool IsLessSevere(char priority, char level) {
-    return Explain::PRIORITIES.find(priority) < Explain::PRIORITIES.find(level);
+/** The priority that the service is to log. */
+char LevelNeeded(char shown, bool isFile) {
+    const char needed = isFile ? LEVEL_NEEDED_IN_FILE : LEVEL_NEEDED;
+    return Log::IsBelow(needed, shown) ? needed : shown;
 }
 
-Colour LineColour(char priority) {
+/** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
+std::string Awaited(const Log::Line& line) {
+    if (Cli::StartsWith(line.message, "Not logged in, try : ")) {
+        return "waiting for sign-in, up to 20s: infosync-tv sign-in USER";
+    }
+    const bool isForCode = line.message == "result != SSO_TRUE" || line.message == "userData is authcode";
+    return isForCode ? "no code came, and the service waits for one: Ctrl-C ends the run" : "";
+}
+
+Colour LineColour(const Log::Line& line) {
+    const char priority = line.text.find("<<Not Error>>") == std::string::npos ? line.priority : '\0';
     return priority == 'E' || priority == 'F'   ? Colour::RED
            : priority == 'W'                    ? Colour::YELLOW
            : priority == 'V' || priority == 'D' ? Colour::DIM
                                                 : Colour::PLAIN;
 }
 
-/** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
-std::string Awaited(const Explain::LogLine& line) {
-    if (Cli::StartsWith(line.message, "Not logged in, try : ")) {
-        return "waiting for sign-in, up to 20 seconds: infosync-tv sign-in USER";
-    }
-    const bool isForCode = line.message == "result != SSO_TRUE" || line.message == "userData is authcode";
-    return isForCode ? "no code came, and the service waits for one: Ctrl-C ends the run" : "";
-}
-
 /** Shows the log with its secrets masked, and what of it people should not wait for in vain. */
-class Show {
+class Watcher {
 public:
-    Show(char level, bool showSecrets) : m_level(level), m_showSecrets(showSecrets) {
-        m_masker.LearnKeys();
-    }
+    Watcher(char level, bool showSecrets) : m_level(level), m_showSecrets(showSecrets) {}
 
-    /** Shows a line that was asked for; one that is no log line is always shown. @return it, masked */
-    Explain::LogLine Line(const Explain::LogLine& line) {
-        // Lines that are not shown are learned from as well.
-        Explain::LogLine masked = m_masker.MaskLine(line);
-        if (line.continues || line.priority == '\0' || !IsLessSevere(line.priority, m_level)) {
-            const bool isPlain = line.continues || line.text.find("<<Not Error>>") != std::string::npos;
-            std::cerr << m_style(isPlain ? Colour::PLAIN : LineColour(line.priority),
-                                 Cli::EscapeLines(m_showSecrets ? line.text : masked.text))
-                      << "\n";
+    void Take(Log::Message& message) {
+        // One that is no log line is always shown.
+        const Log::Line first = message.lines.front();
+        const bool isShown =
+            first.tag.empty() || first.priority == '\0' || !Log::IsBelow(first.priority, m_level);
+        if (isShown && m_showSecrets) {
+            Show(message);
         }
-        const std::string awaited = Awaited(line);
+        Log::Mask(message, m_masker);
+        if (isShown && !m_showSecrets) {
+            Show(message);
+        }
+        const std::string awaited = Awaited(first);
         if (!awaited.empty() && awaited != m_awaited) {
             std::cerr << "infosync-tv: " << awaited << "\n";
         }
         m_awaited = awaited.empty() ? m_awaited : awaited;
-        return masked;
+        m_reader.Take(message);
     }
 
-    /** What the run ended in, which may have a secret in it that was not known as one before. */
-    void Mask(Television::RunOutcome& outcome) const {
-        outcome.reason = m_masker.MaskKnown(outcome.reason);
+    Log::Run Finish() {
+        return m_reader.Finish();
     }
 
 private:
+    void Show(const Log::Message& message) const {
+        for (const Log::Line& line : message.lines) {
+            std::cerr << m_style(line.tag.empty() ? Colour::PLAIN : LineColour(line),
+                                 Cli::EscapeLines(line.text))
+                      << "\n";
+        }
+    }
+
     char m_level;
     bool m_showSecrets;
     Style m_style{STDERR_FILENO};
-    Television::Masker m_masker;
+    Cli::Masker m_masker{Television::StoredSecrets()};
+    Log::RunReader m_reader{0, 0, false};
     std::string m_awaited;
 };
 
-std::string DeviceWords(const Television::Device& device) {
-    return Cli::Escape(device.name) + "  " + Cli::Escape(device.address);
-}
-
 std::string ChangeText(const DeviceChange& change, const Style& style) {
     const bool isRemoved = change.kind == "removed";
+    const Television::Device& device = isRemoved ? change.before : change.after;
     const Colour colour = isRemoved ? Colour::RED : change.kind == "added" ? Colour::GREEN : Colour::YELLOW;
     const std::string before = change.kind == "renamed" ? Cli::Escape(change.before.name) + " -> " : "";
     const std::string after =
-        change.kind == "changed" ? "  users " + Cli::Escape(Cli::Join(change.after.users, ", ")) : "";
+        change.kind == "changed" ? "  users " + Cli::Escape(Cli::Join(device.users, ", ")) : "";
     return "  " + style(colour, Cli::Pad(change.kind, sizeof("renamed  ") - 1)) + before +
-           DeviceWords(isRemoved ? change.before : change.after) + after + "  (" + Cli::Escape(change.id) +
-           ")\n";
+           Cli::Escape(device.name) + "  " + Cli::Escape(device.address) + after + "  (" +
+           Cli::Escape(change.id) + ")\n";
 }
 
 std::string ChangesText(const Television::DeviceList& after, const std::vector<DeviceChange>& changes,
@@ -148,19 +154,54 @@ std::string ChangesText(const Television::DeviceList& after, const std::vector<D
     return text;
 }
 
-/** @throws std::runtime_error when a run is under way already and is not to be waited for */
-std::unique_ptr<Cli::FileLock> LockTelevision(bool wait) {
-    const std::string path = TvFolder::Resolve(Television::RUN_LOCK_FILE);
-    auto lock = std::make_unique<Cli::FileLock>(path, Cli::FileLock::Wait::NO);
-    if (!lock->IsHeld() && !wait) {
-        throw std::runtime_error(
-            "a run of this television is under way\nWait for its end with --wait, or end it first");
-    }
+/** @throws std::runtime_error when a run is under way already */
+std::unique_ptr<Cli::FileLock> LockTelevision() {
+    auto lock = std::make_unique<Cli::FileLock>(TvFolder::Resolve(Television::RUN_LOCK_FILE),
+                                                Cli::FileLock::Wait::NO);
     if (!lock->IsHeld()) {
-        std::cerr << "infosync-tv: waiting for the run that is under way\n";
-        lock = std::make_unique<Cli::FileLock>(path, Cli::FileLock::Wait::YES);
+        throw std::runtime_error("a run of this television is under way\nWatch it: infosync-tv log -f");
     }
     return lock;
+}
+
+/** The story, with what the log cannot tell: how the process ended, and what the cloud's side looks like. */
+Log::Story Tell(const Log::Run& run, const Television::Ending& ending) {
+    Log::Story story = Log::Tell(run);
+    if (!ending.outcome.empty()) {
+        story.outcome = ending.outcome;
+        story.reason = run.failure ? story.reason : std::vector<std::string>();
+        if (!ending.reason.empty()) {
+            story.reason.insert(story.reason.begin(), ending.reason);
+        }
+    } else if (story.outcome == Log::NOT_TOLD && !run.sawEnd) {
+        story.outcome = "crashed";
+        story.reason = {"the log ends before the service did"};
+    }
+    const bool isUnanswered = run.failure && run.failure->known != nullptr &&
+                              run.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER;
+    const Television::Cloud cloud = isUnanswered ? Television::Cloud::Find() : Television::Cloud();
+    if (!cloud.folder.empty()) {
+        story.remedies.insert(story.remedies.begin(), cloud.words);
+    }
+    return story;
+}
+
+std::string EndText(const Television::KeptRun& run, const Style& style) {
+    std::string text;
+    for (const std::string& remedy : run.story.remedies) {
+        text += Cli::Wrap("to do: " + Cli::Escape(remedy), 7, style.Width());
+    }
+    const std::string ended =
+        "run: " + Cli::Escape(Log::OutcomeWords(run.story)) + " (" + Cli::DurationText(run.seconds) + ")";
+    return text + style(run.IsSuccess() ? Colour::GREEN : Colour::RED, Cli::Wrap(ended, 5, style.Width()));
+}
+
+void Keep(Television::RunKeeper& keeper, Television::KeptRun& run) {
+    try {
+        keeper.Keep(run);
+    } catch (const std::exception& error) {
+        throw std::runtime_error(std::string("how the run ended could not be kept: ") + error.what());
+    }
 }
 
 void Run(const RunArguments& arguments) {
@@ -168,100 +209,88 @@ void Run(const RunArguments& arguments) {
     const auto television = TvFolder::ReadIni();
     const std::string level =
         arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level;
-    Television::RunOptions options;
-    options.service = ServicePath(arguments);
-    options.timeoutSeconds = static_cast<unsigned>(arguments.timeoutSeconds);
     const auto file = television->Text(TvKeys::LOG_FILE);
-    options.logFile = file ? TvFolder::Resolve(*file) : "";
-    const char needed = file ? LEVEL_NEEDED_IN_FILE : LEVEL_NEEDED;
-    options.level = IsLessSevere(needed, level[0]) ? needed : level[0];
-    const auto lock = LockTelevision(arguments.wait);
+    const Television::RunOptions options{ServicePath(arguments), LevelNeeded(level[0], file.has_value()),
+                                         file ? TvFolder::Resolve(*file) : "",
+                                         static_cast<unsigned>(arguments.timeoutSeconds)};
+    const auto lock = LockTelevision();
     std::cerr << Television::IniWarnings();
 
     const Television::DeviceList before = Television::ReadDeviceList();
     // Begun when the service is: what did not start is no run.
     std::optional<Television::RunKeeper> keeper;
-    Show show(level[0], arguments.showSecrets);
+    Watcher watcher(level[0], arguments.showSecrets);
+    Log::Messages messages([&watcher](Log::Message& message) { watcher.Take(message); });
     const auto started = std::chrono::steady_clock::now();
-    Explain::RunReader reader(0, 0);
-    Television::ServiceRun service(options, [&](const Explain::LogLine& line) {
-        keeper->Take(line);
-        reader.Take(show.Line(line));
-    });
-    keeper.emplace(options.level);
-    Television::RunOutcome outcome = service.Wait();
-    const std::chrono::duration<double> duration = std::chrono::steady_clock::now() - started;
-    const Explain::Run run = reader.Finish();
-    const std::string lastFault = Television::LastFault(run);
-    if (outcome.kind == Television::RunOutcome::Kind::SUCCESS) {
-        outcome = Television::OutcomeOf(run);
-    } else if (outcome.kind == Television::RunOutcome::Kind::TIMED_OUT && !lastFault.empty()) {
-        outcome.reason += "; the last error was: " + lastFault;
-    }
-    show.Mask(outcome);
-
-    const Style style(STDOUT_FILENO);
+    Television::ServiceRun service(
+        options,
+        [&](const Log::Line& line) {
+            keeper->Take(line);
+            messages.Take(line);
+        },
+        [&messages] { messages.Flush(); });
+    keeper.emplace();
+    const Television::Ending ending = service.Wait();
+    messages.Flush();
     const Television::DeviceList after = Television::ReadDeviceList();
-    const bool isSuccess = outcome.kind == Television::RunOutcome::Kind::SUCCESS;
     const std::vector<DeviceChange> changes = Television::Compare(before, after);
-    const Json::Value summary =
-        keeper->Summary(outcome, Television::RequestsOf(run), duration.count(), changes);
-    if (arguments.json) {
-        std::cout << Cli::JsonText(summary);
-    } else {
-        std::ostringstream ended;
-        ended << "run: " << Television::OutcomeWords(outcome) << " (" << std::fixed << std::setprecision(2)
-              << duration.count() << " s)";
-        std::cout << ChangesText(after, changes, style)
-                  << style(isSuccess ? Colour::GREEN : Colour::RED,
-                           Cli::Wrap(Cli::Escape(ended.str()), 5, style.Width()));
-    }
+    Television::KeptRun run;
+    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    run.story = Tell(watcher.Finish(), ending);
+    run.level = options.level;
+    run.changes = Television::ToJson(changes);
+    std::exception_ptr unkept;
     try {
-        keeper->Keep(summary);
-    } catch (const std::exception& error) {
-        throw std::runtime_error(std::string("how the run ended could not be kept: ") + error.what());
+        Keep(*keeper, run);
+    } catch (const std::exception&) {
+        unkept = std::current_exception();
     }
-    if (!isSuccess) {
+    const Style style(STDOUT_FILENO);
+    std::cout << (arguments.json ? Cli::JsonText(run.ToJson())
+                                 : ChangesText(after, changes, style) + EndText(run, style));
+    if (unkept) {
+        std::rethrow_exception(unkept);
+    }
+    if (!run.IsSuccess()) {
         // As a shell tells of what a signal ended.
         constexpr int SIGNALLED = 128;
-        throw Cli::ToldAlready(outcome.signal != 0 ? SIGNALLED + outcome.signal : Cli::EXIT_FAILED);
+        throw Cli::ToldAlready(ending.signal != 0 ? SIGNALLED + ending.signal : Cli::EXIT_FAILED);
     }
+}
+
+void Declare(Cli::Command& command, RunArguments& arguments) {
+    command
+        .Option("--level", "LEVEL", arguments.level,
+                "show this priority and above: V, D, I, W, E or F (default: [log] level)")
+        .OneOf({"V", "D", "I", "W", "E", "F"});
+    command
+        .Option("--timeout", "SECONDS", arguments.timeoutSeconds,
+                "end a run that does not end by itself (default: 120)")
+        .Between(1, LONGEST_TIMEOUT_SECONDS);
+    command.Option("--service", "FILE", arguments.service,
+                   "the service's executable (default: bt-infosync beside this tool)");
+    command.Flag("--show-secrets", arguments.showSecrets,
+                 "leave tokens, codes and verifiers in the log as they are");
+    command.Json(arguments.json);
 }
 
 }  // namespace
 
 void AddRun(Cli::Tool& tool) {
-    const auto arguments = std::make_shared<RunArguments>();
-    Cli::Command command =
-        tool.Add("run", "Run the service once on this television",
-                 R"(The service's log goes to standard error; what changed in the device list and how the run
+    tool.Add("run", "Run the service once on this television",
+             R"(The service's log goes to standard error; what changed in the device list and how the run
 ended goes to standard output. Both are kept, for `runs`, `log` and `status`. The exit
 status is 0 only for a run that came to its good end and stored what it brought; 128 and the
 number of the signal for one that SIGINT, SIGTERM or SIGHUP interrupted.
 
 Of tokens, codes and verifiers, the log shows the first four characters: of the values of
-names that they have, of texts of 16 bytes or more under unknown names, and of each that
-was seen or is stored, wherever it stands. What is not masked: Workbench/README.md.
+names that they have, and of each that is stored, wherever it stands.
 
 Examples:
   infosync-tv run
   infosync-tv run --level E
   infosync-tv run --level D --show-secrets 2>run.log)",
-                 [arguments] { Run(*arguments); });
-    command
-        .Option("--level", "LEVEL", arguments->level,
-                "show this priority and above: V, D, I, W, E or F (default: [log] level)")
-        .OneOf({"V", "D", "I", "W", "E", "F"});
-    command
-        .Option("--timeout", "SECONDS", arguments->timeoutSeconds,
-                "end a run that does not end by itself (default: 120)")
-        .Between(1, LONGEST_TIMEOUT_SECONDS);
-    command.Option("--service", "FILE", arguments->service,
-                   "the service's executable (default: bt-infosync beside this tool)");
-    command.Flag("--wait", arguments->wait, "wait for the end of a run that is under way");
-    command.Flag("--show-secrets", arguments->showSecrets,
-                 "leave tokens, codes and verifiers in the log as they are");
-    command.Json(arguments->json);
+             &Declare, &Run);
 }
 
 }  // namespace Commands

@@ -1,10 +1,11 @@
 #include <glib.h>
 #include <unistd.h>
 
-#include <ctime>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 
@@ -16,8 +17,8 @@
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
-#include "Television/Masker.h"
-#include "Util/JsonUtil.h"
+#include "Television/Log/Message.h"
+#include "Television/StoredSecrets.h"
 
 namespace Commands {
 
@@ -27,101 +28,111 @@ namespace {
 constexpr std::int64_t HIGHEST_NUMBER = 1'000'000'000;
 constexpr gulong LOOK_EVERY_MICROSECONDS = 100'000;
 
+/** A line for each run: what is too long for a terminal, `log` and --json have whole. */
+std::string RunsText(const std::vector<Television::KeptRun>& runs) {
+    constexpr std::size_t OTHER_COLUMNS = sizeof("1000  2026-11-24 14:02:10  CHANGES  ") - 1;
+    const Cli::Style style(STDOUT_FILENO);
+    Cli::Table table({"N", "ENDED", "CHANGES", "OUTCOME"});
+    for (const Television::KeptRun& run : runs) {
+        const std::string words = Cli::Escape(Log::OutcomeWords(run.story));
+        table.Add({std::to_string(run.number), run.finished == 0 ? "" : Cli::DateTime(run.finished),
+                   std::to_string(run.changes.size()), Cli::Shorten(words, style.Width() - OTHER_COLUMNS)});
+    }
+    return table.Text(style);
+}
+
 void Runs(bool json) {
     Television::Require();
-    const std::vector<Json::Value> runs = Television::ReadKeptRuns();
+    const std::vector<Television::KeptRun> runs = Television::ReadKeptRuns();
     Json::Value all(Json::arrayValue);
-    Cli::Table table({"N", "ENDED", "CHANGES", "OUTCOME"});
-    for (const Json::Value& run : runs) {
-        all.append(run);
-        const std::string requests = Television::RequestsWords(run["requests"]);
-        table.Add({Cli::TextMember(run, "number"),
-                   run.isMember("finished") ? Cli::DateTime(InfoSyncUtil::ToInt64(run["finished"])) : "",
-                   std::to_string(run["changes"].size()),
-                   Cli::TextMember(run, "words") + (requests.empty() ? "" : "; asked for: " + requests)});
+    for (const Television::KeptRun& run : runs) {
+        all.append(run.ToJson());
     }
     std::cout << (json           ? Cli::JsonText(all)
                   : runs.empty() ? "no runs yet: infosync-tv run\n"
-                                 : table.Text(Cli::Style(STDOUT_FILENO)));
+                                 : RunsText(runs));
 }
 
 struct LogArguments {
     /** 0 for the newest. */
     std::int64_t number = 0;
+    std::string level = "V";
     bool follow = false;
     bool showSecrets = false;
 };
 
-/** The run that is meant. @throws std::runtime_error when it is not kept */
-Json::Value FindRun(std::int64_t number) {
-    for (const Json::Value& run : Television::ReadKeptRuns()) {
-        if (InfoSyncUtil::ToInt64(run["number"]) == number) {
-            return run;
-        }
-    }
-    Json::Value newest = number == 0 ? Television::ReadNewestRun() : Json::Value();
-    if (newest.isNull()) {
+/** @throws std::runtime_error when the run that is meant is not kept */
+std::int64_t FindRun(std::int64_t number) {
+    const std::vector<Television::KeptRun> runs = Television::ReadKeptRuns();
+    const auto isMeant = [number](const Television::KeptRun& run) { return run.number == number; };
+    if (number == 0 ? runs.empty() : std::none_of(runs.begin(), runs.end(), isMeant)) {
         throw std::runtime_error(number == 0 ? "no run is kept\nStart one: infosync-tv run"
                                              : "the run " + std::to_string(number) +
                                                    " is not kept\nThose that are: infosync-tv runs");
     }
-    return newest;
+    return number == 0 ? runs.back().number : number;
 }
 
-void Log(const LogArguments& arguments) {
+void ShowLog(const LogArguments& arguments) {
     Television::Require();
-    const auto number = InfoSyncUtil::ToInt64(FindRun(arguments.number)["number"]);
+    const std::int64_t number = FindRun(arguments.number);
     std::ifstream file(Television::KeptLogPath(number), std::ios::binary);
     if (!file) {
         throw std::runtime_error("the log of the run cannot be read: " + Television::KeptLogPath(number));
     }
-    Television::Masker masker;
-    masker.LearnKeys();
-    Explain::LogForms reader([&](const Explain::LogLine& line) {
-        std::cout << Cli::EscapeLines(arguments.showSecrets ? line.text : masker.MaskLine(line).text) << "\n";
+    const Cli::Masker masker(Television::StoredSecrets());
+    Log::MaskedLog log(arguments.showSecrets ? nullptr : &masker, [&arguments](const Log::Line& line) {
+        if (line.priority == '\0' || !Log::IsBelow(line.priority, arguments.level[0])) {
+            std::cout << Cli::EscapeLines(line.text) << "\n";
+        }
     });
-    // Asked before each look at the log, so that its end is not missed.
-    bool isOver = false;
     while (std::cout) {
-        isOver = !arguments.follow || !Television::IsUnderWay(number);
+        // Asked before each look at the log, so that its end is not missed.
+        const bool isOver = !arguments.follow || !Television::IsUnderWay(number);
         char buffer[65536];
         while (file.read(buffer, sizeof(buffer)) || file.gcount() > 0) {
-            reader.Feed({buffer, static_cast<std::size_t>(file.gcount())});
+            log.Feed({buffer, static_cast<std::size_t>(file.gcount())});
         }
         if (isOver) {
             break;
         }
+        log.Pause();
         std::cout.flush();
         file.clear();
         g_usleep(LOOK_EVERY_MICROSECONDS);
     }
-    reader.Finish();
+    log.Finish();
+}
+
+void Declare(Cli::Command& command, LogArguments& arguments) {
+    command.Operand("N", arguments.number).Between(1, HIGHEST_NUMBER);
+    command.Option("--level", "LEVEL", arguments.level, "show this priority and above: V, D, I, W, E or F")
+        .OneOf({"V", "D", "I", "W", "E", "F"});
+    command.Flag("-f,--follow", arguments.follow, "go on showing it until the run has ended");
+    command.Flag("--show-secrets", arguments.showSecrets, "leave tokens, codes and verifiers as they are");
 }
 
 }  // namespace
 
 void AddRunLog(Cli::Tool& tool) {
-    tool.AddReading("runs", "List the last 20 runs",
-                    R"(An outcome of "unfinished" is that of a run under way, or of one that was killed.
+    tool.AddReading(
+        "runs", "List the last 20 runs",
+        R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that is "not kept",
+no more could be written.
 
 Examples:
   infosync-tv runs
   infosync-tv runs --json)",
-                    &Runs);
-    const auto arguments = std::make_shared<LogArguments>();
-    Cli::Command command = tool.Add(
-        "log", "Show the log of a run",
-        R"(N is the run's number, as `runs` shows it; without it, the newest run's log is shown. It has
+        &Runs);
+    tool.Add("log", "Show the log of a run",
+             R"(N is the run's number, as `runs` shows it; without it, the newest run's log is shown. It has
 every line of the level that the run had, with times, in the log viewer's form "time".
 
 Examples:
   infosync-tv log
-  infosync-tv log 12
+  infosync-tv log 12 --level W
   infosync-tv log -f              # until the run has ended)",
-        [arguments] { Log(*arguments); });
-    command.Operand("N", arguments->number).Between(1, HIGHEST_NUMBER);
-    command.Flag("-f,--follow", arguments->follow, "go on showing it until the run has ended");
-    command.Flag("--show-secrets", arguments->showSecrets, "leave tokens, codes and verifiers as they are");
+             &Declare, &ShowLog);
 }
 
 }  // namespace Commands

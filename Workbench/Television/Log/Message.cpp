@@ -1,5 +1,6 @@
 #include "Television/Log/Message.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Cli/Text.h"
@@ -11,6 +12,34 @@ namespace {
 constexpr std::size_t MOST_BYTES = 131072;
 constexpr std::size_t MOST_OTHERS = 1000;
 constexpr std::size_t MOST_PROCESSES = 64;
+
+/** A part of a text, which begins there, with what is in the places abbreviated. */
+std::string Masked(std::string_view part, std::size_t begin, std::vector<Cli::Place> places) {
+    std::sort(places.begin(), places.end(), [](const auto& a, const auto& b) { return a.begin < b.begin; });
+    std::string masked;
+    std::size_t shown = 0;
+    for (std::size_t i = 0; i < places.size();) {
+        Cli::Place place = places[i];
+        for (++i; i < places.size() && places[i].begin < place.end; ++i) {
+            place.end = std::max(place.end, places[i].end);
+        }
+        if (place.begin >= begin && place.end <= begin + part.size()) {
+            masked += part.substr(shown, place.begin - begin - shown);
+            masked += Cli::Abbreviate(std::string(part.substr(place.begin - begin, place.end - place.begin)));
+            shown = place.end - begin;
+        }
+    }
+    return masked.append(part.substr(shown));
+}
+
+void Replace(Line& line, const std::string& message) {
+    const std::string_view text = line.text;
+    const bool isEnd =
+        text.size() >= line.message.size() && text.substr(text.size() - line.message.size()) == line.message;
+    // What is no end of its line stands there in another form, with its secrets.
+    line.text = message == line.message ? line.text : (isEnd ? line.Head() : line.place) + message;
+    line.message = message;
+}
 
 }  // namespace
 
@@ -86,19 +115,62 @@ void Messages::Flush() {
 }
 
 void Mask(Message& message, const Cli::Masker& masker) {
-    const auto set = [](Line& line, const std::string& masked) {
-        line.text = line.Head() + masked;
-        line.message = masked;
+    const std::string whole = message.TextFrom(0);
+    std::vector<Cli::Place> places = masker.Find(whole);
+    std::size_t begin = 0;
+    // What one line alone shows is no less a secret.
+    for (std::size_t i = 0; message.lines.size() > 1 && i < message.lines.size(); ++i) {
+        for (const Cli::Place& place : masker.Find(message.lines[i].message)) {
+            places.push_back({begin + place.begin, begin + place.end});
+        }
+        begin += message.lines[i].message.size();
+    }
+    if (places.empty()) {
+        return;
+    }
+    begin = 0;
+    const auto isAcross = [&begin](const Cli::Place& place) {
+        return place.begin < begin && place.end > begin;
     };
+    bool isSplit = false;
+    for (const Line& line : message.lines) {
+        isSplit = isSplit || std::any_of(places.begin(), places.end(), isAcross);
+        begin += line.message.size();
+    }
+    begin = 0;
+    message.lines.resize(isSplit ? 1 : message.lines.size());
     for (Line& line : message.lines) {
-        set(line, masker.Mask(line.message));
+        const std::size_t size = isSplit ? whole.size() : line.message.size();
+        Replace(line, Masked(std::string_view(whole).substr(begin, size), begin, places));
+        begin += size;
     }
-    const std::string apart = message.TextFrom(0);
-    const std::string whole = message.lines.size() == 1 ? apart : masker.Mask(apart);
-    if (whole != apart) {
-        message.lines.resize(1);
-        set(message.lines.front(), whole);
-    }
+}
+
+MaskedLog::MaskedLog(const Cli::Masker* masker, std::function<void(const Line&)> onLine)
+    : m_messages([masker, onLine = std::move(onLine)](Message& message) {
+          // What goes on in the next lines is of the priority that the first one tells.
+          const char priority = message.lines.front().tag.empty() ? '\0' : message.lines.front().priority;
+          if (masker != nullptr) {
+              Mask(message, *masker);
+          }
+          for (Line& line : message.lines) {
+              line.priority = priority;
+              onLine(line);
+          }
+      }),
+      m_lines([this](const Line& line) { m_messages.Take(line); }) {}
+
+void MaskedLog::Finish() {
+    m_lines.Finish();
+    m_messages.Flush();
+}
+
+std::string MaskLog(std::string_view log, const Cli::Masker& masker) {
+    std::string masked;
+    MaskedLog lines(&masker, [&masked](const Line& line) { masked += line.text + "\n"; });
+    lines.Feed(log);
+    lines.Finish();
+    return masked;
 }
 
 }  // namespace Log

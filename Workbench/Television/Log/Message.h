@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Cli/Masker.h"
@@ -55,5 +56,28 @@ private:
  * lines and those of other programs are masked as they are.
  */
 void Mask(Message& message, const Cli::Masker& masker);
+
+/** A log as people are shown it: line by line, in its order, masked. */
+class MaskedLog {
+public:
+    /** @param masker null for a log with its secrets @param onLine gets each line */
+    MaskedLog(const Cli::Masker* masker, std::function<void(const Line&)> onLine);
+
+    void Feed(std::string_view piece) {
+        m_lines.Feed(piece);
+    }
+    /** Hands over what is held, as nothing more is to come for a while. */
+    void Pause() {
+        m_messages.Flush();
+    }
+    void Finish();
+
+private:
+    Messages m_messages;
+    LineReader m_lines;
+};
+
+/** A whole log, masked. */
+std::string MaskLog(std::string_view log, const Cli::Masker& masker);
 
 }  // namespace Log

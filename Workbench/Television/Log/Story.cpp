@@ -349,7 +349,7 @@ std::string Remedy(const Run& run, const Fault& fault) {
 void TellOutcome(const Run& run, Story& story) {
     const bool isSuccess =
         run.sawEnd && run.Of(Run::DOWNLOAD).status == STATUS_OK && (run.sawList || !run.Shows('I'));
-    story.outcome = run.failure && !IsWaiting(run) ? "failed" : isSuccess ? "success" : "not told";
+    story.outcome = run.failure && !IsWaiting(run) ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
     if (run.failure) {
         story.reason = FailureReason(run);
     } else if (!isSuccess) {
@@ -427,7 +427,7 @@ Story Tell(const Run& run) {
         CloudRequest(run, "activation", Run::ACTIVATION));
     add(IsUnlocated(run) ? Step::TOKEN : Step::ASK_APP, CloudRequest(run, "app", Run::APP));
     add(Step::ASK_DOWNLOAD, Download(run));
-    add(run.sawList || story.outcome == "success" || IsOfStoring(run) ? Step::ASK_DOWNLOAD : Step::LIST,
+    add(run.sawList || story.outcome == SUCCESS || IsOfStoring(run) ? Step::ASK_DOWNLOAD : Step::LIST,
         List(run));
     return story;
 }

@@ -11,6 +11,10 @@
 
 namespace Log {
 
+inline constexpr char SUCCESS[] = "success";
+inline constexpr char FAILED[] = "failed";
+inline constexpr char NOT_TOLD[] = "not told";
+
 /** Whether something went well; UNKNOWN where the log does not tell. */
 enum class Sign { FINE, FAULT, UNKNOWN };
 

@@ -111,9 +111,9 @@ void Narrow(Story& story, const std::string& device) {
 }
 
 std::string StoryText(const Story& story, const Cli::Style& style) {
-    const Cli::Colour colour = story.outcome == "success"    ? Cli::Colour::GREEN
-                               : story.outcome == "not told" ? Cli::Colour::YELLOW
-                                                             : Cli::Colour::RED;
+    const Cli::Colour colour = story.outcome == SUCCESS    ? Cli::Colour::GREEN
+                               : story.outcome == NOT_TOLD ? Cli::Colour::YELLOW
+                                                           : Cli::Colour::RED;
     std::string text = style(Cli::Colour::BOLD, "run " + std::to_string(story.number) + ": ") +
                        style(colour, story.outcome) + "\n  " +
                        Cli::Wrap(Cli::Escape(Cli::Join(story.heading, ", ")), 2, style.Width());

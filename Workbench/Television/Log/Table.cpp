@@ -277,9 +277,14 @@ Text WithoutCatch(Text message) {
 const KnownLine* FindKnownLine(const Line& line) {
     constexpr std::size_t LONGEST = 1000;
     const Text cause = WithoutCatch(line.message);
+    const char plain = line.message.empty() ? '\0' : line.message.front();
+    const char caught = cause.empty() ? '\0' : cause.front();
     const KnownLine* found = nullptr;
     std::size_t best = 0;
     for (const KnownLine& known : KnownLines()) {
+        if (!known.start.empty() && known.start.front() != plain && known.start.front() != caught) {
+            continue;
+        }
         const bool isOfPlace = !known.place.empty();
         if ((known.priority != '\0' && line.priority != '\0' && known.priority != line.priority) ||
             (isOfPlace && known.place != line.file && known.place != line.function)) {
