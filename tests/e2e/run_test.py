@@ -106,7 +106,7 @@ class Run(EndToEnd):
         self.cloud.fault("certificate", "expired")
         self.assertIn("certificate has expired", self.tv.run_tool("status", "--check", check=False).stdout)
         self.cloud.answer_with(b"no JSON", on="download")
-        self.assertIn("run: failed: fail to parse JSON (the answer to records)", self.tv.run_tool("run", check=False).stdout)
+        self.assertIn("is not JSON (fail to parse JSON", self.tv.run_tool("run", check=False).stdout)
         self.tv.run_tool("report", self.folder / "elsewhere.tar.gz")
         tool("tar", "xzf", self.folder / "elsewhere.tar.gz", "-C", self.folder)
         elsewhere = Television(self.folder / "elsewhere")

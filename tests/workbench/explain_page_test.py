@@ -15,13 +15,20 @@ import unittest
 import urllib.request
 
 TOOL = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "infosync-tv"
-LOGS = pathlib.Path(__file__).parent / "logs"
+TRANSCRIPTS = pathlib.Path(__file__).parents[1] / "unit/transcripts"
 DRIVER = shutil.which("chromedriver")
 OPTIONS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
            "--disable-background-networking", "--disable-component-update", "--disable-sync",
            "--disable-dev-shm-usage", "--window-size=1250,900")
+ENTRY = re.compile(r"([IWE]) ([^:]+: [^:]+): ?(.*)")
 ENTER = "\ue007"
 TAB = "\ue004"
+
+
+def log_of(name):
+    """The service's own lines at I."""
+    entries = map(ENTRY.fullmatch, (TRANSCRIPTS / f"{name}.txt").read_text().splitlines())
+    return "".join(f"{entry[1]}/BT_INFOSYNC(  77): {entry[2]}(1) > {entry[3]}\n" for entry in entries if entry)
 
 
 class Browser:
@@ -73,7 +80,7 @@ class PageTest(unittest.TestCase):
         self.browser.post("/url", {"url": page.as_uri()})
 
     def test_the_picture_shows_who_spoke_to_whom(self):
-        self.show((LOGS / "first.log").read_text() + (LOGS / "refused.log").read_text())
+        self.show(log_of("first") + log_of("refused-mark"))
         arrows = self.browser.run("""[...document.querySelectorAll('section:first-of-type .arrow')].map(a => {
             const names = [...a.closest('section').querySelectorAll('.names span')].map(n => {
                 const box = n.getBoundingClientRect(); return [n.textContent, box.left + box.width / 2]; });
@@ -84,15 +91,15 @@ class PageTest(unittest.TestCase):
             return (head.content === 'none' ? [near(box.left + box.width / 2)] : head.right === '0px' ? ends : ends.reverse())
                 .join('>'); })""")
         self.assertEqual(arrows, [
-            "television>service", "television>service", "television>service", "service", "service>television",
+            "television>service", "television>service", "television>service", "service",
             "television>service", "service>authorisation server", "authorisation server>service", "service>cloud",
             "cloud>service", "service>cloud", "cloud>service", "service>cloud", "cloud>service", "service>television",
             "service"])
-        self.assertIn("FAILED: activation: status 401", self.browser.run("document.querySelector('.fault').innerText"))
+        self.assertIn("FAILED: records: status 409", self.browser.run("document.querySelector('.fault').innerText"))
         self.assertEqual(self.browser.run("performance.getEntriesByType('resource').length"), 0)
 
     def test_each_step_opens_by_keyboard(self):
-        self.show((LOGS / "first.log").read_text())
+        self.show(log_of("first"))
         self.browser.run("document.querySelector('nav a').focus()")
         for step in range(2):
             self.browser.press(TAB, ENTER)

@@ -17,12 +17,14 @@ class WhyTest(ToolCase):
         says = "echo 'I/BT_INFOSYNC(1): CHttpMessage.cpp: AddHttpMessageData(1) > key:Authorization, value : x' >&2; " \
                "echo 'I/BT_INFOSYNC(1): CHttpMessage.cpp: Request(1) > before send' >&2; " \
                f"echo 'I/BT_INFOSYNC(1): a.cpp: f(1) > key:refresh_token, value : {SECRET}2' >&2; "
+        says += "".join(f"echo '{line}' >&2; " for line in (
+            "E/BT_INFOSYNC(1): CKCloudDataHttpMessage.cpp: f(1) > error code : 200", "I/BT_INFOSYNC(1): a.cpp: UpdateDeviceList(1) > {}"))
         end = "echo 'E/BT_INFOSYNC(1): main.cpp: main(1) > <<Not Error>>End main loop' >&2"
         change = "printf '{}' > \"$INFOSYNC_TV_DIR/" + SETTINGS + "/devices\"; "
         service = self.make_service(f"{says}{change}{end}")
         first = json.loads(self.run_tool("run", "--json", INFOSYNC_SERVICE=str(service)).stdout)
         self.assertEqual((first["outcome"], first["number"], [change["change"] for change in first["changes"]]), ("success", 1, ["removed"] * 2))
-        self.assertEqual(first["requests"], [{"request": "download", "answered": False, "status": None, "mark": None}])
+        self.assertEqual(first["requests"], [{"request": "download", "answered": True, "status": 200, "seconds": None, "mark": None}])
         self.assertRegex(self.run_tool("log", "-f").stdout, r"^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}[+-]\d{4} I/BT_INFOSYNC\(1\): .*key:Authorization, value : ")
         self.assertNotIn(SECRET, self.run_tool("log").stdout)
         self.assertIn(SECRET, self.run_tool("log", "1", "--show-secrets").stdout)

@@ -335,6 +335,9 @@ std::string Remedy(const Run& run, const Fault& fault) {
         return std::string(known.remedy) +
                "; why it was is told by the HTTP client's lines, which are not in this log";
     }
+    if (known.kind == Kind::UNREADABLE && run.Shows('I') && RequestOf(fault.step.value_or(Step::END))) {
+        return "see the server: its answer is logged just before";
+    }
     if (fault.text == "fail to read") {
         const bool isNew =
             source == Run::Source::NEW || run.subject == "auth_code" || run.subject == "code_verifier";
@@ -375,8 +378,11 @@ Words Heading(const Run& run) {
 }
 
 std::vector<Exchange> Exchanges(const Run& run) {
-    const char* const names[] = {run.source == Run::Source::REFRESHED ? "refresh" : "token", "activation",
-                                 "app", "download"};
+    const Run::Source source = SourceOf(run);
+    const char* const names[] = {source == Run::Source::REFRESHED ? "refresh"
+                                 : source == Run::Source::NEW     ? "token"
+                                                                  : "token or refresh",
+                                 "activation", "app", "download"};
     std::vector<Exchange> exchanges;
     for (const Run::Kind kind : {Run::TOKEN, Run::ACTIVATION, Run::APP, Run::DOWNLOAD}) {
         const Request& request = run.Of(kind);

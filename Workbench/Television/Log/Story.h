@@ -33,7 +33,7 @@ struct Chapter {
 
 /** A request as a script wants it; what is null is not told. */
 struct Exchange {
-    /** token, refresh, activation, app or download */
+    /** token, refresh, activation, app or download; "token or refresh" where the log does not tell which */
     std::string request;
     bool answered = false;
     Json::Value status = {};
