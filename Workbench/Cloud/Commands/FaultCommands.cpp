@@ -148,7 +148,15 @@ void PlanFault(const Arguments& arguments) {
     }
 }
 
-void ListFaults(bool json) {
+struct ListArguments {
+    bool json = false;
+};
+
+void DeclareList(Cli::Command& command, ListArguments& arguments) {
+    command.Json(arguments.json);
+}
+
+void ListFaults(const ListArguments& arguments) {
     Json::Value list = Json::arrayValue;
     Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
     for (const Fault& fault : FaultPlan(Folder::Ready()).List()) {
@@ -156,7 +164,7 @@ void ListFaults(bool json) {
         table.Add({fault.Describe(), fault.on.empty() ? "any" : fault.on, std::to_string(fault.skip),
                    fault.times == 0 ? "all" : std::to_string(fault.times)});
     }
-    std::cout << (json ? Cli::JsonText(list) : table.Text(Cli::Style(STDOUT_FILENO)));
+    std::cout << (arguments.json ? Cli::JsonText(list) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
 void ClearFaults() {
@@ -230,8 +238,8 @@ Examples:
   infosync-cloud fault drop --on activation --nth 2
   infosync-cloud fault certificate expired)",
              &Declare, &PlanFault);
-    tool.AddReading("fault list", "Show the faults that are still to come",
-                    "Example:\n  infosync-cloud fault list --json", &ListFaults);
+    tool.Add("fault list", "Show the faults that are still to come",
+             "Example:\n  infosync-cloud fault list --json", &DeclareList, &ListFaults);
     tool.Add("fault clear", "Forget the faults that are still to come", "", &ClearFaults);
 }
 

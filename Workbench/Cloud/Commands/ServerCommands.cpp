@@ -85,15 +85,23 @@ std::string TableOf(const Json::Value& status, std::int64_t uptime) {
     return table.Text(Cli::Style(STDOUT_FILENO));
 }
 
-void Status(bool json) {
+struct StatusArguments {
+    bool json = false;
+};
+
+void DeclareStatus(Cli::Command& command, StatusArguments& arguments) {
+    command.Json(arguments.json);
+}
+
+void Status(const StatusArguments& arguments) {
     const Folder folder = Folder::Ready();
-    if (json && !FindServer(folder)) {
+    if (arguments.json && !FindServer(folder)) {
         std::cout << "{ \"running\" : false }\n";
     }
     const RunningServer server = RequireServer(folder);
     const std::int64_t uptime = g_get_real_time() / G_USEC_PER_SEC - server.started;
     const Json::Value status = JsonOf(folder, server, uptime);
-    std::cout << (json ? Cli::JsonText(status) : TableOf(status, uptime));
+    std::cout << (arguments.json ? Cli::JsonText(status) : TableOf(status, uptime));
 }
 
 void Stop() {
@@ -125,12 +133,12 @@ Examples:
   infosync-cloud serve --port 0
   infosync-cloud serve --any-user --detach)",
              &DeclareServe, &Serve);
-    tool.AddReading("status", "Show the running server: where it listens, what it counted",
-                    R"(The exit status is 1 when none runs.
+    tool.Add("status", "Show the running server: where it listens, what it counted",
+             R"(The exit status is 1 when none runs.
 
 Example:
   infosync-cloud status --json)",
-                    &Status);
+             &DeclareStatus, &Status);
     tool.Add("stop", "End the running server, and wait until it has ended", "", &Stop);
 }
 

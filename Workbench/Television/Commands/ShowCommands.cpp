@@ -23,7 +23,11 @@ namespace {
 
 using Television::Problem;
 
-void ShowDevices(bool json) {
+struct DevicesArguments {
+    bool json = false;
+};
+
+void ShowDevices(const DevicesArguments& arguments) {
     Television::Require();
     const Television::DeviceList list = Television::ReadDeviceList();
     if (!list.problem.empty()) {
@@ -34,9 +38,13 @@ void ShowDevices(bool json) {
         table.Add({device.name, device.address, Cli::Join(device.users, ", "),
                    device.deletedOnTv ? "yes" : "no", id});
     }
-    std::cout << (json                   ? Cli::JsonText(Television::ToJson(list))
+    std::cout << (arguments.json         ? Cli::JsonText(Television::ToJson(list))
                   : list.devices.empty() ? "no devices\n"
                                          : table.Text(Cli::Style(STDOUT_FILENO)));
+}
+
+void DeclareDevices(Cli::Command& command, DevicesArguments& arguments) {
+    command.Json(arguments.json);
 }
 
 struct WhyArguments {
@@ -112,13 +120,13 @@ void DeclareStatus(Cli::Command& command, StatusArguments& arguments) {
 }  // namespace
 
 void AddShow(Cli::Tool& tool) {
-    tool.AddReading("devices", "List the device list, as the set's components read it",
-                    R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
+    tool.Add("devices", "List the device list, as the set's components read it",
+             R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
 
 Examples:
   infosync-tv devices
   infosync-tv devices --json)",
-                    &ShowDevices);
+             &DeclareDevices, &ShowDevices);
     tool.Add("why", "Say why a device is on the device list, or is not",
              R"(For the records of all users, or for those that the argument names by address, id or a
 part of the name. The service's own rules are asked against what is stored now; nothing is
