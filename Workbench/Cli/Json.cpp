@@ -9,50 +9,39 @@ namespace Cli {
 
 namespace {
 
-const Json::Value* FindMember(const Json::Value& value, const std::string& name) {
-    return value.isObject() ? value.find(name.data(), name.data() + name.size()) : nullptr;
-}
-
-Json::StreamWriterBuilder Utf8Writer(const char* indentation) {
+Json::StreamWriterBuilder Writer(const char* indentation, bool isUtf8) {
     Json::StreamWriterBuilder builder;
     builder["indentation"] = indentation;
-    builder["emitUTF8"] = true;
+    builder["emitUTF8"] = isUtf8;
     return builder;
 }
 
-}  // namespace
-
-namespace {
-
-constexpr char DELETE = 0x7f;
+const Json::Value& Member(const Json::Value& value, const std::string& name) {
+    const Json::Value* member =
+        value.isObject() ? value.find(name.data(), name.data() + name.size()) : nullptr;
+    return member == nullptr ? Json::Value::nullSingleton() : *member;
+}
 
 }  // namespace
 
 std::string JsonText(const Json::Value& value) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    builder["precision"] = 15;  // as many digits as a number survives with: 0.241, not 0.24099999999999999
-    std::string text = Json::writeString(builder, value) + "\n";
-    // The one control character that the library lets through.
+    constexpr char DELETE = 0x7f;  // the one control character that the library lets through
+    Json::StreamWriterBuilder writer = Writer("  ", false);
+    writer["precision"] = 15;  // as many digits as a number survives with: 0.241, not 0.24099999999999999
+    std::string text = Json::writeString(writer, value) + "\n";
     for (auto at = text.find(DELETE); at != std::string::npos; at = text.find(DELETE, at)) {
         text.replace(at, 1, "\\u007f");
     }
     return text;
 }
 
-std::string TextMember(const Json::Value& value, const std::string& name) {
-    const Json::Value* member = FindMember(value, name);
-    return member != nullptr && member->isConvertibleTo(Json::stringValue) ? member->asString()
-                                                                           : std::string();
-}
-
 std::string EditableJson(const Json::Value& value) {
-    return Json::writeString(Utf8Writer("  "), value) + "\n";
+    return Json::writeString(Writer("  ", true), value) + "\n";
 }
 
 std::string CompactJson(const Json::Value& value) {
     // Made once: for a single record it costs as much as the writing.
-    static const Json::StreamWriterBuilder writer = Utf8Writer("");
+    static const Json::StreamWriterBuilder writer = Writer("", true);
     return Json::writeString(writer, value);
 }
 
@@ -69,14 +58,19 @@ Json::Value ParseObject(const std::string& text, const std::string& name) {
     return value;
 }
 
+std::string TextMember(const Json::Value& value, const std::string& name) {
+    const Json::Value& member = Member(value, name);
+    return member.isConvertibleTo(Json::stringValue) ? member.asString() : "";
+}
+
 std::string StringMember(const Json::Value& value, const std::string& name) {
-    const Json::Value* member = FindMember(value, name);
-    return member != nullptr && member->isString() ? member->asString() : std::string();
+    const Json::Value& member = Member(value, name);
+    return member.isString() ? member.asString() : "";
 }
 
 std::int64_t IntegerMember(const Json::Value& value, const std::string& name) {
-    const Json::Value* member = FindMember(value, name);
-    return member != nullptr && member->isInt64() ? member->asInt64() : 0;
+    const Json::Value& member = Member(value, name);
+    return member.isInt64() ? member.asInt64() : 0;
 }
 
 }  // namespace Cli

@@ -8,14 +8,10 @@
 
 namespace Cli {
 
-/** Indented, ASCII only, with a newline at its end. */
+/** For scripts: indented, ASCII only, with a newline at its end. */
 std::string JsonText(const Json::Value& value);
 
-/** The text form of an object's member; the empty text when there is none, or the value is of another kind.
- */
-std::string TextMember(const Json::Value& value, const std::string& name);
-
-/** Indented, UTF-8 as it is, with a newline at its end: for files that people edit. */
+/** For files that people edit: the same with UTF-8 as it is. */
 std::string EditableJson(const Json::Value& value);
 
 /** On one line without its end, UTF-8 as it is. */
@@ -27,10 +23,15 @@ std::string CompactJson(const Json::Value& value);
  */
 Json::Value ParseObject(const std::string& text, const std::string& name);
 
-/** The member when it is a text itself, otherwise the empty text; value may be of any kind. */
+// Of a value of any kind:
+
+/** The text form of the member: of a text, a number or a truth value; else the empty text. */
+std::string TextMember(const Json::Value& value, const std::string& name);
+
+/** The member when it is a text itself; else the empty text. */
 std::string StringMember(const Json::Value& value, const std::string& name);
 
-/** The member when it is a whole number of 64 bits, otherwise 0; value may be of any kind. */
+/** The member when it is a whole number of 64 bits; else 0. */
 std::int64_t IntegerMember(const Json::Value& value, const std::string& name);
 
 }  // namespace Cli
