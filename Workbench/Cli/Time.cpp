@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iomanip>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -51,8 +50,7 @@ std::int64_t Limit(bool highest) {
 }  // namespace
 
 std::string DateTime(std::int64_t time) {
-    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> local(
-        g_date_time_new_from_unix_local(time), &g_date_time_unref);
+    const Moment local = Owned(g_date_time_new_from_unix_local(time));
     return local ? Taken(g_date_time_format(local.get(), "%F %T")) : "";
 }
 
@@ -67,39 +65,25 @@ std::string TimeWords(std::int64_t time, std::int64_t now) {
     return isToday ? text.substr(DATE + 1, MINUTES - 1) : text.substr(0, DATE + MINUTES);
 }
 
-std::string DurationText(std::int64_t seconds) {
-    // Unsigned, since the lowest number has no positive counterpart.
-    std::uint64_t left =
-        seconds < 0 ? 0 - static_cast<std::uint64_t>(seconds) : static_cast<std::uint64_t>(seconds);
-    if (left / UNITS[0].seconds >= MOST_YEARS) {
-        return "more than " + std::to_string(MOST_YEARS) + "y";
-    }
-    std::string text;
-    for (const Unit& unit : UNITS) {
-        const std::uint64_t number = left / unit.seconds;
-        left %= unit.seconds;
-        const bool hasOne = !text.empty();
-        if (number > 0) {
-            text.append(hasOne ? " " : "").append(std::to_string(number)).push_back(unit.letter);
-        }
-        if (hasOne) {
-            break;
-        }
-    }
-    return text.empty() ? "0s" : text;
-}
-
 std::string DurationText(double seconds) {
     constexpr double SHOWN_EXACTLY = 10;
-    if (std::abs(seconds) >= SHOWN_EXACTLY) {
-        return DurationText(static_cast<std::int64_t>(std::llround(seconds)));
+    const double length = std::abs(seconds);
+    if (length < SHOWN_EXACTLY) {
+        std::ostringstream text;
+        text << std::round(length * 100) / 100 << "s";
+        return text.str();
     }
-    std::ostringstream text;
-    text << std::setprecision(2) << std::fixed << std::abs(seconds);
-    std::string number = text.str();
-    number.erase(number.find_last_not_of('0') + 1);
-    number.erase(number.find_last_not_of('.') + 1);
-    return number + "s";
+    if (length >= static_cast<double>(MOST_YEARS * UNITS[0].seconds)) {
+        return "more than " + std::to_string(MOST_YEARS) + "y";
+    }
+    const auto whole = static_cast<std::uint64_t>(std::llround(length));
+    const Unit* unit = std::find_if(std::begin(UNITS), std::end(UNITS),
+                                    [whole](const Unit& known) { return whole >= known.seconds; });
+    const auto words = [](std::uint64_t number, const Unit& of) {
+        return std::to_string(number) + of.letter;
+    };
+    const std::uint64_t rest = unit + 1 == std::end(UNITS) ? 0 : whole % unit->seconds / unit[1].seconds;
+    return words(whole / unit->seconds, *unit) + (rest > 0 ? " " + words(rest, unit[1]) : "");
 }
 
 std::optional<double> ParseDuration(const std::string& text) {
@@ -118,10 +102,6 @@ std::optional<double> ParseDuration(const std::string& text) {
         at = end + 1;
     }
     return text.empty() || seconds > LONGEST_DURATION ? std::nullopt : std::optional(seconds);
-}
-
-std::string IsDuration(const std::string& text) {
-    return ParseDuration(text) ? "" : "\"" + text + "\" is no duration, such as 2s, 10m or 1h";
 }
 
 std::int64_t Sum(std::int64_t time, std::int64_t length) {

@@ -13,16 +13,14 @@ std::string TimeWords(std::int64_t time, std::int64_t now);
 /** "2026-11-24 14:02:10"; empty for a time that no calendar has. */
 std::string DateTime(std::int64_t time);
 
-/** The two largest units that say something: "2h 5m", "1d", "0s". The sign is left out. */
-std::string DurationText(std::int64_t seconds);
-/** The same with hundredths below ten seconds: "0.12s". */
+/** The two largest units, with hundredths below ten seconds: "2h 5m", "1d", "0.12s". The sign is left out. */
 std::string DurationText(double seconds);
+inline std::string DurationText(std::int64_t seconds) {
+    return DurationText(static_cast<double>(seconds));
+}
 
 /** Seconds, of a text such as "2s", "0.5s", "1h30m" or "7d"; nothing for another text. */
 std::optional<double> ParseDuration(const std::string& text);
-
-/** What is wrong with a text that should be a duration; empty when nothing is. */
-std::string IsDuration(const std::string& text);
 
 /** The sum or difference of two times, or the limit of 64 bits that it lies beyond. */
 std::int64_t Sum(std::int64_t time, std::int64_t length);

@@ -99,7 +99,6 @@ TEST(Duration, HasOneForm) {
         {"1e300y", -1}, {"2s ", -1},   {"nans", -1}, {"31688739y", -1}, {"2s3", -1}};
     for (const auto& [text, seconds] : durations) {
         EXPECT_EQ(Cli::ParseDuration(text).value_or(-1), seconds) << text;
-        EXPECT_EQ(Cli::IsDuration(text).empty(), seconds >= 0) << text;
     }
     EXPECT_EQ(Cli::DurationText(0.1234), "0.12s");
     EXPECT_EQ(Cli::DurationText(2.5), "2.5s");
