@@ -9,20 +9,13 @@ namespace Cli {
 
 namespace {
 
-// FUNCTION and TOOL stand for the tool's name. What the last word is and what takes its place is told by $2:
-// bash parts words at some marks that addresses and users hold, so the pieces are put together again as on
-// the line.
+// FUNCTION and TOOL stand for the tool's name; it is asked as it was typed.
 constexpr char BASH[] = R"sh(FUNCTION() {
-    local line=${COMP_LINE:0:COMP_POINT} words=() piece kept
-    for piece in "${COMP_WORDS[@]:0:COMP_CWORD+1}"; do
-        if [[ $line == [[:space:]]* || ${#words[@]} -eq 0 ]]; then words+=("$piece"); else words[-1]+=$piece; fi
-        line=${line#*"$piece"}
-    done
-    kept=${words[-1]%"$2"}
+    local word
     COMPREPLY=()
-    while IFS=$'\t' read -r piece _; do
-        COMPREPLY+=("$(printf %q "${piece#"$kept"}")")
-    done < <("${1/#\~/$HOME}" __complete "${words[@]:1}" 2>/dev/null)
+    while IFS=$'\t' read -r word _; do
+        COMPREPLY+=("$word")
+    done < <("${1/#\~/$HOME}" __complete "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null)
 }
 complete -o default -F FUNCTION TOOL
 )sh";
@@ -46,82 +39,58 @@ std::string Replaced(std::string text, const std::string& mark, const std::strin
     return text;
 }
 
-const CLI::Option* FindOption(const CLI::App& command, const std::string& name) {
-    const CLI::Option* option = command.get_option_no_throw(name);
-    const CLI::App* group = command.get_parent();
-    return option != nullptr || group == nullptr ? option : FindOption(*group, name);
-}
-
-/** The command of this name in the group; null when there is none. */
-const CLI::App* FindCommand(const CLI::App& group, const std::string& name) {
-    const auto found =
-        group.get_subcommands([&name](const CLI::App* app) { return app->get_name() == name; });
-    return found.empty() ? nullptr : found.front();
+const CLI::Option* FindOption(const CLI::App* command, const std::string& name) {
+    const CLI::Option* option = nullptr;
+    for (; option == nullptr && command != nullptr; command = command->get_parent()) {
+        option = command->get_option_no_throw(name);
+    }
+    return option;
 }
 
 /** The command that the words lead to; null where the last one is an option that awaits its value. */
 const CLI::App* Follow(const CLI::App* command, const std::vector<std::string>& words) {
     for (auto word = words.begin(); word != words.end(); ++word) {
-        const CLI::App* next = FindCommand(*command, *word);
-        const CLI::Option* option = StartsWith(*word, "-") ? FindOption(*command, *word) : nullptr;
-        if (next != nullptr) {
-            command = next;
-        } else if (option != nullptr && option->get_items_expected() > 0 && ++word == words.end()) {
+        const auto isCalled = [word](const CLI::App* app) { return app->get_name() == *word; };
+        const auto next = command->get_subcommands(isCalled);
+        const CLI::Option* option = StartsWith(*word, "-") ? FindOption(command, *word) : nullptr;
+        command = next.empty() ? command : next.front();
+        if (option != nullptr && option->get_items_expected() > 0 && ++word == words.end()) {
             return nullptr;
         }
     }
     return command;
 }
 
-/** What a word that is being typed may become, and what is shown beside it. */
-struct Candidate {
-    std::string word;
-    std::string meaning;
-};
-using Candidates = std::vector<Candidate>;
-
-void AddOptions(const CLI::App& command, Candidates& candidates) {
-    for (const CLI::Option* option : command.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            candidates.push_back({"--" + name, option->get_description()});
-        }
-    }
-    if (command.get_parent() != nullptr) {
-        AddOptions(*command.get_parent(), candidates);
-    }
-}
-
-Candidates WhatMayFollow(const CLI::App& command, bool isOption) {
-    Candidates candidates;
-    if (isOption) {
-        AddOptions(command, candidates);
-        return candidates;
-    }
-    for (const CLI::App* next : command.get_subcommands(std::function<bool(const CLI::App*)>())) {
-        candidates.push_back({next->get_name(), next->get_description()});
-    }
-    return candidates;
-}
-
 }  // namespace
 
 std::string Complete(const CLI::App& app, std::vector<std::string> words) {
-    const std::string typed = words.empty() ? std::string() : words.back();
+    const std::string typed = words.empty() ? "" : words.back();
     words.resize(std::max<std::size_t>(words.size(), 1) - 1);
-    const CLI::App* command = Follow(&app, words);
     std::string lines;
-    for (const auto& [word, meaning] :
-         command == nullptr ? Candidates() : WhatMayFollow(*command, StartsWith(typed, "-"))) {
+    const auto offer = [&](const std::string& word, const std::string& meaning) {
         if (StartsWith(word, typed)) {
-            lines += word + (meaning.empty() ? "" : "\t" + Replaced(meaning, "\n", " ")) + "\n";
+            lines += word + "\t" + Replaced(meaning, "\n", " ") + "\n";
+        }
+    };
+    const CLI::App* const command = Follow(&app, words);
+    const bool isOption = StartsWith(typed, "-");
+    for (const CLI::App* at = command; at != nullptr && isOption; at = at->get_parent()) {
+        for (const CLI::Option* option : at->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                offer("--" + name, option->get_description());
+            }
+        }
+    }
+    if (command != nullptr && !isOption) {
+        for (const CLI::App* next : command->get_subcommands(std::function<bool(const CLI::App*)>())) {
+            offer(next->get_name(), next->get_description());
         }
     }
     return lines;
 }
 
 std::string CompletionScript(const std::string& tool, const std::string& shell) {
-    std::string function = "_" + tool;
-    std::replace(function.begin(), function.end(), '-', '_');
+    const std::string function = "_" + Replaced(tool, "-", "_");
     return Replaced(Replaced(shell == "zsh" ? ZSH : BASH, "FUNCTION", function), "TOOL", tool);
 }
 
