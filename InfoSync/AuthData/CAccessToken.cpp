@@ -41,7 +41,7 @@ void CAccessToken::ReadFromSecureStorage() {
     ApiTracker tracker("void CAccessToken::ReadFromSecureStorage()", __LINE__);
     std::string text;
     InfoSyncUtil::GetData(m_alias, text);
-    m_token = InfoSyncUtil::ParseStoredObject(text);
+    m_token = InfoSyncUtil::ParseStoredObject(text, InfoSyncUtil::Limits::TOKENS);
 }
 
 std::string CAccessToken::GetAccessToken() {

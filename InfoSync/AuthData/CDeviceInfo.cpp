@@ -32,7 +32,7 @@ void ForEachRecord(Json::Value& records, const Put& put) {
 }
 
 Json::Value ParseBatch(const std::string& data) {
-    Json::Value batch = InfoSyncUtil::ParseAnswer(data);
+    Json::Value batch = InfoSyncUtil::ParseAnswer(data, InfoSyncUtil::Limits::BATCH);
     const Json::Value& records = std::as_const(batch)[CDeviceInfo::RECORDS];
     // Taking such a batch over would move the mark past the records that it failed to bring.
     if (!records.isArray() && !records.isNull()) {
@@ -77,7 +77,7 @@ void CDeviceInfo::ReadFromSecureStorage() {
     try {
         std::string text;
         InfoSyncUtil::GetData(m_alias, text);
-        m_data = InfoSyncUtil::ParseStoredObject(text);
+        m_data = InfoSyncUtil::ParseStoredObject(text, InfoSyncUtil::Limits::RECORDS);
     } catch (const std::exception& e) {
         INFOSYNC_LOG(DLOG_ERROR, "exception: %s, No data", e.what());
     }

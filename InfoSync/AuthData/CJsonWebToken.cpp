@@ -21,7 +21,7 @@ void CJsonWebToken::ReadFromSecureStorage() {
     ApiTracker tracker("void CJsonWebToken::ReadFromSecureStorage()", __LINE__);
     std::string text;
     InfoSyncUtil::GetData(m_alias, text);
-    m_root = InfoSyncUtil::ParseStoredObject(text);
+    m_root = InfoSyncUtil::ParseStoredObject(text, InfoSyncUtil::Limits::TOKENS);
 }
 
 bool CJsonWebToken::IsValid() {

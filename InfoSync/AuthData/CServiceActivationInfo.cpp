@@ -27,7 +27,7 @@ void CServiceActivationInfo::ReadFromSecureStorage() {
     ApiTracker tracker("void CServiceActivationInfo::ReadFromSecureStorage()", __LINE__);
     std::string text;
     InfoSyncUtil::GetData(m_alias, text);
-    m_root = InfoSyncUtil::ParseStoredObject(text);
+    m_root = InfoSyncUtil::ParseStoredObject(text, InfoSyncUtil::Limits::TOKENS);
     INFOSYNC_LOG(DLOG_INFO, "%s", text.c_str());
 }
 

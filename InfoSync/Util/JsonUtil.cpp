@@ -2,6 +2,7 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -11,23 +12,71 @@ namespace InfoSyncUtil {
 
 namespace {
 
-// Answers have six levels. Each level costs an indented log line its depth once more, hence so few.
-constexpr int ANSWER_DEPTH_LIMIT = 32;
-// Storing an answer puts it at most a few levels further down.
-constexpr int STORED_DEPTH_LIMIT = ANSWER_DEPTH_LIMIT + 8;
-
 [[noreturn]] void Fail(std::string reason) {
     // The reader reports on several lines; a log line is one.
     throw CInfoSyncException(std::string("fail to parse JSON: ") +
                              g_strstrip(g_strdelimit(reason.data(), "\n", ' ')));
 }
 
-Json::Value Parse(const std::string& text, int depthLimit) {
+bool IsEscaped(const std::string& text, std::size_t quote) {
+    std::size_t first = quote;
+    while (text[first - 1] == '\\') {
+        --first;
+    }
+    return (quote - first) % 2 == 1;
+}
+
+/** Where the text that starts with this quote ends. */
+std::size_t EndOfText(const std::string& json, std::size_t quote) {
+    std::size_t end = quote;
+    do {
+        end = json.find('"', end + 1);
+    } while (end != std::string::npos && IsEscaped(json, end));
+    return end;
+}
+
+/** The reader takes comments in some places; what looks like the start of a text in one is none. */
+std::size_t EndOfComment(const std::string& json, std::size_t slash) {
+    if (json.compare(slash, 2, "/*") == 0) {
+        const std::size_t end = json.find("*/", slash + 2);
+        return end == std::string::npos ? end : end + 1;
+    }
+    return json.compare(slash, 2, "//") == 0 ? json.find_first_of("\r\n", slash) : slash;
+}
+
+/** As JsonLimits counts them: never fewer than the reader would build. */
+std::size_t CountValues(const std::string& json) {
+    std::size_t values = 1;
+    for (std::size_t at = 0; at < json.size(); ++at) {
+        switch (json[at]) {
+            case ',':
+            case '[':
+            case '{':
+                ++values;
+                break;
+            case '"':
+                at = std::min(EndOfText(json, at), json.size());
+                break;
+            case '/':
+                at = std::min(EndOfComment(json, at), json.size());
+                break;
+            default:
+                break;
+        }
+    }
+    return values;
+}
+
+Json::Value Parse(const std::string& text, const JsonLimits& limits) {
+    const std::string excess = WhyTooHeavy(text, limits);
+    if (!excess.empty()) {
+        Fail(excess);
+    }
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
     builder["strictRoot"] = false;
     builder["rejectDupKeys"] = false;
-    builder["stackLimit"] = depthLimit;
+    builder["stackLimit"] = limits.depth;
     const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value value;
     std::string errors;
@@ -47,12 +96,23 @@ const Json::Value* FindMember(const Json::Value& object, const std::string& name
 
 }  // namespace
 
-Json::Value ParseJson(const std::string& text) {
-    return Parse(text, STORED_DEPTH_LIMIT);
+std::string WhyTooHeavy(const std::string& text, const JsonLimits& limits) {
+    if (text.size() > limits.bytes) {
+        return std::to_string(text.size()) + " bytes, at most " + std::to_string(limits.bytes) + " are read";
+    }
+    // A value has a byte at least.
+    const std::size_t values = text.size() > limits.values ? CountValues(text) : 0;
+    return values > limits.values
+               ? std::to_string(values) + " values, at most " + std::to_string(limits.values) + " are read"
+               : "";
 }
 
-Json::Value ParseAnswer(const std::string& text) {
-    Json::Value answer = Parse(text, ANSWER_DEPTH_LIMIT);
+Json::Value ParseJson(const std::string& text, const JsonLimits& limits) {
+    return Parse(text, limits);
+}
+
+Json::Value ParseAnswer(const std::string& text, const JsonLimits& limits) {
+    Json::Value answer = Parse(text, limits);
     if (!answer.isObject()) {
         Fail("an object expected");
     }
@@ -60,11 +120,11 @@ Json::Value ParseAnswer(const std::string& text) {
 }
 
 Json::Value ParseRefusal(const std::string& text) {
-    return Parse(text, ANSWER_DEPTH_LIMIT);
+    return Parse(text, Limits::ANSWER);
 }
 
-Json::Value ParseStoredObject(const std::string& text) {
-    Json::Value document = ParseJson(text);
+Json::Value ParseStoredObject(const std::string& text, const JsonLimits& limits) {
+    Json::Value document = Parse(text, limits);
     if (!document.isObject() && !document.isNull()) {
         Fail("an object expected");
     }

@@ -6,27 +6,30 @@
 #include <cstdint>
 #include <string>
 
+#include "Util/JsonLimits.h"
+
 namespace InfoSyncUtil {
 
-/** @throws CInfoSyncException with "fail to parse" and the place, also when nested more than 40 levels deep
- */
-Json::Value ParseJson(const std::string& text);
-
 /**
- * Parses a server's answer, which must be an object. It may be nested a little less deep than a stored
- * document, so that whatever was accepted can be read again once it is stored under the user's entry.
- * @throws CInfoSyncException as above
+ * Why the text would grow too heavy once it is built; empty when it would not. Depth is the parser's to
+ * judge.
  */
-Json::Value ParseAnswer(const std::string& text);
+std::string WhyTooHeavy(const std::string& text, const JsonLimits& limits);
 
-/** Parses the body of a refused request: any JSON, nested as an answer may be. @throws CInfoSyncException */
+/** @throws CInfoSyncException with "fail to parse" and the place, or the limit that the text is beyond */
+Json::Value ParseJson(const std::string& text, const JsonLimits& limits = Limits::NO_WEIGHT);
+
+/** Parses a server's answer, which must be an object. @throws CInfoSyncException as above */
+Json::Value ParseAnswer(const std::string& text, const JsonLimits& limits = Limits::ANSWER);
+
+/** Parses the body of a refused request: any JSON. @throws CInfoSyncException as above */
 Json::Value ParseRefusal(const std::string& text);
 
 /**
  * Parses a stored document: an object, or null where nothing was ever put into it.
  * @throws CInfoSyncException as above
  */
-Json::Value ParseStoredObject(const std::string& text);
+Json::Value ParseStoredObject(const std::string& text, const JsonLimits& limits = Limits::NO_WEIGHT);
 
 /** Writes on one line, without blanks; ASCII only, so a stored text never holds a NUL. */
 std::string WriteJson(const Json::Value& value);

@@ -27,7 +27,7 @@ TEST_F(JsonUtilTest, ReadsJsonAndNothingElse) {
                                                          {"[\"abc", "Line 1, Column 2"},
                                                          {"[NaN]", "Line 1, Column 2"},
                                                          {R"(["\ud83d"])", "unicode"},
-                                                         {Nested(42), "stackLimit"},
+                                                         {Nested(1002), "stackLimit"},
                                                          {std::string(1000000, '['), "stackLimit"}};
     for (const auto& [text, failure] : cases) {
         SCOPED_TRACE(text.substr(0, 40));
@@ -61,10 +61,44 @@ TEST_F(JsonUtilTest, DeepestAnswerCanBeReadOnceItIsStored) {
         ++depth;
     }
     --depth;
-    EXPECT_GE(depth, 30);
+    EXPECT_GE(depth, 900);
+    // What is refused is logged indented, which calls itself as deep.
+    EXPECT_THAT(InfoSyncUtil::ParseRefusal(Nested(depth + 1)).toStyledString(), HasSubstr("\t[]"));
     EXPECT_THAT(Failure([&] { InfoSyncUtil::ParseRefusal(Nested(depth + 2)); }), HasSubstr("stackLimit"));
     EXPECT_EQ(Failure([&] { InfoSyncUtil::ParseStoredObject("{\"u\":{\"meta\":" + answer() + "}}"); }),
               "nothing thrown");
+}
+
+TEST_F(JsonUtilTest, ValuesAreCountedAsTheReaderTakesThem) {
+    const std::pair<std::string, std::size_t> cases[] = {{"[0,0,0]", 4},
+                                                         {"[[],{}]", 5},
+                                                         {R"({"a":{"b":1,"c":2}})", 4},
+                                                         {R"({"a,[{":"\",[{","\\":[0],"":"/*"})", 5},
+                                                         {"{\"a\":0/*\"*/,\"b\":[0,0]}", 5},
+                                                         {"{\"a\":0/*/,*/,\"b\":0}", 3},
+                                                         {"{\"a\":0//\"\n,\"b\":[0]}", 4},
+                                                         {R"(["a,,,,,)", 2},
+                                                         {R"(["a\",,,)", 2},
+                                                         {"[0/*,,,,", 2},
+                                                         {"[0//,,,,", 2},
+                                                         {"[0/,0]", 3}};
+    for (const auto& [text, values] : cases) {
+        SCOPED_TRACE(text);
+        const auto limits = [](std::size_t most) { return InfoSyncUtil::JsonLimits{100, most, 10}; };
+        EXPECT_EQ(InfoSyncUtil::WhyTooHeavy(text, limits(values)), "");
+        EXPECT_EQ(InfoSyncUtil::WhyTooHeavy(text, limits(values - 1)),
+                  std::to_string(values) + " values, at most " + std::to_string(values - 1) + " are read");
+    }
+}
+
+TEST_F(JsonUtilTest, TextBeyondALimitIsRefusedBeforeItIsBuilt) {
+    const InfoSyncUtil::JsonLimits limits = {20, 5, 3};
+    EXPECT_EQ(InfoSyncUtil::ParseJson("[[[]],\"aaaaaaaaaa\"]", limits).size(), 2);
+    EXPECT_EQ(Failure([&] { InfoSyncUtil::ParseJson("[[[]],\"aaaaaaaaaaa\"] ", limits); }),
+              "fail to parse JSON: 21 bytes, at most 20 are read");
+    EXPECT_EQ(Failure([&] { InfoSyncUtil::ParseJson("[0,0,0,0,0 x", limits); }),
+              "fail to parse JSON: 6 values, at most 5 are read");
+    EXPECT_THAT(Failure([&] { InfoSyncUtil::ParseJson(Nested(5), {20, 20, 3}); }), HasSubstr("stackLimit"));
 }
 
 TEST_F(JsonUtilTest, AnswerIsAnObjectAndAStoredDocumentMayBeNull) {
