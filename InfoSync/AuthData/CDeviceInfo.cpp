@@ -44,7 +44,14 @@ Json::Value ParseBatch(const std::string& data) {
 /** The stored device list; null when there is none. @throws CInfoSyncException when it is not JSON */
 Json::Value ReadDeviceList() {
     const std::string text = InfoSyncUtil::GetDeviceList();
-    Json::Value list = text.empty() ? Json::Value() : InfoSyncUtil::ParseJson(text);
+    const std::string excess = InfoSyncUtil::WhyTooHeavy(text, InfoSyncUtil::Limits::DEVICE_LIST);
+    if (!excess.empty()) {
+        // Left as it is, it would end every run to come.
+        INFOSYNC_LOG(DLOG_ERROR, "the device list has %s, make it anew", excess.c_str());
+        return {};
+    }
+    Json::Value list =
+        text.empty() ? Json::Value() : InfoSyncUtil::ParseJson(text, InfoSyncUtil::Limits::DEVICE_LIST);
     if (!list.isObject() && !list.isNull()) {
         INFOSYNC_LOG(DLOG_ERROR, "the device list is no object, make it anew");
         return {};
@@ -77,7 +84,7 @@ void CDeviceInfo::ReadFromSecureStorage() {
     try {
         std::string text;
         InfoSyncUtil::GetData(m_alias, text);
-        m_data = InfoSyncUtil::ParseStoredObject(text, InfoSyncUtil::Limits::RECORDS);
+        ReplaceData(std::move(text));
     } catch (const std::exception& e) {
         INFOSYNC_LOG(DLOG_ERROR, "exception: %s, No data", e.what());
     }
@@ -102,7 +109,7 @@ void CDeviceInfo::ImportData(const std::string& data) {
         INFOSYNC_LOG(DLOG_INFO, "No data for this user. add all");
         m_data[m_userId] = std::move(batch);
     }
-    WriteSecureStorage(InfoSyncUtil::WriteJson(m_data));
+    StoreMerged(InfoSyncUtil::WriteJson(m_data));
     UpdateDeviceList();
 }
 
@@ -209,19 +216,46 @@ Json::Value& CDeviceInfo::GetUserData() {
     return m_data[m_userId];
 }
 
+void CDeviceInfo::ReplaceData(std::string text) {
+    const std::string known = std::exchange(m_knownText, std::string());
+    const bool isKnown = !text.empty() && text == known;
+    const std::string held = isKnown ? "null" : InfoSyncUtil::WriteJson(m_data);
+    m_data = Json::Value();
+    try {
+        m_data = InfoSyncUtil::ParseStoredObject(text, InfoSyncUtil::Limits::RECORDS);
+    } catch (const std::exception&) {
+        m_data = InfoSyncUtil::ParseJson(held);
+        throw;
+    }
+    if (!isKnown) {
+        m_knownText = std::move(text);
+    }
+}
+
+void CDeviceInfo::StoreMerged(const std::string& text) {
+    const std::string excess = InfoSyncUtil::WhyTooHeavy(text, InfoSyncUtil::Limits::MERGED_RECORDS);
+    WriteSecureStorage(text);
+    if (!excess.empty()) {
+        throw CInfoSyncException("the records are too heavy, the next run downloads them anew: " + excess);
+    }
+}
+
 void CDeviceInfo::MergeBatch(Json::Value& batch) {
     Json::Value& user = GetUserData();
     user[META] = std::move(batch[META]);
     std::map<std::string, Json::Value> merged;
+    // What is emptied is let go at once: each of these holds as many values as there are records.
     ForEachRecord(user[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
         merged.try_emplace(id, std::move(record));
     });
+    user[RECORDS] = Json::Value();
     ForEachRecord(batch[RECORDS], [&merged](const std::string& id, Json::Value&& record) {
         merged.insert_or_assign(id, std::move(record));
     });
+    batch[RECORDS] = Json::Value();
     Json::Value records(Json::arrayValue);
-    for (auto& [id, record] : merged) {
-        records.append(std::move(record));
+    for (auto at = merged.begin(); at != merged.end(); at = merged.erase(at)) {
+        records.append(std::move(at->second));
     }
     user[RECORDS] = std::move(records);
 }

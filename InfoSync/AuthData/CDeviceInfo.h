@@ -34,7 +34,7 @@ public:
     /**
      * Merges a downloaded batch into the stored records and brings the device list up to date.
      * @throws std::exception with nothing written when the batch is no batch; with the records written when
-     * the stored device list is not JSON
+     * they are too heavy to be read again, or the stored device list is not JSON
      */
     void ImportData(const std::string& data);
 
@@ -65,9 +65,25 @@ public:
     Json::Value& GetUserData();
 
 private:
+    /**
+     * Takes the text over; what is held stays when it cannot be parsed. Two documents at once would be twice
+     * the memory, so the held one is let go before the next is built. Between Init and the merge the text is
+     * the same as a rule, and what was parsed once is parsed again; should another text be damaged, the held
+     * document comes back from a text of its own.
+     */
+    void ReplaceData(std::string text);
+
     void MergeBatch(Json::Value& batch);
 
+    /**
+     * Stores the merged records. @throws CInfoSyncException, with them stored, when they are far too heavy to
+     * be read again: the device list would not fit beside them either
+     */
+    void StoreMerged(const std::string& text);
+
     Json::Value m_data;
+    /** What m_data was parsed from, for the next reading; kept for one, since it is big. */
+    std::string m_knownText;
     std::string m_userId;
     std::string m_alias = InfoSyncUtil::ALIAS_RECORDS;
 };

@@ -1,5 +1,6 @@
 #include "AuthData/CDeviceInfo.h"
 #include "ServiceTest.h"
+#include "Util/JsonUtil.h"
 
 using ::testing::Contains;
 using ::testing::ElementsAre;
@@ -204,6 +205,20 @@ TEST_F(CDeviceInfoTest, WhatWasStoredMeanwhileIsMergedInto) {
               R"({"user-0":{},"user-1":)" + Batch(Record("b", "B") + "," + Record("c", "C")) + "}");
 }
 
+TEST_F(CDeviceInfoTest, StoreThatIsTooHeavyIsNoneAndSuchAListIsMadeAnew) {
+    std::string zeros = "[0";
+    for (std::size_t i = 0; i < InfoSyncUtil::Limits::DEVICE_LIST.values; ++i) {
+        zeros += ",0";
+    }
+    Records() = List() = R"({"user-1":{"meta":)" + zeros + "]}}";
+    Import(Batch(Record("a", "A")));
+    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch(Record("a", "A")) + "}");
+    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") + "}");
+    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
+                testing::IsSupersetOf({HasSubstr("values, at most 520000 are read, No data"),
+                                       HasSubstr("values, at most 620000 are read, make it anew")}));
+}
+
 TEST_F(CDeviceInfoTest, StoredNullIsAnEmptyStore) {
     Records() = "null";
     Import(Batch(""));
@@ -212,6 +227,19 @@ TEST_F(CDeviceInfoTest, StoredNullIsAnEmptyStore) {
     Records() = R"({"user-1":null})";
     Import(Batch(""));
     EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch("") + "}");
+}
+
+TEST_F(CDeviceInfoTest, WhatReadingMadeIsKeptWithTheRestWhenTheStoreTurnsUnreadable) {
+    for (const char* after : {"{", ""}) {
+        Records() = R"({"user-0":{"records":[]}})";
+        CDeviceInfo info;
+        info.Init(Fake::LOGIN_ID);
+        info.GetUserData()["meta"]["synced_timestamp"];
+        Records() = after;
+        info.ImportData(R"({"extra":1,"meta":{},"records":[]})");
+        EXPECT_EQ(Stored("InfoSyncRecords"),
+                  R"({"user-0":{"records":[]},"user-1":{"meta":{},"records":[]}})");
+    }
 }
 
 TEST_F(CDeviceInfoTest, UnreadableStorageKeepsWhatIsHeld) {
