@@ -87,7 +87,10 @@ std::string Document::Complaint(const std::string& name, const std::string& reme
 }
 
 Document ReadKey(const std::string& alias) {
-    return Read(TvFolder::KeyPath(alias), &InfoSyncUtil::ParseStoredObject);
+    const InfoSyncUtil::JsonLimits& limits =
+        alias == InfoSyncUtil::ALIAS_RECORDS ? InfoSyncUtil::Limits::RECORDS : InfoSyncUtil::Limits::TOKENS;
+    return Read(TvFolder::KeyPath(alias),
+                [&limits](const std::string& text) { return InfoSyncUtil::ParseStoredObject(text, limits); });
 }
 
 Document ReadAuthCode() {

@@ -2,28 +2,28 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "AuthData/CAccessToken.h"
 #include "AuthData/CAuthCode.h"
 #include "AuthData/CJsonWebToken.h"
 #include "Cli/Json.h"
 #include "Files.h"
-#include "Television/Stored.h"
 #include "TvFolder.h"
+#include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
 
 namespace Television {
 
 namespace {
 
-void AddTokens(std::vector<std::string>& secrets) {
-    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {
-        const Json::Value users = ReadKey(alias).value;
-        for (const std::string& user : users.getMemberNames()) {
-            for (const char* name :
-                 {CAccessToken::ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN, CJsonWebToken::TOKEN}) {
-                secrets.push_back(Cli::TextMember(users[user], name));
-            }
+/** Also those of a document that is too heavy for the service. */
+void AddTokens(const std::string& document, std::vector<std::string>& secrets) {
+    const Json::Value users = InfoSyncUtil::ParseStoredObject(document);
+    for (const std::string& user : users.getMemberNames()) {
+        for (const char* name :
+             {CAccessToken::ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN, CJsonWebToken::TOKEN}) {
+            secrets.push_back(Cli::TextMember(users[user], name));
         }
     }
 }
@@ -44,11 +44,14 @@ void AddCodes(const std::string& document, std::vector<std::string>& secrets) {
 std::vector<std::string> StoredSecrets() {
     constexpr std::size_t SHORTEST = 8;
     std::vector<std::string> secrets;
-    AddTokens(secrets);
-    try {
-        AddCodes(Files::Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE).value()), secrets);
-    } catch (const std::exception&) {
-        // There is none, or it cannot be read.
+    for (const auto& [alias, add] : {std::pair(InfoSyncUtil::ALIAS_ACCESS_TOKEN, &AddTokens),
+                                     {InfoSyncUtil::ALIAS_JWT, &AddTokens},
+                                     {InfoSyncUtil::ALIAS_AUTH_CODE, &AddCodes}}) {
+        try {
+            add(Files::Read(TvFolder::KeyPath(alias).value()), secrets);
+        } catch (const std::exception&) {
+            continue;  // there is none, or it cannot be read
+        }
     }
     const auto isShort = [](const std::string& secret) { return secret.size() < SHORTEST; };
     secrets.erase(std::remove_if(secrets.begin(), secrets.end(), isShort), secrets.end());
