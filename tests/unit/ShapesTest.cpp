@@ -86,7 +86,8 @@ const std::string ODD_BODIES[] = {"",
 TEST(ShapesTest, GoodInputIsTaken) {
     for (int i = 0; i < INPUT_COUNT; ++i) {
         const auto input = static_cast<Input>(i);
-        EXPECT_EQ(Came(input, Good(input)), input == REFUSAL ? STORED : TAKEN) << Name(input);
+        EXPECT_EQ(Came(input, Good(input)), input == REFUSAL ? STORED : TAKEN)
+            << Name(input) << ": what a good run leaves behind is in tests/fakes/Outside.cpp";
     }
 }
 

@@ -1,5 +1,7 @@
 #include "Television/Log/Table.h"
 
+#include <utility>
+
 #include "Cli/Text.h"
 #include "Television/Log/JsonText.h"
 #include "Television/Log/RunReader.h"
@@ -309,12 +311,20 @@ const KnownLine* FindKnownLine(const Line& line) {
 }
 
 std::string TableText() {
-    std::string text = "| line | what it means | what to do |\n|---|---|---|\n";
+    std::string text(TABLE_HEAD);
+    std::string cells;
     for (const KnownLine& known : KnownLines()) {
-        if (!known.meaning.empty()) {
-            const std::string place = known.place.empty() ? "" : " in `" + std::string(known.place) + "`";
-            text += "| `" + known.start + "`" + place + " | " + std::string(known.meaning) + " | " +
-                    (known.remedy.empty() ? "nothing" : std::string(known.remedy)) + " |\n";
+        if (known.meaning.empty()) {
+            continue;
+        }
+        const std::string line =
+            "`" + known.start + "`" + (known.place.empty() ? "" : " in `" + std::string(known.place) + "`");
+        const std::string before = std::exchange(
+            cells, " | " + std::string(known.meaning) + " | " + std::string(known.remedy) + " |\n");
+        if (cells == before) {
+            text.insert(text.size() - cells.size(), ", " + line);
+        } else {
+            text += "| " + line + cells;
         }
     }
     return text;

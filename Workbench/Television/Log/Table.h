@@ -45,7 +45,10 @@ const KnownLine* FindKnownLine(const Line& line);
 /** The message without what the service puts before what it caught. */
 std::string_view WithoutCatch(std::string_view message);
 
-/** The lines of W and above as a table of Markdown, for the documents. */
+inline constexpr std::string_view TABLE_HEAD = "| line | what it means | what to do |\n|---|---|---|\n";
+
+/** The lines of W and above as a table of Markdown, for the documents; those that mean the same share a row.
+ */
 std::string TableText();
 
 }  // namespace Log
