@@ -125,8 +125,10 @@ class RunTest(ToolCase):
         done = self.run_tool("run", "--level", "V", "--service", self.service, status=1)
         page = self.work / "page.html"
         told = self.run_tool("explain", self.tv / "runs/1.log", "--html", page).stdout + page.read_text()
+        masked = self.run_tool("explain", self.tv / "runs/1.log", "--masked").stdout
+        self.assertIn("body : code=Sec1... (19 characters)", masked)
         shown = (done.stdout + done.stderr + (self.tv / "runs/1.json").read_text() + self.run_tool("log").stdout
-                 + told.replace(secrets[3], ""))  # what is stored here is not known to whom explains a log from elsewhere
+                 + (told + masked).replace(secrets[3], ""))  # what is stored here is not known to whom explains a log from elsewhere
         pieces = [piece for secret in secrets for piece in (secret[4:12], secret[-8:])]
         self.assertEqual([piece for piece in pieces if piece in shown], [])
         self.assertIn("refused", told)

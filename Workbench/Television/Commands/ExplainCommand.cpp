@@ -14,6 +14,7 @@
 #include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Commands/Commands.h"
+#include "Television/Log/Message.h"
 #include "Television/Log/Page.h"
 #include "Television/Log/Runs.h"
 #include "Television/Log/Story.h"
@@ -32,6 +33,7 @@ struct ExplainArguments {
     std::string device;
     std::string page;
     bool json = false;
+    bool masked = false;
 };
 
 std::runtime_error Failure(const std::string& file) {
@@ -75,7 +77,8 @@ void CheckBeginning(const std::string& name, std::string_view beginning) {
 }
 
 /** Hands the log over piece by piece. */
-void Read(const std::string& name, Log::Runs& runs) {
+template <typename Reader>
+void Read(const std::string& name, Reader& reader) {
     std::ifstream file;
     if (name != STANDARD_INPUT) {
         file.open(name, std::ios::binary);
@@ -91,12 +94,19 @@ void Read(const std::string& name, Log::Runs& runs) {
             CheckBeginning(name, read);
         }
         isFirst = false;
-        runs.Feed(read);
+        reader.Feed(read);
     }
     if (!log.eof()) {
         throw Failure(name);
     }
-    runs.Finish();
+    reader.Finish();
+}
+
+void ShowMasked(const std::string& name) {
+    const Cli::Masker masker;
+    Log::MaskedLog log(&masker,
+                       [](const Log::Line& line) { std::cout << Cli::EscapeLines(line.text) << "\n"; });
+    Read(name, log);
 }
 
 /** Writes the stories one by one, as text or as an array of JSON. */
@@ -142,6 +152,10 @@ private:
 };
 
 void Explain(const ExplainArguments& arguments) {
+    if (arguments.masked) {
+        ShowMasked(arguments.file);
+        return;
+    }
     CheckPage(arguments);
     const bool hasPage = !arguments.page.empty();
     Log::Page page(
@@ -164,13 +178,20 @@ void Explain(const ExplainArguments& arguments) {
 
 void Declare(Cli::Command& command, ExplainArguments& arguments) {
     command.Operand("FILE", arguments.file, "the log; - for standard input");
-    command
-        .Option("--device", "NAME", arguments.device,
-                "tell of the records with this in their name, address or id alone")
-        .Must(&Cli::IsNotEmpty);
-    command.Option("--html", "PAGE", arguments.page, "write a page with a picture of each run")
-        .Must(&Cli::IsNotEmpty);
-    command.Flag("--json", arguments.json, "write JSON for scripts: an array with an object for each run");
+    const Cli::Parameter device =
+        command
+            .Option("--device", "NAME", arguments.device,
+                    "tell of the records with this in their name, address or id alone")
+            .Must(&Cli::IsNotEmpty);
+    const Cli::Parameter page =
+        command.Option("--html", "PAGE", arguments.page, "write a page with a picture of each run")
+            .Must(&Cli::IsNotEmpty);
+    const Cli::Parameter json = command.Flag("--json", arguments.json,
+                                             "write JSON for scripts: an array with an object for each run");
+    command.Flag("--masked", arguments.masked, "write the log itself, to be handed on")
+        .Excludes(device)
+        .Excludes(page)
+        .Excludes(json);
 }
 
 }  // namespace
@@ -185,12 +206,14 @@ What the log does not tell is told as that, with what would tell it: mostly a lo
 (`run --level`, down to D). Tokens, codes and verifiers are masked.
 
 The page shows a run as a picture: who said what to whom, each step with its lines. It needs
-neither a network nor scripts.
+neither a network nor scripts. A log that is written --masked has its user and device names and
+its addresses still.
 
 Examples:
   infosync-tv explain set.log
   infosync-tv explain set.log --html set.html
   infosync-tv explain set.log --device kitchen
+  infosync-tv explain set.log --masked > masked.log
   journalctl -u bt-infosync | infosync-tv explain)",
         &Declare, &Explain);
 }
