@@ -1,5 +1,6 @@
 """The local cloud as a program: how it begins, ends, and tells what it saw."""
 
+import contextlib
 import http.client
 import json
 import os
@@ -70,6 +71,45 @@ class CloudProgram(unittest.TestCase):
         for done, reason in ((again, "runs on"), (taken, "could not listen on port")):
             self.assertEqual((done.returncode, done.stdout), (1, ""))
             self.assertIn(reason, done.stderr)
+
+    def test_whatever_clients_send_is_bounded(self):
+        self.cloud.start()
+        pid, port = self.cloud.counts()["pid"], self.cloud.port
+        context = self.context()
+
+        def ask(start, endless=b""):
+            """The answers' statuses, and what of the server's memory was in use at most."""
+            with socket.create_connection(("127.0.0.1", port), timeout=20) as plain:
+                with context.wrap_socket(plain, server_hostname="127.0.0.1") as client, contextlib.suppress(OSError):
+                    client.sendall(start)
+                    for _ in range(1000 if endless else 0):
+                        client.sendall(endless * 2**16)
+                answer = b""
+                with contextlib.suppress(OSError):
+                    while piece := client.recv(2**16):
+                        answer += piece
+            return re.findall(r"(?m)^HTTP/1.1 (\d+)", answer.decode(errors="replace"))
+
+        length = b"Content-Length: 3000000000\r\n\r\n"
+        cases = [(method + b" /user/v7/activate HTTP/1.1\r\n" + rest, byte, statuses)
+                 for method in (b"POST", b"PUT", b"PATCH", b"DELETE", b"GET") for rest, byte, statuses in (
+                     (length, b"a", ["413"]), (b"Transfer-Encoding: chunked\r\n\r\n", b"1", ["411"]))]
+        cases += [(b"GET / HTTP/1.1\r\n", b"a", ["431"]), (b"GET / HTTP/1.1\r\n" + b"a:b\r\n" * 201 + b"\r\n", b"", ["431"]),
+                  (b"POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", b"", ["400"]),
+                  (b"POST / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}GET / HTTP/1.1\r\nConnection: close\r\n\r\n", b"", ["404", "404"]),
+                  (b"GET / HTTP/1.1\r\nContent-Length: 18\r\nConnection: close\r\n\r\nGET / HTTP/1.1\r\n\r\n", b"", ["404"])]
+        for start, endless, statuses in cases:
+            with self.subTest(start=start[:60]):
+                self.assertEqual(ask(start, endless), statuses)
+        silent = [socket.create_connection(("127.0.0.1", port)) for _ in range(500)]
+        began = time.monotonic()
+        self.get()
+        self.assertLess(time.monotonic() - began, 8)  # sooner than any of them is given up for its silence
+        for connection in silent:
+            connection.close()
+        process = pathlib.Path(f"/proc/{pid}")
+        if "libasan" not in (process / "maps").read_text():
+            self.assertLess(int(re.search(r"VmHWM:\s+(\d+)", (process / "status").read_text())[1]), 64 << 10)
 
     def test_an_exchange_is_recorded_before_it_is_answered(self):
         self.cloud.start()

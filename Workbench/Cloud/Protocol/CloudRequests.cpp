@@ -67,6 +67,9 @@ void CheckUserAgent(const httplib::Request& request, const std::string& tail) {
 }
 
 Json::Value ParseBody(const std::string& text) {
+    // Made of many small values, a text takes some sixty times its size.
+    constexpr std::size_t LARGEST = 65536;
+    DemandGood(text.size() <= LARGEST, "the body is larger than any activation");
     try {
         return Cli::ParseObject(text, "body");
     } catch (const std::runtime_error& error) {

@@ -4,7 +4,6 @@
 #include <openssl/err.h>
 #include <poll.h>
 
-#include <cstdlib>
 #include <map>
 #include <stdexcept>
 #include <utility>
@@ -23,26 +22,6 @@ constexpr int LONGEST_SILENCE = 10'000;                   // in milliseconds, of
 constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;  // as the clients are told
 constexpr std::size_t THREADS = Connections::MOST + 16;
 
-constexpr ReadRefusal LENGTH_REQUIRED = {411, "Length Required", "the header Content-Length is missing"};
-constexpr ReadRefusal ENCODED = {415, "Unsupported Media Type", "no Content-Encoding is known here"};
-
-/**
- * What a thread is busy with. The library hands its callbacks the request alone, and serves a connection on
- * one thread from beginning to end.
- */
-struct Serving {
-    Connection* connection = nullptr;
-    Exchange exchange;
-    std::optional<Fault> fault;
-    /** Whether the connection must not be used again. */
-    bool closes = false;
-};
-
-Serving& ThisThread() {
-    thread_local Serving current;
-    return current;
-}
-
 using SetUp = std::function<void(httplib::Request&)>;
 
 // The library's function takes the addresses of both sides, too, from 0.15 on; the compiler picks the right
@@ -60,23 +39,10 @@ using SetUp = std::function<void(httplib::Request&)>;
     return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
 }
 
-/** What the headers say that the library would take without a bound; null where nothing is wrong. */
-const ReadRefusal* FindRefusal(const httplib::Request& request) {
-    if (request.method == "GET" || request.method == "HEAD" || request.method == "OPTIONS") {
-        return nullptr;
-    }
-    if (!request.has_header("Content-Length")) {
-        return &LENGTH_REQUIRED;  // it would read until the peer closes
-    }
-    const std::string length = request.get_header_value("Content-Length");
-    if (std::strtoull(length.c_str(), nullptr, 10) > LARGEST_BODY) {
-        return &BODY_TOO_LARGE;  // it would read all the same, to leave it out
-    }
-    return request.has_header("Content-Encoding") ? &ENCODED : nullptr;
-}
-
-/** What became of a request that was not read to its end; the library's own answer is dropped. */
-void Override(Exchange& exchange, const ReadRefusal& refusal) {
+/** What becomes of a request that is not looked at, and of which little is worth keeping. */
+void Refuse(Exchange& exchange, const ReadRefusal& refusal) {
+    constexpr std::size_t LONGEST_KEPT = 4096;
+    exchange.request = exchange.request.substr(0, LONGEST_KEPT);
     const Answer answer = Refusal(ResultCode::BAD_REQUEST, refusal.message);
     exchange.status = refusal.status;
     exchange.decided = answer.decided;
@@ -109,7 +75,6 @@ CloudServer::CloudServer(Cloud& cloud, const TlsContexts& tls, FaultPlan& faults
                          Console& console)
     : m_cloud(cloud), m_tls(tls), m_faults(faults), m_exchanges(exchanges), m_console(console) {
     new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
-    set_payload_max_length(LARGEST_BODY);
     set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
     set_keep_alive_timeout(Connection::KEEP_ALIVE.count());
     set_socket_options([](socket_t socket) {
@@ -117,29 +82,17 @@ CloudServer::CloudServer(Cloud& cloud, const TlsContexts& tls, FaultPlan& faults
         const int on = 1;
         ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on));
     });
-    set_pre_routing_handler([](const httplib::Request& request, httplib::Response& /*response*/) {
-        const ReadRefusal* refusal = FindRefusal(request);
-        if (refusal == nullptr) {
-            return HandlerResponse::Unhandled;
-        }
-        ThisThread().connection->Refuse(*refusal);
-        return HandlerResponse::Handled;
-    });
     // Called for every answer, also to what is no request.
-    set_logger([](const httplib::Request& request, const httplib::Response& response) {
-        Exchange& exchange = ThisThread().exchange;
-        exchange.method = request.method;
-        exchange.target = request.target;
-        exchange.status = response.status;
+    set_logger([this](const httplib::Request& /*request*/, const httplib::Response& response) {
+        m_exchange.status = response.status;
     });
     set_error_handler(
-        httplib::Server::Handler([](const httplib::Request& /*request*/, httplib::Response& response) {
-            Exchange& exchange = ThisThread().exchange;
-            if (exchange.decided.empty()) {
+        httplib::Server::Handler([this](const httplib::Request& /*request*/, httplib::Response& response) {
+            if (m_exchange.decided.empty()) {
                 const Answer answer = response.status == 404
                                           ? Refusal(ResultCode::NOT_FOUND, "there is nothing here")
                                           : Refusal(ResultCode::BAD_REQUEST, "this is no request");
-                exchange.decided = answer.decided;
+                m_exchange.decided = answer.decided;
                 response.set_content(answer.body, JSON_TYPE);
             }
         }));
@@ -213,11 +166,12 @@ void CloudServer::ServeConnection(socket_t socket) {
     }
     bool goesOn = true;
     bool asked = false;
-    while (goesOn && connection.WaitForRequest()) {
+    while (goesOn && connection.ReadRequest()) {
         if (fault && !asked) {
             m_console.ShowConnection("TLS handshake accepted by the client all the same" + NoteOf(fault));
         }
         asked = true;
+        m_connections.SetWaiting(socket, false);
         goesOn = ServeRequest(connection);
         m_connections.SetWaiting(socket, true);
     }
@@ -239,42 +193,44 @@ bool CloudServer::Handshake(Connection& connection, const SSL* session, const st
 }
 
 bool CloudServer::ServeRequest(Connection& connection) {
-    Serving& serving = ThisThread();
-    serving = {};
-    serving.connection = &connection;
-    Exchange& exchange = serving.exchange;
-    bool closed = false;
-    bool goesOn =
-        Process(*this, &CloudServer::process_request, connection, closed) && !closed && !serving.closes;
-    exchange.request = connection.Request();
-    exchange.answer = connection.TakeAnswer();
-    if (const ReadRefusal* refusal = connection.Refusal()) {
-        Override(exchange, *refusal);
-        goesOn = false;
-    }
-    if (exchange.status == 0) {
-        return false;
+    std::unique_lock<std::mutex> oneAtATime(m_answering);
+    m_exchange = {};
+    m_fault.reset();
+    m_closes = false;
+    m_exchange.request = connection.Request();
+    const auto words = Split(m_exchange.request.substr(0, m_exchange.request.find("\r\n")), ' ');
+    m_exchange.method = words.front();
+    m_exchange.target = words.size() > 1 ? words[1] : "";
+    bool closed = connection.Refusal() != nullptr;
+    if (closed) {
+        Refuse(m_exchange, *connection.Refusal());
+    } else {
+        closed = !Process(*this, &CloudServer::process_request, connection, closed) || closed || m_closes;
+        m_exchange.answer = connection.TakeAnswer();
     }
     m_state->Count(&Counts::requests);
     // Before the answer goes out: who has it finds the exchange recorded.
     Json::Value kept;
-    const std::string missing = m_exchanges.Add(exchange, kept);
+    const std::string missing = m_exchanges.Add(m_exchange, kept);
     if (!missing.empty()) {
         m_console.Complain(missing);
     }
     m_console.Show(kept);
-    return Deliver(connection, exchange.answer, serving.fault) && goesOn;
+    const std::string answer = std::move(m_exchange.answer);
+    const auto fault = std::move(m_fault);
+    m_exchange = {};
+    oneAtATime.unlock();
+    return Deliver(connection, answer, fault) && !closed;
 }
 
 Answer CloudServer::AnswerTo(const Endpoint& endpoint, const httplib::Request& request) {
-    Serving& serving = ThisThread();
-    serving.exchange.endpoint = endpoint.name;
-    serving.closes = m_faults.WaitsForConnection();
-    serving.fault = m_faults.TakeForRequest(endpoint.name);
-    if (serving.fault) {
-        serving.exchange.fault = serving.fault->Describe();
-        if (RowOf(serving.fault->kind).hits == Hits::REQUEST) {
-            return {serving.fault->status, serving.fault->body, "as planned", ""};
+    m_exchange.endpoint = endpoint.name;
+    m_closes = m_faults.WaitsForConnection();
+    m_fault = m_faults.TakeForRequest(endpoint.name);
+    if (m_fault) {
+        m_exchange.fault = m_fault->Describe();
+        if (RowOf(m_fault->kind).hits == Hits::REQUEST) {
+            return {m_fault->status, m_fault->body, "as planned", ""};
         }
     }
     return endpoint.answer(m_cloud, request);
@@ -282,23 +238,21 @@ Answer CloudServer::AnswerTo(const Endpoint& endpoint, const httplib::Request& r
 
 void CloudServer::Respond(const Endpoint& endpoint, const httplib::Request& request,
                           httplib::Response& response) {
-    Serving& serving = ThisThread();
-    m_connections.SetWaiting(serving.connection->socket(), false);
     Answer answer;
     try {
         answer = AnswerTo(endpoint, request);
     } catch (const std::exception& error) {
         answer = Refusal(ResultCode::INTERNAL_ERROR, error.what());
     }
-    for (const auto& line : serving.fault ? serving.fault->headers : std::vector<std::string>()) {
+    for (const auto& line : m_fault ? m_fault->headers : std::vector<std::string>()) {
         const auto colon = line.find(": ");
         response.set_header(line.substr(0, colon), line.substr(colon + 2));
     }
-    if (serving.closes) {
+    if (m_closes) {
         response.set_header("Connection", "close");
     }
-    serving.exchange.decided = answer.decided;
-    serving.exchange.login = answer.login;
+    m_exchange.decided = answer.decided;
+    m_exchange.login = answer.login;
     response.status = answer.status;
     response.set_content(answer.body, JSON_TYPE);
 }

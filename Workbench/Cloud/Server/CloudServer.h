@@ -3,6 +3,7 @@
 
 #include <httplib.h>
 
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -53,6 +54,14 @@ private:
     Console& m_console;
     Connections m_connections;
     ServerState* m_state = nullptr;
+
+    /** One request at a time is looked at, so that what all take together stays small; the rest is about it.
+     */
+    std::mutex m_answering;
+    Exchange m_exchange;
+    std::optional<Fault> m_fault;
+    /** Whether its connection must not be used again. */
+    bool m_closes = false;
 };
 
 }  // namespace LocalCloud

@@ -1,30 +1,39 @@
 #include "Cloud/Server/Connection.h"
 
 #include <fcntl.h>
+#include <glib.h>
 #include <openssl/err.h>
 #include <poll.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdlib>
+#include <vector>
 
 namespace LocalCloud {
 
 namespace {
 
-constexpr char HEADERS_END[] = "\r\n\r\n";
-constexpr std::size_t HEADERS_END_SIZE = sizeof(HEADERS_END) - 1;
+constexpr char LINE_END[] = "\r\n";
+constexpr char HEAD_END[] = "\r\n\r\n";
 constexpr std::size_t LARGEST_HEAD = 64U << 10U;
+constexpr std::ptrdiff_t MOST_LINES = 200;
+constexpr std::size_t LARGEST_BODY = 1U << 20U;
 constexpr std::chrono::seconds SOCKET_TIMEOUT(10);
 constexpr std::chrono::seconds LONGEST_GOODBYE(1);
 
+constexpr ReadRefusal BAD_LENGTH = {400, "Bad Request", "the header Content-Length is no one number"};
 constexpr ReadRefusal TOO_SLOW = {408, "Request Timeout", "the request took longer than 10 seconds"};
+constexpr ReadRefusal CHUNKED = {411, "Length Required", "no Transfer-Encoding is known here"};
+constexpr ReadRefusal BODY_TOO_LARGE = {413, "Payload Too Large", "the body is larger than 1 MiB"};
+constexpr ReadRefusal ENCODED = {415, "Unsupported Media Type", "no Content-Encoding is known here"};
 constexpr ReadRefusal HEAD_TOO_LARGE = {431, "Request Header Fields Too Large",
-                                        "the headers are larger than 64 KiB"};
+                                        "the headers are larger than 64 KiB, or over 200"};
 constexpr ReadRefusal BUSY = {503, "Service Unavailable", "too much of other requests is held; ask again"};
 
-// Of all connections together; what the HTTP library copies of it comes on top.
-constexpr std::size_t MOST_HELD = 8U << 20U;
+// Of all connections together.
+constexpr std::size_t MOST_HELD = 4U << 20U;
 std::atomic<std::size_t> held(0);
 
 using Clock = std::chrono::steady_clock;
@@ -35,6 +44,19 @@ bool WaitFor(int socket, short events, Clock::time_point deadline) {
     return left.count() > 0 && ::poll(&descriptor, 1, static_cast<int>(left.count())) > 0;
 }
 
+/** The values of each header of that name, which ends in a colon. */
+std::vector<std::string> ValuesOf(const std::string& head, const std::string& name) {
+    std::vector<std::string> values;
+    for (auto at = head.find(LINE_END); at != std::string::npos; at = head.find(LINE_END, at)) {
+        at += sizeof(LINE_END) - 1;
+        if (g_ascii_strncasecmp(head.c_str() + at, name.c_str(), name.size()) == 0) {
+            std::string value = head.substr(at + name.size(), head.find(LINE_END, at) - at - name.size());
+            values.emplace_back(g_strstrip(value.data()));
+        }
+    }
+    return values;
+}
+
 }  // namespace
 
 Connection::Connection(SslSession session, socket_t socket) : m_ssl(std::move(session)), m_socket(socket) {
@@ -42,11 +64,10 @@ Connection::Connection(SslSession session, socket_t socket) : m_ssl(std::move(se
 }
 
 Connection::~Connection() {
-    Forget();
+    held -= m_input.size();
 }
 
-bool Connection::Repeat(const std::function<int()>& operation,
-                        const std::function<Clock::time_point()>& deadline) {
+bool Connection::Repeat(const std::function<int()>& operation, Clock::time_point deadline) {
     while (!m_broken) {
         ERR_clear_error();
         const int result = operation();
@@ -58,7 +79,7 @@ bool Connection::Repeat(const std::function<int()>& operation,
                            : wanted == SSL_ERROR_WANT_WRITE ? POLLOUT
                                                             : 0;
         m_broken = events == 0;
-        if (events != 0 && !WaitFor(m_socket, static_cast<short>(events), deadline())) {
+        if (events != 0 && !WaitFor(m_socket, static_cast<short>(events), deadline)) {
             return false;
         }
     }
@@ -66,26 +87,86 @@ bool Connection::Repeat(const std::function<int()>& operation,
 }
 
 bool Connection::Handshake() {
-    const auto deadline = Clock::now() + SOCKET_TIMEOUT;
-    return Repeat([this] { return SSL_accept(m_ssl.get()); }, [deadline] { return deadline; });
+    return Repeat([this] { return SSL_accept(m_ssl.get()); }, Clock::now() + SOCKET_TIMEOUT);
 }
 
-bool Connection::WaitForRequest() {
-    Forget();
-    if (SSL_pending(m_ssl.get()) == 0 && !WaitFor(m_socket, POLLIN, Clock::now() + KEEP_ALIVE)) {
+bool Connection::Fill(Clock::time_point deadline) {
+    std::array<char, 16384> piece = {};
+    std::size_t count = 0;
+    if (!Repeat([&] { return SSL_read_ex(m_ssl.get(), piece.data(), piece.size(), &count); }, deadline)) {
+        m_refusal = m_broken ? nullptr : &TOO_SLOW;
         return false;
     }
-    m_deadline = Clock::now() + SOCKET_TIMEOUT;
-    char first = 0;
-    return Repeat([&] { return SSL_peek(m_ssl.get(), &first, 1); }, [this] { return m_deadline; });
+    m_input.append(piece.data(), count);
+    held += count;
+    m_refusal = held > MOST_HELD ? &BUSY : nullptr;
+    return m_refusal == nullptr;
+}
+
+bool Connection::ReadRequest() {
+    held -= m_size;
+    m_input.erase(0, m_size);
+    m_input.shrink_to_fit();
+    m_size = m_read = 0;
+    m_refusal = nullptr;
+    if (m_input.empty() && !Fill(Clock::now() + KEEP_ALIVE)) {
+        return m_refusal == &BUSY;
+    }
+    const auto deadline = Clock::now() + SOCKET_TIMEOUT;
+    return (ReadHead(deadline) && ReadBody(deadline)) || m_refusal != nullptr;
+}
+
+bool Connection::ReadHead(Clock::time_point deadline) {
+    std::size_t end = 0;
+    while ((end = m_input.find(HEAD_END)) == std::string::npos && m_input.size() <= LARGEST_HEAD) {
+        if (!Fill(deadline)) {
+            m_size = m_input.size();
+            return false;
+        }
+    }
+    m_size = std::min(end, LARGEST_HEAD) + sizeof(HEAD_END) - 1;
+    m_refusal = end > LARGEST_HEAD ? &HEAD_TOO_LARGE : Measure();
+    return m_refusal == nullptr;
+}
+
+const ReadRefusal* Connection::Measure() {
+    const std::string head = Request();
+    const auto lengths = ValuesOf(head, "Content-Length:");
+    const std::string length = lengths.empty() ? "0" : lengths.front();
+    const std::size_t size = std::strtoull(length.c_str(), nullptr, 10);
+    m_size += std::min(size, LARGEST_BODY);
+    return std::count(head.begin(), head.end(), '\n') > MOST_LINES ? &HEAD_TOO_LARGE
+           : !ValuesOf(head, "Transfer-Encoding:").empty()         ? &CHUNKED
+           : !ValuesOf(head, "Content-Encoding:").empty()          ? &ENCODED
+           : lengths.size() > 1 || length.empty() ||
+                   length.find_first_not_of("0123456789") != std::string::npos
+               ? &BAD_LENGTH
+           : size > LARGEST_BODY ? &BODY_TOO_LARGE
+                                 : nullptr;
+}
+
+bool Connection::ReadBody(Clock::time_point deadline) {
+    constexpr char GO_ON[] = "HTTP/1.1 100 Continue\r\n\r\n";
+    // A client that asked whether to go on waits for this.
+    bool goesOn = m_input.size() >= m_size || ValuesOf(Request(), "Expect:").empty() || Send(GO_ON);
+    while (goesOn && m_input.size() < m_size) {
+        goesOn = Fill(deadline);
+    }
+    return goesOn;
 }
 
 bool Connection::Send(const char* data, std::size_t size) {
-    std::size_t written = 0;
-    const bool sent = size == 0 || Repeat([&] { return SSL_write_ex(m_ssl.get(), data, size, &written); },
-                                          [] { return Clock::now() + SOCKET_TIMEOUT; });
-    m_broken = m_broken || !sent;
-    return sent;
+    // In pieces, so that who takes a long answer slowly gets it.
+    constexpr std::size_t PIECE = 65536;
+    for (std::size_t sent = 0; sent < size && !m_broken;) {
+        std::size_t count = 0;
+        const auto write = [&] {
+            return SSL_write_ex(m_ssl.get(), data + sent, std::min(PIECE, size - sent), &count);
+        };
+        m_broken = !Repeat(write, Clock::now() + SOCKET_TIMEOUT);
+        sent += count;
+    }
+    return !m_broken;
 }
 
 bool Connection::Pause(std::chrono::milliseconds time) const {
@@ -108,42 +189,11 @@ void Connection::End() {
 }
 
 ssize_t Connection::read(char* data, size_t size) {
-    // Written before the request was complete: an interim answer, 100 Continue, that the peer waits for.
-    if (m_refusal != nullptr || !Send(m_answer)) {
-        return -1;
-    }
+    // Only an interim answer is written before the request was taken, and that was sent while it was read.
     m_answer.clear();
-    // The library might read beyond the headers, where another limit holds.
-    const std::size_t wanted = m_headSize == 0 ? std::min<std::size_t>(size, 1) : size;
-    std::size_t count = 0;
-    if (!Repeat([&] { return SSL_read_ex(m_ssl.get(), data, wanted, &count); },
-                [this] { return m_deadline; })) {
-        m_refusal = m_broken ? nullptr : &TOO_SLOW;
-        return -1;
-    }
-    Keep(data, count);
-    return m_refusal != nullptr ? -1 : static_cast<ssize_t>(count);
-}
-
-void Connection::Keep(const char* data, std::size_t size) {
-    m_request.append(data, size);
-    held += size;
-    const std::size_t end = m_request.size();
-    if (m_headSize == 0 && end >= HEADERS_END_SIZE &&
-        m_request.compare(end - HEADERS_END_SIZE, HEADERS_END_SIZE, HEADERS_END) == 0) {
-        m_headSize = end;
-    }
-    const bool isTooLarge = m_headSize == 0 ? end > LARGEST_HEAD : end - m_headSize > LARGEST_BODY;
-    m_refusal = isTooLarge         ? (m_headSize == 0 ? &HEAD_TOO_LARGE : &BODY_TOO_LARGE)
-                : held > MOST_HELD ? &BUSY
-                                   : nullptr;
-}
-
-void Connection::Forget() {
-    held -= m_request.size();
-    std::string().swap(m_request);
-    m_headSize = 0;
-    m_refusal = nullptr;
+    const std::size_t count = m_input.copy(data, std::min(size, m_size - m_read), m_read);
+    m_read += count;
+    return static_cast<ssize_t>(count);
 }
 
 ssize_t Connection::write(const char* data, size_t size) {

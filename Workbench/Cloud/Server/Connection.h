@@ -1,11 +1,11 @@
 /**
- * One TLS connection, as a stream that the HTTP library reads requests from and writes answers to. An answer
- * is held until it is sent on purpose: by then it is recorded, and a fault can spoil it.
+ * One TLS connection. It reads each request whole, within bounds, and is the stream from which the HTTP
+ * library then takes that request and to which it writes the answer. The answer is held until it is sent on
+ * purpose: by then it is recorded, and a fault can spoil it.
  */
 #pragma once
 
 #include <httplib.h>
-#include <openssl/ssl.h>
 
 #include <chrono>
 #include <functional>
@@ -16,15 +16,12 @@
 
 namespace LocalCloud {
 
-/** Why a request is not read to its end; the connection ends with that answer. */
+/** Why a request is not looked at; the connection ends with that answer. */
 struct ReadRefusal {
     int status;
     const char* statusText;
     const char* message;
 };
-
-inline constexpr std::size_t LARGEST_BODY = 1U << 20U;
-inline constexpr ReadRefusal BODY_TOO_LARGE = {413, "Payload Too Large", "the body is larger than 1 MiB"};
 
 /** Does not own the socket. Used by one thread. */
 class Connection : public httplib::Stream {
@@ -36,24 +33,18 @@ public:
     Connection(SslSession session, socket_t socket);
     ~Connection() override;
 
-    /** @return whether the client took part @throws nothing */
+    /** @return whether the client took part */
     bool Handshake();
 
-    /** Waits for the next request's first byte; all of it must have come a while later. @return false when
-     * there comes none */
-    bool WaitForRequest();
-
-    /** The bytes that were read since WaitForRequest(). */
-    const std::string& Request() const {
-        return m_request;
+    /** Forgets the last request, and waits for the next. @return false when there comes none */
+    bool ReadRequest();
+    /** Its bytes, as far as they were read. */
+    std::string Request() const {
+        return m_input.substr(0, m_size);
     }
-    /** Why not more were read; null where nothing was wrong. */
+    /** Why it is refused; null where nothing was wrong. */
     const ReadRefusal* Refusal() const {
         return m_refusal;
-    }
-    /** Reads no more of this request. The refusal must outlive the connection. */
-    void Refuse(const ReadRefusal& refusal) {
-        m_refusal = &refusal;
     }
     /** The bytes that were written since the last call; none of them is sent yet. */
     std::string TakeAnswer() {
@@ -73,7 +64,7 @@ public:
     void End();
 
     bool is_readable() const override {
-        return !m_broken;
+        return m_read < m_size;
     }
     bool is_writable() const override {
         return !m_broken;
@@ -91,19 +82,23 @@ private:
 
     /** Repeats an operation of the TLS library until it is done. @return false where the deadline passes
      * first, or the connection breaks */
-    bool Repeat(const std::function<int()>& operation, const std::function<Clock::time_point()>& deadline);
-    void Keep(const char* data, std::size_t size);
-    /** Forgets the request. */
-    void Forget();
+    bool Repeat(const std::function<int()>& operation, Clock::time_point deadline);
+    /** Takes what comes. @return false where nothing did, or too much of all connections is held */
+    bool Fill(Clock::time_point deadline);
+    bool ReadHead(Clock::time_point deadline);
+    bool ReadBody(Clock::time_point deadline);
+    /** Sets how long the request is that the head begins. */
+    const ReadRefusal* Measure();
 
     SslSession m_ssl;
     socket_t m_socket;
     bool m_broken = false;
-    Clock::time_point m_deadline;
-    std::string m_request;
+    /** What has come: a request, and what of the next one came with it. */
+    std::string m_input;
+    /** How much of it is the request, and how much of that the library has taken. */
+    std::size_t m_size = 0;
+    std::size_t m_read = 0;
     std::string m_answer;
-    /** Where the body begins in the request; 0 as long as its head is not whole. */
-    std::size_t m_headSize = 0;
     const ReadRefusal* m_refusal = nullptr;
 };
 

@@ -13,7 +13,7 @@ namespace LocalCloud {
 namespace {
 
 constexpr char MARK[] = "changed_after=";
-constexpr std::size_t LONGEST_TARGET = 40;
+constexpr std::size_t LONGEST_TARGET = 48;
 constexpr std::int64_t FIRST_ERROR = 400;
 
 /** The request's name, with the mark that is asked from; the target where there is no such request. */
@@ -21,7 +21,7 @@ std::string WhatOf(const Json::Value& exchange) {
     const std::string target = Cli::StringMember(exchange, "path");
     const std::string name = Cli::StringMember(exchange, "endpoint");
     if (name.empty()) {
-        return Cli::StringMember(exchange, "method") + " " + target.substr(0, LONGEST_TARGET);
+        return (Cli::StringMember(exchange, "method") + " " + target).substr(0, LONGEST_TARGET);
     }
     const auto mark = target.find(MARK);
     const auto begin = mark + sizeof(MARK) - 1;

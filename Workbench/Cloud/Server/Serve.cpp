@@ -95,8 +95,9 @@ std::string ReadAll(int pipe) {
 void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const Ready& ready) {
     const sigset_t signals = PrepareSignals();
     RaiseFileLimit();
-    // A fixed one: what a large request took is given back.
+    // What a large request took is given back, and no thread keeps memory of its own.
     ::mallopt(M_MMAP_THRESHOLD, LEAST_GIVEN_BACK);
+    ::mallopt(M_ARENA_MAX, 1);
     folder.Prepare();
     const ServingLock onlyServer(folder);
     Console console;

@@ -36,7 +36,7 @@ inline constexpr std::size_t LONGEST_KEPT_BODY = 65536;
 class ExchangeLog {
 public:
     /** The file's size; past it the older half goes. */
-    static constexpr std::size_t MOST_BYTES = 8U << 20U;
+    static constexpr std::size_t MOST_BYTES = 4U << 20U;
 
     /** Takes away what a killed server wrote of a line. @throws std::runtime_error when it cannot be read or
      * written */
