@@ -1,15 +1,12 @@
 #include <unistd.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
-#include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Certificates.h"
@@ -21,11 +18,9 @@ namespace LocalCloud {
 
 namespace {
 
-constexpr double LONGEST_PAUSE = 86400;
 constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
 constexpr std::int64_t LOWEST_STATUS = 200;
 constexpr std::int64_t HIGHEST_STATUS = 9999;
-constexpr char OLD_TLS[] = "1.1";
 
 struct Arguments {
     std::string kind;
@@ -38,111 +33,45 @@ struct Arguments {
     std::vector<std::string> headers;
 };
 
-std::string WordOf(Operand operand) {
-    switch (operand) {
-        case Operand::NONE:
-            return "";
-        case Operand::DURATION:
-            return "DURATION";
-        case Operand::STATUS:
-            return "CODE";
-        case Operand::FILE:
-            return "FILE";
-        case Operand::BYTES:
-            return "BYTES";
-        case Operand::FLAW:
-            return "FLAW";
-        case Operand::TLS_VERSION:
-            return OLD_TLS;
-    }
-    return "";
-}
-
-/** A value that must be what the words say. */
-void Expect(bool fits, const FaultRow& row, const std::string& what) {
+void Demand(bool fits, const std::string& otherwise) {
     if (!fits) {
-        throw Cli::UsageError(std::string("the value of fault ") + row.name + " is " + what);
-    }
-}
-
-std::int64_t NumberIn(const std::string& value, const FaultRow& row, std::int64_t lowest,
-                      std::int64_t highest) {
-    const bool isNumber =
-        !value.empty() && value.size() <= 10 && value.find_first_not_of("0123456789") == std::string::npos;
-    const std::int64_t number = isNumber ? std::strtoll(value.c_str(), nullptr, 10) : -1;
-    Expect(number >= lowest && number <= highest, row,
-           "a number from " + std::to_string(lowest) + " to " + std::to_string(highest));
-    return number;
-}
-
-void SetValue(Fault& fault, const FaultRow& row, const std::string& value) {
-    const std::vector<std::string> flaws = CertificateFlaws();
-    switch (row.operand) {
-        case Operand::NONE:
-            Expect(value.empty(), row, "none: it takes no value");
-            break;
-        case Operand::DURATION: {
-            const auto duration = Cli::ParseDuration(value);
-            Expect(duration && *duration <= LONGEST_PAUSE, row,
-                   "a time up to a day, such as 0.5s, 2s or 10m");
-            fault.number = std::llround(*duration * 1000);
-            break;
-        }
-        case Operand::STATUS:
-            fault.status = static_cast<int>(NumberIn(value, row, LOWEST_STATUS, HIGHEST_STATUS));
-            break;
-        case Operand::FILE:
-            fault.body = Files::Read(value);
-            fault.number = static_cast<std::int64_t>(fault.body.size());
-            break;
-        case Operand::BYTES:
-            fault.number = NumberIn(value, row, 0, LARGEST_COUNT);
-            break;
-        case Operand::FLAW:
-            Expect(std::find(flaws.begin(), flaws.end(), value) != flaws.end(), row,
-                   "one of " + Cli::Join(flaws, ", "));
-            fault.text = value;
-            break;
-        case Operand::TLS_VERSION:
-            Expect(value == OLD_TLS, row, OLD_TLS);
-            fault.text = value;
-            break;
+        throw Cli::UsageError(otherwise);
     }
 }
 
 Fault FaultOf(const FaultRow& row, const Arguments& arguments) {
     const std::string name = std::string("fault ") + row.name;
-    if (!arguments.value && row.standard == nullptr) {
-        throw Cli::UsageError(name + " needs a value: " + WordOf(row.operand));
-    }
-    if (row.hits == Hits::CONNECTION && !arguments.on.empty()) {
-        throw Cli::UsageError(name + " hits a connection, whatever is asked then: leave out --on");
-    }
-    if ((row.hits != Hits::REQUEST && !arguments.headers.empty()) ||
-        (row.kind != FaultKind::BODY && arguments.status)) {
-        throw Cli::UsageError("--header is for the faults status and body, --status for body");
-    }
+    Demand(arguments.value || row.standard != nullptr, name + " needs a value: " + row.operand->word);
+    Demand(row.hits != Hits::CONNECTION || arguments.on.empty(),
+           name + " hits a connection, whatever is asked then: leave out --on");
+    Demand((row.hits == Hits::REQUEST || arguments.headers.empty()) &&
+               (row.kind == FaultKind::BODY || !arguments.status),
+           "--header is for the faults status and body, --status for body");
     Fault fault;
     fault.kind = row.kind;
-    SetValue(fault, row, arguments.value.value_or(row.standard != nullptr ? row.standard : ""));
+    fault.value = arguments.value.value_or(row.standard != nullptr ? row.standard : "");
+    Demand(row.operand->fits(fault.value), "the value of " + name + " is " + row.operand->rule());
+    if (row.operand == &FILE_OF_BYTES) {
+        fault.value = std::filesystem::absolute(fault.value);
+        Files::Read(fault.value);  // what cannot be sent is refused now
+    }
     fault.on = arguments.on;
     fault.skip = arguments.nth - 1;
     fault.times = arguments.times;
-    fault.status = arguments.status ? static_cast<int>(*arguments.status) : fault.status;
+    fault.status = static_cast<int>(arguments.status.value_or(
+        row.operand == &CODE ? static_cast<std::int64_t>(fault.Number()) : LOWEST_STATUS));
     fault.headers = arguments.headers;
     return fault;
 }
 
 void PlanFault(const Arguments& arguments) {
-    if (arguments.kind.empty()) {
-        throw Cli::UsageError("which fault?");
-    }
+    Demand(!arguments.kind.empty(), "which fault?");
     for (const FaultRow& row : FAULTS) {
         if (arguments.kind == row.name) {
             const Fault fault = FaultOf(row, arguments);
             const Folder folder = Folder::Ready();
             FaultPlan(folder).Add(fault);
-            std::cout << "planned: " << fault.Describe()
+            std::cout << "planned: " << Cli::Escape(fault.Describe())
                       << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
         }
     }
@@ -216,7 +145,7 @@ std::string Kinds() {
     for (const auto& [hits, title] : PARTS) {
         text += std::string(title) + "\n";
         for (const FaultRow& row : FAULTS) {
-            const std::string word = WordOf(row.operand);
+            const std::string word = row.operand->word;
             const bool isOptional = row.standard != nullptr && !word.empty();
             const std::string usage = row.name + (word.empty() ? ""
                                                   : isOptional ? " [" + word + "]"

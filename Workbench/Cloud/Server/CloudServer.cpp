@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Cloud/Server/Misbehaviour.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -230,7 +231,8 @@ Answer CloudServer::AnswerTo(const Endpoint& endpoint, const httplib::Request& r
     if (m_fault) {
         m_exchange.fault = m_fault->Describe();
         if (RowOf(m_fault->kind).hits == Hits::REQUEST) {
-            return {m_fault->status, m_fault->body, "as planned", ""};
+            return {m_fault->status, m_fault->kind == FaultKind::BODY ? Files::Read(m_fault->value) : "",
+                    "as planned", ""};
         }
     }
     return endpoint.answer(m_cloud, request);

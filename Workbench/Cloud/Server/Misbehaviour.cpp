@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 
 namespace LocalCloud {
 
@@ -15,12 +14,8 @@ constexpr char HEADERS_END[] = "\r\n\r\n";
 // Begins as a TLS record does and goes on as nothing known.
 constexpr char GARBAGE[] = "\x16\x03\x01\x00\xff not HTTP \x80\x81\xfe\n\n\x01\x02\x03";
 
-std::chrono::milliseconds Time(const Fault& fault) {
-    return std::chrono::milliseconds(fault.number);
-}
-
 bool SendLater(Connection& connection, const std::string& answer, const Fault& fault) {
-    return connection.Pause(Time(fault)) && connection.Send(answer);
+    return connection.Pause(fault.Time()) && connection.Send(answer);
 }
 
 bool SendCut(Connection& connection, const std::string& answer, std::size_t size) {
@@ -34,12 +29,11 @@ std::size_t HeaderSize(const std::string& answer) {
 }
 
 bool SendCutBody(Connection& connection, const std::string& answer, const Fault& fault) {
-    return SendCut(connection, answer, HeaderSize(answer) + static_cast<std::size_t>(fault.number));
+    return SendCut(connection, answer, HeaderSize(answer) + fault.Number());
 }
 
 bool SendCutHeaders(Connection& connection, const std::string& answer, const Fault& fault) {
-    return SendCut(connection, answer,
-                   std::min(static_cast<std::size_t>(fault.number), HeaderSize(answer) - 1));
+    return SendCut(connection, answer, std::min(fault.Number(), HeaderSize(answer) - 1));
 }
 
 bool SendNothing(Connection& /*connection*/, const std::string& /*answer*/, const Fault& /*fault*/) {
@@ -48,7 +42,7 @@ bool SendNothing(Connection& /*connection*/, const std::string& /*answer*/, cons
 
 bool SendSlowly(Connection& connection, const std::string& answer, const Fault& fault) {
     return std::all_of(answer.begin(), answer.end(), [&](const char& byte) {
-        return connection.Send(&byte, 1) && connection.Pause(Time(fault));
+        return connection.Send(&byte, 1) && connection.Pause(fault.Time());
     });
 }
 
@@ -56,10 +50,10 @@ bool SendWithoutEnd(Connection& connection, const std::string& /*answer*/, const
     constexpr char START[] =
         "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n\r\n{\"records\":[\"";
     constexpr std::size_t PIECE = 65536;
-    const std::string piece(fault.number > 0 ? 1 : PIECE, 'a');
+    const std::string piece(fault.Time().count() > 0 ? 1 : PIECE, 'a');
     bool goesOn = connection.Send(START);
     while (goesOn) {
-        goesOn = connection.Pause(Time(fault)) && connection.Send(piece);
+        goesOn = connection.Pause(fault.Time()) && connection.Send(piece);
     }
     return false;
 }
@@ -70,7 +64,7 @@ bool SendGarbage(Connection& connection, const std::string& /*answer*/, const Fa
 }
 
 SslSession BeginFlawed(const TlsContexts& tls, int socket, const Fault& fault) {
-    return tls.NewFlawedSession(socket, fault.text);
+    return tls.NewFlawedSession(socket, fault.value);
 }
 
 SslSession BeginOld(const TlsContexts& tls, int socket, const Fault& /*fault*/) {

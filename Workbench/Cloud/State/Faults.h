@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -36,33 +37,40 @@ enum class Hits {
     ANSWER,      // on its way; the request is carried out
 };
 
-/** What VALUE is on the command line. */
-enum class Operand { NONE, DURATION, STATUS, FILE, BYTES, FLAW, TLS_VERSION };
+/** What a fault's value is. */
+struct Operand {
+    /** Its name; empty where there is none. */
+    const char* word;
+    bool (*fits)(const std::string& value);
+    /** What it must be, in words. */
+    std::string (*rule)();
+};
+extern const Operand NONE, DURATION, CODE, FILE_OF_BYTES, BYTES, FLAW, TLS_VERSION;
 
 struct FaultRow {
     FaultKind kind;
     const char* name;
     Hits hits;
-    Operand operand;
+    const Operand* operand;
     /** The value where none is given; null where it must be. */
     const char* standard;
     const char* summary;
 };
 
 inline constexpr std::array<FaultRow, static_cast<std::size_t>(FaultKind::COUNT)> FAULTS = {{
-    {FaultKind::DELAY, "delay", Hits::ANSWER, Operand::DURATION, nullptr, "the answer, later"},
-    {FaultKind::STATUS, "status", Hits::REQUEST, Operand::STATUS, nullptr, "this status, without a body"},
-    {FaultKind::BODY, "body", Hits::REQUEST, Operand::FILE, nullptr, "a file's bytes; --status CODE"},
-    {FaultKind::CUT, "cut", Hits::ANSWER, Operand::BYTES, nullptr, "the body's first bytes alone"},
-    {FaultKind::CUT_HEADERS, "cut-headers", Hits::ANSWER, Operand::BYTES, nullptr,
+    {FaultKind::DELAY, "delay", Hits::ANSWER, &DURATION, nullptr, "the answer, later"},
+    {FaultKind::STATUS, "status", Hits::REQUEST, &CODE, nullptr, "this status, without a body"},
+    {FaultKind::BODY, "body", Hits::REQUEST, &FILE_OF_BYTES, nullptr, "a file's bytes; --status CODE"},
+    {FaultKind::CUT, "cut", Hits::ANSWER, &BYTES, nullptr, "the body's first bytes alone"},
+    {FaultKind::CUT_HEADERS, "cut-headers", Hits::ANSWER, &BYTES, nullptr,
      "the first bytes alone, within the headers"},
-    {FaultKind::DROP, "drop", Hits::ANSWER, Operand::NONE, "", "the end of the connection, without a byte"},
-    {FaultKind::DRIBBLE, "dribble", Hits::ANSWER, Operand::DURATION, "0.1s", "a byte at a time"},
-    {FaultKind::ENDLESS, "endless", Hits::ANSWER, Operand::DURATION, "0s", "a body without an end"},
-    {FaultKind::GARBAGE, "garbage", Hits::ANSWER, Operand::NONE, "", "bytes that are not HTTP"},
-    {FaultKind::CERTIFICATE, "certificate", Hits::CONNECTION, Operand::FLAW, nullptr, "a wrong certificate"},
-    {FaultKind::TLS, "tls", Hits::CONNECTION, Operand::TLS_VERSION, nullptr, "no newer TLS than this"},
-    {FaultKind::PLAIN, "plain", Hits::CONNECTION, Operand::NONE, "", "plain HTTP where TLS is due"},
+    {FaultKind::DROP, "drop", Hits::ANSWER, &NONE, "", "the end of the connection, without a byte"},
+    {FaultKind::DRIBBLE, "dribble", Hits::ANSWER, &DURATION, "0.1s", "a byte at a time"},
+    {FaultKind::ENDLESS, "endless", Hits::ANSWER, &DURATION, "0s", "a body without an end"},
+    {FaultKind::GARBAGE, "garbage", Hits::ANSWER, &NONE, "", "bytes that are not HTTP"},
+    {FaultKind::CERTIFICATE, "certificate", Hits::CONNECTION, &FLAW, nullptr, "a wrong certificate"},
+    {FaultKind::TLS, "tls", Hits::CONNECTION, &TLS_VERSION, nullptr, "no newer TLS than this"},
+    {FaultKind::PLAIN, "plain", Hits::CONNECTION, &NONE, "", "plain HTTP where TLS is due"},
 }};
 
 constexpr const FaultRow& RowOf(FaultKind kind) {
@@ -83,22 +91,21 @@ static_assert(IsInOrder(FAULTS) && FAULTS.back().name != nullptr);
 
 struct Fault {
     FaultKind kind = FaultKind::DROP;
+    /** As the kind's operand has it. */
+    std::string value;
     /** A request's name; empty for any. */
     std::string on;
     /** How many requests (or connections) pass unharmed first. */
     std::int64_t skip = 0;
     /** How many are hit then; 0 is all until the fault is cleared. */
     std::int64_t times = 1;
-    /** DURATION: in milliseconds; BYTES; FILE: how many bytes it has. */
-    std::int64_t number = 0;
-    /** FLAW and TLS_VERSION: the word; FILE: the name of its copy in state/bodies/. */
-    std::string text;
-    /** FILE: the bytes, of a fault that is to be planned or was taken. */
-    std::string body;
     /** Hits::REQUEST: the answer's. Each header is a whole line, NAME: VALUE. */
     int status = 200;
     std::vector<std::string> headers;
 
+    /** The value, where it is one. */
+    std::size_t Number() const;
+    std::chrono::milliseconds Time() const;
     /** In few words. */
     std::string Describe() const;
 };
@@ -134,10 +141,6 @@ public:
 
 private:
     std::optional<Fault> Take(bool connection, const std::string& name);
-    std::string BodyFile(const std::string& name) const {
-        return m_folder.StateFile("bodies/" + name);
-    }
-    /** Removes the bodies that no fault needs any more, too. */
     void Store(const std::vector<Fault>& faults) const;
 
     Folder m_folder;
