@@ -68,14 +68,19 @@ std::string ReadLines(const std::string& path) {
     return text;
 }
 
+/** Null for a damaged one. */
+Json::Value ParseLine(const std::string& line) {
+    try {
+        return Cli::ParseObject(line, FILE_NAME);
+    } catch (const std::runtime_error& /*damage*/) {
+        return {};
+    }
+}
+
 /** The newest lines, half of what the file may hold. */
 std::string NewerHalf(const std::string& text) {
     const std::size_t half = ExchangeLog::MOST_BYTES / 2;
     return text.size() <= half ? text : text.substr(text.find('\n', text.size() - half - 1) + 1);
-}
-
-[[noreturn]] void Fail(int error) {
-    throw std::runtime_error(g_strerror(error));
 }
 
 }  // namespace
@@ -109,20 +114,14 @@ std::string ExchangeLog::Add(const Exchange& exchange, Json::Value& kept) {
 void ExchangeLog::Append(const std::string& line) const {
     // Opened each time: whoever removes the file while the server runs gets a new one.
     const int file = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Files::PRIVATE);
-    if (file < 0) {
-        Fail(errno);
-    }
-    const off_t end = ::lseek(file, 0, SEEK_END);
-    const ssize_t written = ::write(file, line.data(), line.size());
+    const off_t end = file < 0 ? 0 : ::lseek(file, 0, SEEK_END);
+    const ssize_t written = file < 0 ? -1 : ::write(file, line.data(), line.size());
     const int error = written < 0 ? errno : ENOSPC;
-    const bool whole = written == static_cast<ssize_t>(line.size());
-    if (!whole && ::ftruncate(file, end) != 0) {
-        ::close(file);
-        throw std::runtime_error(std::string(g_strerror(error)) + "; a line is torn");
-    }
+    const bool isWhole = written == static_cast<ssize_t>(line.size());
+    const bool isTorn = written > 0 && !isWhole && ::ftruncate(file, end) != 0;
     ::close(file);
-    if (!whole) {
-        Fail(error);
+    if (!isWhole) {
+        throw std::runtime_error(std::string(g_strerror(error)) + (isTorn ? "; a line is torn" : ""));
     }
     if (static_cast<std::size_t>(end) + line.size() > MOST_BYTES) {
         Files::Replace(m_path, NewerHalf(ReadLines(m_path)));
@@ -130,23 +129,20 @@ void ExchangeLog::Append(const std::string& line) const {
 }
 
 std::vector<Json::Value> ReadExchanges(const Folder& folder, std::int64_t after) {
-    const std::string path = folder.StateFile(FILE_NAME);
-    const std::string text = ReadLines(path);
+    const std::string text = ReadLines(folder.StateFile(FILE_NAME));
     std::vector<Json::Value> exchanges;
     // From the end: who follows the file has seen most of it.
     for (std::size_t end = text.size(); end > 0;) {
         const std::size_t begin = end < 2 ? 0 : text.rfind('\n', end - 2) + 1;
-        Json::Value exchange;
-        try {
-            exchange = Cli::ParseObject(text.substr(begin, end - begin), path);
-        } catch (const std::runtime_error& damage) {
-            throw std::runtime_error(std::string(damage.what()) + "; remove the file, it begins anew");
+        const Json::Value exchange = ParseLine(text.substr(begin, end - begin));
+        end = begin;
+        if (exchange.isNull()) {
+            continue;
         }
         if (Cli::IntegerMember(exchange, "number") <= after) {
             break;
         }
-        exchanges.push_back(std::move(exchange));
-        end = begin;
+        exchanges.push_back(exchange);
     }
     std::reverse(exchanges.begin(), exchanges.end());
     return exchanges;

@@ -58,8 +58,7 @@ private:
     bool m_failing = false;
 };
 
-/** Those that came after the one of this number, oldest first. @throws std::runtime_error that names a
- * damaged line */
+/** Those that came after the one of this number, oldest first; a damaged line is left out. */
 std::vector<Json::Value> ReadExchanges(const Folder& folder, std::int64_t after);
 
 }  // namespace LocalCloud
