@@ -55,33 +55,30 @@ RunningServer RequireServer(const Folder& folder) {
     return *server;
 }
 
-Json::Value JsonOf(const Folder& folder, const RunningServer& server, std::int64_t uptime) {
+Json::Value JsonOf(const Folder& folder, const RunningServer& server) {
     Json::Value status;
     status["running"] = true;
     status["address"] = "https://127.0.0.1:" + std::to_string(server.port);
-    status["port"] = server.port;
-    status["pid"] = static_cast<Json::Int64>(server.pid);
     status["dir"] = folder.Path();
     status["ca_file"] = folder.CaFile();
-    status["uptime_seconds"] = Json::Int64(uptime);
-    for (const CountName& each : COUNT_NAMES) {
-        status[each.name] = Json::Int64(server.counts.*each.count);
+    status["uptime_seconds"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC - server.started);
+    for (const ServerNumber& each : SERVER_NUMBERS) {
+        status[each.name] = Json::Int64(server.*each.number);
     }
     status["planned_faults"] = Json::UInt64(FaultPlan(folder).List().size());
     return status;
 }
 
-std::string TableOf(const Json::Value& status, std::int64_t uptime) {
+std::string TableOf(const Json::Value& status) {
     Cli::Table table({"SERVER", ""});
     table.Add({"address", Cli::StringMember(status, "address")});
     table.Add({"CA file", Cli::StringMember(status, "ca_file")});
-    table.Add({"process", status["pid"].asString()});
-    table.Add({"running for", Cli::DurationText(uptime)});
-    for (const CountName& each : COUNT_NAMES) {
-        std::string words = each.name;
-        table.Add({g_strdelimit(words.data(), "_", ' '), status[each.name].asString()});
+    table.Add({"running for", Cli::DurationText(Cli::IntegerMember(status, "uptime_seconds"))});
+    for (const char* name : {"pid", "requests", "connections", "full_handshakes", "resumed_handshakes",
+                             "failed_handshakes", "planned_faults"}) {
+        std::string words = name;
+        table.Add({g_strdelimit(words.data(), "_", ' '), status[name].asString()});
     }
-    table.Add({"planned faults", status["planned_faults"].asString()});
     return table.Text(Cli::Style(STDOUT_FILENO));
 }
 
@@ -98,15 +95,13 @@ void Status(const StatusArguments& arguments) {
     if (arguments.json && !FindServer(folder)) {
         std::cout << "{ \"running\" : false }\n";
     }
-    const RunningServer server = RequireServer(folder);
-    const std::int64_t uptime = g_get_real_time() / G_USEC_PER_SEC - server.started;
-    const Json::Value status = JsonOf(folder, server, uptime);
-    std::cout << (arguments.json ? Cli::JsonText(status) : TableOf(status, uptime));
+    const Json::Value status = JsonOf(folder, RequireServer(folder));
+    std::cout << (arguments.json ? Cli::JsonText(status) : TableOf(status));
 }
 
 void Stop() {
     const Folder folder = Folder::Ready();
-    const pid_t pid = RequireServer(folder).pid;
+    const auto pid = static_cast<pid_t>(RequireServer(folder).pid);
     if (::kill(pid, SIGTERM) != 0 && errno != ESRCH) {
         throw std::runtime_error("could not stop process " + std::to_string(pid) + ": " + g_strerror(errno));
     }

@@ -151,7 +151,7 @@ void CloudServer::ServeConnection(socket_t socket) {
     if (!HasBegun(socket)) {
         return;
     }
-    m_state->Count(&Counts::connections);
+    m_state->Count(&RunningServer::connections);
     const int on = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
     const auto fault = m_faults.TakeForConnection();
@@ -185,11 +185,12 @@ void CloudServer::ServeConnection(socket_t socket) {
 
 bool CloudServer::Handshake(Connection& connection, const SSL* session, const std::optional<Fault>& fault) {
     if (!connection.Handshake()) {
-        m_state->Count(&Counts::failedHandshakes);
+        m_state->Count(&RunningServer::failedHandshakes);
         m_console.ShowConnection("TLS handshake failed: " + LastTlsError() + NoteOf(fault));
         return false;
     }
-    m_state->Count(SSL_session_reused(session) == 1 ? &Counts::resumedHandshakes : &Counts::fullHandshakes);
+    m_state->Count(SSL_session_reused(session) == 1 ? &RunningServer::resumedHandshakes
+                                                    : &RunningServer::fullHandshakes);
     return true;
 }
 
@@ -209,7 +210,7 @@ bool CloudServer::ServeRequest(Connection& connection) {
         closed = !Process(*this, &CloudServer::process_request, connection, closed) || closed || m_closes;
         m_exchange.answer = connection.TakeAnswer();
     }
-    m_state->Count(&Counts::requests);
+    m_state->Count(&RunningServer::requests);
     // Before the answer goes out: who has it finds the exchange recorded.
     Json::Value kept;
     const std::string missing = m_exchanges.Add(m_exchange, kept);

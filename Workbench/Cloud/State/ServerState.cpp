@@ -34,33 +34,25 @@ struct flock WholeFile() {
 /** The process that has the lock; 0 where none does. */
 pid_t Holder(const std::string& path) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0 && errno == ENOENT) {
-        return 0;
-    }
     struct flock lock = WholeFile();
     const bool told = file >= 0 && ::fcntl(file, F_GETLK, &lock) == 0;
-    const int error = errno;
-    ::close(file);
-    if (!told) {
-        errno = error;
+    if (!told && errno != ENOENT) {
         Fail(path);
     }
-    return lock.l_type == F_UNLCK ? 0 : lock.l_pid;
+    ::close(file);
+    return told && lock.l_type != F_UNLCK ? lock.l_pid : 0;
 }
 
 /** What the holder has written down; of another process' writing nothing is believed. */
 RunningServer Read(const std::string& path, pid_t holder) {
     RunningServer server;
-    server.pid = holder;
     const auto text = Files::ReadIfThere(path);
     const Json::Value state = text ? Cli::ParseObject(*text, path) : Json::Value();
-    if (Cli::IntegerMember(state, "pid") == holder) {
-        server.port = static_cast<int>(Cli::IntegerMember(state, "port"));
-        server.started = Cli::IntegerMember(state, "started");
-        for (const CountName& each : COUNT_NAMES) {
-            server.counts.*each.count = Cli::IntegerMember(state, each.name);
-        }
+    for (const ServerNumber& each : SERVER_NUMBERS) {
+        server.*each.number =
+            Cli::IntegerMember(state, "pid") == holder ? Cli::IntegerMember(state, each.name) : 0;
     }
+    server.pid = holder;
     return server;
 }
 
@@ -105,19 +97,16 @@ ServerState::~ServerState() {
     ::unlink(m_path.c_str());
 }
 
-void ServerState::Count(std::int64_t Counts::*what) {
+void ServerState::Count(std::int64_t RunningServer::*what) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    ++(m_server.counts.*what);
+    ++(m_server.*what);
     Write();
 }
 
 bool ServerState::Write() const {
     Json::Value state;
-    state["pid"] = static_cast<Json::Int64>(m_server.pid);
-    state["port"] = m_server.port;
-    state["started"] = Json::Int64(m_server.started);
-    for (const CountName& each : COUNT_NAMES) {
-        state[each.name] = Json::Int64(m_server.counts.*each.count);
+    for (const ServerNumber& each : SERVER_NUMBERS) {
+        state[each.name] = Json::Int64(m_server.*each.number);
     }
     // Not Files::Replace(): it waits for the disk, and this is worth nothing after a power cut.
     const std::string path = m_path + ".new";

@@ -12,8 +12,13 @@
 
 namespace LocalCloud {
 
-/** How often what happened since the server began. */
-struct Counts {
+struct RunningServer {
+    std::int64_t pid = 0;
+    /** 0 as long as it does not listen. */
+    std::int64_t port = 0;
+    /** Seconds since the epoch. */
+    std::int64_t started = 0;
+    // How often what happened since then.
     std::int64_t requests = 0;
     std::int64_t connections = 0;
     std::int64_t fullHandshakes = 0;
@@ -21,26 +26,20 @@ struct Counts {
     std::int64_t failedHandshakes = 0;
 };
 
-/** A count's name in JSON, where "_" stands for a blank in words. */
-struct CountName {
+/** A member's name in JSON, where "_" stands for a blank in words. */
+struct ServerNumber {
     const char* name;
-    std::int64_t Counts::*count;
+    std::int64_t RunningServer::*number;
 };
 
-inline constexpr CountName COUNT_NAMES[] = {{"requests", &Counts::requests},
-                                            {"connections", &Counts::connections},
-                                            {"full_handshakes", &Counts::fullHandshakes},
-                                            {"resumed_handshakes", &Counts::resumedHandshakes},
-                                            {"failed_handshakes", &Counts::failedHandshakes}};
-
-struct RunningServer {
-    pid_t pid = 0;
-    /** 0 as long as it does not listen. */
-    int port = 0;
-    /** Seconds since the epoch. */
-    std::int64_t started = 0;
-    Counts counts;
-};
+inline constexpr ServerNumber SERVER_NUMBERS[] = {{"pid", &RunningServer::pid},
+                                                  {"port", &RunningServer::port},
+                                                  {"started", &RunningServer::started},
+                                                  {"requests", &RunningServer::requests},
+                                                  {"connections", &RunningServer::connections},
+                                                  {"full_handshakes", &RunningServer::fullHandshakes},
+                                                  {"resumed_handshakes", &RunningServer::resumedHandshakes},
+                                                  {"failed_handshakes", &RunningServer::failedHandshakes}};
 
 /** The server that holds the folder's lock, whatever one that was killed left behind. @throws
  * std::runtime_error */
@@ -72,7 +71,7 @@ public:
     ServerState& operator=(const ServerState&) = delete;
 
     /** What cannot be written, on a full disk say, is written with the next count that can. */
-    void Count(std::int64_t Counts::*what);
+    void Count(std::int64_t RunningServer::*what);
 
 private:
     bool Write() const;
