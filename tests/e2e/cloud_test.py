@@ -48,6 +48,11 @@ class CloudProgram(unittest.TestCase):
     def requests(self, *options):
         return json.loads(self.cloud.run("requests", "--json", *options).stdout)
 
+    def kill(self):
+        os.kill(self.cloud.counts()["pid"], signal.SIGKILL)
+        while self.cloud.run("status", check=False).returncode == 0:
+            pass
+
     def test_a_signal_right_after_the_start_ends_it(self):
         for _ in range(20):
             process = self.serve_here()
@@ -78,17 +83,18 @@ class CloudProgram(unittest.TestCase):
         context = self.context()
 
         def ask(start, endless=b""):
-            """The answers' statuses, and what of the server's memory was in use at most."""
+            """The statuses of the answers."""
+            answer = b""
             with socket.create_connection(("127.0.0.1", port), timeout=20) as plain:
-                with context.wrap_socket(plain, server_hostname="127.0.0.1") as client, contextlib.suppress(OSError):
-                    client.sendall(start)
-                    for _ in range(1000 if endless else 0):
-                        client.sendall(endless * 2**16)
-                answer = b""
-                with contextlib.suppress(OSError):
-                    while piece := client.recv(2**16):
-                        answer += piece
-            return re.findall(r"(?m)^HTTP/1.1 (\d+)", answer.decode(errors="replace"))
+                with context.wrap_socket(plain, server_hostname="127.0.0.1") as client:
+                    with contextlib.suppress(OSError):
+                        client.sendall(start)
+                        for _ in range(1000 if endless else 0):
+                            client.sendall(endless * 2**16)
+                    with contextlib.suppress(OSError):
+                        while piece := client.recv(2**16):
+                            answer += piece
+            return re.findall(r"HTTP/1.1 (\d+)", answer.decode(errors="replace"))
 
         length = b"Content-Length: 3000000000\r\n\r\n"
         cases = [(method + b" /user/v7/activate HTTP/1.1\r\n" + rest, byte, statuses)
@@ -129,7 +135,7 @@ class CloudProgram(unittest.TestCase):
     def test_a_server_that_was_killed_is_not_believed_to_run(self):
         self.cloud.start()
         port = self.cloud.port
-        os.kill(self.cloud.counts()["pid"], signal.SIGKILL)
+        self.kill()
         self.assertTrue((self.cloud.folder / "state/server.json").exists())
         television = Television(self.folder / "tv")
         television.run_tool("init", "--cloud", self.cloud.folder)
@@ -143,7 +149,7 @@ class CloudProgram(unittest.TestCase):
         self.cloud.start()
         state = self.cloud.folder / "state/server.json"
         noted = json.loads(state.read_text())
-        os.kill(noted["pid"], signal.SIGKILL)
+        self.kill()
         bystander = subprocess.Popen(["sleep", "60"])
         self.addCleanup(bystander.wait)
         self.addCleanup(bystander.kill)
