@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-#include "Cloud/Protocol/Cloud.h"
+#include "Cloud/Protocol/Endpoints.h"
 
 namespace LocalCloud {
 

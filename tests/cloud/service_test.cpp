@@ -102,7 +102,7 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
     const std::string secret(64, 'a');
     const std::string header = R"({"alg":"HS256","typ":"JWT"})";
     const AppToken token = {"\xc3\xa4", "id"};
-    const std::string good = SignAppToken(token, {"user", "device", 1, std::int64_t(1) << 40U}, secret);
+    const std::string good = SignAppToken(token, std::int64_t(1) << 40U, secret);
     const std::string claims = R"({"preferred_username":"\u00e4","jti":"id"})";
     for (const std::string& text : {good, Forge(header, claims, secret)}) {
         const auto read = VerifyAppToken(text, secret);
@@ -114,7 +114,7 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
     const std::string payload = good.substr(0, good.rfind('.'));
     const std::string unsignedHeader = Base64UrlEncode(R"({"alg":"none"})");
     const std::string bad[] = {
-        SignAppToken(token, {}, std::string(64, 'b')),
+        SignAppToken(token, 1, std::string(64, 'b')),
         Forge(R"({"alg":"HS512"})", "{}", secret),
         Forge(R"({"alg":"RS256"})", "{}", secret),
         Forge(R"({"alg":"none"})", "{}", secret),

@@ -32,11 +32,6 @@ bool IsCompactForm(const std::string& token) {
            token.find("..") == std::string::npos;
 }
 
-/** A time as the library takes it, which ends in 2038 where its type does. */
-long Time(std::int64_t seconds) {
-    return static_cast<long>(std::min<std::int64_t>(seconds, std::numeric_limits<long>::max()));
-}
-
 /** Empty where there is no such claim, or it is no text. */
 std::string Claim(const Jwt& token, const char* name) {
     const char* claim = jwt_get_grant(token.get(), name);
@@ -45,17 +40,15 @@ std::string Claim(const Jwt& token, const char* name) {
 
 }  // namespace
 
-std::string SignAppToken(const AppToken& token, const AppTokenDetails& details, const std::string& secret) {
+std::string SignAppToken(const AppToken& token, std::int64_t expires, const std::string& secret) {
     jwt_t* made = nullptr;
     const bool isMade = jwt_new(&made) == 0;
     const Jwt jwt(made, &jwt_free);
-    const bool isFilled = isMade && jwt_add_grant(made, "iss", "infosync-cloud") == 0 &&
-                          jwt_add_grant(made, "sub", details.userId.c_str()) == 0 &&
-                          jwt_add_grant(made, LOGIN, token.login.c_str()) == 0 &&
-                          jwt_add_grant(made, "dvc", details.deviceId.c_str()) == 0 &&
-                          jwt_add_grant_int(made, "iat", Time(details.issued)) == 0 &&
-                          jwt_add_grant_int(made, "exp", Time(details.expires)) == 0 &&
+    // The library's type ends in 2038 where it has 32 bits.
+    const auto last = static_cast<long>(std::min<std::int64_t>(expires, std::numeric_limits<long>::max()));
+    const bool isFilled = isMade && jwt_add_grant(made, LOGIN, token.login.c_str()) == 0 &&
                           jwt_add_grant(made, ID, token.id.c_str()) == 0 &&
+                          jwt_add_grant_int(made, "exp", last) == 0 &&
                           jwt_set_alg(made, JWT_ALG_HS256, Key(secret), static_cast<int>(secret.size())) == 0;
     const std::unique_ptr<char, decltype(&std::free)> text(isFilled ? jwt_encode_str(made) : nullptr,
                                                            &std::free);

@@ -14,16 +14,8 @@ struct AppToken {
     std::string id;
 };
 
-/** What else stands in it, for whoever looks; times in seconds since the epoch. */
-struct AppTokenDetails {
-    std::string userId;
-    std::string deviceId;
-    std::int64_t issued = 0;
-    std::int64_t expires = 0;
-};
-
-/** @throws std::runtime_error */
-std::string SignAppToken(const AppToken& token, const AppTokenDetails& details, const std::string& secret);
+/** @param expires in seconds since the epoch, for whoever looks @throws std::runtime_error */
+std::string SignAppToken(const AppToken& token, std::int64_t expires, const std::string& secret);
 
 /** A token that this secret signed, whether it has expired or not; nothing for any other text. */
 std::optional<AppToken> VerifyAppToken(const std::string& text, const std::string& secret);

@@ -195,9 +195,7 @@ Answer IssueAppToken(Cloud& cloud, const httplib::Request& request) {
         const Ticket ticket =
             cloud.tokens.Give(Holding::APP, Base64UrlEncode(RandomBytes(TICKET_BYTES)), login);
         Json::Value body;
-        body[CJsonWebToken::TOKEN] = SignAppToken(
-            {login, ticket.token}, {cloud.tokens.UserId(login), deviceId, cloud.tokens.Now(), ticket.expires},
-            cloud.secret);
+        body[CJsonWebToken::TOKEN] = SignAppToken({login, ticket.token}, ticket.expires, cloud.secret);
         body[CJsonWebToken::EXPIRE_TIME] = Json::Int64(ticket.expires);
         return Success(body, "application token issued", login);
     });

@@ -6,9 +6,34 @@
 #include <string>
 
 #include "Cloud/Protocol/Answer.h"
-#include "Cloud/Protocol/Cloud.h"
+#include "Cloud/State/Records.h"
+#include "Cloud/State/Settings.h"
+#include "Cloud/State/Tokens.h"
+#include "Cloud/State/Users.h"
 
 namespace LocalCloud {
+
+/** What is behind both servers. */
+struct Cloud {
+    /**
+     * @param anyUser makes every login id a known one
+     * @param clock milliseconds since the epoch
+     * @throws std::runtime_error that says what is wrong in the folder
+     */
+    Cloud(const Folder& cloudFolder, bool anyUser, const RecordBook::Clock& clock)
+        : folder(cloudFolder),
+          users(cloudFolder, anyUser),
+          tokens(cloudFolder, [clock] { return clock() / 1000; }),
+          records(cloudFolder, clock),
+          secret(Settings(cloudFolder.SettingsFile()).SigningSecret()) {}
+
+    Folder folder;
+    Users users;
+    TokenStore tokens;
+    RecordBook records;
+    /** Signs the application tokens. */
+    std::string secret;
+};
 
 // The authorisation server: OAuth 2.0 tokens for authorisation codes (with PKCE) and for refresh tokens.
 Answer IssueToken(Cloud& cloud, const httplib::Request& request);
@@ -34,15 +59,5 @@ inline constexpr Endpoint ENDPOINTS[] = {
     {"app", "POST", "/auth/kc/tokens/v1/app", &IssueAppToken},
     {"download", "GET", "/data/v2/com.quorlen.bluetooth.device_sync", &Download},
 };
-
-/** Null where there is nothing. */
-inline const Endpoint* FindEndpoint(const std::string& method, const std::string& path) {
-    for (const Endpoint& endpoint : ENDPOINTS) {
-        if (method == endpoint.method && path == endpoint.path) {
-            return &endpoint;
-        }
-    }
-    return nullptr;
-}
 
 }  // namespace LocalCloud
