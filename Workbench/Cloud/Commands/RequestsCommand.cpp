@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "Cli/Json.h"
-#include "Cli/LearningMasker.h"
+#include "Cli/Masker.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"
@@ -23,7 +23,7 @@ namespace {
 constexpr std::int64_t HIGHEST_NUMBER = 1'000'000'000'000;
 constexpr std::chrono::milliseconds BETWEEN_LOOKS(200);
 
-struct Wanted {
+struct Arguments {
     std::int64_t number = 0;
     /** Empty: all. */
     std::string since;
@@ -36,96 +36,82 @@ std::string IsMoment(const std::string& text) {
     return Cli::ParseMoment(text) ? "" : "a time is 10m (ago), 14:02 or 2026-01-31T14:02:03Z";
 }
 
-void MaskMessage(Json::Value& message, Cli::LearningMasker& masker) {
-    for (auto& header : message["headers"]) {
-        header = masker.Mask(header.asString());
-    }
-    message["body"] = masker.Mask(Cli::StringMember(message, "body"));
-}
-
-Json::Value Masked(Json::Value exchange, Cli::LearningMasker& masker) {
+void Mask(Json::Value& exchange, const Cli::Masker& masker) {
     exchange["path"] = masker.Mask(Cli::StringMember(exchange, "path"));
-    MaskMessage(exchange["request"], masker);
-    MaskMessage(exchange["response"], masker);
-    return exchange;
+    for (const char* message : {"request", "response"}) {
+        for (auto& header : exchange[message]["headers"]) {
+            header = masker.Mask(header.asString());
+        }
+        exchange[message]["body"] = masker.Mask(Cli::StringMember(exchange[message], "body"));
+    }
 }
 
-/** Those after the one of this number that are wanted, as they are to be shown. */
-class Exchanges {
-public:
-    explicit Exchanges(const Wanted& wanted)
-        : m_wanted(wanted), m_since(Cli::ParseMoment(wanted.since).value_or("")) {}
-
-    /** What came since the last call. */
-    Json::Value Next() {
-        Json::Value list = Json::arrayValue;
-        for (const Json::Value& exchange : ReadExchanges(m_folder, m_last)) {
-            m_last = Cli::IntegerMember(exchange, "number");
-            if (Cli::StringMember(exchange, "time") >= m_since) {
-                list.append(m_wanted.showSecrets ? exchange : Masked(exchange, m_masker));
+/** Those that are wanted and came after the one of this number, which becomes that of the last. */
+Json::Value Next(const Folder& folder, const Arguments& arguments, std::int64_t& last) {
+    const std::string since = Cli::ParseMoment(arguments.since).value_or("");
+    const Cli::Masker masker(arguments.showSecrets ? std::vector<std::string>() : StoredTokens(folder));
+    Json::Value list = Json::arrayValue;
+    for (Json::Value& exchange : ReadExchanges(folder, last)) {
+        last = Cli::IntegerMember(exchange, "number");
+        const bool isWanted = arguments.number == 0 || arguments.number == last;
+        if (isWanted && Cli::StringMember(exchange, "time") >= since) {
+            if (!arguments.showSecrets) {
+                Mask(exchange, masker);
             }
-        }
-        return list;
-    }
-
-private:
-    const Wanted& m_wanted;
-    std::string m_since;
-    Folder m_folder = Folder::Ready();
-    Cli::LearningMasker m_masker;
-    std::int64_t m_last = 0;
-};
-
-void ShowOne(const Wanted& wanted) {
-    for (const auto& exchange : Exchanges(wanted).Next()) {
-        if (Cli::IntegerMember(exchange, "number") == wanted.number) {
-            std::cout << (wanted.json ? Cli::JsonText(exchange) : ExchangeInFull(exchange));
-            return;
+            list.append(exchange);
         }
     }
-    throw std::runtime_error("exchange " + std::to_string(wanted.number) +
-                             " is not among those that are remembered; see: infosync-cloud requests");
+    return list;
+}
+
+void ShowOne(const Folder& folder, const Arguments& arguments) {
+    std::int64_t last = arguments.number - 1;
+    const Json::Value list = Next(folder, arguments, last);
+    if (list.empty()) {
+        throw std::runtime_error("exchange " + std::to_string(arguments.number) +
+                                 " is not among those that are remembered; see: infosync-cloud requests");
+    }
+    std::cout << (arguments.json ? Cli::JsonText(list[0]) : ExchangeInFull(list[0]));
 }
 
 void ShowLines(const Json::Value& exchanges, bool json) {
     const Cli::Style style(STDOUT_FILENO);
     for (const auto& exchange : exchanges) {
-        if (json) {
-            std::cout << InfoSyncUtil::WriteJson(exchange) << "\n";
-        } else {
-            const std::string number = std::to_string(Cli::IntegerMember(exchange, "number")) + " ";
-            std::cout << Cli::Wrap(number + ExchangeLine(exchange, style), number.size(), style.Width());
-        }
+        const std::string number = exchange["number"].asString() + " ";
+        std::cout << (json ? InfoSyncUtil::WriteJson(exchange) + "\n"
+                           : Cli::Wrap(number + ExchangeLine(exchange, style), number.size(), style.Width()));
     }
     std::cout.flush();
 }
 
-void ShowAll(const Wanted& wanted) {
-    Exchanges exchanges(wanted);
-    if (wanted.json && !wanted.follow) {
-        std::cout << Cli::JsonText(exchanges.Next());
+void Run(const Arguments& arguments) {
+    const Folder folder = Folder::Ready();
+    if (arguments.number > 0) {
+        ShowOne(folder, arguments);
         return;
     }
-    ShowLines(exchanges.Next(), wanted.json);
-    while (wanted.follow && std::cout) {
+    std::int64_t last = 0;
+    const Json::Value first = Next(folder, arguments, last);
+    if (arguments.json && !arguments.follow) {
+        std::cout << Cli::JsonText(first);
+        return;
+    }
+    ShowLines(first, arguments.json);
+    while (arguments.follow && std::cout) {
         std::this_thread::sleep_for(BETWEEN_LOOKS);
-        ShowLines(exchanges.Next(), wanted.json);
+        ShowLines(Next(folder, arguments, last), arguments.json);
     }
 }
 
-void Declare(Cli::Command& command, Wanted& wanted) {
+void Declare(Cli::Command& command, Arguments& arguments) {
     const Cli::Parameter number =
-        command.Operand("NUMBER", wanted.number, "the request to show whole").Between(1, HIGHEST_NUMBER);
-    command.Flag("-f,--follow", wanted.follow, "go on with those that come").Excludes(number);
-    command.Option("--since", "TIME", wanted.since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
+        command.Operand("NUMBER", arguments.number, "the request to show whole").Between(1, HIGHEST_NUMBER);
+    command.Flag("-f,--follow", arguments.follow, "go on with those that come").Excludes(number);
+    command.Option("--since", "TIME", arguments.since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
         .Must(&IsMoment)
         .Excludes(number);
-    command.Flag("--show-secrets", wanted.showSecrets, "mask nothing");
-    command.Json(wanted.json);
-}
-
-void Run(const Wanted& wanted) {
-    wanted.number > 0 ? ShowOne(wanted) : ShowAll(wanted);
+    command.Flag("--show-secrets", arguments.showSecrets, "mask nothing");
+    command.Json(arguments.json);
 }
 
 }  // namespace

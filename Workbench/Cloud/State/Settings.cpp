@@ -43,26 +43,23 @@ KeyFile Load(const std::string& path, const std::string& content) {
     return file;
 }
 
-bool Has(const KeyFile& file, const char* group, const char* key) {
-    return g_key_file_has_key(file.get(), group, key, nullptr) != FALSE;
-}
-
 }  // namespace
 
 void Settings::Prepare() const {
-    const std::string before = Files::ReadIfThere(m_path).value_or("");
-    const KeyFile file = Load(m_path, before);
-    for (const HoldingKind& kind : HOLDINGS) {
-        if (!Has(file, LIFETIME, kind.name)) {
-            g_key_file_set_int64(file.get(), LIFETIME, kind.name, kind.lifetime);
+    const KeyFile file = Load(m_path, Files::ReadIfThere(m_path).value_or(""));
+    bool changed = false;
+    const auto add = [&](const char* group, const char* key, const std::string& value) {
+        if (g_key_file_has_key(file.get(), group, key, nullptr) == FALSE) {
+            g_key_file_set_value(file.get(), group, key, value.c_str());
+            changed = true;
         }
+    };
+    for (const HoldingKind& kind : HOLDINGS) {
+        add(LIFETIME, kind.name, std::to_string(kind.lifetime));
     }
-    if (!Has(file, SECRET, SIGNING)) {
-        g_key_file_set_string(file.get(), SECRET, SIGNING, Hex(RandomBytes(SECRET_BYTES)).c_str());
-    }
-    const std::string after = Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr));
-    if (after != before) {
-        Files::Replace(m_path, after);
+    add(SECRET, SIGNING, Hex(RandomBytes(SECRET_BYTES)));
+    if (changed) {
+        Files::Replace(m_path, Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr)));
     }
 }
 

@@ -1,20 +1,15 @@
 /** What the cloud has handed out: codes that were used, tokens and activations. */
 #pragma once
 
-#include <json/json.h>
-
 #include <cstdint>
-#include <cstdio>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Cloud/State/Folder.h"
 #include "Cloud/State/Settings.h"
-#include "Files.h"
 
 namespace LocalCloud {
 
@@ -36,9 +31,9 @@ struct Ticket {
 };
 
 /**
- * Keeps everything in the folder, so that a restarted server still knows it, and sees what another process
- * changes there. Safe from any thread and process. Every operation throws std::runtime_error when the store
- * cannot be read or written, and nothing was handed out then.
+ * Keeps everything in the folder, and reads it there at each operation: a restarted server still knows it,
+ * and what another process changes is seen. Safe from any thread and process. Every operation throws
+ * std::runtime_error when the store cannot be read or written, and nothing was handed out then.
  */
 class TokenStore {
 public:
@@ -75,34 +70,17 @@ public:
     /** The same user and television always get the same device id. */
     std::string DeviceId(const std::string& login, const std::string& cdid) const;
 
-    /** Every token that is stored, to be kept out of what is shown. */
-    std::vector<std::string> Secrets();
-
 private:
-    /** One operation at a time, of all processes, on what the file holds now. */
+    /** One operation of all threads and processes. */
     class Turn;
 
-    Ticket Add(Json::Value& state, Holding kind, const std::string& token, const std::string& login) const;
-    /** Makes two tokens, and adds the access token; the refresh token has its place in a grant. */
-    TokenPair AddTokens(Json::Value& state, const std::string& login) const;
-    bool Holds(const Json::Value& ticket) const;
-    /** The entry in which the token still holds, or null. */
-    Json::Value* FindEntry(Json::Value& state, Holding kind, const std::string& token) const;
-    void Reload();
-    void Commit(Json::Value state);
-    void Remember(Json::Value state);
-
     Folder m_folder;
-    std::string m_path;
     Settings m_settings;
     Clock m_clock;
     std::string m_secret;
-    std::mutex m_mutex;
-    Json::Value m_state;
-    /** Which version of the file that is. While it is open, no later one is taken for it: its inode is not
-     * free. */
-    Files::Version m_version;
-    std::unique_ptr<std::FILE, decltype(&std::fclose)> m_open{nullptr, &std::fclose};
 };
+
+/** Those that are stored, to be kept out of what is shown. @throws std::runtime_error as the store does */
+std::vector<std::string> StoredTokens(const Folder& folder);
 
 }  // namespace LocalCloud
