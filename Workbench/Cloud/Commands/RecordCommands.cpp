@@ -50,44 +50,41 @@ void AddUser(const Arguments& arguments) {
 }
 
 /** Changes a user's file, as one step for other commands and for the server. */
-void Edit(const std::string& login, const std::function<void(Json::Value& records)>& change) {
+void Edit(const Arguments& arguments,
+          const std::function<void(Json::Value& records, Json::ArrayIndex index)>& change) {
     const Folder folder = Folder::Ready();
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const Users users(folder);
-    Json::Value document = users.Load(login);
-    change(document[CDeviceInfo::RECORDS]);
-    users.Save(login, document);
-}
-
-Json::ArrayIndex IndexOf(const Json::Value& records, const std::string& id) {
+    Json::Value document = users.Load(arguments.login);
+    Json::Value& records = document[CDeviceInfo::RECORDS];
     Json::ArrayIndex index = 0;
-    while (index < records.size() && IdOf(records[index]) != id) {
+    while (index < records.size() && IdOf(records[index]) != arguments.id) {
         ++index;
     }
-    return index;
+    change(records, index);
+    users.Save(arguments.login, document);
 }
 
 void AddDevice(const Arguments& arguments) {
-    Json::Value record;
-    record[CDeviceInfo::RECORD_ID] = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
-    record[CDeviceInfo::NAME] = arguments.name;
-    record[CDeviceInfo::ADDRESS] = arguments.address;
-    record[CDeviceInfo::UUIDS] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
-    Edit(arguments.login, [&](Json::Value& records) {
-        if (IndexOf(records, IdOf(record)) < records.size()) {
-            throw std::runtime_error(arguments.login + " has a device " + arguments.id +
+    const std::string id = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
+    Edit(arguments, [&](Json::Value& records, Json::ArrayIndex index) {
+        if (index < records.size()) {
+            throw std::runtime_error(arguments.login + " has a device " + id +
                                      " already; choose another --id");
         }
-        records.append(record);
+        Json::Value& record = records.append(Json::objectValue);
+        record[CDeviceInfo::RECORD_ID] = id;
+        record[CDeviceInfo::NAME] = arguments.name;
+        record[CDeviceInfo::ADDRESS] = arguments.address;
+        record[CDeviceInfo::UUIDS] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
     });
-    std::cout << IdOf(record) << "\n";
+    std::cout << id << "\n";
 }
 
 /** Changes the records at the place of one that is there. */
 void EditDevice(const Arguments& arguments,
                 const std::function<void(Json::Value& records, Json::ArrayIndex index)>& change) {
-    Edit(arguments.login, [&](Json::Value& records) {
-        const Json::ArrayIndex index = IndexOf(records, arguments.id);
+    Edit(arguments, [&](Json::Value& records, Json::ArrayIndex index) {
         if (index == records.size()) {
             throw std::runtime_error(arguments.login + " has no device " + arguments.id +
                                      "; see: infosync-cloud list '" + arguments.login + "'");

@@ -97,21 +97,17 @@ CloudServer::CloudServer(Cloud& cloud, const TlsContexts& tls, FaultPlan& faults
                 response.set_content(answer.body, JSON_TYPE);
             }
         }));
-    for (const Endpoint& endpoint : ENDPOINTS) {
-        Route(endpoint);
-    }
-}
-
-void CloudServer::Route(const Endpoint& endpoint) {
     using Register = httplib::Server& (httplib::Server::*)(const std::string&, Handler);
     const std::map<std::string, Register> methods = {
         {"GET", &httplib::Server::Get},       {"POST", &httplib::Server::Post},
         {"PUT", &httplib::Server::Put},       {"PATCH", &httplib::Server::Patch},
         {"DELETE", &httplib::Server::Delete}, {"OPTIONS", &httplib::Server::Options}};
-    (this->*methods.at(endpoint.method))(
-        endpoint.path, [this, endpoint](const httplib::Request& request, httplib::Response& response) {
-            Respond(endpoint, request, response);
-        });
+    for (const Endpoint& endpoint : ENDPOINTS) {
+        (this->*methods.at(endpoint.method))(
+            endpoint.path, [this, endpoint](const httplib::Request& request, httplib::Response& response) {
+                Respond(endpoint, request, response);
+            });
+    }
 }
 
 int CloudServer::Bind(int port) {

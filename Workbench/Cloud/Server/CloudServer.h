@@ -42,7 +42,6 @@ private:
     /** @return whether it succeeded */
     bool Handshake(Connection& connection, const SSL* session, const std::optional<Fault>& fault);
     bool ServeRequest(Connection& connection);
-    void Route(const Endpoint& endpoint);
     void Respond(const Endpoint& endpoint, const httplib::Request& request, httplib::Response& response);
     /** What the fault that is due says, or else the cloud. */
     Answer AnswerTo(const Endpoint& endpoint, const httplib::Request& request);

@@ -2,6 +2,9 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <utility>
+
 namespace LocalCloud {
 
 bool Connections::Enter(int socket) {
@@ -19,23 +22,19 @@ void Connections::Leave(int socket) {
 
 void Connections::SetWaiting(int socket, bool isWaiting) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_waitingSince[socket] = isWaiting ? std::optional(Clock::now()) : std::nullopt;
+    m_waitingSince[socket] = isWaiting ? Clock::now() : NOT_WAITING;
 }
 
 std::optional<std::chrono::milliseconds> Connections::MakeRoom() {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    auto longest = m_waitingSince.end();
-    for (auto each = m_waitingSince.begin(); each != m_waitingSince.end(); ++each) {
-        if (each->second && (longest == m_waitingSince.end() || *each->second < *longest->second)) {
-            longest = each;
-        }
-    }
-    if (m_waitingSince.size() <= MOST || longest == m_waitingSince.end()) {
+    const auto longest = std::min_element(m_waitingSince.begin(), m_waitingSince.end(),
+                                          [](const auto& a, const auto& b) { return a.second < b.second; });
+    if (m_waitingSince.size() <= MOST || longest->second == NOT_WAITING) {
         return std::nullopt;
     }
     ::shutdown(longest->first, SHUT_RDWR);
-    const auto waited = Clock::now() - *longest->second;
-    longest->second.reset();  // it is on its way out: the next one takes another
+    // It is on its way out: the next one takes another.
+    const auto waited = Clock::now() - std::exchange(longest->second, NOT_WAITING);
     return std::chrono::duration_cast<std::chrono::milliseconds>(waited);
 }
 

@@ -37,10 +37,12 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    static constexpr Clock::time_point NOT_WAITING = Clock::time_point::max();
+
     std::mutex m_mutex;
     bool m_ends = false;
-    /** Since when the server has been waiting for the client; nothing where it is not. */
-    std::map<int, std::optional<Clock::time_point>> m_waitingSince;
+    /** Since when the server has been waiting for the client. */
+    std::map<int, Clock::time_point> m_waitingSince;
 };
 
 }  // namespace LocalCloud

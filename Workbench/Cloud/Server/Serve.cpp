@@ -24,32 +24,6 @@ namespace {
 
 constexpr int LEAST_GIVEN_BACK = 64 << 10;
 
-/** Runs the server, which is bound already, on a thread for as long as it lives. */
-class Listening {
-public:
-    Listening(CloudServer& server, ServerState& state)
-        : m_server(server), m_thread([&server, &state] {
-              server.Listen(state);
-              // However it ended: the way a signal from outside would end all.
-              ::kill(::getpid(), SIGTERM);
-          }) {
-        // To stop a server that does not run yet would have no effect.
-        while (!server.is_running()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-    }
-    ~Listening() {
-        m_server.stop();
-        m_thread.join();
-    }
-    Listening(const Listening&) = delete;
-    Listening& operator=(const Listening&) = delete;
-
-private:
-    CloudServer& m_server;
-    std::thread m_thread;
-};
-
 sigset_t PrepareSignals() {
     // A file that may not grow any more is an error to report, not the end of the server.
     static_cast<void>(::signal(SIGXFSZ, SIG_IGN));
@@ -80,16 +54,6 @@ void LeaveCaller(const std::string& logFile) {
     ::dup2(log >= 0 ? log : nothing, STDERR_FILENO);
 }
 
-/** What comes through the pipe until its other end is closed. */
-std::string ReadAll(int pipe) {
-    std::string text;
-    std::array<char, 4096> piece = {};
-    for (ssize_t count = 0; (count = ::read(pipe, piece.data(), piece.size())) > 0;) {
-        text.append(piece.data(), static_cast<std::size_t>(count));
-    }
-    return text;
-}
-
 }  // namespace
 
 void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const Ready& ready) {
@@ -109,12 +73,21 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const 
     CloudServer server(cloud, tls, faults, exchanges, console);
     const int port = server.Bind(options.port);
     ServerState state(folder, port);
-    const Listening toClients(server, state);
+    std::thread listening([&] {
+        server.Listen(state);
+        // However it ended: the way a signal from outside would end all.
+        ::kill(::getpid(), SIGTERM);
+    });
+    while (!server.is_running()) {  // to stop one that does not run yet would have no effect
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     ready("serving https://127.0.0.1:" + std::to_string(port) + " from " + folder.Path() + ", CA file " +
           folder.CaFile());
     int signal = 0;
     sigwait(&signals, &signal);
     server.EndConnections();
+    server.stop();
+    listening.join();
 }
 
 void ServeDetached(const Folder& folder, const ServeOptions& options, const Ready& ready) {
@@ -133,10 +106,11 @@ void ServeDetached(const Folder& folder, const ServeOptions& options, const Read
         return;
     }
     ::close(pipe[1]);
-    const std::string where = ReadAll(pipe[0]);
+    std::array<char, 8192> where = {};
+    const ssize_t size = ::read(pipe[0], where.data(), where.size());
     ::close(pipe[0]);
-    if (!where.empty()) {
-        ready(where);
+    if (size > 0) {
+        ready({where.data(), static_cast<std::size_t>(size)});
         return;
     }
     int status = 0;
