@@ -1,12 +1,15 @@
 #include "Cloud/State/Records.h"
 
+#include <json/json.h>
+
 #include <algorithm>
 #include <stdexcept>
-#include <utility>
 
+#include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
 #include "Cloud/State/Crypto.h"
 #include "Cloud/State/Users.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -40,79 +43,24 @@ Json::Value LoadLedger(const std::string& path) {
     return ledger;
 }
 
-}  // namespace
-
-Selection RecordBook::Select(const std::string& login, std::optional<std::int64_t> changedAfter) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    User& user = m_users[login];
-    const std::string path = m_folder.RecordsFile(login);
-    // Taken before reading: a write that comes in between is then seen at the next download.
-    const Files::Version version(path);
-    if (user.ledger.isNull() || !(user.version == version) || version.IsFresh()) {
-        const auto text = Files::ReadIfThere(path);
-        const std::string name = "users/" + FileNameOfLogin(login) + ".json";
-        Update(login, user, ParseUserFile(text.value_or(R"({"records":[]})"), name)["records"]);
-        user.version = version;
-    }
-    Selection selection;
-    if (changedAfter && *changedAfter < Cli::IntegerMember(user.ledger, OLDEST)) {
-        selection.outcome = Selection::Outcome::MARK_TOO_OLD;
-        return selection;
-    }
-    if (changedAfter && *changedAfter > Cli::IntegerMember(user.ledger, LATEST)) {
-        selection.outcome = Selection::Outcome::MARK_UNKNOWN;
-        return selection;
-    }
-    return Compose(user, changedAfter);
-}
-
-Selection RecordBook::Compose(const User& user, std::optional<std::int64_t> changedAfter) {
-    Selection selection;
-    const auto latest = Cli::IntegerMember(user.ledger, LATEST);
-    selection.body = R"({"meta":{"synced_timestamp":)" + std::to_string(latest) + R"(},"records":[)";
-    const auto add = [&selection](const std::string& text) {
-        selection.body += (selection.count++ == 0 ? "" : ",") + text;
-    };
-    for (const auto& record : user.records) {
-        if (record.mark > changedAfter.value_or(0)) {
-            add(record.text);
-        }
-    }
-    const Json::Value& deleted = user.ledger[DELETED];
-    for (auto entry = deleted.begin(); changedAfter && entry != deleted.end(); ++entry) {
-        if (Cli::IntegerMember(*entry, MARK) > *changedAfter) {
-            Json::Value record;
-            record["record_id"] = entry.name();
-            record["deleted"] = true;
-            add(Cli::CompactJson(record));
-        }
-    }
-    selection.body += "]}";
-    return selection;
-}
-
-void RecordBook::Update(const std::string& login, User& user, const Json::Value& records) const {
-    const std::string path = m_folder.LedgerFile(login);
-    const Json::Value before = user.ledger.isNull() ? LoadLedger(path) : user.ledger;
-    const Json::Value& known = before[RECORDS];
-    const bool isNew = !before.isMember(LATEST);
-    const std::int64_t mark = std::max<std::int64_t>(m_clock(), Cli::IntegerMember(before, LATEST) + 1);
-    Json::Value ledger = before;
+/** Gives what differs from the ledger a new mark. @return whether anything does */
+bool Update(Json::Value& ledger, const Json::Value& records, std::int64_t now) {
+    const Json::Value known = ledger[RECORDS];
+    const std::int64_t mark = std::max(now, Cli::IntegerMember(ledger, LATEST) + 1);
+    bool changed = !ledger.isMember(LATEST);
+    ledger[OLDEST] = changed ? Json::Value(Json::Int64(mark)) : ledger[OLDEST];
     ledger[RECORDS] = Json::objectValue;
-    bool changed = isNew;
-    std::vector<Record> current;
     for (const auto& record : records) {
-        const std::string id = Cli::StringMember(record, "record_id");
-        current.push_back({Cli::CompactJson(record), mark});
+        const std::string id = Cli::StringMember(record, CDeviceInfo::RECORD_ID);
         Json::Value& entry = ledger[RECORDS][id];
-        entry[DIGEST] = Hex(Sha256(current.back().text));
-        if (Cli::StringMember(known[id], DIGEST) == entry[DIGEST].asString()) {
-            current.back().mark = Cli::IntegerMember(known[id], MARK);
-        } else {
+        entry = known[id];
+        const std::string digest = Hex(Sha256(Cli::CompactJson(record)));
+        if (Cli::StringMember(entry, DIGEST) != digest) {
+            entry[DIGEST] = digest;
+            entry[MARK] = Json::Int64(mark);
             ledger[DELETED].removeMember(id);
             changed = true;
         }
-        entry[MARK] = Json::Int64(current.back().mark);
     }
     for (const auto& id : known.getMemberNames()) {
         if (!ledger[RECORDS].isMember(id)) {
@@ -120,13 +68,58 @@ void RecordBook::Update(const std::string& login, User& user, const Json::Value&
             changed = true;
         }
     }
-    if (changed) {
-        ledger[OLDEST] = isNew ? Json::Value(Json::Int64(mark)) : before[OLDEST];
-        ledger[LATEST] = Json::Int64(mark);
-        Files::Replace(path, Cli::CompactJson(ledger));
+    ledger[LATEST] = changed ? Json::Value(Json::Int64(mark)) : ledger[LATEST];
+    return changed;
+}
+
+Selection Compose(const Json::Value& ledger, const Json::Value& records,
+                  std::optional<std::int64_t> changedAfter) {
+    Selection selection;
+    selection.body = R"({"meta":{"synced_timestamp":)" + ledger[LATEST].asString() + R"(},"records":[)";
+    const auto add = [&selection](const Json::Value& record) {
+        selection.body += (selection.count++ == 0 ? "" : ",") + Cli::CompactJson(record);
+    };
+    const auto isNew = [&](const Json::Value& entry) {
+        return Cli::IntegerMember(entry, MARK) > changedAfter.value_or(0);
+    };
+    for (const auto& record : records) {
+        if (isNew(ledger[RECORDS][Cli::StringMember(record, CDeviceInfo::RECORD_ID)])) {
+            add(record);
+        }
     }
-    user.ledger = std::move(ledger);
-    user.records = std::move(current);
+    const Json::Value& deleted = ledger[DELETED];
+    for (auto entry = deleted.begin(); changedAfter && entry != deleted.end(); ++entry) {
+        if (isNew(*entry)) {
+            Json::Value record;
+            record[CDeviceInfo::RECORD_ID] = entry.name();
+            record["deleted"] = true;
+            add(record);
+        }
+    }
+    selection.body += "]}";
+    return selection;
+}
+
+}  // namespace
+
+Selection RecordBook::Select(const std::string& login, std::optional<std::int64_t> changedAfter) const {
+    const auto text = Files::ReadIfThere(m_folder.RecordsFile(login));
+    const std::string name = "users/" + FileNameOfLogin(login) + ".json";
+    const Json::Value document = ParseUserFile(text.value_or(R"({"records":[]})"), name);
+    const Json::Value& records = document[CDeviceInfo::RECORDS];
+    Json::Value ledger = LoadLedger(m_folder.LedgerFile(login));
+    if (Update(ledger, records, m_clock())) {
+        Files::Replace(m_folder.LedgerFile(login), Cli::CompactJson(ledger));
+    }
+    Selection selection;
+    if (changedAfter && *changedAfter < Cli::IntegerMember(ledger, OLDEST)) {
+        selection.outcome = Selection::Outcome::MARK_TOO_OLD;
+    } else if (changedAfter && *changedAfter > Cli::IntegerMember(ledger, LATEST)) {
+        selection.outcome = Selection::Outcome::MARK_UNKNOWN;
+    } else {
+        selection = Compose(ledger, records, changedAfter);
+    }
+    return selection;
 }
 
 }  // namespace LocalCloud

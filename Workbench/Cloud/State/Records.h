@@ -1,18 +1,13 @@
 /** The users' device records, and when each of them changed. */
 #pragma once
 
-#include <json/json.h>
-
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "Cloud/State/Folder.h"
-#include "Files.h"
 
 namespace LocalCloud {
 
@@ -31,9 +26,9 @@ struct Selection {
 };
 
 /**
- * Answers downloads out of the users' files. A file is read again when it was written, and compared with what
- * was there before; every change gets a mark that is greater than all earlier ones. The marks are kept in a
- * file beside it, the ledger, so that a change made while no server ran is seen, too. Safe from any thread.
+ * Answers downloads out of the users' files. At each one the file is compared with what was there before;
+ * every change gets a mark that is greater than all earlier ones. The marks are kept in a file beside it, the
+ * ledger, so that a change made while no server ran is seen, too. One thread at a time.
  */
 class RecordBook {
 public:
@@ -45,31 +40,13 @@ public:
     /**
      * Selects what changed after a mark, deletions included; without a mark, all that there is. A user
      * without a file has no records.
-     * @throws std::runtime_error that says what is wrong with the user's file; the state before it is kept
+     * @throws std::runtime_error that says what is wrong with the user's file; the ledger is left as it was
      */
-    Selection Select(const std::string& login, std::optional<std::int64_t> changedAfter);
+    Selection Select(const std::string& login, std::optional<std::int64_t> changedAfter) const;
 
 private:
-    struct Record {
-        std::string text;
-        std::int64_t mark = 0;
-    };
-    struct User {
-        /** As it is stored; null before the user's first download. */
-        Json::Value ledger;
-        std::vector<Record> records;
-        /** Which version of the user's file these are from. */
-        Files::Version version;
-    };
-
-    static Selection Compose(const User& user, std::optional<std::int64_t> changedAfter);
-    /** Gives what differs from the ledger a new mark. It is saved before it counts. */
-    void Update(const std::string& login, User& user, const Json::Value& records) const;
-
     Folder m_folder;
     Clock m_clock;
-    std::mutex m_mutex;
-    std::map<std::string, User> m_users;
 };
 
 }  // namespace LocalCloud
