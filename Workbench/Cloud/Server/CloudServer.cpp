@@ -3,7 +3,9 @@
 #include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <poll.h>
+#include <sys/socket.h>
 
+#include <algorithm>
 #include <map>
 #include <stdexcept>
 #include <utility>
@@ -18,9 +20,9 @@ namespace {
 constexpr char LOOPBACK[] = "127.0.0.1";
 constexpr char JSON_TYPE[] = "application/json;charset=UTF-8";
 
-// More than there are connections, so that one is at hand which sees that there are too many.
 constexpr int LONGEST_SILENCE = 10'000;                   // in milliseconds, of a new connection
 constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;  // as the clients are told
+// More than there are connections, so that one is at hand which sees that there are too many.
 constexpr std::size_t THREADS = Connections::MOST + 16;
 
 using SetUp = std::function<void(httplib::Request&)>;
@@ -71,6 +73,45 @@ std::string NoteOf(const std::optional<Fault>& fault) {
 }
 
 }  // namespace
+
+bool Connections::Enter(int socket) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_ends) {
+        m_waitingSince[socket] = Clock::now();
+    }
+    return !m_ends;
+}
+
+void Connections::Leave(int socket) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_waitingSince.erase(socket);
+}
+
+void Connections::SetWaiting(int socket, bool isWaiting) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_waitingSince[socket] = isWaiting ? Clock::now() : NOT_WAITING;
+}
+
+std::optional<std::chrono::milliseconds> Connections::MakeRoom() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto longest = std::min_element(m_waitingSince.begin(), m_waitingSince.end(),
+                                          [](const auto& a, const auto& b) { return a.second < b.second; });
+    if (m_waitingSince.size() <= MOST || longest->second == NOT_WAITING) {
+        return std::nullopt;
+    }
+    ::shutdown(longest->first, SHUT_RDWR);
+    // It is on its way out: the next one takes another.
+    const auto waited = Clock::now() - std::exchange(longest->second, NOT_WAITING);
+    return std::chrono::duration_cast<std::chrono::milliseconds>(waited);
+}
+
+void Connections::EndAll() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_ends = true;
+    for (const auto& [socket, since] : m_waitingSince) {
+        ::shutdown(socket, SHUT_RDWR);
+    }
+}
 
 CloudServer::CloudServer(Cloud& cloud, const TlsContexts& tls, FaultPlan& faults, ExchangeLog& exchanges,
                          Console& console)

@@ -32,8 +32,9 @@ constexpr ReadRefusal HEAD_TOO_LARGE = {431, "Request Header Fields Too Large",
                                         "the headers are larger than 64 KiB, or over 200"};
 constexpr ReadRefusal BUSY = {503, "Service Unavailable", "too much of other requests is held; ask again"};
 
-// Of all connections together.
+// Of all connections together, but for what each may have in any case.
 constexpr std::size_t MOST_HELD = 4U << 20U;
+constexpr std::size_t SMALL = 16U << 10U;
 std::atomic<std::size_t> held(0);
 
 using Clock = std::chrono::steady_clock;
@@ -99,7 +100,7 @@ bool Connection::Fill(Clock::time_point deadline) {
     }
     m_input.append(piece.data(), count);
     held += count;
-    m_refusal = held > MOST_HELD ? &BUSY : nullptr;
+    m_refusal = held > MOST_HELD && m_input.size() > SMALL ? &BUSY : nullptr;
     return m_refusal == nullptr;
 }
 

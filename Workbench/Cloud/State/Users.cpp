@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <unordered_set>
 
+#include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
 #include "Files.h"
 
@@ -43,13 +44,13 @@ bool IsLogin(const std::string& login) {
 
 Json::Value ParseUserFile(const std::string& text, const std::string& name) {
     Json::Value document = Cli::ParseObject(text, name);
-    const Json::Value& records = document["records"];
+    const Json::Value& records = document[CDeviceInfo::RECORDS];
     if (!records.isArray()) {
         throw std::runtime_error(name + ": \"records\" must be an array");
     }
     std::unordered_set<std::string> ids;
     for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
-        const std::string id = Cli::StringMember(records[i], "record_id");
+        const std::string id = Cli::StringMember(records[i], CDeviceInfo::RECORD_ID);
         if (id.empty() || !ids.insert(id).second) {
             throw std::runtime_error(name + ": record " + std::to_string(i + 1) +
                                      (id.empty() ? " needs a text \"record_id\""
@@ -92,7 +93,7 @@ bool Users::Add(const std::string& login) const {
         return false;
     }
     Json::Value document;
-    document["records"] = Json::arrayValue;
+    document[CDeviceInfo::RECORDS] = Json::arrayValue;
     Save(login, document);
     return true;
 }
