@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -7,6 +8,7 @@
 #include "Cli/Json.h"
 #include "Cli/Table.h"
 #include "Cli/Text.h"
+#include "Cli/Values.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Certificates.h"
@@ -108,17 +110,22 @@ std::string IsHeaderLine(const std::string& line) {
     return fits ? "" : "a header must be one line, NAME: VALUE";
 }
 
-void Declare(Cli::Command& command, Arguments& arguments) {
+std::string IsKind(const std::string& word) {
     std::vector<std::string> kinds;
     for (const FaultRow& row : FAULTS) {
         kinds.emplace_back(row.name);
     }
+    const bool isKnown = std::find(kinds.begin(), kinds.end(), word) != kinds.end();
+    return isKnown ? "" : "there is no fault \"" + word + "\"" + Cli::Nearest(word, kinds);
+}
+
+void Declare(Cli::Command& command, Arguments& arguments) {
     std::vector<std::string> requests;
     for (const Endpoint& endpoint : ENDPOINTS) {
         requests.emplace_back(endpoint.name);
     }
-    command.Operand("KIND", arguments.kind, "one of those below").OneOf(kinds);
-    command.Operand("VALUE", arguments.value);
+    command.Operand("KIND", arguments.kind, "one of those below").Must(&IsKind);
+    command.Operand("VALUE", arguments.value, "what the kind takes");
     command.Option("--on", "REQUEST", arguments.on, "only " + Cli::Join(requests, ", ") + " (default: any)")
         .OneOf(requests);
     command.Option("--nth", "N", arguments.nth, "the first one that is hit (default: 1, the next)")
