@@ -12,7 +12,7 @@ namespace Log {
 std::int64_t FirstNumber(std::string_view text);
 
 /** The value of the first member of that name, wherever it stands: a text as it is written, or a number. */
-std::string Member(std::string_view json, std::string_view name);
+std::string Member(std::string_view json, const std::string& name);
 
 /** Hands over each innermost object that is there whole, and the name that it has. */
 void ForEachObject(std::string_view json,

@@ -25,6 +25,8 @@ struct Line {
     std::string text;
     /** As the log has it; empty where it has none. */
     std::string time;
+    /** Of the time, as Moment() has it. */
+    std::optional<std::int64_t> moment;
     /** Process id; 0 where the log has none. */
     std::int64_t pid = 0;
     /** One of PRIORITIES; '\0' where the log does not tell. */
@@ -46,12 +48,10 @@ struct Line {
     bool IsError() const {
         return priority == 'E' || priority == 'F';
     }
-    /** All that stands before the message. */
-    std::string Head() const;
 };
 
-/** A moment in milliseconds since some beginning: good for differences alone, and only within one log. */
-std::optional<std::int64_t> Moment(const std::string& time);
+/** A time in milliseconds since some beginning: good for differences alone, and only within one log. */
+std::optional<std::int64_t> Moment(std::string_view time);
 
 /** Cuts a log into lines and finds in each what it is. */
 class LineReader {
@@ -66,40 +66,33 @@ public:
     void Finish();
 
     /** Lines that have the service's tag in a form that cannot be read, and the first of them. */
-    std::size_t UnreadableCount() const {
-        return m_unreadable;
-    }
-    std::size_t FirstUnreadable() const {
-        return m_firstUnreadable;
-    }
+    std::size_t unreadableCount = 0;
+    std::size_t firstUnreadable = 0;
+
     /** Whether the last line is still without its end. */
     bool IsWithin() const {
         return !m_begun.empty();
     }
 
 private:
-    void Append(std::string_view piece);
     void TakeLine();
     void Read(std::string_view text);
-    bool ReadTagged(std::string_view text);
     bool ReadPlaced(std::string_view text);
-    bool ReadOthers(std::string_view text);
+    bool ReadHeaded(std::string_view text);
     bool ReadJournalObject(const std::string& text);
-    void ReadPrefix(std::string_view prefix);
-    void Place(std::string_view text, std::size_t at);
+    std::size_t TakeTime(std::string_view text);
     void GoOn(std::string_view text);
+    void Unquote();
 
     std::function<void(const Line&)> m_onLine;
     std::string m_begun;
     Line m_line;
-    /** What a mail or an indentation put before the last line of the service, and so before what follows. */
-    std::string m_quote;
+    /** Where its time begins. */
+    std::size_t m_timeAt = 0;
+    /** What stood before the tag of the service's last line. */
+    std::string m_prefix;
     /** The message stands in quotes, those in it are doubled. */
     bool m_isQuoted = false;
-    /** The line before was a head alone, whose message follows. */
-    bool m_isLong = false;
-    std::size_t m_unreadable = 0;
-    std::size_t m_firstUnreadable = 0;
 };
 
 }  // namespace Log

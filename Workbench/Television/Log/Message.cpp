@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 
 namespace Log {
@@ -13,31 +14,20 @@ constexpr std::size_t MOST_BYTES = 131072;
 constexpr std::size_t MOST_OTHERS = 1000;
 constexpr std::size_t MOST_PROCESSES = 64;
 
-/** A part of a text, which begins there, with what is in the places abbreviated. */
-std::string Masked(std::string_view part, std::size_t begin, std::vector<Cli::Place> places) {
-    std::sort(places.begin(), places.end(), [](const auto& a, const auto& b) { return a.begin < b.begin; });
-    std::string masked;
-    std::size_t shown = 0;
-    for (std::size_t i = 0; i < places.size();) {
-        Cli::Place place = places[i];
-        for (++i; i < places.size() && places[i].begin < place.end; ++i) {
-            place.end = std::max(place.end, places[i].end);
-        }
-        if (place.begin >= begin && place.end <= begin + part.size()) {
-            masked += part.substr(shown, place.begin - begin - shown);
-            masked += Cli::Abbreviate(std::string(part.substr(place.begin - begin, place.end - place.begin)));
-            shown = place.end - begin;
-        }
-    }
-    return masked.append(part.substr(shown));
+/** "key:" of "key:code, value : ...": what two messages from one place both begin with. */
+std::string_view FirstWord(const std::string& message) {
+    static const Cli::Pattern pattern(R"(^(?<word>\w{1,30} ?:))");
+    return pattern.Find(message)["word"];
 }
 
 void Replace(Line& line, const std::string& message) {
-    const std::string_view text = line.text;
-    const bool isEnd =
-        text.size() >= line.message.size() && text.substr(text.size() - line.message.size()) == line.message;
+    if (message == line.message) {
+        return;
+    }
+    const std::size_t head = line.text.size() - std::min(line.text.size(), line.message.size());
     // What is no end of its line stands there in another form, with its secrets.
-    line.text = message == line.message ? line.text : (isEnd ? line.Head() : line.place) + message;
+    const bool isEnd = line.text.compare(head, std::string::npos, line.message) == 0;
+    line.text = (isEnd ? line.text.substr(0, head) : line.place) + message;
     line.message = message;
 }
 
@@ -52,20 +42,25 @@ std::string Message::TextFrom(std::size_t line) const {
 }
 
 void Messages::Take(const Line& line) {
+    const auto handOver = [this](const Line& single) {
+        Message message{{single}};
+        m_onMessage(message);
+    };
     // Viewers part the lines of several logs by some that begin so.
     const bool isStray = line.tag.empty() && (!m_isService || Cli::StartsWith(line.message, "--"));
     if (isStray) {
-        Message stray{{line}};
-        m_onMessage(stray);
+        handOver(line);
         return;
     }
     m_isService = line.tag.empty() || line.IsService();
     m_pid = line.tag.empty() ? m_pid : line.pid;
+    const auto found = m_held.find(m_pid);
     if (!m_isService) {
-        TakeOther(line);
+        const bool isHeld = found != m_held.end() && found->second.others.size() < MOST_OTHERS;
+        isHeld ? found->second.others.push_back(line) : handOver(line);
         return;
     }
-    if (m_held.size() > MOST_PROCESSES) {
+    if (found == m_held.end() && m_held.size() == MOST_PROCESSES) {
         Flush();
     }
     Held& held = m_held[m_pid];
@@ -81,19 +76,14 @@ void Messages::Take(const Line& line) {
     }
 }
 
-void Messages::TakeOther(const Line& line) {
-    const auto held = m_held.find(line.pid);
-    if (held != m_held.end() && held->second.others.size() < MOST_OTHERS) {
-        held->second.others.push_back(line);
-        return;
-    }
-    Message other{{line}};
-    m_onMessage(other);
-}
-
 bool Messages::GoesOn(const Held& held, const Line& line) {
-    return !held.message.lines.empty() && held.size < MOST_BYTES &&
-           (!line.HasPlace() || line.place == held.message.lines.front().place);
+    const auto& lines = held.message.lines;
+    if (lines.empty() || held.size >= MOST_BYTES) {
+        return false;
+    }
+    const bool isOfPlace = line.HasPlace() && line.place == lines.front().place;
+    const std::string_view word = isOfPlace ? FirstWord(line.message) : "";
+    return !line.HasPlace() || (isOfPlace && (word.empty() || word != FirstWord(lines.front().message)));
 }
 
 void Messages::HandOver(Held& held) {
@@ -115,34 +105,15 @@ void Messages::Flush() {
 }
 
 void Mask(Message& message, const Cli::Masker& masker) {
-    const std::string whole = message.TextFrom(0);
-    std::vector<Cli::Place> places = masker.Find(whole);
-    std::size_t begin = 0;
-    // What one line alone shows is no less a secret.
-    for (std::size_t i = 0; message.lines.size() > 1 && i < message.lines.size(); ++i) {
-        for (const Cli::Place& place : masker.Find(message.lines[i].message)) {
-            places.push_back({begin + place.begin, begin + place.end});
-        }
-        begin += message.lines[i].message.size();
-    }
-    if (places.empty()) {
-        return;
-    }
-    begin = 0;
-    const auto isAcross = [&begin](const Cli::Place& place) {
-        return place.begin < begin && place.end > begin;
-    };
-    bool isSplit = false;
-    for (const Line& line : message.lines) {
-        isSplit = isSplit || std::any_of(places.begin(), places.end(), isAcross);
-        begin += line.message.size();
-    }
-    begin = 0;
-    message.lines.resize(isSplit ? 1 : message.lines.size());
+    const std::string whole = message.lines.size() > 1 ? masker.Mask(message.TextFrom(0)) : "";
+    std::string apart;
     for (Line& line : message.lines) {
-        const std::size_t size = isSplit ? whole.size() : line.message.size();
-        Replace(line, Masked(std::string_view(whole).substr(begin, size), begin, places));
-        begin += size;
+        Replace(line, masker.Mask(line.message));
+        apart += line.message;
+    }
+    if (message.lines.size() > 1 && apart != whole) {
+        message.lines.resize(1);
+        Replace(message.lines.front(), whole);
     }
 }
 

@@ -12,8 +12,7 @@
 
 namespace Log {
 
-/** The lines of one message, or of several from one place, which look alike; or one line of another program.
- */
+/** The lines of one message, or one line of another program. */
 struct Message {
     std::vector<Line> lines;
 
@@ -40,7 +39,6 @@ private:
         /** What the same process logged under other tags meanwhile. */
         std::vector<Line> others;
     };
-    void TakeOther(const Line& line);
     static bool GoesOn(const Held& held, const Line& line);
     void HandOver(Held& held);
 
@@ -51,10 +49,7 @@ private:
     bool m_isService = false;
 };
 
-/**
- * Masks the message as a whole: one with a secret that stands on several of its lines becomes one line. Stray
- * lines and those of other programs are masked as they are.
- */
+/** Masks the message as a whole: one with a secret that stands on several of its lines becomes one line. */
 void Mask(Message& message, const Cli::Masker& masker);
 
 /** A log as people are shown it: line by line, in its order, masked. */

@@ -129,7 +129,8 @@ void RunReader::TakeOther(const Line& line) {
         Advance(Step::LIST);
     }
     Keep(line, line.tag + ": " + line.message);
-    if (!line.IsError() && (line.priority != 'W' || !IsNamedAsCause(line.tag))) {
+    const bool mayBeCause = IsNamedAsCause(line.tag) && (line.priority == 'W' || line.priority == '\0');
+    if (!line.IsError() && !mayBeCause) {
         return;
     }
     const bool isNamed = IsStore(line.tag) || IsNamedAsCause(line.tag);
@@ -184,7 +185,7 @@ void RunReader::TakeTime(const Line& line) {
         return;
     }
     m_time = line.time;
-    const std::optional<std::int64_t> now = Moment(line.time);
+    const std::optional<std::int64_t> now = line.moment;
     if (now) {
         run.clockJumped =
             run.clockJumped || (m_now && (*now < *m_now - SLACK || *now > *m_now + DAY * MILLISECONDS));

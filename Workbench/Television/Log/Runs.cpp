@@ -37,11 +37,11 @@ std::string Runs::Remark() const {
     if (m_backward > m_forward) {
         return "the log goes from newest to oldest, so little of it can be told: turn it round first (tac)";
     }
-    const std::size_t count = m_lines.UnreadableCount();
+    const std::size_t count = m_lines.unreadableCount;
     return count == 0 ? ""
                       : Cli::Count(count, "line") + (count == 1 ? " has" : " have") + " the tag " +
                             InfoSyncLog::TAG + " in a form that cannot be read, the first is line " +
-                            std::to_string(m_lines.FirstUnreadable());
+                            std::to_string(m_lines.firstUnreadable);
 }
 
 void Runs::Take(Message& message) {
@@ -50,12 +50,10 @@ void Runs::Take(Message& message) {
     if (reader == nullptr) {
         return;
     }
-    if (line.IsService() && line.time != m_time) {
-        const auto before = Moment(m_time);
-        const auto now = Moment(line.time);
-        m_forward += before && now && *now > *before ? 1 : 0;
-        m_backward += before && now && *now < *before ? 1 : 0;
-        m_time = line.time;
+    if (line.IsService() && line.moment) {
+        m_forward += m_moment && *line.moment > *m_moment ? 1 : 0;
+        m_backward += m_moment && *line.moment < *m_moment ? 1 : 0;
+        m_moment = line.moment;
     }
     const std::int64_t pid = line.pid;
     // Before anything is read out of it: nothing that is told can hold a secret.

@@ -181,7 +181,8 @@ Chapter Token(const Run& run) {
     }
     Add(chapter.told, source == Run::Source::NOT_TOLD ? "" : LeftWords(request));
     chapter.asking = chapter.told.size();
-    if (source != Run::Source::STORED && (source != Run::Source::NOT_TOLD || run.failure)) {
+    if (source != Run::Source::STORED &&
+        (source != Run::Source::NOT_TOLD || FailedIn(run, Step::TOKEN, Step::TOKEN_ANSWER))) {
         AddTokenAnswer(run, chapter);
     }
     return chapter;
