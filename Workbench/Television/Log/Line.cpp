@@ -52,7 +52,7 @@ std::size_t QuoteLength(Text text) {
 std::int64_t FindPid(Text text) {
     constexpr Text DIGITS = "0123456789";
     const auto isApart = [](char c) {
-        return g_ascii_isalnum(c) == FALSE && Text("_.:-").find(c) == Text::npos;
+        return g_ascii_isalnum(c) == FALSE && Text("_.-").find(c) == Text::npos;
     };
     for (std::size_t at = text.find_first_of(DIGITS); at != Text::npos;) {
         const std::size_t end = std::min(text.find_first_not_of(DIGITS, at), text.size());
@@ -198,7 +198,14 @@ void LineReader::TakeLine() {
     if (++m_line.number == 1) {
         m_begun.erase(0, m_begun.find_first_not_of("\xFF\xFE\xEF\xBB\xBF"));
     }
-    if (m_begun.empty() || m_begun.front() != '{' || !ReadJournalObject(m_begun)) {
+    static const Cli::Pattern longHead(R"(^(?<head>\[ .{9,60}[VDIWEF]/[\w.-]+) *\]$)");
+    const auto head = longHead.Find(m_begun);
+    if (head) {
+        m_longHead = std::string(head["head"]) + ": ";
+    } else if (!m_longHead.empty()) {
+        // An empty line ends such a message.
+        m_begun.empty() ? void() : Read(m_longHead + m_begun);
+    } else if (m_begun.empty() || m_begun.front() != '{' || !ReadJournalObject(m_begun)) {
         Read(m_begun);
     }
     m_begun.clear();

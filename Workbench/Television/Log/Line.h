@@ -89,6 +89,8 @@ private:
     Line m_line;
     /** Where its time begins. */
     std::size_t m_timeAt = 0;
+    /** Of the form that has heads on lines of their own, the last one; empty in other forms. */
+    std::string m_longHead;
     /** What stood before the tag of the service's last line. */
     std::string m_prefix;
     /** The message stands in quotes, those in it are doubled. */

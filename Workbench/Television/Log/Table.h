@@ -26,11 +26,11 @@ struct KnownLine {
     Step step;
     Kind kind;
     /** Takes what it makes known; gets the message after its beginning. May be null. */
-    void (*note)(RunReader& reader, std::string_view rest);
+    void (*note)(RunReader& reader, std::string_view rest) = nullptr;
     /** In the user's words; empty for a line that is told of in the run's story alone. */
-    std::string_view meaning;
+    std::string_view meaning = {};
     /** Empty where there is nothing to do. */
-    std::string_view remedy;
+    std::string_view remedy = {};
 
     bool EndsRun() const {
         return kind > Kind::LIVED_WITH;
