@@ -32,7 +32,7 @@ constexpr char SECRETS[] =
     R"(|(?:key|name) ?: ?(?:code|)" NAMES R"()[.,] \w+ : (?<v>.*))"
     R"(|(?<![\w"-])(?:Authorization|x-kc-access-token) ?: ?(?:Bearer )?(?<v>[^\r\n"]+))"
     R"(|(?<![\w"-])(?:accessToken|authCode) : (?![{<\[])(?<v>[^\r\n]+))"
-    R"(|(?<!\w)Bearer (?<v>[^\s"]+)" LENGTH R"())";
+    R"(|(?<!\w)Bearer (?<v>[^\s"]{8,})" LENGTH R"())";
 
 #undef LENGTH
 #undef NAMES

@@ -261,7 +261,11 @@ Chapter List(const Run& run) {
             chapter.told.push_back(std::to_string(count) + " " + ListingName(listing));
         }
     }
-    Add(chapter.told, run.sawList && !run.user.empty() && run.devices.Counts().empty() ? "no records" : "");
+    const auto& status = run.Of(Run::DOWNLOAD).status;
+    Add(chapter.told, run.sawList && status.value_or(STATUS_OK) != STATUS_OK ? "left as it was" : "");
+    const bool isEmpty =
+        run.sawList && status == STATUS_OK && !run.user.empty() && run.devices.Counts().empty();
+    Add(chapter.told, isEmpty ? "no records" : "");
     if (FailedIn(run, Step::LIST, Step::END) ||
         (IsOfStoring(run) && FailedIn(run, Step::ASK_DOWNLOAD, Step::END))) {
         chapter.sign = Sign::FAULT;
@@ -304,10 +308,9 @@ Words FailureReason(const Run& run) {
     return words;
 }
 
-std::string RefusalRemedy(const Run& run, const KnownLine& known) {
+std::string RefusalRemedy(const Run& run, const KnownLine& known, Run::Kind kind) {
     constexpr std::int64_t SERVER_ERROR = 500;
-    const auto kind = RequestOf(known.step);
-    const Request& request = run.Of(kind.value_or(Run::TOKEN));
+    const Request& request = run.Of(kind);
     const std::int64_t status = request.status.value_or(0);
     return IsDropped(request)               ? "nothing: the next run downloads everything"
            : kind == Run::TOKEN             ? std::string(known.remedy)
@@ -329,14 +332,16 @@ std::string Remedy(const Run& run, const Fault& fault) {
                    ? "nothing: the next run asks for a new token"
                    : "the next run asks with a new code; if that is refused, too, sign out and in again";
     }
-    if (known.kind == Kind::REFUSED) {
-        return RefusalRemedy(run, known);
+    const auto kind = RequestOf(known.kind == Kind::REFUSED ? known.step : fault.step.value_or(Step::END));
+    const bool isRefused = kind && run.Of(*kind).status.value_or(STATUS_OK) != STATUS_OK;
+    if (known.kind == Kind::REFUSED || (known.kind == Kind::UNREADABLE && isRefused)) {
+        return RefusalRemedy(run, known, kind.value_or(Run::TOKEN));
     }
     if (known.kind == Kind::NO_ANSWER && !run.sawClient) {
         return std::string(known.remedy) +
                "; why it was is told by the HTTP client's lines, which are not in this log";
     }
-    if (known.kind == Kind::UNREADABLE && run.Shows('I') && RequestOf(fault.step.value_or(Step::END))) {
+    if (known.kind == Kind::UNREADABLE && run.Shows('I') && kind) {
         return "see the server: its answer is logged just before";
     }
     if (fault.text == "fail to read") {
