@@ -96,9 +96,9 @@ Chapter Start(const Run& run) {
     Add(chapter.told, !run.reset   ? ""
                       : *run.reset ? "factory reset: all that was stored is wiped"
                                    : "no factory reset");
-    if (!run.sawStart) {
-        chapter.untold = {"the log begins in the middle of this run"};
-    }
+    Add(chapter.untold, !run.sawStart ? "the log begins in the middle of this run"
+                        : run.reset   ? ""
+                                      : "whether a factory reset was asked for");
     if (FailedIn(run, Step::START, Step::START)) {
         chapter.sign = Sign::FAULT;
         chapter.told.push_back(Meaning(*run.failure));
