@@ -35,7 +35,7 @@ struct Arguments {
     std::vector<std::string> headers;
 };
 
-void Demand(bool fits, const std::string& otherwise) {
+void RefuseUnless(bool fits, const std::string& otherwise) {
     if (!fits) {
         throw Cli::UsageError(otherwise);
     }
@@ -43,16 +43,16 @@ void Demand(bool fits, const std::string& otherwise) {
 
 Fault FaultOf(const FaultRow& row, const Arguments& arguments) {
     const std::string name = std::string("fault ") + row.name;
-    Demand(arguments.value || row.standard != nullptr, name + " needs a value: " + row.operand->word);
-    Demand(row.hits != Hits::CONNECTION || arguments.on.empty(),
-           name + " hits a connection, whatever is asked then: leave out --on");
-    Demand((row.hits == Hits::REQUEST || arguments.headers.empty()) &&
-               (row.kind == FaultKind::BODY || !arguments.status),
-           "--header is for the faults status and body, --status for body");
+    RefuseUnless(arguments.value || row.standard != nullptr, name + " needs a value: " + row.operand->word);
+    RefuseUnless(row.hits != Hits::CONNECTION || arguments.on.empty(),
+                 name + " hits a connection, whatever is asked then: leave out --on");
+    RefuseUnless((row.hits == Hits::REQUEST || arguments.headers.empty()) &&
+                     (row.kind == FaultKind::BODY || !arguments.status),
+                 "--header is for the faults status and body, --status for body");
     Fault fault;
     fault.kind = row.kind;
     fault.value = arguments.value.value_or(row.standard != nullptr ? row.standard : "");
-    Demand(row.operand->fits(fault.value), "the value of " + name + " is " + row.operand->rule());
+    RefuseUnless(row.operand->fits(fault.value), "the value of " + name + " is " + row.operand->rule());
     if (row.operand == &FILE_OF_BYTES) {
         fault.value = std::filesystem::absolute(fault.value);
         Files::Read(fault.value);  // what cannot be sent is refused now
@@ -67,7 +67,7 @@ Fault FaultOf(const FaultRow& row, const Arguments& arguments) {
 }
 
 void PlanFault(const Arguments& arguments) {
-    Demand(!arguments.kind.empty(), "which fault?");
+    RefuseUnless(!arguments.kind.empty(), "which fault?");
     for (const FaultRow& row : FAULTS) {
         if (arguments.kind == row.name) {
             const Fault fault = FaultOf(row, arguments);
@@ -82,10 +82,6 @@ void PlanFault(const Arguments& arguments) {
 struct ListArguments {
     bool json = false;
 };
-
-void DeclareList(Cli::Command& command, ListArguments& arguments) {
-    command.Json(arguments.json);
-}
 
 void ListFaults(const ListArguments& arguments) {
     Json::Value list = Json::arrayValue;
@@ -174,8 +170,10 @@ Examples:
   infosync-cloud fault drop --on activation --nth 2
   infosync-cloud fault certificate expired)",
              &Declare, &PlanFault);
-    tool.Add("fault list", "Show the faults that are still to come",
-             "Example:\n  infosync-cloud fault list --json", &DeclareList, &ListFaults);
+    tool.Add<ListArguments>(
+        "fault list", "Show the faults that are still to come",
+        "Example:\n  infosync-cloud fault list --json",
+        [](Cli::Command& command, ListArguments& arguments) { command.Json(arguments.json); }, &ListFaults);
     tool.Add("fault clear", "Forget the faults that are still to come", "", &ClearFaults);
 }
 

@@ -42,16 +42,10 @@ Answer Refusal(ResultCode code, const std::string& message, const std::string& l
 
 /** Thrown when a request is refused; the error is what the protocol has for it. */
 template <typename Error>
-class Refused : public std::runtime_error {
-public:
-    Refused(Error error, const std::string& message) : std::runtime_error(message), m_error(error) {}
+struct Refused : std::runtime_error {
+    Refused(Error given, const std::string& message) : std::runtime_error(message), error(given) {}
 
-    Error Code() const {
-        return m_error;
-    }
-
-private:
-    Error m_error;
+    Error error;
 };
 
 template <typename Error>

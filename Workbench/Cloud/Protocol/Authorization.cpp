@@ -26,7 +26,7 @@ constexpr char ACCESS_DENIED[] = "access_denied";
 
 /** An error answer of RFC 6749, section 5.2, in the server's envelope. */
 Answer Refusal(const Refused<const char*>& refused, const std::string& login) {
-    const std::string error = refused.Code();
+    const std::string error = refused.error;
     Json::Value body;
     Json::Value& rsp = body["rsp"];
     rsp["stat"] = "fail";

@@ -40,7 +40,7 @@ Answer Judge(const std::function<Answer(std::string& login)>& carryOut) {
     try {
         return carryOut(login);
     } catch (const Refused<ResultCode>& refused) {
-        return Refusal(refused.Code(), refused.what(), login);
+        return Refusal(refused.error, refused.what(), login);
     } catch (const std::exception& error) {
         return Refusal(ResultCode::INTERNAL_ERROR, error.what(), login);
     }

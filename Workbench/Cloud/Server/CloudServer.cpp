@@ -43,13 +43,13 @@ using SetUp = std::function<void(httplib::Request&)>;
 }
 
 /** What becomes of a request that is not looked at, and of which little is worth keeping. */
-void Refuse(Exchange& exchange, const ReadRefusal& refusal) {
+void AnswerUnread(Exchange& exchange, const Objection& objection) {
     constexpr std::size_t LONGEST_KEPT = 4096;
     exchange.request = exchange.request.substr(0, LONGEST_KEPT);
-    const Answer answer = Refusal(ResultCode::BAD_REQUEST, refusal.message);
-    exchange.status = refusal.status;
+    const Answer answer = Refusal(ResultCode::BAD_REQUEST, objection.message);
+    exchange.status = objection.status;
     exchange.decided = answer.decided;
-    exchange.answer = "HTTP/1.1 " + std::to_string(refusal.status) + " " + refusal.statusText +
+    exchange.answer = "HTTP/1.1 " + std::to_string(objection.status) + " " + objection.statusText +
                       "\r\nContent-Type: " + JSON_TYPE +
                       "\r\nContent-Length: " + std::to_string(answer.body.size()) +
                       "\r\nConnection: close\r\n\r\n" + answer.body;
@@ -240,9 +240,9 @@ bool CloudServer::ServeRequest(Connection& connection) {
     const auto words = Split(m_exchange.request.substr(0, m_exchange.request.find("\r\n")), ' ');
     m_exchange.method = words.front();
     m_exchange.target = words.size() > 1 ? words[1] : "";
-    bool closed = connection.Refusal() != nullptr;
+    bool closed = connection.FoundObjection() != nullptr;
     if (closed) {
-        Refuse(m_exchange, *connection.Refusal());
+        AnswerUnread(m_exchange, *connection.FoundObjection());
     } else {
         closed = !Process(*this, &CloudServer::process_request, connection, closed) || closed || m_closes;
         m_exchange.answer = connection.TakeAnswer();

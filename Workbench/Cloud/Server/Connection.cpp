@@ -23,14 +23,14 @@ constexpr std::size_t LARGEST_BODY = 1U << 20U;
 constexpr std::chrono::seconds SOCKET_TIMEOUT(10);
 constexpr std::chrono::seconds LONGEST_GOODBYE(1);
 
-constexpr ReadRefusal BAD_LENGTH = {400, "Bad Request", "the header Content-Length is no one number"};
-constexpr ReadRefusal TOO_SLOW = {408, "Request Timeout", "the request took longer than 10 seconds"};
-constexpr ReadRefusal CHUNKED = {411, "Length Required", "no Transfer-Encoding is known here"};
-constexpr ReadRefusal BODY_TOO_LARGE = {413, "Payload Too Large", "the body is larger than 1 MiB"};
-constexpr ReadRefusal ENCODED = {415, "Unsupported Media Type", "no Content-Encoding is known here"};
-constexpr ReadRefusal HEAD_TOO_LARGE = {431, "Request Header Fields Too Large",
-                                        "the headers are larger than 64 KiB, or over 200"};
-constexpr ReadRefusal BUSY = {503, "Service Unavailable", "too much of other requests is held; ask again"};
+constexpr Objection BAD_LENGTH = {400, "Bad Request", "the header Content-Length is no one number"};
+constexpr Objection TOO_SLOW = {408, "Request Timeout", "the request took longer than 10 seconds"};
+constexpr Objection CHUNKED = {411, "Length Required", "no Transfer-Encoding is known here"};
+constexpr Objection BODY_TOO_LARGE = {413, "Payload Too Large", "the body is larger than 1 MiB"};
+constexpr Objection ENCODED = {415, "Unsupported Media Type", "no Content-Encoding is known here"};
+constexpr Objection HEAD_TOO_LARGE = {431, "Request Header Fields Too Large",
+                                      "the headers are larger than 64 KiB, or over 200"};
+constexpr Objection BUSY = {503, "Service Unavailable", "too much of other requests is held; ask again"};
 
 // Of all connections together, but for what each may have in any case.
 constexpr std::size_t MOST_HELD = 4U << 20U;
@@ -95,13 +95,13 @@ bool Connection::Fill(Clock::time_point deadline) {
     std::array<char, 16384> piece = {};
     std::size_t count = 0;
     if (!Repeat([&] { return SSL_read_ex(m_ssl.get(), piece.data(), piece.size(), &count); }, deadline)) {
-        m_refusal = m_broken ? nullptr : &TOO_SLOW;
+        m_objection = m_broken ? nullptr : &TOO_SLOW;
         return false;
     }
     m_input.append(piece.data(), count);
     held += count;
-    m_refusal = held > MOST_HELD && m_input.size() > SMALL ? &BUSY : nullptr;
-    return m_refusal == nullptr;
+    m_objection = held > MOST_HELD && m_input.size() > SMALL ? &BUSY : nullptr;
+    return m_objection == nullptr;
 }
 
 bool Connection::ReadRequest() {
@@ -109,12 +109,12 @@ bool Connection::ReadRequest() {
     m_input.erase(0, m_size);
     m_input.shrink_to_fit();
     m_size = m_read = 0;
-    m_refusal = nullptr;
+    m_objection = nullptr;
     if (m_input.empty() && !Fill(Clock::now() + KEEP_ALIVE)) {
-        return m_refusal == &BUSY;
+        return m_objection == &BUSY;
     }
     const auto deadline = Clock::now() + SOCKET_TIMEOUT;
-    return (ReadHead(deadline) && ReadBody(deadline)) || m_refusal != nullptr;
+    return (ReadHead(deadline) && ReadBody(deadline)) || m_objection != nullptr;
 }
 
 bool Connection::ReadHead(Clock::time_point deadline) {
@@ -126,11 +126,11 @@ bool Connection::ReadHead(Clock::time_point deadline) {
         }
     }
     m_size = std::min(end, LARGEST_HEAD) + sizeof(HEAD_END) - 1;
-    m_refusal = end > LARGEST_HEAD ? &HEAD_TOO_LARGE : Measure();
-    return m_refusal == nullptr;
+    m_objection = end > LARGEST_HEAD ? &HEAD_TOO_LARGE : Measure();
+    return m_objection == nullptr;
 }
 
-const ReadRefusal* Connection::Measure() {
+const Objection* Connection::Measure() {
     const std::string head = Request();
     const auto lengths = ValuesOf(head, "Content-Length:");
     const std::string length = lengths.empty() ? "0" : lengths.front();
@@ -184,7 +184,7 @@ void Connection::End() {
     ::shutdown(m_socket, SHUT_WR);
     const auto deadline = Clock::now() + LONGEST_GOODBYE;
     std::array<char, 4096> unread = {};
-    while (m_refusal != nullptr && WaitFor(m_socket, POLLIN, deadline) &&
+    while (m_objection != nullptr && WaitFor(m_socket, POLLIN, deadline) &&
            ::recv(m_socket, unread.data(), unread.size(), 0) > 0) {
     }
 }

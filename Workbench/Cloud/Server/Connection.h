@@ -17,7 +17,7 @@
 namespace LocalCloud {
 
 /** Why a request is not looked at; the connection ends with that answer. */
-struct ReadRefusal {
+struct Objection {
     int status;
     const char* statusText;
     const char* message;
@@ -43,8 +43,8 @@ public:
         return m_input.substr(0, m_size);
     }
     /** Why it is refused; null where nothing was wrong. */
-    const ReadRefusal* Refusal() const {
-        return m_refusal;
+    const Objection* FoundObjection() const {
+        return m_objection;
     }
     /** The bytes that were written since the last call; none of them is sent yet. */
     std::string TakeAnswer() {
@@ -88,7 +88,7 @@ private:
     bool ReadHead(Clock::time_point deadline);
     bool ReadBody(Clock::time_point deadline);
     /** Sets how long the request is that the head begins. */
-    const ReadRefusal* Measure();
+    const Objection* Measure();
 
     SslSession m_ssl;
     socket_t m_socket;
@@ -99,7 +99,7 @@ private:
     std::size_t m_size = 0;
     std::size_t m_read = 0;
     std::string m_answer;
-    const ReadRefusal* m_refusal = nullptr;
+    const Objection* m_objection = nullptr;
 };
 
 }  // namespace LocalCloud

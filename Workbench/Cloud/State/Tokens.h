@@ -40,10 +40,6 @@ public:
     /** @throws std::runtime_error when the stored state is damaged */
     TokenStore(const Folder& folder, Clock clock);
 
-    std::int64_t Now() const {
-        return m_clock();
-    }
-
     /** @return false when the code was used before */
     bool UseCode(const std::string& code);
 
