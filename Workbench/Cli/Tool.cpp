@@ -156,14 +156,6 @@ Command Tool::Add(const std::string& name, const std::string& summary, const std
     return command;
 }
 
-Command Tool::AddReading(const std::string& name, const std::string& summary, const std::string& details,
-                         std::function<void(bool json)> run) {
-    const auto json = std::make_shared<bool>(false);
-    Command command = Add(name, summary, details, [json, run = std::move(run)] { run(*json); });
-    command.Json(*json);
-    return command;
-}
-
 void Tool::AddFolder(const char* variable, const char* defaultName, const std::string& help) {
     const auto choose = [variable](const std::string& folder) { g_setenv(variable, folder.c_str(), TRUE); };
     m_app->add_option_function<std::string>("--dir", choose, Beside(help))

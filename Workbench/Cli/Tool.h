@@ -56,7 +56,7 @@ public:
 
     Parameter Flag(const std::string& names, bool& value, const std::string& help);
 
-    /** --json, which reading commands have. */
+    /** --json, which commands have that only read. */
     Parameter Json(bool& value);
 
     /** What the command does, unless one of the group below it is called. */
@@ -88,10 +88,6 @@ public:
 
     Command Add(const std::string& name, const std::string& summary, const std::string& details,
                 std::function<void()> run);
-
-    /** The same for one that only reads: it has --json, and run is told whether that was given. */
-    Command AddReading(const std::string& name, const std::string& summary, const std::string& details,
-                       std::function<void(bool json)> run);
 
     /**
      * Adds --dir, which is taken before the command and after it. The folder, or the default below the user's

@@ -24,7 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t MOST_KEPT_RUNS = 20;
 constexpr std::int64_t MICROSECONDS = 1'000'000;
 
 std::string FileOf(std::int64_t number, const char* suffix) {
@@ -186,10 +185,6 @@ std::optional<KeptRun> ReadNewestRun() {
     } catch (const std::exception& error) {
         return Unknown(0, "unreadable", Cli::Reason(error));
     }
-}
-
-bool IsKeptRunFile(const std::string& name) {
-    return name.find('/') == std::string::npos && NumberOf(name) > 0;
 }
 
 bool IsUnderWay(std::int64_t number) {

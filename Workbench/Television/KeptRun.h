@@ -4,6 +4,7 @@
 
 #include <json/json.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <memory>
@@ -20,6 +21,7 @@
 namespace Television {
 
 inline constexpr char RUNS_FOLDER[] = "runs";
+inline constexpr std::size_t MOST_KEPT_RUNS = 20;
 /** The name of a file in the television's folder, held by the run that is under way. */
 inline constexpr char RUN_LOCK_FILE[] = "run.lock";
 
@@ -56,7 +58,7 @@ public:
     void Take(const Log::Line& line);
 
     /**
-     * Numbers the run, keeps it and forgets all but the last 20.
+     * Numbers the run, keeps it and forgets all but the last MOST_KEPT_RUNS.
      * @throws std::runtime_error when that, or a part of the log, could not be kept
      */
     void Keep(KeptRun& run);
@@ -78,9 +80,6 @@ bool IsUnderWay(std::int64_t number);
 
 /** Where its log is. */
 std::string KeptLogPath(std::int64_t number);
-
-/** Whether a file of the runs' folder is one of a kept run. */
-bool IsKeptRunFile(const std::string& name);
 
 /** "success, 5m ago" */
 std::string KeptRunWords(const KeptRun& run, std::int64_t now, const Cli::Style& style);

@@ -41,14 +41,22 @@ std::string RunsText(const std::vector<Television::KeptRun>& runs) {
     return table.Text(style);
 }
 
-void Runs(bool json) {
+struct RunsArguments {
+    bool json = false;
+};
+
+void DeclareRuns(Cli::Command& command, RunsArguments& arguments) {
+    command.Json(arguments.json);
+}
+
+void Runs(const RunsArguments& arguments) {
     Television::Require();
     const std::vector<Television::KeptRun> runs = Television::ReadKeptRuns();
     Json::Value all(Json::arrayValue);
     for (const Television::KeptRun& run : runs) {
         all.append(run.ToJson());
     }
-    std::cout << (json           ? Cli::JsonText(all)
+    std::cout << (arguments.json ? Cli::JsonText(all)
                   : runs.empty() ? "no runs yet: infosync-tv run\n"
                                  : RunsText(runs));
 }
@@ -104,7 +112,7 @@ void ShowLog(const LogArguments& arguments) {
     log.Finish();
 }
 
-void Declare(Cli::Command& command, LogArguments& arguments) {
+void DeclareLog(Cli::Command& command, LogArguments& arguments) {
     command.Operand("N", arguments.number).Between(1, HIGHEST_NUMBER);
     command.Option("--level", "LEVEL", arguments.level, "show this priority and above: V, D, I, W, E or F")
         .OneOf({"V", "D", "I", "W", "E", "F"});
@@ -115,15 +123,14 @@ void Declare(Cli::Command& command, LogArguments& arguments) {
 }  // namespace
 
 void AddRunLog(Cli::Tool& tool) {
-    tool.AddReading(
-        "runs", "List the last 20 runs",
-        R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that is "not kept",
+    tool.Add("runs", "List the last " + std::to_string(Television::MOST_KEPT_RUNS) + " runs",
+             R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that is "not kept",
 no more could be written.
 
 Examples:
   infosync-tv runs
   infosync-tv runs --json)",
-        &Runs);
+             &DeclareRuns, &Runs);
     tool.Add("log", "Show the log of a run",
              R"(N is the run's number, as `runs` shows it; without it, the newest run's log is shown. It has
 every line of the level that the run had, with times, in the log viewer's form "time".
@@ -132,7 +139,7 @@ Examples:
   infosync-tv log
   infosync-tv log 12 --level W
   infosync-tv log -f              # until the run has ended)",
-             &Declare, &ShowLog);
+             &DeclareLog, &ShowLog);
 }
 
 }  // namespace Commands
