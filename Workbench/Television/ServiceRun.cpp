@@ -25,7 +25,7 @@ namespace Television {
 namespace {
 
 constexpr unsigned GRACE_SECONDS = 2;
-constexpr unsigned MILLISECONDS = 1000;
+constexpr double MILLISECONDS = 1000;
 constexpr unsigned LOG_FILE_LOOK_MILLISECONDS = 200;
 
 /** Between fork and exec: the service ends with this process, and hears of the terminal's signals through it.
@@ -73,7 +73,8 @@ public:
     Process& operator=(const Process&) = delete;
 
     Ending Wait() {
-        const guint timeout = g_timeout_add(m_timeoutSeconds * MILLISECONDS, &OnTimeout, this);
+        const guint timeout =
+            g_timeout_add(static_cast<guint>(m_timeoutSeconds * MILLISECONDS), &OnTimeout, this);
         const guint look = g_timeout_add(LOG_FILE_LOOK_MILLISECONDS, &OnLook, this);
         const guint output =
             g_unix_fd_add(m_output, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), &OnOutput, this);
@@ -130,8 +131,7 @@ private:
 
     static gboolean OnTimeout(gpointer self) {
         auto* const process = static_cast<Process*>(self);
-        const std::string reason =
-            "no end after " + Cli::DurationText(std::int64_t{process->m_timeoutSeconds});
+        const std::string reason = "no end after " + Cli::DurationText(process->m_timeoutSeconds);
         process->End({"timed out", reason}, SIGTERM);
         return G_SOURCE_REMOVE;
     }
@@ -213,7 +213,7 @@ private:
     std::function<void()> m_onPause;
     std::string m_logFile;
     std::streamoff m_logFileEnd = 0;
-    unsigned m_timeoutSeconds;
+    double m_timeoutSeconds;
     std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> m_loop;
     std::vector<guint> m_sources;
     GPid m_pid = 0;

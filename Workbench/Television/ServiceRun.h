@@ -25,8 +25,8 @@ struct RunOptions {
     char level = 'I';
     /** The file that the television logs to; empty where it logs to standard error. */
     std::string logFile;
-    /** Seconds after which a run counts as one that never ends. */
-    unsigned timeoutSeconds = 0;
+    /** After which a run counts as one that never ends. */
+    double timeoutSeconds = 0;
 };
 
 /**

@@ -130,7 +130,7 @@ class Faults(EndToEnd):
     def test_a_rejection_leaves_the_service_waiting_until_it_is_ended(self):
         self.forget_tokens()
         self.tv.run_tool("set", "sso.result", "7")
-        done = self.tv.run_tool("run", "--timeout", "1", check=False)
+        done = self.tv.run_tool("run", "--timeout", "1s", check=False)
         self.assertEqual(done.returncode, 1)
         self.assertIn("result != SSO_TRUE", done.stdout + done.stderr)
         self.tv.run_tool("set", "sso.result", "0")

@@ -23,7 +23,7 @@ class ToolTest(ToolCase):
         self.run_tool("init")
         for words in (["bond", "AA:BB"], ["bond", "AA-BB-CC-00-00-01"], ["bond"], ["sign-in"], ["sign-in", ""], ["explain", "--html", "-"], ["explain", "--html", ""],
                       ["set", "log.levle", "D"], ["set", "log.level", "X"], ["set", "sso.state", "one"],
-                      ["set", "log.level"], ["set", "log.level", "D", "--unset"], ["run", "--timeout", "0"],
+                      ["set", "log.level"], ["set", "log.level", "D", "--unset"], ["run", "--timeout", "0s"], ["run", "--timeout", "2"],
                       ["run", "--level", "loud"], ["devices", "--jsn"], ["report"], ["init", "more"]):
             with self.subTest(words):
                 before = (self.tv / "tv.ini").read_bytes()
@@ -142,7 +142,7 @@ class ToolTest(ToolCase):
                                 ("trap '' TERM; exec sleep 60", "timed out"),
                                 (END, "not told: the log shows the end"), (STATUS + END, "success")):
             with self.subTest(script):
-                done = self.run_tool("run", "--timeout", "1", status=int(outcome != "success"), INFOSYNC_SERVICE=str(self.make_service(script)))
+                done = self.run_tool("run", "--timeout", "1s", status=int(outcome != "success"), INFOSYNC_SERVICE=str(self.make_service(script)))
                 self.assertIn(f"run: {outcome}", " ".join(done.stdout.split()))
                 self.assertIn(outcome, " ".join(self.run_tool("status").stdout.split()))
                 self.assertIn(outcome, self.run_tool("runs").stdout)

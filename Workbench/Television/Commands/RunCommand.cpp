@@ -9,6 +9,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "CBtInfoSync.h"
 #include "Cli/FileLock.h"
 #include "Cli/Json.h"
 #include "Cli/Style.h"
@@ -32,7 +33,7 @@ using Cli::Colour;
 using Cli::Style;
 using Television::DeviceChange;
 
-constexpr int LONGEST_TIMEOUT_SECONDS = 86400;
+constexpr double LONGEST_TIMEOUT_SECONDS = 86400;
 constexpr char SERVICE_NAME[] = "bt-infosync";
 // How a run ended is told by lines of this priority and above: what was refused at I, but that is nothing for
 // a log file that is to have less.
@@ -42,7 +43,7 @@ constexpr char LEVEL_NEEDED_IN_FILE = 'W';
 struct RunArguments {
     /** Empty for that of tv.ini. */
     std::string level;
-    int timeoutSeconds = 120;
+    std::string timeout = "2m";
     /** Empty for the usual one. */
     std::string service;
     bool showSecrets = false;
@@ -69,7 +70,9 @@ char LevelNeeded(char shown, bool isFile) {
 /** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
 std::string Awaited(const Log::Line& line) {
     if (Cli::StartsWith(line.message, "Not logged in, try : ")) {
-        return "waiting for sign-in, up to 20s: infosync-tv sign-in USER";
+        return "waiting for sign-in, up to " +
+               Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
+               ": infosync-tv sign-in USER";
     }
     const bool isForCode = line.message == "result != SSO_TRUE" || line.message == "userData is authcode";
     return isForCode ? "no code came, and the service waits for one: Ctrl-C ends the run" : "";
@@ -212,7 +215,7 @@ void Run(const RunArguments& arguments) {
     const auto file = television->Text(TvKeys::LOG_FILE);
     const Television::RunOptions options{ServicePath(arguments), LevelNeeded(level[0], file.has_value()),
                                          file ? TvFolder::Resolve(*file) : "",
-                                         static_cast<unsigned>(arguments.timeoutSeconds)};
+                                         Cli::ParseDuration(arguments.timeout).value()};
     const auto lock = LockTelevision();
     std::cerr << Television::IniWarnings();
 
@@ -258,15 +261,20 @@ void Run(const RunArguments& arguments) {
     }
 }
 
+std::string IsTimeout(const std::string& text) {
+    const double seconds = Cli::ParseDuration(text).value_or(0);
+    return seconds > 0 && seconds <= LONGEST_TIMEOUT_SECONDS ? "" : "a time up to a day, such as 30s or 2m";
+}
+
 void Declare(Cli::Command& command, RunArguments& arguments) {
     command
         .Option("--level", "LEVEL", arguments.level,
                 "show this priority and above: V, D, I, W, E or F (default: [log] level)")
         .OneOf({"V", "D", "I", "W", "E", "F"});
     command
-        .Option("--timeout", "SECONDS", arguments.timeoutSeconds,
-                "end a run that does not end by itself (default: 120)")
-        .Between(1, LONGEST_TIMEOUT_SECONDS);
+        .Option("--timeout", "DURATION", arguments.timeout,
+                "end a run that does not end by itself (default: 2m)")
+        .Must(&IsTimeout);
     command.Option("--service", "FILE", arguments.service,
                    "the service's executable (default: bt-infosync beside this tool)");
     command.Flag("--show-secrets", arguments.showSecrets,
