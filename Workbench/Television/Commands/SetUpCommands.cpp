@@ -70,7 +70,12 @@ void Init(const InitArguments& arguments) {
     }
     const std::string folder = Cli::Escape(TvFolder::Path());
     if (isThere) {
-        std::cout << "the television in " << folder << " is there already and stays as it is\n";
+        std::cout << "the television in " << folder << " is there already and stays as it is\nIts cloud: "
+                  << Cli::Escape(Television::Cloud::Find().words) << "\n"
+                  << (cloud.empty() || cloud == Television::Cloud::Find().folder
+                          ? ""
+                          : "To give it another one: infosync-tv set http.cloud '" + Cli::Escape(cloud) +
+                                "'\n");
         return;
     }
     Television::IniFile ini{TEMPLATE};
