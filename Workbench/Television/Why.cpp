@@ -13,7 +13,7 @@
 #include "Cli/Time.h"
 #include "Cli/Values.h"
 #include "Television/KeptRun.h"
-#include "Television/ServiceNames.h"
+#include "Television/Log/Devices.h"
 #include "Television/Status.h"
 #include "Television/Stored.h"
 #include "TvFolder.h"
@@ -57,7 +57,7 @@ Reason ListedReason(Rule rule, const Verdict& of, const std::string& uuids, bool
             return {"audio sink", "an audio sink that is not paired with the set"};
         case Rule::NO_SINK:
             return {"no audio sink",
-                    "listed when it was one; now " + NoSinkWords(uuids) + ". The entry stays as it is"};
+                    "listed when it was one; now " + Log::NoSinkWords(uuids) + ". The entry stays as it is"};
         case Rule::PAIRED:
             return {"paired", "listed before it was paired with the set; the entry stays as it is"};
         case Rule::DELETED:
@@ -81,7 +81,7 @@ Reason UnlistedReason(Rule rule, const Verdict& of, const std::string& uuids, bo
                                                             " is signed in: infosync-tv sign-in " + of.user +
                                                             ", then infosync-tv run"};
         case Rule::NO_SINK:
-            return {"no audio sink", NoSinkWords(uuids)};
+            return {"no audio sink", Log::NoSinkWords(uuids)};
         case Rule::PAIRED:
             return {"paired",
                     "paired with the set, which knows it already. To see it listed: infosync-tv unbond " +
@@ -103,7 +103,7 @@ Verdict Decide(const std::string& user, const Json::Value& record, const DeviceL
     verdict.id = text(CDeviceInfo::RECORD_ID);
     verdict.name = text(CDeviceInfo::NAME);
     verdict.address = text(CDeviceInfo::ADDRESS);
-    verdict.services = ServicesOf(uuids);
+    verdict.services = Log::ServicesOf(uuids);
     const auto entry = list.devices.find(verdict.id);
     verdict.listedFor = entry == list.devices.end() ? std::vector<std::string>() : entry->second.users;
     const auto& users = verdict.listedFor;

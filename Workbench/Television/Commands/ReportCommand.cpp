@@ -1,18 +1,198 @@
+#include <glib.h>
+#include <sys/utsname.h>
+
+#include <ctime>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
+#include "AuthData/CAccessToken.h"
+#include "AuthData/CJsonWebToken.h"
+#include "AuthData/CServiceActivationInfo.h"
+#include "Cli/Json.h"
+#include "Cli/Masker.h"
 #include "Cli/Text.h"
 #include "Files.h"
+#include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
-#include "Television/Report.h"
+#include "Television/Log/Message.h"
+#include "Television/StoredSecrets.h"
+#include "TvFolder.h"
+#include "Util/JsonUtil.h"
+#include "Util/SecurityUtil.h"
 
 namespace Commands {
 
 namespace {
 
 namespace fs = std::filesystem;
+
+/** A folder for the time of packing. */
+class Staging {
+public:
+    Staging() {
+        const std::string path = Cli::Taken(g_dir_make_tmp("infosync-report-XXXXXX", nullptr));
+        if (path.empty()) {
+            throw std::runtime_error("no temporary folder could be made: see TMPDIR");
+        }
+        m_path = path;
+    }
+    ~Staging() {
+        std::error_code ignored;
+        fs::remove_all(m_path, ignored);
+    }
+    Staging(const Staging&) = delete;
+    Staging& operator=(const Staging&) = delete;
+
+    const fs::path& Path() const {
+        return m_path;
+    }
+
+private:
+    fs::path m_path;
+};
+
+/** The names of the television's files, in its folder. */
+std::vector<fs::path> FileNames(std::vector<std::string>& unreadable) {
+    const fs::path folder(TvFolder::Path());
+    std::vector<fs::path> names = {"tv.ini"};
+    for (const char* part : {"keys", "settings", "runs"}) {
+        std::error_code error;
+        for (fs::recursive_directory_iterator at(folder / part, error); !error && at != fs::end(at);
+             at.increment(error)) {
+            if (!at->is_directory(error)) {
+                names.push_back(at->path().lexically_relative(folder));
+            }
+        }
+        if (error && error != std::errc::no_such_file_or_directory) {
+            unreadable.push_back((folder / part).string() + ": " + error.message());
+        }
+    }
+    return names;
+}
+
+/** A record of tokens or activations, all of which have run out; anything else as it is. */
+std::string RunOut(const std::string& alias, const std::string& record) {
+    constexpr Json::Int64 MILLISECONDS_PER_SECOND = 1000;
+    try {
+        const Json::Int64 now = std::time(nullptr);
+        Json::Value users = InfoSyncUtil::ParseStoredObject(record);
+        for (const std::string& user : users.getMemberNames()) {
+            Json::Value& entry = users[user];
+            if (!entry.isObject()) {
+                continue;
+            }
+            if (alias == InfoSyncUtil::ALIAS_JWT) {
+                entry[CJsonWebToken::EXPIRE_TIME] = now;
+            } else if (alias == InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO) {
+                entry[CServiceActivationInfo::EXPIRE_TIME] = now * MILLISECONDS_PER_SECOND;
+            } else if (alias == InfoSyncUtil::ALIAS_ACCESS_TOKEN) {
+                entry[CAccessToken::ISSUED_TIME] = now;
+                entry[CAccessToken::ACCESS_TOKEN_LIFETIME] = -1;
+                entry[CAccessToken::REFRESH_TOKEN_LIFETIME] = -1;
+            }
+        }
+        return InfoSyncUtil::WriteJson(users);
+    } catch (const std::exception&) {
+        return record;
+    }
+}
+
+std::string Versions() {
+    Json::Value versions;
+    versions["infosync-tv"] = INFOSYNC_VERSION;
+    versions["written"] = Json::Int64{std::time(nullptr)};
+    struct utsname machine = {};
+    if (uname(&machine) == 0) {
+        versions["system"] = std::string(machine.sysname) + " " + machine.release + " " + machine.machine;
+    }
+    versions["distribution"] = Cli::Taken(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME));
+    return Cli::JsonText(versions);
+}
+
+/** Takes the television's files without their secrets. */
+class Packing {
+public:
+    explicit Packing(const std::string& name) : m_name(name) {}
+
+    void AddMasked(const fs::path& name, const std::string& bytes) {
+        const bool isLog = name.extension() == ".log";
+        const std::string masked = isLog ? Log::MaskLog(bytes, m_masker) : m_masker.Mask(bytes);
+        Add(name, name.parent_path() == "keys" ? RunOut(name.filename(), masked) : masked);
+    }
+
+    /** @throws std::runtime_error when a stored secret is in it */
+    void Add(const fs::path& name, const std::string& bytes) const {
+        for (const std::string& secret : m_secrets) {
+            const std::string quoted = Json::valueToQuotedString(secret.c_str());
+            if (bytes.find(secret) != std::string::npos ||
+                bytes.find(quoted.substr(1, quoted.size() - 2)) != std::string::npos) {
+                throw std::runtime_error("the secret " + Cli::Abbreviate(secret) + " was not masked in " +
+                                         name.string() +
+                                         ", so nothing was written\nThis is a fault of infosync-tv: please "
+                                         "tell its developers, without the television");
+            }
+        }
+        Files::Replace(m_staging.Path() / m_name / name, bytes);
+    }
+
+    std::string Pack() const {
+        std::string archive = (m_staging.Path() / "archive").string();
+        std::string folder = m_staging.Path().string();
+        std::string name = m_name;
+        // Whoever takes it out owns it.
+        std::vector<std::string> words = {"tar",       "--create",        "--gzip", "--file",
+                                          archive,     "--directory",     folder,   "--owner=0",
+                                          "--group=0", "--numeric-owner", "--",     name};
+        std::vector<char*> argv;
+        for (std::string& word : words) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+        char* said = nullptr;
+        int status = -1;
+        const bool isStarted = g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr,
+                                            nullptr, nullptr, &said, &status, nullptr) != FALSE;
+        const std::string problem = Cli::Taken(said);
+        if (!isStarted || status != 0) {
+            throw std::runtime_error("tar failed: " +
+                                     (isStarted ? Cli::Escape(problem) : "is it installed?"));
+        }
+        return Files::Read(archive);
+    }
+
+private:
+    std::string m_name;
+    std::vector<std::string> m_secrets = Television::StoredSecrets();
+    Cli::Masker m_masker{m_secrets};
+    Staging m_staging;
+};
+
+/**
+ * Packs the television, with what its local cloud was asked and the versions of what made it beside it.
+ * @param name of the one folder in the archive
+ * @param leftOut gets a line for each file that could not be read
+ * @return the archive's bytes
+ * @throws std::runtime_error when a stored secret is still in it
+ */
+std::string PackReport(const std::string& name, std::vector<std::string>& leftOut) {
+    Packing packing(name);
+    for (const fs::path& file : FileNames(leftOut)) {
+        std::string bytes;
+        try {
+            bytes = Files::Read(TvFolder::Resolve(file));
+        } catch (const std::exception& error) {
+            leftOut.emplace_back(error.what());
+            continue;
+        }
+        packing.AddMasked(file, bytes);
+    }
+    packing.AddMasked("exchanges.json", Television::Cloud::Find().Exchanges());
+    packing.Add("versions.json", Versions());
+    return packing.Pack();
+}
 
 struct ReportArguments {
     std::string file;
@@ -32,7 +212,7 @@ void Report(const ReportArguments& arguments) {
     const std::string fileName = file.filename().string();
     const std::string name = fileName.substr(0, fileName.find('.', 1));
     std::vector<std::string> leftOut;
-    Files::Replace(file, Television::PackReport(name, leftOut));
+    Files::Replace(file, PackReport(name, leftOut));
     std::cout << shown << ": the television, its secrets masked\nTo look into it: tar xzf " << shown
               << ", then infosync-tv --dir " << Cli::Escape(name) << " status\n";
     for (const std::string& problem : leftOut) {

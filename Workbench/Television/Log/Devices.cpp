@@ -1,5 +1,6 @@
 #include "Television/Log/Devices.h"
 
+#include <glib.h>
 #include <json/json.h>
 
 #include <algorithm>
@@ -11,7 +12,7 @@
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Television/Log/JsonText.h"
-#include "Television/ServiceNames.h"
+#include "Util/CommonUtil.h"
 #include "Util/JsonUtil.h"
 
 namespace Log {
@@ -26,6 +27,23 @@ bool IsAddress(const std::string& address) {
 }
 
 }  // namespace
+
+std::vector<std::string> ServicesOf(const std::string& uuids) {
+    std::vector<std::string> services = CommonUtil::SplitString(uuids);
+    std::replace(services.begin(), services.end(), std::string(CDeviceInfo::AUDIO_SINK_UUID),
+                 std::string("audio sink"));
+    return services;
+}
+
+std::string NoSinkWords(const std::string& uuids) {
+    const std::string lower = Cli::Taken(g_ascii_strdown(uuids.c_str(), -1));
+    if (lower.find(CDeviceInfo::AUDIO_SINK_UUID) != std::string::npos) {
+        return "its audio sink is not written as the service reads it: in lower case, separated by commas "
+               "alone";
+    }
+    return uuids.empty() ? "it offers no services"
+                         : "no audio sink among its services: " + Cli::Join(ServicesOf(uuids), ", ");
+}
 
 std::string ListingName(Listing listing) {
     constexpr const char* NAMES[] = {"added",
@@ -43,7 +61,7 @@ std::string ListingName(Listing listing) {
 std::string ListingWords(const Record& record) {
     const std::string name = ListingName(record.listing);
     const std::string words =
-        record.listing == Listing::NO_SINK      ? "not listed: " + Television::NoSinkWords(record.services)
+        record.listing == Listing::NO_SINK      ? "not listed: " + NoSinkWords(record.services)
         : record.listing == Listing::PAIRED     ? "not listed: " + name
         : record.listing == Listing::NOT_LISTED ? name + ": it was not this user's on the list"
         : record.listing == Listing::REMOVED    ? "removed from the list: deleted in the cloud"

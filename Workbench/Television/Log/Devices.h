@@ -22,6 +22,12 @@ struct Record {
     Listing listing = Listing::NOT_TOLD;
 };
 
+/** A record's services as it has them, with commas; the audio sink in words. */
+std::vector<std::string> ServicesOf(const std::string& uuids);
+
+/** Why the service finds no audio sink among them. */
+std::string NoSinkWords(const std::string& uuids);
+
 /** "added", "paired with the set", ... */
 std::string ListingName(Listing listing);
 
