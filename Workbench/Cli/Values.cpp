@@ -3,6 +3,8 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <map>
+#include <numeric>
 #include <utility>
 
 #include "Cli/Text.h"
@@ -11,24 +13,19 @@ namespace Cli {
 
 namespace {
 
-/** How many characters must be put in, taken out, replaced or swapped with the next (optimal string
- * alignment). */
+/** How many characters must be put in, taken out or replaced. */
 std::size_t Distance(const std::string& from, const std::string& to) {
-    std::vector<std::vector<std::size_t>> d(from.size() + 1, std::vector<std::size_t>(to.size() + 1));
-    for (std::size_t i = 0; i <= from.size(); ++i) {
-        for (std::size_t j = 0; j <= to.size(); ++j) {
-            if (i == 0 || j == 0) {
-                d[i][j] = i + j;
-                continue;
-            }
-            const bool same = from[i - 1] == to[j - 1];
-            d[i][j] = std::min({d[i - 1][j] + 1, d[i][j - 1] + 1, d[i - 1][j - 1] + (same ? 0U : 1U)});
-            if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1]) {
-                d[i][j] = std::min(d[i][j], d[i - 2][j - 2] + 1);
-            }
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
         }
     }
-    return d[from.size()][to.size()];
+    return row.back();
 }
 
 }  // namespace
@@ -55,24 +52,21 @@ std::string Nearest(const std::string& misspelt, const std::vector<std::string>&
     constexpr std::size_t MOST_SHOWN = 3;
     // Beyond this length a word is no misspelling, and the comparison takes its square.
     constexpr std::size_t LONGEST = 40;
-    std::vector<std::pair<std::size_t, std::string>> near;
+    std::multimap<std::size_t, std::string> near;
     for (const std::string& word : words) {
-        if (misspelt.size() > LONGEST) {
-            break;
-        }
-        const std::size_t distance = Distance(misspelt, word);
-        const bool isBeginning = !misspelt.empty() && word.rfind(misspelt, 0) == 0;
-        const std::size_t furthest = std::max<std::size_t>(1, word.size() / 3);
-        if (isBeginning || (distance <= furthest && distance < word.size())) {
-            near.emplace_back(distance, word);
+        const std::size_t distance = misspelt.size() > LONGEST ? word.size() : Distance(misspelt, word);
+        const bool isBeginning = !misspelt.empty() && StartsWith(word, misspelt);
+        if (isBeginning ||
+            (distance <= std::max<std::size_t>(1, word.size() / 3) && distance < word.size())) {
+            near.emplace(distance, word);
         }
     }
-    std::stable_sort(near.begin(), near.end(),
-                     [](const auto& a, const auto& b) { return a.first < b.first; });
-    near.resize(std::min(near.size(), MOST_SHOWN));
     std::vector<std::string> shown;
-    std::transform(near.begin(), near.end(), std::back_inserter(shown),
-                   [](const auto& entry) { return entry.second; });
+    for (const auto& [distance, word] : near) {
+        if (shown.size() < MOST_SHOWN) {
+            shown.push_back(word);
+        }
+    }
     return shown.empty() ? "" : "; nearest: " + Join(shown, ", ");
 }
 
