@@ -236,7 +236,7 @@ void TvIni::Check() {
             try {
                 CheckValue(m_file.get(), *key);
             } catch (const Misfit& error) {
-                m_problems.push_back({line, about + error.what() + "; it counts as not set", true});
+                m_problems.push_back({line, about + error.what(), true});
             } catch (const std::runtime_error& error) {
                 m_problems.push_back({line, about + error.what()});
             }
@@ -250,7 +250,9 @@ void TvIni::Check() {
 std::string TvIni::Problem() const {
     for (const auto& [line, words, isUnset] : m_problems) {
         if (isUnset) {
-            return line == 0 ? words : m_path + ", line " + std::to_string(line) + ": " + words;
+            return line == 0 ? words
+                             : m_path + ", line " + std::to_string(line) + ": " + words +
+                                   (m_isDamaged ? "" : TvProblem::UNSET);
         }
     }
     return "";

@@ -93,6 +93,9 @@ struct TvProblem {
     std::string words;
     /** Whether what it is about counts as not set. */
     bool isUnset = false;
+
+    /** To follow the words then. */
+    static constexpr char UNSET[] = "; it counts as not set";
 };
 
 /** One reading of tv.ini. It never throws for what the file holds, but collects what is wrong with it. */
