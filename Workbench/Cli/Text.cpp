@@ -3,7 +3,6 @@
 #include <glib.h>
 
 #include <cstring>
-#include <iomanip>
 #include <sstream>
 
 namespace Cli {
@@ -21,23 +20,13 @@ bool IsHarmless(gunichar c) {
     return c >= 0x20U && (c < 0x7FU || c >= 0xA0U) && !reorders && !endsLine && !isByteOrderMark;
 }
 
-std::string EscapeCode(gunichar c, const char* prefix, int digits) {
-    std::ostringstream code;
-    code << prefix << std::hex << std::setw(digits) << std::setfill('0') << c;
-    return code.str();
+/** Of a byte that is no UTF-8, or of a character. */
+std::string EscapeCode(gunichar c) {
+    return Taken(c < 0x100U ? g_strdup_printf("\\x%02x", c) : g_strdup_printf("\\u%04x", c));
 }
 
 std::string EscapeCharacter(gunichar c) {
-    switch (c) {
-        case '\n':
-            return "\\n";
-        case '\r':
-            return "\\r";
-        case '\t':
-            return "\\t";
-        default:
-            return c < 0x100U ? EscapeCode(c, "\\x", 2) : EscapeCode(c, "\\u", 4);
-    }
+    return c == '\n' ? "\\n" : c == '\r' ? "\\r" : c == '\t' ? "\\t" : EscapeCode(c);
 }
 
 /** Escapes all but what is harmless and these characters. */
@@ -48,7 +37,7 @@ std::string EscapeBut(const std::string& text, const char* kept) {
     while (at < end) {
         const gunichar c = *at == '\0' ? 0 : g_utf8_get_char_validated(at, end - at);
         if (c >= INVALID) {
-            shown += EscapeCode(static_cast<unsigned char>(*at), "\\x", 2);
+            shown += EscapeCode(static_cast<unsigned char>(*at));
             ++at;
             continue;
         }
@@ -81,6 +70,11 @@ std::string Escape(const std::string& text) {
 
 std::string EscapeLines(const std::string& text) {
     return EscapeBut(text, "\n\t");
+}
+
+std::string OneLine(std::string lines) {
+    const auto end = lines.find('\n');
+    return end == std::string::npos ? lines : lines.replace(end, 1, ". ");
 }
 
 std::size_t DisplayWidth(const std::string& text) {

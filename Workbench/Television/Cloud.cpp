@@ -45,9 +45,7 @@ Cloud Cloud::Find() {
                 site.folder + ", on port " + std::to_string(port) +
                     (isOverridden ? "; but requests go where http.connect_to says" : "")};
     } catch (const std::exception& error) {
-        std::string words = error.what();
-        const auto end = words.find('\n');
-        return {site.folder, 0, end == std::string::npos ? words : words.replace(end, 1, ". ")};
+        return {site.folder, 0, Cli::OneLine(error.what())};
     }
 }
 

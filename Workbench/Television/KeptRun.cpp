@@ -113,20 +113,6 @@ Json::Value KeptRun::ToJson() const {
     return json;
 }
 
-Json::Value ToJson(const std::vector<DeviceChange>& changes) {
-    Json::Value all(Json::arrayValue);
-    for (const DeviceChange& change : changes) {
-        const Device& device = change.kind == "removed" ? change.before : change.after;
-        Json::Value json;
-        json["change"] = change.kind;
-        json["id"] = change.id;
-        json["name"] = device.name;
-        json["address"] = device.address;
-        all.append(std::move(json));
-    }
-    return all;
-}
-
 RunKeeper::RunKeeper() {
     try {
         const std::vector<std::int64_t> numbers = Numbers();

@@ -16,7 +16,6 @@
 #include "Cli/Style.h"
 #include "Television/Log/Line.h"
 #include "Television/Log/Story.h"
-#include "Television/Stored.h"
 
 namespace Television {
 
@@ -45,8 +44,6 @@ struct KeptRun {
         return story.outcome == Log::SUCCESS;
     }
 };
-
-Json::Value ToJson(const std::vector<DeviceChange>& changes);
 
 /** Keeps the run that is under way. */
 class RunKeeper {

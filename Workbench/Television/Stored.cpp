@@ -5,7 +5,6 @@
 #include <optional>
 #include <stdexcept>
 #include <system_error>
-#include <tuple>
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
@@ -128,32 +127,6 @@ DeviceList ReadDeviceList() {
         list.devices.emplace(id, ReadDevice(document.value[id]));
     }
     return list;
-}
-
-std::vector<DeviceChange> Compare(const DeviceList& before, const DeviceList& after) {
-    std::map<std::string, DeviceChange> changes;
-    for (const auto& [id, device] : before.devices) {
-        changes[id] = {"removed", id, device, {}};
-    }
-    for (const auto& [id, device] : after.devices) {
-        DeviceChange& change = changes[id];
-        const Device& old = change.before;
-        change.kind = change.id.empty()         ? "added"
-                      : old.name != device.name ? "renamed"
-                      : std::tie(old.address, old.users, old.deletedOnTv) !=
-                              std::tie(device.address, device.users, device.deletedOnTv)
-                          ? "changed"
-                          : "";
-        change.id = id;
-        change.after = device;
-    }
-    std::vector<DeviceChange> sorted;
-    for (auto& [id, change] : changes) {
-        if (!change.kind.empty()) {
-            sorted.push_back(std::move(change));
-        }
-    }
-    return sorted;
 }
 
 Json::Value ToJson(const DeviceList& list) {

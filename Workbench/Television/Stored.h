@@ -72,19 +72,6 @@ struct DeviceList {
 
 DeviceList ReadDeviceList();
 
-struct DeviceChange {
-    /** "added", "removed", "renamed" or, for its users and the rest, "changed". */
-    std::string kind;
-    std::string id;
-    /** Before, except for an added device. */
-    Device before;
-    /** After, except for a removed device. */
-    Device after;
-};
-
-/** In the order of record ids. */
-std::vector<DeviceChange> Compare(const DeviceList& before, const DeviceList& after);
-
 Json::Value ToJson(const DeviceList& list);
 Json::Value ToJson(const std::vector<std::string>& texts);
 
