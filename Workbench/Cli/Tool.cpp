@@ -62,7 +62,8 @@ Parameter& Parameter::Required() {
 }
 
 Parameter& Parameter::OneOf(const std::vector<std::string>& words) {
-    m_option->transform(CLI::IsMember(words, CLI::ignore_case));
+    // The help's own words name them: in a line of its own, the library's would not be broken.
+    m_option->transform(CLI::IsMember(words, CLI::ignore_case).description(""));
     return *this;
 }
 
@@ -203,7 +204,7 @@ void Tool::AddCompletion() {
         "Examples:\n  source <(" + name + " completion bash)\n  " + name + " completion zsh > ~/.zfunc/_" +
             name + "   # a folder of fpath",
         [name, shell] { std::cout << CompletionScript(name, *shell); })
-        .Operand("SHELL", *shell)
+        .Operand("SHELL", *shell, "bash or zsh")
         .OneOf({"bash", "zsh"})
         .Required();
 }

@@ -2,10 +2,8 @@
 #include "Cloud/State/Folder.h"
 
 int main(int argc, char** argv) {
-    Cli::Tool tool(
-        "infosync-cloud",
-        "The authorisation server and the cloud service of the device synchronisation, on this machine",
-        R"(Begin with:
+    Cli::Tool tool("infosync-cloud", "The authorisation server and the cloud service, on this machine",
+                   R"(Begin with:
   infosync-cloud user add ann@example.com
   infosync-cloud device add ann@example.com 'Kitchen speaker' AA:BB:CC:00:11:22
   infosync-cloud serve

@@ -124,7 +124,12 @@ void RequireSound() {
 }
 
 std::vector<TvProblem> CheckIni() {
-    return ProblemsOf(*TvFolder::ReadIni());
+    const auto ini = TvFolder::ReadIni();
+    std::vector<TvProblem> problems = ProblemsOf(*ini);
+    for (TvProblem& problem : problems) {
+        problem.words += problem.isUnset && !ini->IsDamaged() ? TvProblem::UNSET : "";
+    }
+    return problems;
 }
 
 std::string IniWarnings() {

@@ -72,10 +72,10 @@ void Declare(Cli::Command& command, Arguments& arguments) {
 
 void AddExpireCommand(Cli::Tool& tool) {
     tool.Add("expire", "End what a user holds now, whatever its lifetime",
-             R"(The cloud refuses the user's access tokens, refresh tokens, device ids (activation)
-or application tokens from now on; the client believes that it may still use
-them. A mark is refused once, with the next download that asks from one: the
-client is then to forget its records and to download everything.
+             R"(The cloud refuses the user's access tokens, refresh tokens, device ids
+(activation) or application tokens from now on; the client believes that it may
+still use them. A mark is refused once, with the next download that asks from
+one: the client is then to forget its records and to download everything.
 
 Works with and without a running server.
 

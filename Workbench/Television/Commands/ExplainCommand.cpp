@@ -197,17 +197,17 @@ void Declare(Cli::Command& command, ExplainArguments& arguments) {
 }  // namespace
 
 void AddExplain(Cli::Tool& tool) {
-    tool.Add(
-        "explain", "Tell what the service did, from its log alone",
-        R"(FILE, or standard input, is a log from a set or a desk: of the log viewer, of journalctl (-o json
-too), found by grep, quoted in a mail or a table, with other programs' lines between and cut
-anywhere. Each run is told as a short story: what it did and why, what failed and what to do.
-What the log does not tell is told as that, with what would tell it: mostly a lower level
-(`run --level`, down to D). Tokens, codes and verifiers are masked.
+    tool.Add("explain", "Tell what the service did, from its log alone",
+             R"(FILE, or standard input, is a log from a set or a desk: of the log viewer, of
+journalctl (-o json too), found by grep, quoted in a mail or a table, with other
+programs' lines between and cut anywhere. Each run is told as a short story:
+what it did and why, what failed and what to do. What the log does not tell is
+told as that, with what would tell it: mostly a lower level (`run --level`, down
+to D). Tokens, codes and verifiers are masked.
 
-The page shows a run as a picture: who said what to whom, each step with its lines. It needs
-neither a network nor scripts. A log that is written --masked has its user and device names and
-its addresses still.
+The page shows a run as a picture: who said what to whom, each step with its
+lines. It needs neither a network nor scripts. A log that is written --masked
+has its user and device names and its addresses still.
 
 Examples:
   infosync-tv explain set.log
@@ -215,7 +215,7 @@ Examples:
   infosync-tv explain set.log --device kitchen
   infosync-tv explain set.log --masked > masked.log
   journalctl -u bt-infosync | infosync-tv explain)",
-        &Declare, &Explain);
+             &Declare, &Explain);
 }
 
 }  // namespace Commands

@@ -17,6 +17,7 @@
 #include "Cli/Time.h"
 #include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
+#include "Television/DeviceChanges.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/RunReader.h"
@@ -31,7 +32,6 @@ namespace {
 
 using Cli::Colour;
 using Cli::Style;
-using Television::DeviceChange;
 
 constexpr double LONGEST_TIMEOUT_SECONDS = 86400;
 constexpr char SERVICE_NAME[] = "bt-infosync";
@@ -132,31 +132,6 @@ private:
     std::string m_awaited;
 };
 
-std::string ChangeText(const DeviceChange& change, const Style& style) {
-    const bool isRemoved = change.kind == "removed";
-    const Television::Device& device = isRemoved ? change.before : change.after;
-    const Colour colour = isRemoved ? Colour::RED : change.kind == "added" ? Colour::GREEN : Colour::YELLOW;
-    const std::string before = change.kind == "renamed" ? Cli::Escape(change.before.name) + " -> " : "";
-    const std::string after =
-        change.kind == "changed" ? "  users " + Cli::Escape(Cli::Join(device.users, ", ")) : "";
-    return "  " + style(colour, Cli::Pad(change.kind, sizeof("renamed  ") - 1)) + before +
-           Cli::Escape(device.name) + "  " + Cli::Escape(device.address) + after + "  (" +
-           Cli::Escape(change.id) + ")\n";
-}
-
-std::string ChangesText(const Television::DeviceList& after, const std::vector<DeviceChange>& changes,
-                        const Style& style) {
-    if (!after.problem.empty()) {
-        return style(Colour::RED, after.problem) + "\n";
-    }
-    std::string text = "device list: " + Cli::Count(after.devices.size(), "device") +
-                       (changes.empty() ? ", nothing changed" : "") + "\n";
-    for (const DeviceChange& change : changes) {
-        text += ChangeText(change, style);
-    }
-    return text;
-}
-
 /** @throws std::runtime_error when a run is under way already */
 std::unique_ptr<Cli::FileLock> LockTelevision() {
     auto lock = std::make_unique<Cli::FileLock>(TvFolder::Resolve(Television::RUN_LOCK_FILE),
@@ -236,7 +211,7 @@ void Run(const RunArguments& arguments) {
     const Television::Ending ending = service.Wait();
     messages.Flush();
     const Television::DeviceList after = Television::ReadDeviceList();
-    const std::vector<DeviceChange> changes = Television::Compare(before, after);
+    const std::vector<Television::DeviceChange> changes = Television::Compare(before, after);
     Television::KeptRun run;
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     run.story = Tell(watcher.Finish(), ending);
@@ -250,7 +225,7 @@ void Run(const RunArguments& arguments) {
     }
     const Style style(STDOUT_FILENO);
     std::cout << (arguments.json ? Cli::JsonText(run.ToJson())
-                                 : ChangesText(after, changes, style) + EndText(run, style));
+                                 : Television::ChangesText(after, changes, style) + EndText(run, style));
     if (unkept) {
         std::rethrow_exception(unkept);
     }
@@ -263,7 +238,8 @@ void Run(const RunArguments& arguments) {
 
 std::string IsTimeout(const std::string& text) {
     const double seconds = Cli::ParseDuration(text).value_or(0);
-    return seconds > 0 && seconds <= LONGEST_TIMEOUT_SECONDS ? "" : "a time up to a day, such as 30s or 2m";
+    return seconds >= 1 && seconds <= LONGEST_TIMEOUT_SECONDS ? ""
+                                                              : "a time from 1s to 1d, such as 30s or 2m";
 }
 
 void Declare(Cli::Command& command, RunArguments& arguments) {
@@ -286,13 +262,14 @@ void Declare(Cli::Command& command, RunArguments& arguments) {
 
 void AddRun(Cli::Tool& tool) {
     tool.Add("run", "Run the service once on this television",
-             R"(The service's log goes to standard error; what changed in the device list and how the run
-ended goes to standard output. Both are kept, for `runs`, `log` and `status`. The exit
-status is 0 only for a run that came to its good end and stored what it brought; 128 and the
-number of the signal for one that SIGINT, SIGTERM or SIGHUP interrupted.
+             R"(The service's log goes to standard error; what changed in the device list and
+how the run ended goes to standard output. Both are kept, for `runs`, `log` and
+`status`. The exit status is 0 only for a run that came to its good end and
+stored what it brought; 128 and the number of the signal for one that SIGINT,
+SIGTERM or SIGHUP interrupted.
 
-Of tokens, codes and verifiers, the log shows the first four characters: of the values of
-names that they have, and of each that is stored, wherever it stands.
+Of tokens, codes and verifiers, the log shows the first four characters: of the
+values of names that they have, and of each that is stored, wherever it stands.
 
 Examples:
   infosync-tv run

@@ -124,16 +124,17 @@ void DeclareLog(Cli::Command& command, LogArguments& arguments) {
 
 void AddRunLog(Cli::Tool& tool) {
     tool.Add("runs", "List the last " + std::to_string(Television::MOST_KEPT_RUNS) + " runs",
-             R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that is "not kept",
-no more could be written.
+             R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that
+is "not kept", no more could be written.
 
 Examples:
   infosync-tv runs
   infosync-tv runs --json)",
              &DeclareRuns, &Runs);
     tool.Add("log", "Show the log of a run",
-             R"(N is the run's number, as `runs` shows it; without it, the newest run's log is shown. It has
-every line of the level that the run had, with times, in the log viewer's form "time".
+             R"(N is the run's number, as `runs` shows it; without it, the newest run's log is
+shown. It has every line of the level that the run had, with times, in the log
+viewer's form "time".
 
 Examples:
   infosync-tv log

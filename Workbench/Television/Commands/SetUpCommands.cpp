@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "Cli/Text.h"
+#include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
@@ -109,6 +110,13 @@ std::vector<std::string> KeyNames() {
     return names;
 }
 
+std::string IsKey(const std::string& word) {
+    const std::vector<std::string> names = KeyNames();
+    return std::find(names.begin(), names.end(), word) != names.end()
+               ? ""
+               : "\"" + word + "\" is no key of tv.ini" + Cli::Nearest(word, names);
+}
+
 /** What the key reads as now. */
 std::string Reading(const TvKey& key) {
     const auto ini = TvFolder::ReadIni();
@@ -139,7 +147,7 @@ void Set(const SetArguments& arguments) {
 }
 
 void DeclareSet(Cli::Command& command, SetArguments& arguments) {
-    command.Operand("GROUP.KEY", arguments.key).Required().OneOf(KeyNames());
+    command.Operand("GROUP.KEY", arguments.key).Required().Must(&IsKey);
     command.Operand("VALUE", arguments.value);
     command.Flag("--unset", arguments.unset, "remove the key instead");
 }
@@ -148,16 +156,19 @@ void DeclareSet(Cli::Command& command, SetArguments& arguments) {
 
 void AddSetUp(Cli::Tool& tool) {
     tool.Add("init", "Make a television in the folder",
-             R"(Writes tv.ini, with a Tizen ID of its own and the folder of the local cloud that it belongs
-to. A television that is there stays as it is.
+             R"(Writes tv.ini, with a Tizen ID of its own and the folder of the local cloud that
+it belongs to. A television that is there stays as it is.
 
 Examples:
   infosync-tv init
   infosync-tv --dir /tmp/tv init --cloud /tmp/cloud)",
              &DeclareInit, &Init);
     tool.Add("set", "Set a value of tv.ini",
-             R"(Takes effect at once, also while the service runs. The items of a list are separated by ;.
+             R"(Takes effect at once, also while the service runs. The items of a list are
+separated by ;.
 
+)" + Cli::Wrap("Keys: " + Cli::Join(KeyNames(), ", "), 0, Cli::HELP_WIDTH) +
+                 R"(
 Examples:
   infosync-tv set log.level D
   infosync-tv set http.cloud /tmp/cloud

@@ -151,16 +151,18 @@ namespace Commands {
 
 void AddShow(Cli::Tool& tool) {
     tool.Add("devices", "List the device list, as the set's components read it",
-             R"(With --json: an array of objects with id, name, address, users and deleted_on_tv.
+             R"(With --json: an array of objects with id, name, address, users and
+deleted_on_tv.
 
 Examples:
   infosync-tv devices
   infosync-tv devices --json)",
              &DeclareDevices, &ShowDevices);
     tool.Add("why", "Say why a device is on the device list, or is not",
-             R"(For the records of all users, or for those that the argument names by address, id or a
-part of the name. The service's own rules are asked against what is stored now; nothing is
-run or changed. The exit status is 1 when no record is of the device.
+             R"(For the records of all users, or for those that the argument names by address,
+id or a part of the name. The service's own rules are asked against what is
+stored now; nothing is run or changed. The exit status is 1 when no record is of
+the device.
 
 Examples:
   infosync-tv why
@@ -168,11 +170,11 @@ Examples:
   infosync-tv why AA:BB:CC:00:11:22 --json)",
              &DeclareWhy, &Why);
     tool.Add("status", "Show who is signed in, what is stored, and what is wrong",
-             R"(Who is signed in, what is stored for each user and how long it holds, what the Bluetooth
-adapter knows, the last run and what the next one will ask for. What is wrong with tv.ini
-(with its line), the folder, the certificates, the clock or a stored document stands at the
-end; the exit status is 1 when something is not yours to read. With --check the cloud is
-asked by the service's own way.
+             R"(Who is signed in, what is stored for each user and how long it holds, what the
+Bluetooth adapter knows, the last run and what the next one will ask for. What
+is wrong with tv.ini (with its line), the folder, the certificates, the clock or
+a stored document stands at the end; the exit status is 1 when something is not
+yours to read. With --check the cloud is asked by the service's own way.
 
 Examples:
   infosync-tv status

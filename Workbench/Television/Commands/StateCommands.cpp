@@ -90,8 +90,8 @@ void FactoryReset() {
 void AddState(Cli::Tool& tool) {
     tool.Add<UserArguments>(
         "sign-in", "Sign a user in on the television",
-        R"(USER is the login id. A user who was signed in before is signed out; what is stored for
-each stays.
+        R"(USER is the login id. A user who was signed in before is signed out; what is
+stored for each stays.
 
 Example:
   infosync-tv sign-in ann@example.com)",
@@ -113,8 +113,8 @@ Example:
                               &DeclareAddress,
                               [](const DeviceArguments& arguments) { ChangeBond(arguments.address, false); });
     tool.Add("factory-reset", "Ask for a wipe at the next run",
-             R"(Sets the flag that the service looks at when it starts: it then removes all that it
-stored, and empties the device list.)",
+             R"(Sets the flag that the service looks at when it starts: it then removes all that
+it stored, and empties the device list.)",
              &FactoryReset);
 }
 
