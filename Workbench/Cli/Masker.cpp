@@ -1,11 +1,9 @@
 #include "Cli/Masker.h"
 
-#include <glib.h>
-
 #include <algorithm>
-#include <memory>
 #include <utility>
 
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 
 namespace Cli {
@@ -37,42 +35,9 @@ constexpr char SECRETS[] =
 #undef LENGTH
 #undef NAMES
 
-constexpr char MASKED[] = R"(^.{0,16}\.\.\. \(\d+ characters?\)\s*$)";
-
-GRegex* Compiled(const char* expression) {
-    constexpr int ON_BYTES = G_REGEX_RAW | G_REGEX_OPTIMIZE | G_REGEX_DUPNAMES;
-    return g_regex_new(expression, static_cast<GRegexCompileFlags>(ON_BYTES), GRegexMatchFlags{}, nullptr);
-}
-
-using Match = std::unique_ptr<GMatchInfo, decltype(&g_match_info_unref)>;
-
-Match FirstMatch(const GRegex* expression, std::string_view text) {
-    GMatchInfo* match = nullptr;
-    g_regex_match_full(expression, text.data(), static_cast<gssize>(text.size()), 0, GRegexMatchFlags{},
-                       &match, nullptr);
-    return {match, &g_match_info_unref};
-}
-
 bool IsMasked(std::string_view value) {
-    static const GRegex* const masked = Compiled(MASKED);
-    return g_match_info_matches(FirstMatch(masked, value).get()) != FALSE;
-}
-
-/** The values of secrets' names. */
-std::vector<Place> ValuesIn(std::string_view message) {
-    static const GRegex* const secrets = Compiled(SECRETS);
-    std::vector<Place> places;
-    const Match match = FirstMatch(secrets, message);
-    for (; g_match_info_matches(match.get()) != FALSE; g_match_info_next(match.get(), nullptr)) {
-        gint begin = 0;
-        gint end = 0;
-        g_match_info_fetch_named_pos(match.get(), "v", &begin, &end);
-        const Place place{static_cast<std::size_t>(begin), static_cast<std::size_t>(end)};
-        if (begin < end && !IsMasked(message.substr(place.begin, place.end - place.begin))) {
-            places.push_back(place);
-        }
-    }
-    return places;
+    static const Pattern masked(R"(^.{0,16}\.\.\. \(\d+ characters?\)\s*$)");
+    return static_cast<bool>(masked.Find(value));
 }
 
 /** Sorts the places, and joins those that overlap. */
@@ -99,7 +64,15 @@ Masker::Masker(std::vector<std::string> stored) : m_stored(std::move(stored)) {
 }
 
 std::vector<Place> Masker::Find(std::string_view message) const {
-    std::vector<Place> places = ValuesIn(message);
+    static const Pattern secrets(SECRETS);
+    std::vector<Place> places;
+    secrets.ForEach(message, [&](const Pattern::Match& match) {
+        const std::string_view value = match["v"];
+        if (!value.empty() && !IsMasked(value)) {
+            const auto begin = static_cast<std::size_t>(value.data() - message.data());
+            places.push_back({begin, begin + value.size()});
+        }
+    });
     for (const std::string& secret : m_stored) {
         for (auto at = message.find(secret); at != std::string_view::npos;
              at = message.find(secret, at + 1)) {
