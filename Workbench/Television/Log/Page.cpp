@@ -17,7 +17,7 @@ constexpr std::size_t MOST_RUNS = 20;
 /** A value to fill in: text, which is escaped here alone, or code that was filled in before. */
 struct Html {
     Html(const std::string& text) {  // NOLINT(google-explicit-constructor): text is what most values are
-        for (const char c : Cli::Escape(text)) {
+        for (const char c : Cli::EscapeLines(text)) {
             code += c == '&'   ? "&amp;"
                     : c == '<' ? "&lt;"
                     : c == '>' ? "&gt;"
@@ -97,18 +97,6 @@ std::string TimeOfDay(const std::string& time) {
     return ofDay.substr(0, ofDay.find_first_of("+-Z"));
 }
 
-std::string Lines(const StepLines& lines) {
-    std::string text;
-    const auto add = [&text](const std::string& line) { text += Html(line).code + "\n"; };
-    std::for_each(lines.first.begin(), lines.first.end(), add);
-    const std::size_t leftOut = lines.count - lines.first.size() - lines.last.size();
-    if (leftOut > 0) {
-        add("... " + Cli::Count(leftOut, "line") + " left out here ...");
-    }
-    std::for_each(lines.last.begin(), lines.last.end(), add);
-    return text;
-}
-
 /** What the chapter says of the asking, or of the answer. */
 std::string Words(const Part& part, const Chapter& chapter) {
     const bool isRequest = RequestOf(part.step).has_value() || part.step == Step::TOKEN;
@@ -134,8 +122,8 @@ Html StepHtml(const Run& run, const Part& part, const Chapter* chapter) {
     const std::string who = PARTY_NAMES[part.from] +
                             (to == part.from ? "" : std::string(" \u2192 ") + PARTY_NAMES[to]) + ", " +
                             (lines.count > 0 ? Cli::Count(lines.count, "line") : "concluded: no line of it");
-    Html code;
-    code.code = Lines(lines);
+    const std::string leftOut =
+        lines.leftOut == 0 ? "" : "... " + Cli::Count(lines.leftOut, "line") + " left out here ...\n";
     return Fill(
         "step",
         {{"class", std::string(isFault ? "fault" : "") + (lines.count == 0 ? " concluded" : "")},
@@ -147,7 +135,7 @@ Html StepHtml(const Run& run, const Part& part, const Chapter* chapter) {
          {"span", std::to_string(std::abs(to - part.from))},
          {"who", who},
          {"words", (isFault ? "FAILED: " : "") + (chapter == nullptr ? part.label : Words(part, *chapter))},
-         {"lines", code}});
+         {"lines", lines.text + leftOut}});
 }
 
 Html StepsHtml(const Run& run, const Story& story) {

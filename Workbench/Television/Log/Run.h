@@ -4,7 +4,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <optional>
 #include <set>
@@ -39,6 +38,11 @@ inline Step Next(Step step) {
     return static_cast<Step>(static_cast<std::size_t>(step) + 1);
 }
 
+using Words = std::vector<std::string>;
+
+/** Adds what is not there yet, and not empty. */
+void Add(Words& words, const std::string& more);
+
 /** A request's part in a run; what is empty is not told. */
 struct Request {
     /** False where what is stored still holds. */
@@ -58,6 +62,10 @@ struct Request {
     bool IsRefused() const {
         return !code.empty() && code != "0";
     }
+    /** The mark was refused, and so the stored records dropped. */
+    bool IsDropped() const;
+    /** Status and code, each for itself. */
+    Words AnswerWords() const;
 };
 
 struct KnownLine;
@@ -72,17 +80,17 @@ struct Fault {
     std::string cause;
     /** Where it happened; nothing where that is not told. */
     std::optional<Step> step = {};
+
+    std::string Meaning() const;
 };
 
-/** The lines of a step: of many, the first and the last. */
+/** The lines of a step: of many, the first. */
 struct StepLines {
     void Add(const std::string& line);
 
     std::size_t count = 0;
-    std::vector<std::string> first;
-    std::deque<std::string> last;
-    std::size_t firstSize = 0;
-    std::size_t lastSize = 0;
+    std::size_t leftOut = 0;
+    std::string text;
     /** When it began, as the log has it. */
     std::string time;
 };
@@ -142,7 +150,19 @@ struct Run {
     /** The HTTP client told why no answer came. */
     bool sawClient = false;
 
+    /** Lines of the priority would be in the log. */
     bool Shows(char priority) const;
+    /** All that a run logs before the step, were it there at this level, would be in the log. */
+    bool HasAllBefore(Step before, char priority) const;
+    bool FailedIn(Step first, Step last) const;
+    /** Which request failed is not told. */
+    bool IsUnlocated() const;
+    /** The service waits for a code, and nothing has ended it yet. */
+    bool IsWaiting() const;
+    /** What came could not be stored, though the request itself went well. */
+    bool IsOfStoring() const;
+    /** Where the token came from, as far as what is not logged tells, too. */
+    Source TokenSource() const;
     Request& Of(Kind kind) {
         return requests[kind];
     }

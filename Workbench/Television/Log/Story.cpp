@@ -4,7 +4,6 @@
 
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Manager/CCloudServerManager.h"
 #include "Television/Log/Table.h"
 
 namespace Log {
@@ -18,51 +17,6 @@ constexpr long STATUS_OK = 200;
 constexpr char LOG_ENDS[] = "its answer: the log ends before it";
 constexpr Step ASKING[] = {Step::ASK_TOKEN, Step::ASK_ACTIVATION, Step::ASK_APP, Step::ASK_DOWNLOAD};
 
-void Add(Words& words, const std::string& more) {
-    if (!more.empty() && std::find(words.begin(), words.end(), more) == words.end()) {
-        words.push_back(more);
-    }
-}
-
-bool FailedIn(const Run& run, Step first, Step last) {
-    return run.failure && run.failure->step && *run.failure->step >= first && *run.failure->step <= last;
-}
-
-/** The service waits for a code, and nothing has ended it yet. */
-bool IsWaiting(const Run& run) {
-    return FailedIn(run, Step::CODE, Step::CODE) && run.failure->known != nullptr &&
-           run.failure->known->kind == Kind::FAILURE && !run.sawEnd;
-}
-
-/** All that a run logs before the step, were it there at this level, would be in the log. */
-bool HasAllBefore(const Run& run, Step step, char level) {
-    return run.sawStart && run.reached > step && (level == 'E' || run.Shows(level));
-}
-
-/** Which request failed is not told. */
-bool IsUnlocated(const Run& run) {
-    return run.failure && !run.failure->step;
-}
-
-bool IsDropped(const Request& request) {
-    return request.code == std::to_string(CCloudServerManager::RESULT_MARK_TOO_OLD) ||
-           request.code == std::to_string(CCloudServerManager::RESULT_MARK_UNKNOWN);
-}
-
-/** What came could not be stored, though the request itself went well. */
-bool IsOfStoring(const Run& run) {
-    return run.failure && run.failure->known != nullptr && run.failure->known->kind == Kind::NOT_STORED;
-}
-
-std::string Meaning(const Fault& fault) {
-    if (fault.known == nullptr && fault.text.empty()) {
-        return "";
-    }
-    const std::string meaning(fault.known == nullptr ? "an error that is not known here"
-                                                     : fault.known->meaning);
-    return fault.text.empty() ? meaning : meaning + " (" + fault.text + ")";
-}
-
 /** What it was to the step that it happened in. */
 std::string FailureWords(const Fault& fault) {
     const Kind kind = fault.known == nullptr ? Kind::FAILURE : fault.known->kind;
@@ -70,19 +24,11 @@ std::string FailureWords(const Fault& fault) {
            : kind == Kind::REFUSED    ? "refused"
            : kind == Kind::UNREADABLE ? "what came cannot be read"
            : kind == Kind::NOT_STORED ? "storing what came failed"
-                                      : Meaning(fault);
+                                      : fault.Meaning();
 }
 
 std::string Seconds(std::int64_t milliseconds) {
     return Cli::DurationText(static_cast<double>(milliseconds) / 1000);
-}
-
-Words AnswerWords(const Request& request) {
-    Words words;
-    Add(words, request.status ? "status " + std::to_string(*request.status) : "");
-    Add(words, request.IsRefused() ? request.code : "");
-    Add(words, request.IsRefused() ? request.words : "");
-    return words;
 }
 
 std::string LeftWords(const Request& request) {
@@ -99,9 +45,9 @@ Chapter Start(const Run& run) {
     Add(chapter.untold, !run.sawStart ? "the log begins in the middle of this run"
                         : run.reset   ? ""
                                       : "whether a factory reset was asked for");
-    if (FailedIn(run, Step::START, Step::START)) {
+    if (run.FailedIn(Step::START, Step::START)) {
         chapter.sign = Sign::FAULT;
-        chapter.told.push_back(Meaning(*run.failure));
+        chapter.told.push_back(run.failure->Meaning());
     }
     return chapter;
 }
@@ -110,12 +56,12 @@ Chapter SignIn(const Run& run) {
     Chapter chapter{"sign-in", run.reached > Step::SIGN_IN ? Sign::FINE : Sign::UNKNOWN};
     Add(chapter.told,
         run.failedChecks == 0 ? "" : Cli::Count(run.failedChecks, "check") + " found nobody signed in");
-    if (FailedIn(run, Step::SIGN_IN, Step::SIGN_IN)) {
+    if (run.FailedIn(Step::SIGN_IN, Step::SIGN_IN)) {
         chapter.sign = Sign::FAULT;
-        chapter.told.push_back(Meaning(*run.failure));
+        chapter.told.push_back(run.failure->Meaning());
     } else if (run.reached > Step::SIGN_IN) {
         chapter.told.emplace_back("signed in");
-        const bool isFirst = run.failedChecks == 0 && HasAllBefore(run, Step::SIGN_IN, 'W');
+        const bool isFirst = run.failedChecks == 0 && run.HasAllBefore(Step::SIGN_IN, 'W');
         Add(chapter.told, isFirst ? "at the first check" : "");
         Add(chapter.told, run.signInWait ? "after " + Seconds(*run.signInWait) : "");
         Add(chapter.untold, isFirst || run.failedChecks > 0 ? "" : "after how many checks: level W");
@@ -127,7 +73,7 @@ Chapter SignIn(const Run& run) {
 
 Chapter Stored(const Run& run) {
     Chapter chapter{"stored", Sign::UNKNOWN, run.missing};
-    if (HasAllBefore(run, Step::STORED, 'E')) {
+    if (run.HasAllBefore(Step::STORED, 'E')) {
         chapter.sign = Sign::FINE;
         Add(chapter.told,
             run.missing.empty() ? "what is kept of sign-in, tokens and activation could be read" : "");
@@ -137,19 +83,10 @@ Chapter Stored(const Run& run) {
     return chapter;
 }
 
-Run::Source SourceOf(const Run& run) {
-    const bool isMissing = !run.missing.empty() && Cli::StartsWith(run.missing.front(), "the access tokens");
-    return run.source != Run::Source::NOT_TOLD      ? run.source
-           : isMissing && run.reached > Step::TOKEN ? Run::Source::NEW
-           : run.reached >= Step::ASK_ACTIVATION && HasAllBefore(run, Step::TOKEN, 'W')
-               ? Run::Source::STORED
-               : Run::Source::NOT_TOLD;
-}
-
 void AddTokenAnswer(const Run& run, Chapter& chapter) {
     const Request& request = run.Of(Run::TOKEN);
     Add(chapter.told, run.codeWait ? "the code came after " + Seconds(*run.codeWait) : "");
-    if (request.IsRefused() || FailedIn(run, Step::TOKEN, Step::TOKEN_ANSWER)) {
+    if (request.IsRefused() || run.FailedIn(Step::TOKEN, Step::TOKEN_ANSWER)) {
         chapter.sign = Sign::FAULT;
         Add(chapter.told, request.IsRefused() ? "refused" : FailureWords(*run.failure));
     } else if (run.gotToken) {
@@ -159,7 +96,7 @@ void AddTokenAnswer(const Run& run, Chapter& chapter) {
     } else {
         chapter.untold = {run.reached > Step::TOKEN_ANSWER ? "what the answer holds: level I" : LOG_ENDS};
     }
-    for (const std::string& words : AnswerWords(request)) {
+    for (const std::string& words : request.AnswerWords()) {
         Add(chapter.told, words);
     }
     Add(chapter.told, request.milliseconds ? "answered after " + Seconds(*request.milliseconds) : "");
@@ -167,7 +104,7 @@ void AddTokenAnswer(const Run& run, Chapter& chapter) {
 
 Chapter Token(const Run& run) {
     const Request& request = run.Of(Run::TOKEN);
-    const Run::Source source = SourceOf(run);
+    const Run::Source source = run.TokenSource();
     Chapter chapter{"token"};
     if (source == Run::Source::STORED) {
         chapter.sign = Sign::FINE;
@@ -182,7 +119,7 @@ Chapter Token(const Run& run) {
     Add(chapter.told, source == Run::Source::NOT_TOLD ? "" : LeftWords(request));
     chapter.asking = chapter.told.size();
     if (source != Run::Source::STORED &&
-        (source != Run::Source::NOT_TOLD || FailedIn(run, Step::TOKEN, Step::TOKEN_ANSWER))) {
+        (source != Run::Source::NOT_TOLD || run.FailedIn(Step::TOKEN, Step::TOKEN_ANSWER))) {
         AddTokenAnswer(run, chapter);
     }
     return chapter;
@@ -192,8 +129,8 @@ Chapter Token(const Run& run) {
 void AddAnswer(const Run& run, Run::Kind kind, Chapter& chapter) {
     const Request& request = run.Of(kind);
     const Step answer = Next(ASKING[kind]);
-    const bool isFault = FailedIn(run, ASKING[kind], answer) && !(kind == Run::DOWNLOAD && IsOfStoring(run));
-    for (const std::string& words : AnswerWords(request)) {
+    const bool isFault = run.FailedIn(ASKING[kind], answer) && !(kind == Run::DOWNLOAD && run.IsOfStoring());
+    for (const std::string& words : request.AnswerWords()) {
         chapter.told.push_back(words);
     }
     Add(chapter.told, request.milliseconds ? "answered after " + Seconds(*request.milliseconds) : "");
@@ -212,7 +149,7 @@ void AddAnswer(const Run& run, Run::Kind kind, Chapter& chapter) {
 Chapter CloudRequest(const Run& run, const char* name, Run::Kind kind) {
     const Request& request = run.Of(kind);
     Chapter chapter{name};
-    const bool stillHolds = request.asked ? !*request.asked : HasAllBefore(run, Next(ASKING[kind]), 'E');
+    const bool stillHolds = request.asked ? !*request.asked : run.HasAllBefore(Next(ASKING[kind]), 'E');
     if (stillHolds) {
         chapter.sign = Sign::FINE;
         chapter.told = {"stored and still valid"};
@@ -221,7 +158,7 @@ Chapter CloudRequest(const Run& run, const char* name, Run::Kind kind) {
         Add(chapter.told, request.why);
         Add(chapter.untold, request.why.empty() ? "why: level W" : "");
     } else {
-        chapter.untold = {IsUnlocated(run)
+        chapter.untold = {run.IsUnlocated()
                               ? "whether it was asked for, and whether it is what failed: level W"
                               : "whether it was asked for or still valid: level W"};
     }
@@ -250,7 +187,7 @@ Chapter Download(const Run& run) {
                           ? ""
                           : (run.downloadIsCut ? "at least " : "") + Cli::Count(*run.downloaded, "record"));
     Add(chapter.told, run.nextMark ? "next mark " + std::to_string(*run.nextMark) : "");
-    Add(chapter.told, IsDropped(request) ? "the stored records were dropped" : "");
+    Add(chapter.told, request.IsDropped() ? "the stored records were dropped" : "");
     return chapter;
 }
 
@@ -266,8 +203,8 @@ Chapter List(const Run& run) {
     const bool isEmpty =
         run.sawList && status == STATUS_OK && !run.user.empty() && run.devices.Counts().empty();
     Add(chapter.told, isEmpty ? "no records" : "");
-    if (FailedIn(run, Step::LIST, Step::END) ||
-        (IsOfStoring(run) && FailedIn(run, Step::ASK_DOWNLOAD, Step::END))) {
+    if (run.FailedIn(Step::LIST, Step::END) ||
+        (run.IsOfStoring() && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
         chapter.sign = Sign::FAULT;
         chapter.told.push_back(FailureWords(*run.failure));
     }
@@ -276,99 +213,6 @@ Chapter List(const Run& run) {
                                          : "what became of each record: level I"};
     }
     return chapter;
-}
-
-std::string SubjectWords(const Run& run) {
-    const bool isOfSet = run.failure->text == "fail to get Tizen version";
-    const bool isElement = run.failure->text == "fail to read";
-    return run.subject.empty() ? ""
-           : isOfSet           ? "it is " + run.subject + " that is not told"
-           : isElement         ? "it lacks " + run.subject
-                               : "";
-}
-
-Words FailureReason(const Run& run) {
-    const Request& token = run.Of(Run::TOKEN);
-    Words words;
-    if (token.IsRefused() || run.gotToken == false) {
-        words.emplace_back("the authorisation server gave no token");
-        Add(words, Cli::Join(AnswerWords(token), ", "));
-    }
-    Add(words, run.endedWithoutToken ? "the run ended without an access token" : "");
-    Add(words, Meaning(*run.failure));
-    Add(words, SubjectWords(run));
-    Add(words, run.failure->cause);
-    const auto kind = RequestOf(run.failure->step.value_or(Step::END));
-    if (kind) {
-        for (const std::string& answer : AnswerWords(run.Of(*kind))) {
-            Add(words, answer);
-        }
-    }
-    Add(words, IsUnlocated(run) ? "which request it was: level W, or the HTTP client's lines, tell" : "");
-    return words;
-}
-
-std::string RefusalRemedy(const Run& run, const KnownLine& known, Run::Kind kind) {
-    constexpr std::int64_t SERVER_ERROR = 500;
-    const Request& request = run.Of(kind);
-    const std::int64_t status = request.status.value_or(0);
-    return IsDropped(request)               ? "nothing: the next run downloads everything"
-           : kind == Run::TOKEN             ? std::string(known.remedy)
-           : status == 401 || status == 403 ? "if it stays so, a factory reset asks for all tokens anew"
-           : status == 404 ? "see whether the set talks to the right cloud, and whether that is up to date"
-           : status >= SERVER_ERROR ? "the cloud failed: see its log, and start the service again later"
-           : request.IsRefused()    ? "see the cloud, which knows its rcode " + request.code
-                                    : "the answer's rcode and rmsg tell why: level I";
-}
-
-std::string Remedy(const Run& run, const Fault& fault) {
-    if (fault.known == nullptr) {
-        return "";
-    }
-    const KnownLine& known = *fault.known;
-    const Run::Source source = SourceOf(run);
-    if (run.Of(Run::TOKEN).IsRefused() || run.gotToken == false) {
-        return source == Run::Source::REFRESHED
-                   ? "nothing: the next run asks for a new token"
-                   : "the next run asks with a new code; if that is refused, too, sign out and in again";
-    }
-    const auto kind = RequestOf(known.kind == Kind::REFUSED ? known.step : fault.step.value_or(Step::END));
-    const bool isRefused = kind && run.Of(*kind).status.value_or(STATUS_OK) != STATUS_OK;
-    if (known.kind == Kind::REFUSED || (known.kind == Kind::UNREADABLE && isRefused)) {
-        return RefusalRemedy(run, known, kind.value_or(Run::TOKEN));
-    }
-    if (known.kind == Kind::NO_ANSWER && !run.sawClient) {
-        return std::string(known.remedy) +
-               "; why it was is told by the HTTP client's lines, which are not in this log";
-    }
-    if (known.kind == Kind::UNREADABLE && run.Shows('I') && kind) {
-        return "see the server: its answer is logged just before";
-    }
-    if (fault.text == "fail to read") {
-        const bool isNew =
-            source == Run::Source::NEW || run.subject == "auth_code" || run.subject == "code_verifier";
-        return isNew ? "sign out and in again; see the sign-in service's log"
-               : source == Run::Source::REFRESHED
-                   ? "a factory reset, or wait until the refresh token has run out"
-                   : std::string(known.remedy);
-    }
-    return std::string(known.remedy);
-}
-
-void TellOutcome(const Run& run, Story& story) {
-    const bool isSuccess =
-        run.sawEnd && run.Of(Run::DOWNLOAD).status == STATUS_OK && (run.sawList || !run.Shows('I'));
-    story.outcome = run.failure && !IsWaiting(run) ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
-    if (run.failure) {
-        story.reason = FailureReason(run);
-    } else if (!isSuccess) {
-        story.reason = {
-            run.sawEnd ? "the log shows the end, but not what came of the download"
-                       : "the log ends first: the service was still at it, was ended, or the log is cut"};
-    }
-    for (const Fault& fault : run.faults) {
-        Add(story.remedies, Remedy(run, fault));
-    }
 }
 
 Words Heading(const Run& run) {
@@ -384,7 +228,7 @@ Words Heading(const Run& run) {
 }
 
 std::vector<Exchange> Exchanges(const Run& run) {
-    const Run::Source source = SourceOf(run);
+    const Run::Source source = run.TokenSource();
     const char* const names[] = {source == Run::Source::REFRESHED ? "refresh"
                                  : source == Run::Source::NEW     ? "token"
                                                                   : "token or refresh",
@@ -435,11 +279,11 @@ Story Tell(const Run& run) {
     };
     add(Step::STORED, Stored(run));
     add(Step::TOKEN, Token(run));
-    add(IsUnlocated(run) ? Step::TOKEN : Step::ASK_ACTIVATION,
+    add(run.IsUnlocated() ? Step::TOKEN : Step::ASK_ACTIVATION,
         CloudRequest(run, "activation", Run::ACTIVATION));
-    add(IsUnlocated(run) ? Step::TOKEN : Step::ASK_APP, CloudRequest(run, "app", Run::APP));
+    add(run.IsUnlocated() ? Step::TOKEN : Step::ASK_APP, CloudRequest(run, "app", Run::APP));
     add(Step::ASK_DOWNLOAD, Download(run));
-    add(run.sawList || story.outcome == SUCCESS || IsOfStoring(run) ? Step::ASK_DOWNLOAD : Step::LIST,
+    add(run.sawList || story.outcome == SUCCESS || run.IsOfStoring() ? Step::ASK_DOWNLOAD : Step::LIST,
         List(run));
     return story;
 }

@@ -62,6 +62,9 @@ struct Story {
 
 Story Tell(const Run& run);
 
+/** Sets the story's outcome, its reason and what to do. */
+void TellOutcome(const Run& run, Story& story);
+
 /** "failed: the cloud refused the activation; status 401" */
 std::string OutcomeWords(const Story& story);
 
