@@ -13,7 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "Cli/Masker.h"
 #include "Cli/Text.h"
+#include "Television/Log/Message.h"
 #include "Television/Log/Runs.h"
 #include "Television/Log/Story.h"
 #include "Television/Log/Table.h"
@@ -205,6 +207,21 @@ INSTANTIATE_TEST_SUITE_P(Log, TranscriptStory, testing::ValuesIn(Transcripts()),
     std::replace(word.begin(), word.end(), '-', '_');
     return word;
 });
+
+TEST(MaskLog, ASecretTakesNoOtherMessageWithIt) {
+    const std::string head = "I/BT_INFOSYNC( 700): ";
+    const std::string place = head + "CHttpMessage.cpp: AddHttpMessageData(21) > ";
+    const std::string end = place + "key:client, value : bt\n";
+    const std::string before = place + "key:Authorization, value : SecretOfATo";
+    const std::string masked = place + "key:Authorization, value : Secr... (20 characters)\n" + end;
+    for (const std::string& again : {place, head, std::string("> ")}) {
+        const std::string quote = again == "> " ? again : "";
+        std::string expected = masked;
+        expected.insert(expected.find('\n') + 1, quote);
+        EXPECT_EQ(Log::MaskLog(quote + before + "\n" + again + "kenInTwo1\n" + quote + end, Cli::Masker()),
+                  quote + expected);
+    }
+}
 
 TEST(Table, HasEveryLineOfTheServiceAndNoOther) {
     static const std::regex text(
