@@ -56,7 +56,9 @@ KeyFile Parse(const std::string& text) {
                                                    G_KEY_FILE_KEEP_COMMENTS, &error) == FALSE) {
         const std::string reason = Cli::Escape(error->message);
         g_error_free(error);
-        throw std::runtime_error(TvFolder::IniPath() + " is damaged: " + reason +
+        const std::size_t line = TvIni(text, "").Problems().front().line;
+        throw std::runtime_error(TvFolder::IniPath() + " is damaged: line " + std::to_string(line) + ": " +
+                                 reason +
                                  "\nMend it with an editor, or make it anew: infosync-tv init --force");
     }
     return file;
