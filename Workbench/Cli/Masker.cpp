@@ -35,11 +35,6 @@ constexpr char SECRETS[] =
 #undef LENGTH
 #undef NAMES
 
-bool IsMasked(std::string_view value) {
-    static const Pattern masked(R"(^.{0,16}\.\.\. \(\d+ characters?\)\s*$)");
-    return static_cast<bool>(masked.Find(value));
-}
-
 /** Sorts the places, and joins those that overlap. */
 std::vector<Place> Apart(std::vector<Place> places) {
     std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) {
@@ -68,7 +63,7 @@ std::vector<Place> Masker::Find(std::string_view message) const {
     std::vector<Place> places;
     secrets.ForEach(message, [&](const Pattern::Match& match) {
         const std::string_view value = match["v"];
-        if (!value.empty() && !IsMasked(value)) {
+        if (!value.empty() && !IsAbbreviated(value)) {
             const auto begin = static_cast<std::size_t>(value.data() - message.data());
             places.push_back({begin, begin + value.size()});
         }

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "Cli/Pattern.h"
+
 namespace Cli {
 
 namespace {
@@ -149,7 +151,15 @@ std::string Count(std::uint64_t number, const std::string& noun) {
     return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
+bool IsAbbreviated(std::string_view secret) {
+    static const Pattern abbreviated(R"(^.{0,16}\.\.\. \(\d+ characters?\)\s*$)");
+    return static_cast<bool>(abbreviated.Find(secret));
+}
+
 std::string Abbreviate(const std::string& secret) {
+    if (IsAbbreviated(secret)) {
+        return Escape(secret);
+    }
     constexpr std::size_t SHOWN = 4;
     // Of a short one, its first characters would be most of it.
     const std::string start = secret.size() >= 4 * SHOWN ? Escape(secret.substr(0, SHOWN)) : "";

@@ -53,7 +53,9 @@ std::string Join(const std::vector<std::string>& parts, const std::string& separ
 /** "1 device", "2 devices". */
 std::string Count(std::uint64_t number, const std::string& noun);
 
-/** The first characters of a secret and its length, enough to tell two of them apart. */
+/** The first characters of a secret and its length, enough to tell two apart; one that is that already stays.
+ */
 std::string Abbreviate(const std::string& secret);
+bool IsAbbreviated(std::string_view secret);
 
 }  // namespace Cli

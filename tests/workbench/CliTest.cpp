@@ -131,6 +131,7 @@ TEST(Text, NoTextFromElsewhereReachesTheTerminalRaw) {
 TEST(Text, AShortSecretIsNotShownByItsBeginning) {
     EXPECT_EQ(Cli::Abbreviate("hunter2"), "... (7 characters)");
     EXPECT_EQ(Cli::Abbreviate("0123456789abcdef"), "0123... (16 characters)");
+    EXPECT_EQ(Cli::Abbreviate("0123... (16 characters)"), "0123... (16 characters)");
 }
 
 TEST(Table, ColumnsAlignByWhatTheyTakeOnATerminal) {
