@@ -1,8 +1,7 @@
 #include "CloudSite.h"
 
-#include <signal.h>
-
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <stdexcept>
 
