@@ -305,7 +305,7 @@ std::string TableText() {
         if (cells == before) {
             text.insert(text.size() - cells.size(), ", " + line);
         } else {
-            text += "| " + line + cells;
+            text.append("| ").append(line).append(cells);
         }
     }
     return text;
