@@ -218,8 +218,8 @@ TEST(MaskLog, ASecretTakesNoOtherMessageWithIt) {
         const std::string quote = again == "> " ? again : "";
         std::string expected = masked;
         expected.insert(expected.find('\n') + 1, quote);
-        EXPECT_EQ(Log::MaskLog(quote + before + "\n" + again + "kenInTwo1\n" + quote + end, Cli::Masker()),
-                  quote + expected);
+        const std::string log = Cli::Join({quote, before, "\n", again, "kenInTwo1\n", quote, end}, "");
+        EXPECT_EQ(Log::MaskLog(log, Cli::Masker()), quote + expected);
     }
 }
 
