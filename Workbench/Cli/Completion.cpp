@@ -1,6 +1,5 @@
 #include "Cli/Completion.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "Cli/Text.h"
@@ -39,54 +38,47 @@ std::string Replaced(std::string text, const std::string& mark, const std::strin
     return text;
 }
 
-const CLI::Option* FindOption(const CLI::App* command, const std::string& name) {
-    const CLI::Option* option = nullptr;
-    for (; option == nullptr && command != nullptr; command = command->get_parent()) {
-        option = command->get_option_no_throw(name);
-    }
-    return option;
+/** The one of this name; null when there is none. */
+template <typename Word>
+const Word* Find(const std::vector<Word>& words, const std::string& name) {
+    const auto found =
+        std::find_if(words.begin(), words.end(), [&name](const Word& word) { return word.name == name; });
+    return found == words.end() ? nullptr : &*found;
 }
 
 /** The command that the words lead to; null where the last one is an option that awaits its value. */
-const CLI::App* Follow(const CLI::App* command, const std::vector<std::string>& words) {
+const CommandWord* Follow(const CommandWord* command, const std::vector<std::string>& words) {
     for (auto word = words.begin(); word != words.end(); ++word) {
-        const auto isCalled = [word](const CLI::App* app) { return app->get_name() == *word; };
-        const auto next = command->get_subcommands(isCalled);
-        const CLI::Option* option = StartsWith(*word, "-") ? FindOption(command, *word) : nullptr;
-        command = next.empty() ? command : next.front();
-        if (option != nullptr && option->get_items_expected() > 0 && ++word == words.end()) {
+        const OptionWord* option = Find(command->options, *word);
+        if (option != nullptr && option->takesValue && ++word == words.end()) {
             return nullptr;
         }
+        const CommandWord* next = option == nullptr ? Find(command->commands, *word) : nullptr;
+        command = next != nullptr ? next : command;
     }
     return command;
 }
 
-}  // namespace
-
-std::string Complete(const CLI::App& app, std::vector<std::string> words) {
-    const std::string typed = words.empty() ? "" : words.back();
-    words.resize(std::max<std::size_t>(words.size(), 1) - 1);
+/** A line for each of those that begin as what was typed. */
+template <typename Word>
+std::string Offer(const std::vector<Word>& words, const std::string& typed) {
     std::string lines;
-    const auto offer = [&](const std::string& word, const std::string& meaning) {
-        if (StartsWith(word, typed)) {
-            lines += word + "\t" + Replaced(meaning, "\n", " ") + "\n";
-        }
-    };
-    const CLI::App* const command = Follow(&app, words);
-    const bool isOption = StartsWith(typed, "-");
-    for (const CLI::App* at = command; at != nullptr && isOption; at = at->get_parent()) {
-        for (const CLI::Option* option : at->get_options()) {
-            for (const std::string& name : option->get_lnames()) {
-                offer("--" + name, option->get_description());
-            }
-        }
-    }
-    if (command != nullptr && !isOption) {
-        for (const CLI::App* next : command->get_subcommands(std::function<bool(const CLI::App*)>())) {
-            offer(next->get_name(), next->get_description());
-        }
+    for (const Word& word : words) {
+        lines +=
+            StartsWith(word.name, typed) ? word.name + "\t" + Replaced(word.meaning, "\n", " ") + "\n" : "";
     }
     return lines;
+}
+
+}  // namespace
+
+std::string Complete(const CommandWord& tool, std::vector<std::string> words) {
+    const std::string typed = words.empty() ? "" : words.back();
+    words.resize(std::max<std::size_t>(words.size(), 1) - 1);
+    const CommandWord* command = Follow(&tool, words);
+    return command == nullptr       ? ""
+           : StartsWith(typed, "-") ? Offer(command->options, typed)
+                                    : Offer(command->commands, typed);
 }
 
 std::string CompletionScript(const std::string& tool, const std::string& shell) {
