@@ -74,6 +74,11 @@ Reason ListedReason(Rule rule, const Verdict& of, const std::string& uuids, bool
 Reason UnlistedReason(Rule rule, const Verdict& of, const std::string& uuids, bool isSignedIn) {
     switch (rule) {
         case Rule::LISTS:
+            if (of.listed == Listed::UNKNOWN) {
+                return {"list unreadable",
+                        "nothing is against it, but a run ends at a list that it cannot read: "
+                        "infosync-tv factory-reset, then infosync-tv run"};
+            }
             return isSignedIn ? Reason{"next run",
                                        "nothing is against it: the next run lists it: "
                                        "infosync-tv run"}
@@ -109,13 +114,13 @@ Verdict Decide(const std::string& user, const Json::Value& record, const DeviceL
     const auto& users = verdict.listedFor;
     const bool isListed = std::find(users.begin(), users.end(), user) != users.end();
     const bool isSignedIn = user == signedIn;
-    const Reason reason =
-        (isListed ? ListedReason : UnlistedReason)(RuleFor(record), verdict, uuids, isSignedIn);
-    verdict.why = reason.why;
     verdict.listed = !list.problem.empty() ? Listed::UNKNOWN
                      : isListed            ? Listed::YES
                      : users.empty()       ? Listed::NO
                                            : Listed::OTHERS;
+    const Reason reason =
+        (isListed ? ListedReason : UnlistedReason)(RuleFor(record), verdict, uuids, isSignedIn);
+    verdict.why = reason.why;
     verdict.words =
         std::string(isSignedIn ? "" : "belongs to " + user + ", who is not signed in; ") +
         (verdict.listed == Listed::UNKNOWN ? "the device list cannot be read; by the rules: " : "") +

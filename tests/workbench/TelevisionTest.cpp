@@ -149,6 +149,7 @@ TEST_F(TelevisionTest, WhySaysWhatIsKnownOfADeviceThatHasNoRecord) {
     }
     PutList("[");
     EXPECT_EQ(Television::Inquire("r1", 0).verdicts.at(0).listed, Listed::UNKNOWN);
+    EXPECT_EQ(Television::Inquire("r1", 0).verdicts.at(0).why, "list unreadable");
 }
 
 TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {

@@ -159,7 +159,7 @@ Log::Story Tell(const Log::Run& run, const Television::Ending& ending) {
                               run.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER;
     const Television::Cloud cloud = isUnanswered ? Television::Cloud::Find() : Television::Cloud();
     if (!cloud.folder.empty() && cloud.port == 0) {
-        story.remedies.insert(story.remedies.begin(), cloud.words);
+        story.remedies = {cloud.words};
     }
     return story;
 }
