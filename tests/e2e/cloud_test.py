@@ -182,10 +182,13 @@ class CloudProgram(unittest.TestCase):
         television.run_tool("init", "--cloud", self.cloud.folder)
         television.run_tool("sign-in", USER)
         ini = self.cloud.folder / "cloud.ini"
-        ini.write_text(re.sub("(?m)^access=.*$", "access=77", ini.read_text()))
-        television.sync()
-        answer = json.loads(self.cloud.exchanges()[0]["response"]["body"])
-        self.assertEqual(answer["rsp"]["result"]["access_token_expires_in"], 77)
+        self.assertIn("access=1h\n", ini.read_text())
+        for text, seconds in (("1m17s", 77), ("78", 78)):  # bare seconds are those of former versions
+            ini.write_text(re.sub("(?m)^access=.*$", f"access={text}", ini.read_text()))
+            television.run_tool("factory-reset")
+            television.sync()
+            answer = next(e for e in self.cloud.exchanges() if e["endpoint"] == "token")
+            self.assertEqual(json.loads(answer["response"]["body"])["rsp"]["result"]["access_token_expires_in"], seconds)
 
     def test_somebody_elses_folder_is_refused(self):
         self.cloud.folder.chmod(0o777)

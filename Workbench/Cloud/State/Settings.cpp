@@ -2,10 +2,12 @@
 
 #include <glib.h>
 
+#include <cmath>
 #include <memory>
 #include <stdexcept>
 
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Cloud/State/Crypto.h"
 #include "Files.h"
 
@@ -17,9 +19,6 @@ constexpr char LIFETIME[] = "lifetime";
 constexpr char SECRET[] = "secret";
 constexpr char SIGNING[] = "signing";
 constexpr std::size_t SECRET_BYTES = 32;
-
-// Far enough for any purpose, and short of where milliseconds since the epoch end.
-constexpr std::int64_t LONGEST_LIFETIME = 1'000'000'000'000;
 
 using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
 
@@ -55,7 +54,7 @@ void Settings::Prepare() const {
         }
     };
     for (const HoldingKind& kind : HOLDINGS) {
-        add(LIFETIME, kind.name, std::to_string(kind.lifetime));
+        add(LIFETIME, kind.name, Cli::DurationText(kind.lifetime));
     }
     add(SECRET, SIGNING, Hex(RandomBytes(SECRET_BYTES)));
     if (changed) {
@@ -67,12 +66,15 @@ std::int64_t Settings::Lifetime(Holding holding) const {
     const KeyFile file = Load(m_path, Files::Read(m_path));
     const char* name = KindOf(holding).name;
     GError* error = nullptr;
-    const std::int64_t seconds = g_key_file_get_int64(file.get(), LIFETIME, name, &error);
+    std::string text = Cli::Taken(g_key_file_get_string(file.get(), LIFETIME, name, &error));
     RefuseIfDamaged(m_path, error);
-    if (seconds < 0 || seconds > LONGEST_LIFETIME) {
-        Refuse(m_path, std::string("[lifetime] ") + name + " is no number of seconds");
+    // Folders of former versions have bare seconds.
+    text += !text.empty() && g_ascii_isdigit(text.back()) != FALSE ? "s" : "";
+    const auto seconds = Cli::ParseDuration(text);
+    if (!seconds) {
+        Refuse(m_path, std::string("[lifetime] ") + name + " is no duration, such as 90s or 1h");
     }
-    return seconds;
+    return std::llround(*seconds);
 }
 
 std::string Settings::SigningSecret() const {
