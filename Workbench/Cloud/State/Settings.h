@@ -30,9 +30,9 @@ struct HoldingKind {
 inline constexpr std::array<HoldingKind, static_cast<std::size_t>(Holding::COUNT)> HOLDINGS = {{
     {Holding::ACCESS, "access", "access_tokens", 3600, "access token",
      "when a television next activates itself or asks for an application token"},
-    {Holding::REFRESH, "refresh", "grants", 30 * 86400, "refresh token",
+    {Holding::REFRESH, "refresh", "grants", std::int64_t{30} * 86400, "refresh token",
      "when a television's access token has run out ([lifetime] access in cloud.ini)"},
-    {Holding::ACTIVATION, "activation", "activations", 365 * 86400, "activation",
+    {Holding::ACTIVATION, "activation", "activations", std::int64_t{365} * 86400, "activation",
      "when a television next asks for an application token"},
     {Holding::APP, "app", "app_tickets", 86400, "application token", "with a television's next download"},
 }};
