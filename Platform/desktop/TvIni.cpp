@@ -241,8 +241,8 @@ void TvIni::Check() {
                 m_problems.push_back({line, about + error.what()});
             }
         } else if (const std::string keys = Known(group); name.empty() ? keys.empty() : !keys.empty()) {
-            m_problems.push_back({line, about + (name.empty() ? "no such group; there are " + Known("")
-                                                              : "no such key; there are " + keys)});
+            const std::string wrong = name.empty() ? "no such group; there are " : "no such key; there are ";
+            m_problems.push_back({line, about + wrong + (name.empty() ? Known("") : keys)});
         }
     }
 }
