@@ -114,9 +114,7 @@ class Teller {
 public:
     explicit Teller(const ExplainArguments& arguments) : m_arguments(arguments) {}
 
-    void Tell(const Log::Run& run) {
-        Log::Story story = Log::Tell(run);
-        Log::Narrow(story, m_arguments.device);
+    void Tell(const Log::Story& story) {
         m_hasDevice = m_hasDevice || !story.records.empty();
         std::cout << (m_count > 0        ? (m_arguments.json ? ",\n" : "\n")
                       : m_arguments.json ? "[\n"
@@ -158,14 +156,14 @@ void Explain(const ExplainArguments& arguments) {
     }
     CheckPage(arguments);
     const bool hasPage = !arguments.page.empty();
-    Log::Page page(
-        arguments.file == STANDARD_INPUT ? "standard input" : fs::path(arguments.file).filename().string(),
-        arguments.device);
+    Log::Page page(arguments.file == STANDARD_INPUT ? "standard input"
+                                                    : fs::path(arguments.file).filename().string());
     Teller teller(arguments);
-    Log::Runs runs(hasPage, [&](const Log::Run& run) {
-        teller.Tell(run);
+    Log::Runs runs(hasPage, [&](Log::Story& story) {
+        Log::Narrow(story, arguments.device);
+        teller.Tell(story);
         if (hasPage) {
-            page.Add(run);
+            page.Add(story);
         }
     });
     Read(arguments.file, runs);

@@ -21,6 +21,7 @@
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/RunReader.h"
+#include "Television/Log/Table.h"
 #include "Television/ServiceRun.h"
 #include "Television/Stored.h"
 #include "Television/StoredSecrets.h"
@@ -111,7 +112,7 @@ public:
         m_reader.Take(message);
     }
 
-    Log::Run Finish() {
+    Log::Story Finish() {
         return m_reader.Finish();
     }
 
@@ -143,20 +144,19 @@ std::unique_ptr<Cli::FileLock> LockTelevision() {
 }
 
 /** The story, with what the log cannot tell: how the process ended, and what the cloud's side looks like. */
-Log::Story Tell(const Log::Run& run, const Television::Ending& ending) {
-    Log::Story story = Log::Tell(run);
+Log::Story Tell(Log::Story story, const Television::Ending& ending) {
     if (!ending.outcome.empty()) {
         story.outcome = ending.outcome;
-        story.reason = run.failure ? story.reason : std::vector<std::string>();
+        story.reason = story.failure ? story.reason : std::vector<std::string>();
         if (!ending.reason.empty()) {
             story.reason.insert(story.reason.begin(), ending.reason);
         }
-    } else if (story.outcome == Log::NOT_TOLD && !run.sawEnd) {
+    } else if (story.outcome == Log::NOT_TOLD && !story.sawEnd) {
         story.outcome = "crashed";
         story.reason = {"the log ends before the service did"};
     }
-    const bool isUnanswered = run.failure && run.failure->known != nullptr &&
-                              run.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER;
+    const bool isUnanswered = story.failure && story.failure->known != nullptr &&
+                              story.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER;
     const Television::Cloud cloud = isUnanswered ? Television::Cloud::Find() : Television::Cloud();
     if (!cloud.folder.empty() && cloud.port == 0) {
         story.remedies = {cloud.words};

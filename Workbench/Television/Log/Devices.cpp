@@ -10,8 +10,8 @@
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
-#include "Television/Log/JsonText.h"
 #include "Util/CommonUtil.h"
 #include "Util/JsonUtil.h"
 
@@ -26,7 +26,29 @@ bool IsAddress(const std::string& address) {
     return std::regex_match(address, pattern);
 }
 
+/** Hands over each innermost object that is there whole, and the name that it has. */
+void ForEachObject(std::string_view json,
+                   const std::function<void(const std::string& name, std::string_view object)>& onObject) {
+    static const Cli::Pattern innermost(
+        R"re((?:"(?<name>(?:[^"\\]++|\\.)*+)"\s*:\s*)?(?<object>\{(?:[^{}"]++|"(?:[^"\\]++|\\.)*+")*+\}))re");
+    innermost.ForEach(json, [&onObject](const Cli::Pattern::Match& match) {
+        onObject(std::string(match["name"]), match["object"]);
+    });
+}
+
 }  // namespace
+
+std::int64_t FirstNumber(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_of("-0123456789"), text.size()));
+    return Cli::Number(text);
+}
+
+std::string Member(std::string_view json, const std::string& name) {
+    constexpr char VALUE[] = R"re("\s*:\s*(?:"(?<value>(?:[^"\\]++|\\.)*+)|(?<value>[^"\s,}\]]+)))re";
+    static std::map<std::string, Cli::Pattern> patterns;
+    const auto pattern = patterns.try_emplace(name, "\"" + name + VALUE).first;
+    return std::string(pattern->second.Find(json)["value"]);
+}
 
 std::vector<std::string> ServicesOf(const std::string& uuids) {
     std::vector<std::string> services = CommonUtil::SplitString(uuids);

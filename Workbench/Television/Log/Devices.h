@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,6 +10,13 @@
 #include <vector>
 
 namespace Log {
+
+/** The number in the text's first digits, or their sign before them; 0 for none. */
+std::int64_t FirstNumber(std::string_view text);
+
+/** The value of the first member of that name in JSON that may be cut anywhere: a text as it is written, or a
+ * number. */
+std::string Member(std::string_view json, const std::string& name);
 
 /** In the order in which they are counted. */
 enum class Listing { ADDED, REMOVED, SKIPPED, PAIRED, NO_SINK, OTHER_USERS, NOT_LISTED, UPDATED, NOT_TOLD };

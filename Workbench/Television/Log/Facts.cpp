@@ -6,7 +6,6 @@
 
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Television/Log/JsonText.h"
 #include "Television/Log/RunReader.h"
 #include "Util/JsonUtil.h"
 
@@ -24,26 +23,50 @@ std::int64_t NumberAfter(Text text, Text name) {
     return found == Text::npos ? 0 : FirstNumber(text.substr(found + name.size()));
 }
 
+std::string LeftWords(std::int64_t left) {
+    return left < 0 ? Cli::DurationText(left) + " before" : "for another " + Cli::DurationText(left);
+}
+
 }  // namespace
 
-void RunReader::Ask(Run::Kind kind) {
-    run.Of(kind).asked = true;
+std::string RunReader::Seconds(std::int64_t milliseconds) {
+    return Cli::DurationText(static_cast<double>(milliseconds) / MILLISECONDS);
 }
 
-void RunReader::StillHolds(Run::Kind kind) {
-    run.Of(kind).asked = false;
-}
-
-void RunReader::AskToken(Run::Source source, const char* why) {
-    Request& request = run.Of(Run::TOKEN);
-    run.source = source;
-    request.asked = true;
-    request.why = *why == '\0' ? request.why : why;
-    if (source == Run::Source::NEW && *why != '\0') {
-        m_codeAskedAt = m_now;
-        request.left = m_refreshLeft;
+void RunReader::Say(Part part, About about, const std::string& words) {
+    if (words.empty()) {
+        return;
     }
-    Advance(source == Run::Source::NEW ? Step::ASK_CODE : Step::ASK_TOKEN);
+    auto& told = In(part).told;
+    if (about != About::ALSO) {
+        told.erase(about);
+    }
+    told.emplace(about, words);
+}
+
+void RunReader::SayTime(Part part, About about, const char* what, const Moment& milliseconds) {
+    if (milliseconds) {
+        Say(part, about, what + Seconds(*milliseconds));
+    }
+}
+
+void RunReader::Ask(Part request, const char* why) {
+    Of(request).asked = true;
+    const bool mayHold = request == Part::ACTIVATION || request == Part::APP;
+    Say(request, About::WHETHER, mayHold ? ASKED : "");
+    Say(request, About::WHY, why);
+}
+
+void RunReader::AskToken(const char* source, const char* why) {
+    const bool isNew = source == Text(NEW_TOKEN);
+    Of(Part::TOKEN).asked = true;
+    Say(Part::TOKEN, About::WHETHER, source);
+    Say(Part::TOKEN, About::WHY, why);
+    if (*why != '\0') {
+        Say(Part::TOKEN, About::LEFT, isNew ? m_refreshLeft : m_accessLeft);
+        m_codeAskedAt = isNew ? m_now : m_codeAskedAt;
+    }
+    Advance(isNew ? Step::ASK_CODE : Step::ASK_TOKEN);
 }
 
 void RunReader::TakeAccessClock(Text rest, bool isRefreshToken) {
@@ -53,23 +76,22 @@ void RunReader::TakeAccessClock(Text rest, bool isRefreshToken) {
     const bool isFar = now < issued - DAY;
     TakeClock(now, isFar, Cli::DurationText(Cli::Difference(issued, now)) + " before the token was issued");
     if (isRefreshToken) {
-        m_refreshLeft = left < 0 ? std::optional(left) : std::nullopt;
+        m_refreshLeft = left < 0 ? LeftWords(left) : "";
         return;
     }
-    Request& request = run.Of(Run::TOKEN);
-    request.left = isFar ? std::nullopt : std::optional(left);
+    m_accessLeft = isFar ? "" : LeftWords(left);
     if (left >= 0) {
-        run.source = Run::Source::STORED;
-        request.asked = false;
+        Say(Part::TOKEN, About::WHETHER, HOLDS);
+        Say(Part::TOKEN, About::LEFT, m_accessLeft);
     }
 }
 
-void RunReader::TakeExpiry(Run::Kind kind, Text rest, std::int64_t perSecond) {
+void RunReader::TakeExpiry(Part request, Text rest, std::int64_t perSecond) {
     constexpr std::int64_t FAR = 3650 * DAY;
     const std::int64_t now = NumberAfter(rest, "time : ") / perSecond;
     const std::int64_t left = Cli::Difference(FirstNumber(rest) / perSecond, now);
     const bool isFar = left > FAR || left < -FAR;
-    run.Of(kind).left = isFar ? std::nullopt : std::optional(left);
+    Say(request, About::LEFT, isFar ? "" : LeftWords(left));
     TakeClock(now, isFar,
               Cli::DurationText(left) + (left < 0 ? " after" : " before") + " the end of what is stored");
 }
@@ -77,51 +99,54 @@ void RunReader::TakeExpiry(Run::Kind kind, Text rest, std::int64_t perSecond) {
 /** Notes a clock that is far from what is stored, or from the log's own times. */
 void RunReader::TakeClock(std::int64_t now, bool isFar, const std::string& far) {
     const bool hasYear = m_time.size() > 4 && m_time[4] == '-';
-    GDateTime* const date = g_date_time_new_from_unix_local(now);
-    const std::string words =
-        date == nullptr ? "" : Cli::Taken(g_date_time_format(date, hasYear ? "%F %T" : "%m-%d %T"));
-    if (date != nullptr) {
-        g_date_time_unref(date);
-    }
-    const auto moment = Moment(words);
-    const std::int64_t apart = !moment || !m_now || m_time.find(':') == std::string::npos
-                                   ? 0
-                                   : std::abs(*moment - *m_now) / MILLISECONDS;
+    const std::string date = Cli::DateTime(now);
+    const auto moment =
+        date.empty() ? std::nullopt : Log::Moment(hasYear ? date : date.substr(date.find('-') + 1));
+    const bool isOfDay = moment && m_now && m_time.find(':') != std::string::npos;
+    const std::int64_t apart = isOfDay ? std::abs(*moment - *m_now) / MILLISECONDS : 0;
     const bool isFromLog = apart > 2 * DAY && (hasYear || apart < 363 * DAY);
-    if (run.clock.empty() && (isFar || isFromLog)) {
-        run.clock = "the set's clock is wrong, or a stored time is: it stands at " + Cli::DateTime(now) +
-                    ", " + (isFar ? far : "far from the log's own times");
+    if (m_clock.empty() && (isFar || isFromLog)) {
+        m_clock = "the set's clock is wrong, or a stored time is: it stands at " + date + ", " +
+                  (isFar ? far : "far from the log's own times");
     }
 }
 
-void RunReader::TakeWhy(Run::Kind kind, const char* why) {
-    run.Of(kind).asked = true;
-    run.Of(kind).why = why;
+void RunReader::TakeMark(std::int64_t mark) {
+    story.mark = mark > 0 ? std::optional(mark) : std::nullopt;
+    Say(Part::DOWNLOAD, About::WHETHER,
+        mark > 0 ? "of what changed after mark " + std::to_string(mark) : EVERYTHING);
 }
 
 void RunReader::TakeAll(const char* why) {
-    if (run.step == Step::ASK_DOWNLOAD) {
-        run.markWhy = why;
+    if (m_step == Step::ASK_DOWNLOAD) {
+        Say(Part::DOWNLOAD, About::WHETHER, EVERYTHING);
+        Say(Part::DOWNLOAD, About::WHY, why);
     }
+}
+
+void RunReader::TakeFailedCheck(std::int64_t count) {
+    Say(Part::SIGN_IN, About::WHETHER,
+        Cli::Count(static_cast<std::uint64_t>(count), "check") + " found nobody signed in");
+    m_checkFailedAt = m_checkFailedAt ? m_checkFailedAt : m_now;
 }
 
 Request* RunReader::Answered() {
-    const auto kind = RequestOf(run.step);
-    return kind && kind != RequestOf(Next(run.step)) ? &run.Of(*kind) : nullptr;
+    const auto request = RequestOf(m_step);
+    return request && IsAnswer(m_step) ? &Of(*request) : nullptr;
 }
 
 void RunReader::Send() {
-    const auto kind = RequestOf(run.step);
+    const auto request = RequestOf(m_step);
     m_sentAt = m_now;
     m_answerTook.reset();
-    if (!kind || Answered() != nullptr) {
+    if (!request || IsAnswer(m_step)) {
         return;
     }
-    if (*kind == Run::DOWNLOAD && run.Of(*kind).asked && !run.mark) {
-        run.mark = 0;
+    if (*request == Part::DOWNLOAD && Of(*request).asked && Said(Part::DOWNLOAD, About::WHETHER).empty()) {
+        Say(Part::DOWNLOAD, About::WHETHER, EVERYTHING);
     }
-    run.Of(*kind).sent = true;
-    Advance(Next(run.step));
+    Of(*request).sent = true;
+    Advance(StepsOf(*request).last);
 }
 
 void RunReader::TakeAnswer() {
@@ -132,34 +157,35 @@ void RunReader::TakeAnswer() {
     }
 }
 
-void RunReader::TakeStatus(Run::Kind kind, Text rest) {
-    Request& request = run.Of(kind);
-    request.asked = request.sent = request.answered = true;
+void RunReader::TakeStatus(Part part, Text rest) {
+    Request& request = Of(part);
+    request.sent = request.answered = true;
     request.status = FirstNumber(rest);
     request.milliseconds = m_answerTook;
+    Ask(part);
+    Say(part, About::STATUS, "status " + std::to_string(*request.status));
     // The client got through this time.
     m_causes.erase("NXCURL");
     m_causes.erase("");
 }
 
 void RunReader::TakeBody() {
-    Request* request = Answered();
-    if (request == nullptr) {
+    const auto part = RequestOf(m_step);
+    if (!part || !IsAnswer(m_step)) {
         return;
     }
     const std::string body = m_message->TextFrom(m_at);
-    const auto take = [&body](std::string& to, const char* name) {
-        const std::string value = Member(body, name);
-        to = value.empty() ? to : value;
-    };
-    take(request->code, "rcode");
-    take(request->code, "error");
-    take(request->words, "rmsg");
-    take(request->words, "error_description");
-    if (request == &run.Of(Run::TOKEN)) {
+    for (const char* name : {"rcode", "error"}) {
+        const std::string code = Member(body, name);
+        Say(*part, About::CODE, code == "0" ? "" : code);
+    }
+    for (const char* name : {"rmsg", "error_description"}) {
+        Say(*part, About::WORDS, Has(*part, About::CODE) ? Member(body, name) : "");
+    }
+    if (*part == Part::TOKEN) {
         const bool isWhole = Cli::StartsWith(body, "accessToken : ") && body.back() == '}';
         const bool hasToken = !Member(body, "access_token").empty();
-        run.gotToken = hasToken || isWhole ? std::optional(hasToken) : run.gotToken;
+        m_gotToken = hasToken || isWhole ? std::optional(hasToken) : m_gotToken;
     }
 }
 
@@ -167,60 +193,64 @@ void RunReader::TakeBatch() {
     constexpr Text ID = "\"record_id\"";
     const std::string batch = m_message->TextFrom(m_at).substr(sizeof("data:") - 1);
     const std::string mark = Member(batch, "synced_timestamp");
-    run.nextMark = mark.empty() ? run.nextMark : std::optional(FirstNumber(mark));
-    run.devices.LearnNames(batch);
+    if (!mark.empty()) {
+        story.nextMark = FirstNumber(mark);
+        Say(Part::DOWNLOAD, About::NEXT, "next mark " + std::to_string(*story.nextMark));
+    }
+    devices.LearnNames(batch);
     std::size_t count = 0;
     for (std::size_t at = batch.find(ID); at != Text::npos; at = batch.find(ID, at + 1)) {
         ++count;
     }
+    bool isCut = false;
     try {
         count = InfoSyncUtil::ParseJson(batch)["records"].size();
-        run.downloadIsCut = false;
     } catch (const std::exception&) {
-        run.downloadIsCut = true;
+        isCut = true;
     }
-    run.downloaded = count;
+    Say(Part::DOWNLOAD, About::COUNT, (isCut ? "at least " : "") + Cli::Count(count, "record"));
 }
 
 void RunReader::TakeList() {
-    run.sawList = true;
-    run.devices.End();
-    run.devices.LearnNames(m_message->TextFrom(m_at));
+    m_sawList = true;
+    devices.End();
+    devices.LearnNames(m_message->TextFrom(m_at));
 }
 
 void RunReader::Miss(const std::string& document) {
-    run.missing.push_back(document);
+    Say(Part::STORED, About::ALSO, document);
     const auto cause = m_causes.find("CKMC");
     if (cause != m_causes.end()) {
-        run.missing.push_back(cause->second);
+        Say(Part::STORED, About::ALSO, cause->second);
         m_causes.erase(cause);
     }
 }
 
 void RunReader::TakeCode() {
-    run.codeWait = Since(std::exchange(m_codeAskedAt, {}));
-    if (run.failure && run.failure->step == Step::CODE) {
-        run.failure.reset();
+    SayTime(Part::TOKEN, About::WAIT, "the code came after ", Since(std::exchange(m_codeAskedAt, {})));
+    if (story.failure && story.failure->step == Step::CODE) {
+        story.failure.reset();
     }
 }
 
 void RunReader::Locate() {
     const auto client = m_causes.find("NXCURL");
     const std::string url = client == m_causes.end() ? "" : client->second;
-    const auto isOf = [&url](const char* path) { return url.find(path) != std::string::npos; };
-    const auto isOpen = [this](Run::Kind kind) { return run.Of(kind).asked == true && !run.Of(kind).status; };
+    const auto isOf = [&](Part part, const char* path) {
+        return url.find(path) != std::string::npos || (Of(part).asked && !Of(part).status);
+    };
     const bool isCaught = Cli::StartsWith(m_message->lines[m_at].message, "exception : ");
-    const bool isDownload = isOf("/data/") || run.Of(Run::APP).status || isOpen(Run::DOWNLOAD) ||
-                            (run.sawStart && run.Shows('W'));
-    const auto kind = isCaught                                       ? std::optional(Run::TOKEN)
-                      : isOf("/activate") || isOpen(Run::ACTIVATION) ? std::optional(Run::ACTIVATION)
-                      : isOf("/tokens/") || isOpen(Run::APP)         ? std::optional(Run::APP)
-                      : isDownload                                   ? std::optional(Run::DOWNLOAD)
-                                                                     : std::nullopt;
-    constexpr Step ASKING[] = {Step::ASK_TOKEN, Step::ASK_ACTIVATION, Step::ASK_APP, Step::ASK_DOWNLOAD};
-    if (kind) {
-        run.Of(*kind).asked = run.Of(*kind).sent = true;
-        Advance(Next(ASKING[*kind]));
+    const bool isDownload =
+        isOf(Part::DOWNLOAD, "/data/") || Of(Part::APP).status || (sawStart && Shows('W'));
+    const auto part = isCaught                              ? std::optional(Part::TOKEN)
+                      : isOf(Part::ACTIVATION, "/activate") ? std::optional(Part::ACTIVATION)
+                      : isOf(Part::APP, "/tokens/")         ? std::optional(Part::APP)
+                      : isDownload                          ? std::optional(Part::DOWNLOAD)
+                                                            : std::nullopt;
+    if (part) {
+        Of(*part).sent = true;
+        Ask(*part);
+        Advance(StepsOf(*part).last);
     }
 }
 

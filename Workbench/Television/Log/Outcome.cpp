@@ -1,8 +1,6 @@
-#include <algorithm>
-
+/** What became of a run, why, and what to do. */
 #include "Cli/Text.h"
-#include "Television/Log/Story.h"
-#include "Television/Log/Table.h"
+#include "Television/Log/RunReader.h"
 
 namespace Log {
 
@@ -10,101 +8,101 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
-constexpr long STATUS_OK = 200;
+constexpr std::int64_t STATUS_OK = 200;
 
-std::string SubjectWords(const Run& run) {
-    const bool isOfSet = run.failure->text == "fail to get Tizen version";
-    const bool isElement = run.failure->text == "fail to read";
-    return run.subject.empty() ? ""
-           : isOfSet           ? "it is " + run.subject + " that is not told"
-           : isElement         ? "it lacks " + run.subject
-                               : "";
+}  // namespace
+
+void RunReader::ConcludeOutcome() {
+    const auto& failure = story.failure;
+    // The service waits for a code, and nothing has ended it yet.
+    const bool isWaiting = FailedIn(Step::CODE, Step::CODE) && failure->known != nullptr &&
+                           failure->known->kind == Kind::FAILURE && !story.sawEnd;
+    const bool isSuccess =
+        story.sawEnd && Of(Part::DOWNLOAD).status == STATUS_OK && (m_sawList || !Shows('I'));
+    story.outcome = failure && !isWaiting ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
+    if (failure) {
+        story.reason = Reason();
+    } else if (story.sawEnd && !isSuccess) {
+        story.reason = {"the log shows the end, but not what came of the download"};
+    } else if (!isSuccess) {
+        story.reason = {"the log ends first: the service was still at it, was ended, or the log is cut"};
+    }
+    for (const Fault& fault : m_faults) {
+        Add(story.remedies, Remedy(fault));
+    }
 }
 
-Words FailureReason(const Run& run) {
-    const Request& token = run.Of(Run::TOKEN);
+bool RunReader::IsRefusedToken() const {
+    return Has(Part::TOKEN, About::CODE) || m_gotToken == false;
+}
+
+Words RunReader::Reason() const {
+    const Fault& failure = *story.failure;
     Words words;
-    if (token.IsRefused() || run.gotToken == false) {
+    if (IsRefusedToken()) {
         words.emplace_back("the authorisation server gave no token");
-        Add(words, Cli::Join(token.AnswerWords(), ", "));
+        Add(words, In(Part::TOKEN).Text(About::STATUS, About::WORDS));
     }
-    Add(words, run.endedWithoutToken ? "the run ended without an access token" : "");
-    Add(words, run.failure->Meaning());
-    Add(words, SubjectWords(run));
-    Add(words, run.failure->cause);
-    const auto kind = RequestOf(run.failure->step.value_or(Step::END));
-    if (kind) {
-        for (const std::string& answer : run.Of(*kind).AnswerWords()) {
-            Add(words, answer);
+    Add(words, endedWithoutToken ? "the run ended without an access token" : "");
+    Add(words, failure.Meaning());
+    if (!subject.empty() && failure.text == "fail to get Tizen version") {
+        Add(words, "it is " + subject + " that is not told");
+    } else if (!subject.empty() && failure.text == "fail to read") {
+        Add(words, "it lacks " + subject);
+    }
+    Add(words, failure.cause);
+    if (const auto part = RequestOf(failure.step.value_or(Step::END))) {
+        for (const About about : {About::STATUS, About::CODE, About::WORDS}) {
+            Add(words, Said(*part, about));
         }
     }
-    Add(words, run.IsUnlocated() ? "which request it was: level W, or the HTTP client's lines, tell" : "");
+    Add(words, failure.step ? "" : "which request it was: level W, or the HTTP client's lines, tell");
     return words;
 }
 
-std::string RefusalRemedy(const Run& run, const KnownLine& known, Run::Kind kind) {
+std::string RunReader::RefusalRemedy(const KnownLine& known, Part part) const {
     constexpr std::int64_t SERVER_ERROR = 500;
-    const Request& request = run.Of(kind);
-    const std::int64_t status = request.status.value_or(0);
-    return request.IsDropped()              ? "nothing: the next run downloads everything"
-           : kind == Run::TOKEN             ? std::string(known.remedy)
-           : status == 401 || status == 403 ? "if it stays so, a factory reset asks for all tokens anew"
+    const std::int64_t status = Of(part).status.value_or(0);
+    const std::string code = Said(part, About::CODE);
+    return part == Part::DOWNLOAD && IsDropped() ? "nothing: the next run downloads everything"
+           : part == Part::TOKEN                 ? std::string(known.remedy)
+           : status == 401 || status == 403      ? "if it stays so, a factory reset asks for all tokens anew"
            : status == 404 ? "see whether the set talks to the right cloud, and whether that is up to date"
            : status >= SERVER_ERROR ? "the cloud failed: see its log, and start the service again later"
-           : request.IsRefused()    ? "see the cloud, which knows its rcode " + request.code
+           : !code.empty()          ? "see the cloud, which knows its rcode " + code
                                     : "the answer's rcode and rmsg tell why: level I";
 }
 
-std::string Remedy(const Run& run, const Fault& fault) {
+std::string RunReader::Remedy(const Fault& fault) const {
     if (fault.known == nullptr) {
         return "";
     }
     const KnownLine& known = *fault.known;
-    const Run::Source source = run.TokenSource();
-    if (run.Of(Run::TOKEN).IsRefused() || run.gotToken == false) {
-        return source == Run::Source::REFRESHED
+    const std::string source = Said(Part::TOKEN, About::WHETHER);
+    if (IsRefusedToken()) {
+        return source == REFRESHED_TOKEN
                    ? "nothing: the next run asks for a new token"
                    : "the next run asks with a new code; if that is refused, too, sign out and in again";
     }
-    const auto kind = RequestOf(known.kind == Kind::REFUSED ? known.step : fault.step.value_or(Step::END));
-    const bool isRefused = kind && run.Of(*kind).status.value_or(STATUS_OK) != STATUS_OK;
+    const auto part = RequestOf(known.kind == Kind::REFUSED ? known.step : fault.step.value_or(Step::END));
+    const bool isRefused = part && Of(*part).status.value_or(STATUS_OK) != STATUS_OK;
     if (known.kind == Kind::REFUSED || (known.kind == Kind::UNREADABLE && isRefused)) {
-        return RefusalRemedy(run, known, kind.value_or(Run::TOKEN));
+        return RefusalRemedy(known, part.value_or(Part::TOKEN));
     }
-    if (known.kind == Kind::NO_ANSWER && !run.sawClient) {
+    if (known.kind == Kind::NO_ANSWER && !m_sawClient) {
         return std::string(known.remedy) +
                "; why it was is told by the HTTP client's lines, which are not in this log";
     }
-    if (known.kind == Kind::UNREADABLE && run.Shows('I') && kind) {
+    if (known.kind == Kind::UNREADABLE && Shows('I') && part) {
         return "see the server: its answer is logged just before";
     }
     if (fault.text == "fail to read") {
-        const bool isNew =
-            source == Run::Source::NEW || run.subject == "auth_code" || run.subject == "code_verifier";
-        return isNew ? "sign out and in again; see the sign-in service's log"
-               : source == Run::Source::REFRESHED
-                   ? "a factory reset, or wait until the refresh token has run out"
-                   : std::string(known.remedy);
+        const bool isOfCode = source == NEW_TOKEN || subject == "auth_code" || subject == "code_verifier";
+        return isOfCode                    ? "sign out and in again; see the sign-in service's log"
+               : source == REFRESHED_TOKEN ? "a factory reset, or wait until the refresh token has run out"
+                                           : std::string(known.remedy);
     }
     return std::string(known.remedy);
-}
-
-}  // namespace
-
-void TellOutcome(const Run& run, Story& story) {
-    const bool isSuccess =
-        run.sawEnd && run.Of(Run::DOWNLOAD).status == STATUS_OK && (run.sawList || !run.Shows('I'));
-    story.outcome = run.failure && !run.IsWaiting() ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
-    if (run.failure) {
-        story.reason = FailureReason(run);
-    } else if (!isSuccess) {
-        story.reason = {
-            run.sawEnd ? "the log shows the end, but not what came of the download"
-                       : "the log ends first: the service was still at it, was ended, or the log is cut"};
-    }
-    for (const Fault& fault : run.faults) {
-        Add(story.remedies, Remedy(run, fault));
-    }
 }
 
 }  // namespace Log

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <optional>
 #include <string_view>
 
 #include "Cli/Text.h"
@@ -58,38 +59,33 @@ enum Party : int { TELEVISION, SERVICE, AUTHORISATION_SERVER, CLOUD };
 constexpr const char* PARTY_NAMES[] = {"television", "service", "authorisation server", "cloud"};
 
 /** What a step is in the picture. */
-struct Part {
+struct Arrow {
     Step step;
     Party from;
     Party to;
     const char* label;
-    /** The chapter that stands beside the arrow; empty for none. */
-    const char* chapter;
+    /** The chapter that stands beside the arrow. */
+    std::optional<Part> chapter;
 };
 
-constexpr Part PARTS[] = {
-    {Step::START, TELEVISION, SERVICE, "start", "start"},
-    {Step::SIGN_IN, TELEVISION, SERVICE, "sign-in", "sign-in"},
-    {Step::STORED, TELEVISION, SERVICE, "what is stored", "stored"},
-    {Step::TOKEN, SERVICE, SERVICE, "token", "token"},
-    {Step::ASK_CODE, SERVICE, TELEVISION, "authorisation code?", ""},
-    {Step::CODE, TELEVISION, SERVICE, "authorisation code", ""},
-    {Step::ASK_TOKEN, SERVICE, AUTHORISATION_SERVER, "token?", ""},
-    {Step::TOKEN_ANSWER, AUTHORISATION_SERVER, SERVICE, "token", "token"},
-    {Step::ASK_ACTIVATION, SERVICE, CLOUD, "activation", "activation"},
-    {Step::ACTIVATION_ANSWER, CLOUD, SERVICE, "activation", "activation"},
-    {Step::ASK_APP, SERVICE, CLOUD, "app token", "app"},
-    {Step::APP_ANSWER, CLOUD, SERVICE, "app token", "app"},
-    {Step::ASK_DOWNLOAD, SERVICE, CLOUD, "download", "download"},
-    {Step::DOWNLOAD_ANSWER, CLOUD, SERVICE, "records", "download"},
-    {Step::LIST, SERVICE, TELEVISION, "device list", "list"},
-    {Step::END, SERVICE, SERVICE, "end", ""},
+constexpr Arrow ARROWS[] = {
+    {Step::START, TELEVISION, SERVICE, "start", Part::START},
+    {Step::SIGN_IN, TELEVISION, SERVICE, "sign-in", Part::SIGN_IN},
+    {Step::STORED, TELEVISION, SERVICE, "what is stored", Part::STORED},
+    {Step::TOKEN, SERVICE, SERVICE, "token", Part::TOKEN},
+    {Step::ASK_CODE, SERVICE, TELEVISION, "authorisation code?", {}},
+    {Step::CODE, TELEVISION, SERVICE, "authorisation code", {}},
+    {Step::ASK_TOKEN, SERVICE, AUTHORISATION_SERVER, "token?", {}},
+    {Step::TOKEN_ANSWER, AUTHORISATION_SERVER, SERVICE, "token", Part::TOKEN},
+    {Step::ASK_ACTIVATION, SERVICE, CLOUD, "activation", Part::ACTIVATION},
+    {Step::ACTIVATION_ANSWER, CLOUD, SERVICE, "activation", Part::ACTIVATION},
+    {Step::ASK_APP, SERVICE, CLOUD, "app token", Part::APP},
+    {Step::APP_ANSWER, CLOUD, SERVICE, "app token", Part::APP},
+    {Step::ASK_DOWNLOAD, SERVICE, CLOUD, "download", Part::DOWNLOAD},
+    {Step::DOWNLOAD_ANSWER, CLOUD, SERVICE, "records", Part::DOWNLOAD},
+    {Step::LIST, SERVICE, TELEVISION, "device list", Part::LIST},
+    {Step::END, SERVICE, SERVICE, "end", {}},
 };
-
-bool IsAnswer(Step step) {
-    const auto request = RequestOf(step);
-    return request && request != RequestOf(Next(step));
-}
 
 /** Without the date and the zone, which are the same in all rows. */
 std::string TimeOfDay(const std::string& time) {
@@ -98,29 +94,27 @@ std::string TimeOfDay(const std::string& time) {
 }
 
 /** What the chapter says of the asking, or of the answer. */
-std::string Words(const Part& part, const Chapter& chapter) {
-    const bool isRequest = RequestOf(part.step).has_value() || part.step == Step::TOKEN;
+std::string Words(const Arrow& arrow, const Chapter& chapter) {
+    const bool isRequest = RequestOf(arrow.step).has_value() || arrow.step == Step::TOKEN;
     Chapter shown = chapter;
-    if (IsAnswer(part.step)) {
-        shown.told.erase(shown.told.begin(),
-                         shown.told.begin() + static_cast<std::ptrdiff_t>(chapter.asking));
+    if (IsAnswer(arrow.step)) {
+        shown.told.erase(shown.told.begin(), shown.told.lower_bound(About::WAIT));
     } else if (isRequest) {
-        shown.told.resize(chapter.asking);
+        shown.told.erase(shown.told.lower_bound(About::WAIT), shown.told.end());
         shown.untold.clear();
     }
-    const std::string words = shown.Words();
-    return part.label + (words.empty() ? "" : ": " + words);
+    return Cli::Join({arrow.label, shown.Text()}, shown.told.empty() && shown.untold.empty() ? "" : ": ");
 }
 
-Html StepHtml(const Run& run, const Part& part, const Chapter* chapter) {
-    const auto found = run.lines.find(part.step);
-    const StepLines lines = found == run.lines.end() ? StepLines() : found->second;
-    const bool isFault = run.failure && run.failure->step == part.step;
+Html StepHtml(const Story& story, const Arrow& arrow, const Chapter* chapter) {
+    const auto found = story.lines.find(arrow.step);
+    const StepLines lines = found == story.lines.end() ? StepLines() : found->second;
+    const bool isFault = story.failure && story.failure->step == arrow.step;
     // What still holds is not asked for.
-    const auto request = RequestOf(part.step);
-    const Party to = request && run.Of(*request).asked == false ? part.from : part.to;
-    const std::string who = PARTY_NAMES[part.from] +
-                            (to == part.from ? "" : std::string(" \u2192 ") + PARTY_NAMES[to]) + ", " +
+    const bool holds = chapter != nullptr && chapter->Text(About::WHETHER, About::WHETHER) == HOLDS;
+    const Party to = holds ? arrow.from : arrow.to;
+    const std::string who = PARTY_NAMES[arrow.from] +
+                            (to == arrow.from ? "" : std::string(" \u2192 ") + PARTY_NAMES[to]) + ", " +
                             (lines.count > 0 ? Cli::Count(lines.count, "line") : "concluded: no line of it");
     const std::string leftOut =
         lines.leftOut == 0 ? "" : "... " + Cli::Count(lines.leftOut, "line") + " left out here ...\n";
@@ -128,27 +122,26 @@ Html StepHtml(const Run& run, const Part& part, const Chapter* chapter) {
         "step",
         {{"class", std::string(isFault ? "fault" : "") + (lines.count == 0 ? " concluded" : "")},
          {"time", TimeOfDay(lines.time)},
-         {"shape", to == part.from  ? "self"
-                   : part.from < to ? "right"
-                                    : "left"},
-         {"low", std::to_string(std::min(part.from, to))},
-         {"span", std::to_string(std::abs(to - part.from))},
+         {"shape", to == arrow.from  ? "self"
+                   : arrow.from < to ? "right"
+                                     : "left"},
+         {"low", std::to_string(std::min(arrow.from, to))},
+         {"span", std::to_string(std::abs(to - arrow.from))},
          {"who", who},
-         {"words", (isFault ? "FAILED: " : "") + (chapter == nullptr ? part.label : Words(part, *chapter))},
+         {"words", (isFault ? "FAILED: " : "") + (chapter == nullptr ? arrow.label : Words(arrow, *chapter))},
          {"lines", lines.text + leftOut}});
 }
 
-Html StepsHtml(const Run& run, const Story& story) {
+Html StepsHtml(const Story& story) {
     Html html;
-    for (const Part& part : PARTS) {
-        const auto chapter = std::find_if(story.chapters.begin(), story.chapters.end(),
-                                          [&part](const Chapter& told) { return told.name == part.chapter; });
+    for (const Arrow& arrow : ARROWS) {
+        const auto chapter =
+            std::find_if(story.chapters.begin(), story.chapters.end(),
+                         [&arrow](const Chapter& told) { return arrow.chapter == told.part; });
         const bool hasChapter = chapter != story.chapters.end();
-        const auto request = RequestOf(part.step);
-        const bool isImplied = request && run.Of(*request).sent && part.step < run.reached;
         // A step without a line of its own shows where it is told of, or must have been.
-        if (run.lines.count(part.step) > 0 || (hasChapter && !IsAnswer(part.step)) || isImplied) {
-            html.code += StepHtml(run, part, hasChapter ? &*chapter : nullptr).code;
+        if (story.lines.count(arrow.step) > 0 || (hasChapter && !IsAnswer(arrow.step))) {
+            html.code += StepHtml(story, arrow, hasChapter ? &*chapter : nullptr).code;
         }
     }
     return html;
@@ -166,7 +159,7 @@ Html DevicesHtml(const std::vector<Record>& records) {
     return records.empty() ? Html() : Fill("devices", {{"rows", rows}});
 }
 
-Html RunHtml(const Run& run, const Story& story) {
+Html RunHtml(const Story& story) {
     Html notes;
     if (!story.reason.empty()) {
         notes.code += Fill("note", {{"name", "Why:"}, {"text", Cli::Join(story.reason, "; ")}}).code;
@@ -174,34 +167,33 @@ Html RunHtml(const Run& run, const Story& story) {
     for (const std::string& remedy : story.remedies) {
         notes.code += Fill("note", {{"name", "What to do:"}, {"text", remedy}}).code;
     }
-    return Fill("run", {{"number", std::to_string(run.number)},
-                        {"timeless", run.began.empty() ? "timeless" : ""},
+    return Fill("run", {{"number", std::to_string(story.number)},
+                        {"timeless", story.began.empty() ? "timeless" : ""},
                         {"of", story.user.empty() ? "" : "of " + story.user},
                         {"outcome", story.outcome},
                         {"heading", Cli::Join(story.heading, ", ")},
                         {"notes", notes},
                         {"devices", DevicesHtml(story.records)},
-                        {"steps", StepsHtml(run, story)}});
+                        {"steps", StepsHtml(story)}});
 }
 
 }  // namespace
 
-void Page::Add(const Run& run) {
+void Page::Add(const Story& story) {
     ++m_count;
-    m_runs.push_back(run);
-    if (m_runs.size() > MOST_RUNS) {
-        m_runs.pop_front();
+    m_stories.push_back(story);
+    if (m_stories.size() > MOST_RUNS) {
+        m_stories.pop_front();
     }
 }
 
 std::string Page::Code() const {
     Html links;
     Html sections;
-    for (const Run& run : m_runs) {
-        Story story = Tell(run);
-        Narrow(story, m_device);
-        links.code += Fill("link", {{"number", std::to_string(run.number)}, {"outcome", story.outcome}}).code;
-        sections.code += RunHtml(run, story).code;
+    for (const Story& story : m_stories) {
+        links.code +=
+            Fill("link", {{"number", std::to_string(story.number)}, {"outcome", story.outcome}}).code;
+        sections.code += RunHtml(story).code;
     }
     const std::string some =
         m_count > MOST_RUNS ? "; the last " + std::to_string(MOST_RUNS) + " are here" : "";

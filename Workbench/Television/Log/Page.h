@@ -12,20 +12,19 @@ namespace Log {
 
 class Page {
 public:
-    /** @param title what the log is called; device: of which records alone it is to tell, empty for all */
-    Page(std::string title, std::string device) : m_title(std::move(title)), m_device(std::move(device)) {}
+    /** @param title what the log is called */
+    explicit Page(std::string title) : m_title(std::move(title)) {}
 
     /** Takes a run with its lines; of many, the page shows the last 20. */
-    void Add(const Run& run);
+    void Add(const Story& story);
 
     /** The whole page. */
     std::string Code() const;
 
 private:
     std::string m_title;
-    std::string m_device;
     std::size_t m_count = 0;
-    std::deque<Run> m_runs;
+    std::deque<Story> m_stories;
 };
 
 }  // namespace Log

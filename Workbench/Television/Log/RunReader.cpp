@@ -1,15 +1,9 @@
 #include "Television/Log/RunReader.h"
 
-#include <glib.h>
-
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 #include "Cli/Text.h"
-#include "Cli/Time.h"
-#include "Television/Log/JsonText.h"
-#include "Util/JsonUtil.h"
 
 namespace Log {
 
@@ -17,11 +11,8 @@ namespace {
 
 using Text = std::string_view;
 
-constexpr std::int64_t DAY = 86400;
-constexpr std::int64_t MILLISECONDS = 1000;
-constexpr std::size_t NUMBER_WIDTH = 7;
-constexpr std::size_t MOST_FAULTS = 20;
-constexpr long STATUS_OK = 200;
+constexpr std::int64_t DAY = 86'400'000;
+constexpr std::int64_t STATUS_OK = 200;
 
 const KnownLine STORE_FAULT = {'E',
                                "",
@@ -32,26 +23,18 @@ const KnownLine STORE_FAULT = {'E',
                                "something could not be stored or read",
                                "see the store that reported it: space, rights"};
 
-bool IsStore(const std::string& tag) {
-    return tag == "VCONF" || tag == "CKMC";
-}
-
-/** Whether a warning of the tag may be the cause of what goes wrong later. */
-bool IsNamedAsCause(const std::string& tag) {
-    return tag == "BLUETOOTH" || tag == "NXCURL" || tag == "SSO" || tag == "TV";
-}
-
-const KnownLine* FindKnownMessage(const char* message) {
-    Line line;
-    line.message = message;
-    return FindKnownLine(line);
+bool IsOneOf(const std::string& tag, std::initializer_list<Text> tags) {
+    return std::find(tags.begin(), tags.end(), tag) != tags.end();
 }
 
 }  // namespace
 
-RunReader::RunReader(std::size_t number, std::int64_t pid, bool keepsLines) : m_keepsLines(keepsLines) {
-    run.number = number;
-    run.pid = pid;
+RunReader::RunReader(std::size_t number, std::int64_t pid, bool keepsLines)
+    : m_pid(pid), m_keepsLines(keepsLines) {
+    story.number = number;
+    for (std::size_t i = 0; i < m_chapters.size(); ++i) {
+        m_chapters[i].part = static_cast<Part>(i);
+    }
 }
 
 void RunReader::Take(const Message& message) {
@@ -71,8 +54,8 @@ void RunReader::Take(const Message& message) {
 void RunReader::TakeLine(const Line& line) {
     const KnownLine* known = FindKnownLine(line);
     const char priority = line.priority != '\0' || known == nullptr ? line.priority : known->priority;
-    if (priority != '\0' && (run.level == '\0' || IsBelow(priority, run.level))) {
-        run.level = priority;
+    if (priority != '\0' && (m_level == '\0' || IsBelow(priority, m_level))) {
+        m_level = priority;
     }
     TakeTime(line);
     Advance(known == nullptr ? Step::START : known->step);
@@ -89,135 +72,114 @@ void RunReader::TakeLine(const Line& line) {
     }
 }
 
+/** What the platform, or a program beside it, logs in the service's process. */
 void RunReader::TakeOther(const Line& line) {
+    const bool isStore = IsOneOf(line.tag, {"VCONF", "CKMC"});
+    const bool isPlatform = IsOneOf(line.tag, {"BLUETOOTH", "NXCURL", "SSO", "TV"});
     // The service itself does not look at what becomes of the list.
-    const bool isOfList = line.tag == "VCONF" && run.Of(Run::DOWNLOAD).status == STATUS_OK;
-    if (isOfList) {
-        Advance(Step::LIST);
-    }
+    const bool isOfList = line.tag == "VCONF" && Of(Part::DOWNLOAD).status == STATUS_OK;
+    Advance(isOfList ? Step::LIST : Step::START);
     Keep(line, line.tag + ": " + line.message);
-    const bool mayBeCause = IsNamedAsCause(line.tag) && (line.priority == 'W' || line.priority == '\0');
+    const bool mayBeCause = isPlatform && (line.priority == 'W' || line.priority == '\0');
     if (!line.IsError() && !mayBeCause) {
         return;
     }
-    const bool isNamed = IsStore(line.tag) || IsNamedAsCause(line.tag);
     const std::string words = line.tag + ": " + line.message;
-    std::string& cause = m_causes[isNamed ? line.tag : ""];
-    cause = IsStore(line.tag) && !cause.empty() ? cause : words;
-    run.sawClient = run.sawClient || !IsStore(line.tag);
-    if (IsStore(line.tag) && line.IsError()) {
-        run.faults.push_back({&STORE_FAULT, "", words, run.step});
-        run.failure = isOfList && !run.failure ? run.faults.back() : run.failure;
+    std::string& cause = m_causes[isStore || isPlatform ? line.tag : ""];
+    cause = isStore && !cause.empty() ? cause : words;
+    m_sawClient = m_sawClient || !isStore;
+    if (isStore && line.IsError()) {
+        m_faults.push_back({&STORE_FAULT, "", words, m_step});
+        story.failure = isOfList && !story.failure ? m_faults.back() : story.failure;
     }
-}
-
-Run RunReader::Finish() {
-    if (run.sawList || run.sawEnd) {
-        run.devices.End();
-    }
-    if (run.sawEnd && !run.failure && run.Of(Run::DOWNLOAD).status != STATUS_OK) {
-        const auto store = std::find_if(run.faults.begin(), run.faults.end(),
-                                        [](const Fault& fault) { return fault.known == &STORE_FAULT; });
-        if (store != run.faults.end()) {
-            run.failure = *store;
-        } else if (run.sawStart && run.reached < Step::STORED) {
-            // A run without a word of why ends for no other reason.
-            run.failure = Fault{FindKnownMessage("Exit process"), "Exit process", "", Step::SIGN_IN};
-            run.faults.push_back(*run.failure);
-        }
-    }
-    return std::move(run);
 }
 
 void RunReader::Keep(const Line& line, const std::string& text) {
-    run.began = run.began.empty() ? line.time : run.began;
-    run.ended = line.time.empty() ? run.ended : line.time;
-    ++run.lineCount;
+    constexpr std::size_t NUMBER_WIDTH = 7;
+    story.began = story.began.empty() ? line.time : story.began;
+    m_ended = line.time.empty() ? m_ended : line.time;
+    ++m_lineCount;
     m_lastLine = line.number;
     if (!m_keepsLines) {
         return;
     }
-    StepLines& lines = run.lines[run.step];
-    std::string number = std::to_string(line.number);
-    number.insert(0, NUMBER_WIDTH - std::min(number.size(), NUMBER_WIDTH), ' ');
-    std::string kept = number + "  " + (line.priority == '\0' ? ' ' : line.priority) + "  " + text;
+    std::string kept = std::to_string(line.number);
+    kept.insert(0, NUMBER_WIDTH - std::min(kept.size(), NUMBER_WIDTH), ' ');
+    kept.append("  ").append(1, line.priority == '\0' ? ' ' : line.priority).append("  ").append(text);
     std::replace(kept.begin(), kept.end(), '\t', ' ');
+    StepLines& lines = story.lines[m_step];
     lines.Add(kept);
     lines.time = lines.time.empty() ? line.time : lines.time;
 }
 
 void RunReader::TakeTime(const Line& line) {
     constexpr std::int64_t SLACK = 1000;
-    if (line.time == m_time) {
-        return;
+    if (line.time != m_time && line.moment) {
+        m_clockJumped =
+            m_clockJumped || (m_now && (*line.moment < *m_now - SLACK || *line.moment > *m_now + DAY));
+        m_first = m_first ? m_first : line.moment;
+        m_now = line.moment;
     }
     m_time = line.time;
-    const std::optional<std::int64_t> now = line.moment;
-    if (now) {
-        run.clockJumped =
-            run.clockJumped || (m_now && (*now < *m_now - SLACK || *now > *m_now + DAY * MILLISECONDS));
-        m_first = m_first ? m_first : now;
-        m_now = now;
-        run.milliseconds = Since(m_first);
-    }
 }
 
 /** How long ago that was; nothing where no time tells, or where the clock was set on the way. */
-std::optional<std::int64_t> RunReader::Since(const std::optional<std::int64_t>& moment) const {
-    const bool isTold = moment && m_now && *m_now >= *moment && !run.clockJumped;
-    return isTold ? std::optional(*m_now - *moment) : std::nullopt;
+RunReader::Moment RunReader::Since(const Moment& moment) const {
+    const bool isTold = moment && m_now && *m_now >= *moment && !m_clockJumped;
+    return isTold ? Moment(*m_now - *moment) : std::nullopt;
 }
 
 void RunReader::Advance(Step step) {
     // After a refused download the list is written once more, as it was.
-    const bool isRefused =
-        step == Step::LIST && run.Of(Run::DOWNLOAD).status.value_or(STATUS_OK) != STATUS_OK;
-    run.step = std::max(run.step, isRefused ? Step::DOWNLOAD_ANSWER : step);
-    run.reached = run.step == Step::END ? run.reached : run.step;
-    if (run.step > Step::SIGN_IN && m_checkFailedAt) {
-        run.signInWait = Since(std::exchange(m_checkFailedAt, {}));
+    const bool isRefused = step == Step::LIST && Of(Part::DOWNLOAD).status.value_or(STATUS_OK) != STATUS_OK;
+    m_step = std::max(m_step, isRefused ? Step::DOWNLOAD_ANSWER : step);
+    m_reached = m_step == Step::END ? m_reached : m_step;
+    if (m_reached > Step::SIGN_IN && m_checkFailedAt) {
+        SayTime(Part::SIGN_IN, About::TOOK, "after ", Since(std::exchange(m_checkFailedAt, {})));
     }
 }
 
 void RunReader::TakeFault(const Line& line, const KnownLine* known) {
+    constexpr std::size_t MOST_FAULTS = 20;
     std::string text(WithoutCatch(line.message));
     text.erase(text.find_last_not_of(' ') + 1);
     const Fault fault{known, text, Cause(), StepOf(line, known)};
-    if (run.endedWithoutToken) {
+    if (endedWithoutToken) {
         // The error before it told why.
-        run.failure = run.faults.empty() ? Fault{nullptr, "", "", Step::TOKEN} : run.faults.back();
+        story.failure = m_faults.empty() ? Fault{nullptr, "", "", Step::TOKEN} : m_faults.back();
         return;
     }
-    const bool isTold = std::any_of(run.faults.begin(), run.faults.end(), [&fault](const Fault& told) {
+    const bool isTold = std::any_of(m_faults.begin(), m_faults.end(), [&fault](const Fault& told) {
         return told.text == fault.text && told.cause == fault.cause;
     });
-    if (!isTold && run.faults.size() < MOST_FAULTS) {
-        run.faults.push_back(fault);
+    if (!isTold && m_faults.size() < MOST_FAULTS) {
+        m_faults.push_back(fault);
     }
     if (known == nullptr || known->EndsRun()) {
-        run.failure = fault;
+        story.failure = fault;
     }
 }
 
 std::string RunReader::Cause() const {
-    std::vector<std::string> causes;
+    Words causes;
     for (const auto& [tag, cause] : m_causes) {
-        causes.push_back(cause);
+        Add(causes, cause);
     }
     return Cli::Join(causes, "; ");
 }
 
 /** Where the line's failure happened: in the line's own step, else in the one that the run is at. */
 std::optional<Step> RunReader::StepOf(const Line& line, const KnownLine* known) const {
-    const bool isOwn = known != nullptr && known->step != Step::TOKEN;
-    const bool isCaught = Cli::StartsWith(line.message, "exception : ");
-    const auto kind = RequestOf(run.step);
+    if (known != nullptr && known->step != Step::TOKEN) {
+        return known->step;
+    }
+    const auto request = RequestOf(m_step);
+    const bool isAnswered = request && Of(*request).status;
     const bool isOver =
-        kind && run.Of(*kind).status && known != nullptr &&
+        isAnswered && known != nullptr &&
         (known->kind == KnownLine::Kind::FAILURE || known->kind == KnownLine::Kind::NO_ANSWER);
-    return isOwn                                                       ? std::optional(known->step)
-           : isCaught || (run.step >= Step::ASK_ACTIVATION && !isOver) ? std::optional(run.step)
-                                                                       : std::nullopt;
+    const bool isCaught = Cli::StartsWith(line.message, "exception : ");
+    return isCaught || (m_step >= Step::ASK_ACTIVATION && !isOver) ? std::optional(m_step) : std::nullopt;
 }
 
 }  // namespace Log

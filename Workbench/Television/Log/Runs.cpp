@@ -15,7 +15,7 @@ constexpr char START_MESSAGE[] = "<<Not Error>>Start main loop";
 
 }  // namespace
 
-Runs::Runs(bool keepsLines, std::function<void(const Run&)> onRun)
+Runs::Runs(bool keepsLines, std::function<void(Story&)> onRun)
     : m_lines([this](const Line& line) { m_messages.Take(line); }),
       m_messages([this](Message& message) { Take(message); }),
       m_keepsLines(keepsLines),
@@ -90,7 +90,7 @@ void Runs::End(std::int64_t pid) {
     if (reader == m_readers.end()) {
         return;
     }
-    Run run = reader->second.Finish();
+    Story run = reader->second.Finish();
     m_readers.erase(reader);
     m_ended.emplace(run.number, std::move(run));
     for (auto next = m_ended.find(m_handedOver + 1); next != m_ended.end();
@@ -102,7 +102,7 @@ void Runs::End(std::int64_t pid) {
     if (m_ended.size() > MOST_RUNS_AT_ONCE) {
         // One that goes on while so many begin and end was killed.
         const auto stuck = std::find_if(m_readers.begin(), m_readers.end(), [this](const auto& other) {
-            return other.second.run.number == m_handedOver + 1;
+            return other.second.Number() == m_handedOver + 1;
         });
         End(stuck->first);
     }

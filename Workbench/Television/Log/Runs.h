@@ -11,7 +11,6 @@
 #include "Cli/Masker.h"
 #include "Television/Log/Line.h"
 #include "Television/Log/Message.h"
-#include "Television/Log/Run.h"
 #include "Television/Log/RunReader.h"
 
 namespace Log {
@@ -22,7 +21,7 @@ public:
      * @param keepsLines whether the runs get their lines
      * @param onRun gets each run, in the order in which they began
      */
-    Runs(bool keepsLines, std::function<void(const Run&)> onRun);
+    Runs(bool keepsLines, std::function<void(Story&)> onRun);
 
     /** Takes a piece of the log, however it was cut. */
     void Feed(std::string_view piece);
@@ -40,11 +39,11 @@ private:
     Messages m_messages;
     Cli::Masker m_masker;
     bool m_keepsLines;
-    std::function<void(const Run&)> m_onRun;
+    std::function<void(Story&)> m_onRun;
     std::size_t m_count = 0;
     /** Runs under way, by process; those that have ended, by number. */
     std::map<std::int64_t, RunReader> m_readers;
-    std::map<std::size_t, Run> m_ended;
+    std::map<std::size_t, Story> m_ended;
     std::size_t m_handedOver = 0;
     /** How often the time went on, and back, from one line to the next. */
     std::size_t m_forward = 0;

@@ -1,291 +1,163 @@
 #include "Television/Log/Story.h"
 
-#include <algorithm>
+#include <glib.h>
 
+#include <algorithm>
+#include <limits>
+
+#include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Cli/Time.h"
 #include "Television/Log/Table.h"
 
 namespace Log {
 
 namespace {
 
-using Kind = KnownLine::Kind;
-using Words = std::vector<std::string>;
+constexpr std::size_t NAME_WIDTH = 14;
+constexpr std::size_t MOST_RECORDS_SHOWN = 20;
+constexpr double MILLISECONDS = 1000;
 
-constexpr long STATUS_OK = 200;
-constexpr char LOG_ENDS[] = "its answer: the log ends before it";
-constexpr Step ASKING[] = {Step::ASK_TOKEN, Step::ASK_ACTIVATION, Step::ASK_APP, Step::ASK_DOWNLOAD};
+constexpr PartSteps PARTS[] = {
+    {"start", Step::START, Step::START, Step::START},
+    {"sign-in", Step::SIGN_IN, Step::SIGN_IN, Step::SIGN_IN},
+    {"stored", Step::STORED, Step::STORED, Step::STORED},
+    {"token", Step::TOKEN, Step::ASK_TOKEN, Step::TOKEN_ANSWER},
+    {"activation", Step::ASK_ACTIVATION, Step::ASK_ACTIVATION, Step::ACTIVATION_ANSWER},
+    {"app", Step::ASK_APP, Step::ASK_APP, Step::APP_ANSWER},
+    {"download", Step::ASK_DOWNLOAD, Step::ASK_DOWNLOAD, Step::DOWNLOAD_ANSWER},
+    {"list", Step::LIST, Step::LIST, Step::END}};
 
-/** What it was to the step that it happened in. */
-std::string FailureWords(const Fault& fault) {
-    const Kind kind = fault.known == nullptr ? Kind::FAILURE : fault.known->kind;
-    return kind == Kind::NO_ANSWER    ? "no whole answer came"
-           : kind == Kind::REFUSED    ? "refused"
-           : kind == Kind::UNREADABLE ? "what came cannot be read"
-           : kind == Kind::NOT_STORED ? "storing what came failed"
-                                      : fault.Meaning();
+std::string Paragraph(const std::string& name, const std::string& text, const Cli::Style& style) {
+    return "  " + Cli::Pad(name, NAME_WIDTH - 2) + Cli::Wrap(Cli::Escape(text), NAME_WIDTH, style.Width());
 }
 
-std::string Seconds(std::int64_t milliseconds) {
-    return Cli::DurationText(static_cast<double>(milliseconds) / 1000);
+std::string RecordsText(const std::vector<Record>& records, const Cli::Style& style) {
+    const std::string indent = std::string(NAME_WIDTH, ' ') + "- ";
+    // What is no terminal gets all of them: who has one wants to search.
+    const bool isTerminal = style.Width() < std::size_t{std::numeric_limits<int>::max()};
+    const std::size_t shown = isTerminal ? std::min(records.size(), MOST_RECORDS_SHOWN) : records.size();
+    std::string text;
+    for (std::size_t i = 0; i < shown; ++i) {
+        const Record& record = records[i];
+        const std::string who = record.name.empty()
+                                    ? record.id
+                                    : Cli::Join({record.name, record.address, "(" + record.id + ")"}, " ");
+        text += indent + Cli::Wrap(Cli::Escape(Cli::Join({who, ListingWords(record)}, ": ")), indent.size(),
+                                   style.Width());
+    }
+    return shown == records.size() ? text
+                                   : text + indent + "and " + std::to_string(records.size() - shown) +
+                                         " more: --device NAME, --json or --html\n";
 }
 
-std::string LeftWords(const Request& request) {
-    return !request.left       ? ""
-           : *request.left < 0 ? Cli::DurationText(*request.left) + " before"
-                               : "for another " + Cli::DurationText(*request.left);
+Json::Value OrNull(const std::string& text) {
+    return text.empty() ? Json::Value() : Json::Value(text);
 }
 
-Chapter Start(const Run& run) {
-    Chapter chapter{"start", run.sawStart ? Sign::FINE : Sign::UNKNOWN};
-    Add(chapter.told, !run.reset   ? ""
-                      : *run.reset ? "factory reset: all that was stored is wiped"
-                                   : "no factory reset");
-    Add(chapter.untold, !run.sawStart ? "the log begins in the middle of this run"
-                        : run.reset   ? ""
-                                      : "whether a factory reset was asked for");
-    if (run.FailedIn(Step::START, Step::START)) {
-        chapter.sign = Sign::FAULT;
-        chapter.told.push_back(run.failure->Meaning());
-    }
-    return chapter;
+Json::Value OrNull(const std::optional<std::int64_t>& number) {
+    return number ? Json::Value(Json::Int64{*number}) : Json::Value();
 }
 
-Chapter SignIn(const Run& run) {
-    Chapter chapter{"sign-in", run.reached > Step::SIGN_IN ? Sign::FINE : Sign::UNKNOWN};
-    Add(chapter.told,
-        run.failedChecks == 0 ? "" : Cli::Count(run.failedChecks, "check") + " found nobody signed in");
-    if (run.FailedIn(Step::SIGN_IN, Step::SIGN_IN)) {
-        chapter.sign = Sign::FAULT;
-        chapter.told.push_back(run.failure->Meaning());
-    } else if (run.reached > Step::SIGN_IN) {
-        chapter.told.emplace_back("signed in");
-        const bool isFirst = run.failedChecks == 0 && run.HasAllBefore(Step::SIGN_IN, 'W');
-        Add(chapter.told, isFirst ? "at the first check" : "");
-        Add(chapter.told, run.signInWait ? "after " + Seconds(*run.signInWait) : "");
-        Add(chapter.untold, isFirst || run.failedChecks > 0 ? "" : "after how many checks: level W");
-    } else {
-        chapter.untold = {"whether anybody was signed in"};
-    }
-    return chapter;
+Json::Value ToJson(const std::string& text) {
+    return text;
 }
 
-Chapter Stored(const Run& run) {
-    Chapter chapter{"stored", Sign::UNKNOWN, run.missing};
-    if (run.HasAllBefore(Step::STORED, 'E')) {
-        chapter.sign = Sign::FINE;
-        Add(chapter.told,
-            run.missing.empty() ? "what is kept of sign-in, tokens and activation could be read" : "");
-    } else {
-        chapter.untold = {"what else could be read"};
-    }
-    return chapter;
+Json::Value ToJson(const Record& record) {
+    Json::Value json;
+    json["id"] = record.id;
+    json["name"] = OrNull(record.name);
+    json["address"] = OrNull(record.address);
+    json["services"] = OrNull(record.services);
+    json["listing"] = ListingName(record.listing);
+    json["words"] = ListingWords(record);
+    return json;
 }
 
-void AddTokenAnswer(const Run& run, Chapter& chapter) {
-    const Request& request = run.Of(Run::TOKEN);
-    Add(chapter.told, run.codeWait ? "the code came after " + Seconds(*run.codeWait) : "");
-    if (request.IsRefused() || run.FailedIn(Step::TOKEN, Step::TOKEN_ANSWER)) {
-        chapter.sign = Sign::FAULT;
-        Add(chapter.told, request.IsRefused() ? "refused" : FailureWords(*run.failure));
-    } else if (run.gotToken) {
-        chapter.sign = *run.gotToken ? Sign::FINE : Sign::FAULT;
-        chapter.told.emplace_back(*run.gotToken ? "the authorisation server gave one"
-                                                : "the answer holds none");
-    } else {
-        chapter.untold = {run.reached > Step::TOKEN_ANSWER ? "what the answer holds: level I" : LOG_ENDS};
+Json::Value ToJson(const Chapter& chapter);
+
+template <typename Values>
+Json::Value Array(const Values& values) {
+    Json::Value array(Json::arrayValue);
+    for (const auto& value : values) {
+        array.append(ToJson(value));
     }
-    for (const std::string& words : request.AnswerWords()) {
-        Add(chapter.told, words);
-    }
-    Add(chapter.told, request.milliseconds ? "answered after " + Seconds(*request.milliseconds) : "");
+    return array;
 }
 
-Chapter Token(const Run& run) {
-    const Request& request = run.Of(Run::TOKEN);
-    const Run::Source source = run.TokenSource();
-    Chapter chapter{"token"};
-    if (source == Run::Source::STORED) {
-        chapter.sign = Sign::FINE;
-        chapter.told = {"stored and still valid"};
-    } else if (source != Run::Source::NOT_TOLD) {
-        chapter.told = {source == Run::Source::NEW ? "new" : "refreshed"};
-        const bool isKnown = !request.why.empty() || source == Run::Source::REFRESHED || run.source == source;
-        Add(chapter.told, isKnown ? request.why : "since none that can be used was stored for this user");
-    } else {
-        chapter.untold = {"whether it was stored, refreshed or new: level W"};
+Json::Value ToJson(const Chapter& chapter) {
+    Json::Value json;
+    json["chapter"] = StepsOf(chapter.part).name;
+    json["sign"] = chapter.sign == Sign::FINE ? "fine" : chapter.sign == Sign::FAULT ? "fault" : "unknown";
+    json["told"] = Json::arrayValue;
+    for (const auto& [about, words] : chapter.told) {
+        json["told"].append(words);
     }
-    Add(chapter.told, source == Run::Source::NOT_TOLD ? "" : LeftWords(request));
-    chapter.asking = chapter.told.size();
-    if (source != Run::Source::STORED &&
-        (source != Run::Source::NOT_TOLD || run.FailedIn(Step::TOKEN, Step::TOKEN_ANSWER))) {
-        AddTokenAnswer(run, chapter);
-    }
-    return chapter;
+    json["not_told"] = Array(chapter.untold);
+    return json;
 }
 
-/** What is told of the answer, and how it went. */
-void AddAnswer(const Run& run, Run::Kind kind, Chapter& chapter) {
-    const Request& request = run.Of(kind);
-    const Step answer = Next(ASKING[kind]);
-    const bool isFault = run.FailedIn(ASKING[kind], answer) && !(kind == Run::DOWNLOAD && run.IsOfStoring());
-    for (const std::string& words : request.AnswerWords()) {
-        chapter.told.push_back(words);
-    }
-    Add(chapter.told, request.milliseconds ? "answered after " + Seconds(*request.milliseconds) : "");
-    if (isFault) {
-        chapter.sign = Sign::FAULT;
-        Add(chapter.told, FailureWords(*run.failure));
-    } else if (kind == Run::DOWNLOAD ? request.status == STATUS_OK && (run.reached > answer || run.sawEnd)
-                                     : run.reached > answer) {
-        chapter.sign = Sign::FINE;
-    } else if (request.asked.value_or(false)) {
-        chapter.untold.emplace_back(request.status ? "what came of it: the log ends before that" : LOG_ENDS);
-    }
-}
-
-/** The activation or the application token. */
-Chapter CloudRequest(const Run& run, const char* name, Run::Kind kind) {
-    const Request& request = run.Of(kind);
-    Chapter chapter{name};
-    const bool stillHolds = request.asked ? !*request.asked : run.HasAllBefore(Next(ASKING[kind]), 'E');
-    if (stillHolds) {
-        chapter.sign = Sign::FINE;
-        chapter.told = {"stored and still valid"};
-    } else if (request.asked) {
-        chapter.told = {"asked for"};
-        Add(chapter.told, request.why);
-        Add(chapter.untold, request.why.empty() ? "why: level W" : "");
-    } else {
-        chapter.untold = {run.IsUnlocated()
-                              ? "whether it was asked for, and whether it is what failed: level W"
-                              : "whether it was asked for or still valid: level W"};
-    }
-    Add(chapter.told, request.asked || stillHolds ? LeftWords(request) : "");
-    chapter.asking = chapter.told.size();
-    if (!stillHolds) {
-        AddAnswer(run, kind, chapter);
-    }
-    return chapter;
-}
-
-Chapter Download(const Run& run) {
-    const Request& request = run.Of(Run::DOWNLOAD);
-    Chapter chapter{"download"};
-    if (run.mark.value_or(0) > 0) {
-        chapter.told = {"of what changed after mark " + std::to_string(*run.mark)};
-    } else if (run.mark || !run.markWhy.empty()) {
-        chapter.told = {"of everything"};
-        Add(chapter.told, run.markWhy);
-    } else {
-        chapter.untold = {"from which mark: level I"};
-    }
-    chapter.asking = chapter.told.size();
-    AddAnswer(run, Run::DOWNLOAD, chapter);
-    Add(chapter.told, !run.downloaded
-                          ? ""
-                          : (run.downloadIsCut ? "at least " : "") + Cli::Count(*run.downloaded, "record"));
-    Add(chapter.told, run.nextMark ? "next mark " + std::to_string(*run.nextMark) : "");
-    Add(chapter.told, request.IsDropped() ? "the stored records were dropped" : "");
-    return chapter;
-}
-
-Chapter List(const Run& run) {
-    Chapter chapter{"list", run.sawList ? Sign::FINE : Sign::UNKNOWN};
-    for (const auto& [listing, count] : run.devices.Counts()) {
-        if (listing != Listing::NOT_TOLD) {
-            chapter.told.push_back(std::to_string(count) + " " + ListingName(listing));
-        }
-    }
-    const auto& status = run.Of(Run::DOWNLOAD).status;
-    Add(chapter.told, run.sawList && status.value_or(STATUS_OK) != STATUS_OK ? "left as it was" : "");
-    const bool isEmpty =
-        run.sawList && status == STATUS_OK && !run.user.empty() && run.devices.Counts().empty();
-    Add(chapter.told, isEmpty ? "no records" : "");
-    if (run.FailedIn(Step::LIST, Step::END) ||
-        (run.IsOfStoring() && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
-        chapter.sign = Sign::FAULT;
-        chapter.told.push_back(FailureWords(*run.failure));
-    }
-    if (!run.sawList) {
-        chapter.untold = {run.Shows('I') ? "the rest: the log ends before it"
-                                         : "what became of each record: level I"};
-    }
-    return chapter;
-}
-
-Words Heading(const Run& run) {
-    Words words;
-    Add(words, run.began.empty() ? "" : run.began + " to " + run.ended);
-    Add(words, run.milliseconds ? "took " + Seconds(*run.milliseconds) : "");
-    Add(words, run.pid == 0 ? "" : "process " + std::to_string(run.pid));
-    Add(words, run.level == '\0' ? "" : std::string("level ") + run.level);
-    Add(words, Cli::Count(run.lineCount, "line"));
-    Add(words, run.clockJumped ? "the clock was set on the way" : "");
-    Add(words, run.clock);
-    return words;
-}
-
-std::vector<Exchange> Exchanges(const Run& run) {
-    const Run::Source source = run.TokenSource();
-    const char* const names[] = {source == Run::Source::REFRESHED ? "refresh"
-                                 : source == Run::Source::NEW     ? "token"
-                                                                  : "token or refresh",
-                                 "activation", "app", "download"};
-    std::vector<Exchange> exchanges;
-    for (const Run::Kind kind : {Run::TOKEN, Run::ACTIVATION, Run::APP, Run::DOWNLOAD}) {
-        const Request& request = run.Of(kind);
-        if (request.sent) {
-            Exchange exchange{names[kind], request.answered};
-            exchange.status = request.status ? Json::Value(Json::Int64{*request.status}) : Json::Value();
-            exchange.seconds = request.milliseconds
-                                   ? Json::Value(static_cast<double>(*request.milliseconds) / 1000)
-                                   : Json::Value();
-            exchange.mark = kind == Run::DOWNLOAD && run.mark.value_or(0) > 0
-                                ? Json::Value(Json::Int64{*run.mark})
-                                : Json::Value();
-            exchanges.push_back(exchange);
-        }
-    }
-    return exchanges;
+std::string Folded(const std::string& text) {
+    return Cli::Taken(g_utf8_casefold(text.c_str(), -1));
 }
 
 }  // namespace
 
-std::string Chapter::Words() const {
-    std::string words = Cli::Join(told, ", ");
-    for (const std::string& what : untold) {
-        words += (words.empty() ? "" : "; ") + std::string("not told: ") + what;
-    }
-    return words;
+const PartSteps& StepsOf(Part part) {
+    return PARTS[static_cast<std::size_t>(part)];
 }
 
-Story Tell(const Run& run) {
-    Story story;
-    story.number = run.number;
-    story.user = run.user;
-    TellOutcome(run, story);
-    story.heading = Heading(run);
-    story.requests = Exchanges(run);
-    story.records = run.devices.Records();
-    story.mark = run.mark.value_or(0) > 0 ? Json::Value(Json::Int64{*run.mark}) : Json::Value();
-    story.nextMark = run.nextMark ? Json::Value(Json::Int64{*run.nextMark}) : Json::Value();
-    story.chapters = {Start(run), SignIn(run)};
-    const auto add = [&](Step step, const Chapter& chapter) {
-        if (run.reached >= step) {
-            story.chapters.push_back(chapter);
+std::optional<Part> RequestOf(Step step) {
+    for (const Part part : {Part::TOKEN, Part::ACTIVATION, Part::APP, Part::DOWNLOAD}) {
+        if (step == StepsOf(part).asking || step == StepsOf(part).last) {
+            return part;
         }
-    };
-    add(Step::STORED, Stored(run));
-    add(Step::TOKEN, Token(run));
-    add(run.IsUnlocated() ? Step::TOKEN : Step::ASK_ACTIVATION,
-        CloudRequest(run, "activation", Run::ACTIVATION));
-    add(run.IsUnlocated() ? Step::TOKEN : Step::ASK_APP, CloudRequest(run, "app", Run::APP));
-    add(Step::ASK_DOWNLOAD, Download(run));
-    add(run.sawList || story.outcome == SUCCESS || run.IsOfStoring() ? Step::ASK_DOWNLOAD : Step::LIST,
-        List(run));
-    return story;
+    }
+    return std::nullopt;
+}
+
+bool IsAnswer(Step step) {
+    const auto part = RequestOf(step);
+    return part && step == StepsOf(*part).last;
+}
+
+std::string Fault::Meaning() const {
+    if (known == nullptr && text.empty()) {
+        return "";
+    }
+    const std::string meaning(known == nullptr ? "an error that is not known here" : known->meaning);
+    return text.empty() ? meaning : meaning + " (" + text + ")";
+}
+
+void Add(Words& words, const std::string& more) {
+    if (!more.empty() && std::find(words.begin(), words.end(), more) == words.end()) {
+        words.push_back(more);
+    }
+}
+
+std::string Chapter::Text(About first, About last) const {
+    Words words;
+    for (auto at = told.lower_bound(first); at != told.upper_bound(last); ++at) {
+        words.push_back(at->second);
+    }
+    return Cli::Join(words, ", ");
+}
+
+std::string Chapter::Text() const {
+    std::string text = Text(About::WHETHER, About::ALSO);
+    for (const std::string& what : untold) {
+        text += (text.empty() ? "not told: " : "; not told: ") + what;
+    }
+    return text;
+}
+
+void StepLines::Add(const std::string& line) {
+    constexpr std::size_t MOST_BYTES = 65536;
+    ++count;
+    if (text.size() < MOST_BYTES) {
+        text += line + "\n";
+    } else {
+        ++leftOut;
+    }
 }
 
 std::string OutcomeWords(const Story& story) {
@@ -294,14 +166,101 @@ std::string OutcomeWords(const Story& story) {
 
 std::string RequestsWords(const Story& story) {
     Words all;
-    for (const Exchange& exchange : story.requests) {
-        all.push_back(exchange.request +
-                      (exchange.mark.isNull() ? "" : " from mark " + exchange.mark.asString()) +
-                      (!exchange.answered         ? " (no answer)"
-                       : exchange.status.isNull() ? ""
-                                                  : " " + exchange.status.asString()));
+    for (const Request& request : story.requests) {
+        const bool hasMark = story.mark && request.name == StepsOf(Part::DOWNLOAD).name;
+        all.push_back(request.name + (hasMark ? " from mark " + std::to_string(*story.mark) : "") +
+                      (!request.answered ? " (no answer)"
+                       : request.status  ? " " + std::to_string(*request.status)
+                                         : ""));
     }
     return Cli::Join(all, ", ");
+}
+
+void Narrow(Story& story, const std::string& device) {
+    const std::string wanted = Folded(device);
+    const auto isOther = [&wanted](const Record& record) {
+        const std::string all = Folded(record.name + "\n" + record.address + "\n" + record.id);
+        return all.find(wanted) == std::string::npos;
+    };
+    story.records.erase(std::remove_if(story.records.begin(), story.records.end(), isOther),
+                        story.records.end());
+}
+
+std::string StoryText(const Story& story, const Cli::Style& style) {
+    const Cli::Colour colour = story.outcome == SUCCESS    ? Cli::Colour::GREEN
+                               : story.outcome == NOT_TOLD ? Cli::Colour::YELLOW
+                                                           : Cli::Colour::RED;
+    std::string text = style(Cli::Colour::BOLD, "run " + std::to_string(story.number) + ": ") +
+                       style(colour, story.outcome) + "\n  " +
+                       Cli::Wrap(Cli::Escape(Cli::Join(story.heading, ", ")), 2, style.Width());
+    text += story.user.empty() ? "" : Paragraph("user", story.user, style);
+    for (const Chapter& chapter : story.chapters) {
+        const std::string paragraph = Paragraph(StepsOf(chapter.part).name, chapter.Text(), style);
+        text += chapter.sign == Sign::FAULT ? style(Cli::Colour::RED, paragraph) : paragraph;
+        text += chapter.part == Part::LIST ? RecordsText(story.records, style) : "";
+    }
+    if (!story.reason.empty()) {
+        text += style(colour, Paragraph(story.outcome, Cli::Join(story.reason, "; "), style));
+    }
+    for (const std::string& remedy : story.remedies) {
+        text += Paragraph("what to do", remedy, style);
+    }
+    return text;
+}
+
+Json::Value StoryJson(const Story& story) {
+    Json::Value json;
+    json["run"] = Json::UInt64{story.number};
+    json["user"] = OrNull(story.user);
+    json["outcome"] = story.outcome;
+    json["reason"] = Array(story.reason);
+    json["what_to_do"] = Array(story.remedies);
+    json["heading"] = Array(story.heading);
+    json["story"] = Array(story.chapters);
+    json["requests"] = Json::arrayValue;
+    for (const Request& request : story.requests) {
+        Json::Value& each = json["requests"].append(Json::objectValue);
+        each["request"] = request.name;
+        each["answered"] = request.answered;
+        each["status"] = OrNull(request.status);
+        each["seconds"] = request.milliseconds
+                              ? Json::Value(static_cast<double>(*request.milliseconds) / MILLISECONDS)
+                              : Json::Value();
+        each["mark"] = request.name == StepsOf(Part::DOWNLOAD).name ? OrNull(story.mark) : Json::Value();
+    }
+    json["mark"] = OrNull(story.mark);
+    json["next_mark"] = OrNull(story.nextMark);
+    json["records"] = Array(story.records);
+    return json;
+}
+
+Story StoryFromJson(const Json::Value& json) {
+    const auto words = [&json](const char* name) {
+        Words texts;
+        for (const Json::Value& text : json[name].isArray() ? json[name] : Json::Value()) {
+            texts.push_back(text.isString() ? text.asString() : "");
+        }
+        return texts;
+    };
+    const auto number = [](const Json::Value& value, const char* name) {
+        return value.isMember(name) && value[name].isInt64()
+                   ? std::optional<std::int64_t>(value[name].asInt64())
+                   : std::nullopt;
+    };
+    Story story;
+    story.outcome = Cli::TextMember(json, "outcome");
+    story.user = Cli::TextMember(json, "user");
+    story.reason = words("reason");
+    story.remedies = words("what_to_do");
+    story.mark = number(json, "mark");
+    for (const Json::Value& each : json["requests"].isArray() ? json["requests"] : Json::Value()) {
+        if (each.isObject()) {
+            const bool isAnswered = each["answered"] == Json::Value(true);
+            story.requests.push_back(
+                {Cli::TextMember(each, "request"), true, true, isAnswered, number(each, "status"), {}});
+        }
+    }
+    return story;
 }
 
 }  // namespace Log

@@ -1,13 +1,17 @@
-/** A run in words: what it did, why, what failed and what to do. It is told the same everywhere. */
+/** What a log makes known of one run of the service, in words. It is told the same everywhere. */
 #pragma once
 
 #include <json/json.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Cli/Style.h"
-#include "Television/Log/Run.h"
+#include "Television/Log/Devices.h"
 
 namespace Log {
 
@@ -15,31 +19,104 @@ inline constexpr char SUCCESS[] = "success";
 inline constexpr char FAILED[] = "failed";
 inline constexpr char NOT_TOLD[] = "not told";
 
+using Words = std::vector<std::string>;
+
+/** The steps of a run, in their order; an answer stands right after its request. */
+enum class Step {
+    START,
+    SIGN_IN,
+    STORED,
+    TOKEN,
+    ASK_CODE,
+    CODE,
+    ASK_TOKEN,
+    TOKEN_ANSWER,
+    ASK_ACTIVATION,
+    ACTIVATION_ANSWER,
+    ASK_APP,
+    APP_ANSWER,
+    ASK_DOWNLOAD,
+    DOWNLOAD_ANSWER,
+    LIST,
+    END,
+};
+
+/** The chapters of a story, in their order; four of them are requests, too. */
+enum class Part : std::size_t { START, SIGN_IN, STORED, TOKEN, ACTIVATION, APP, DOWNLOAD, LIST, COUNT };
+
+/** The steps that a chapter tells of. */
+struct PartSteps {
+    const char* name;
+    Step first;
+    /** Of a request. */
+    Step asking;
+    /** Of a request, its answer. */
+    Step last;
+};
+const PartSteps& StepsOf(Part part);
+
+/** The request that is asked or answered in the step; nothing for other steps. */
+std::optional<Part> RequestOf(Step step);
+bool IsAnswer(Step step);
+
+/** What a statement is about, in the order of a chapter; from WAIT on, of a request it is the answer. */
+enum class About { WHETHER, WHY, LEFT, WAIT, STATUS, CODE, WORDS, TOOK, RESULT, COUNT, NEXT, ALSO };
+
 /** Whether something went well; UNKNOWN where the log does not tell. */
 enum class Sign { FINE, FAULT, UNKNOWN };
 
+/** @see StepsOf() for its name */
 struct Chapter {
-    std::string name;
+    Part part = Part::START;
     Sign sign = Sign::UNKNOWN;
-    /** What the log tells, each a statement that holds by itself. */
-    std::vector<std::string> told = {};
+    /** What the log tells, each a statement that holds by itself; one of each kind, but for ALSO. */
+    std::multimap<About, std::string> told = {};
     /** What it does not tell, and what would. */
-    std::vector<std::string> untold = {};
-    /** Of a request: how many of what is told are of what asked for it; the others are its answer. */
-    std::size_t asking = 0;
+    Words untold = {};
 
-    std::string Words() const;
+    /** All of it, or what is told from one kind up to another. */
+    std::string Text() const;
+    std::string Text(About first, About last) const;
 };
 
-/** A request as a script wants it; what is null is not told. */
-struct Exchange {
+/** What is said in a chapter's WHETHER. */
+inline constexpr char HOLDS[] = "stored and still valid";
+
+struct Request {
     /** token, refresh, activation, app or download; "token or refresh" where the log does not tell which */
-    std::string request;
+    std::string name;
+    bool asked = false;
+    bool sent = false;
     bool answered = false;
-    Json::Value status = {};
-    Json::Value seconds = {};
-    /** What a download asks from; null where it asks for everything, or it is not told. */
-    Json::Value mark = {};
+    std::optional<std::int64_t> status;
+    std::optional<std::int64_t> milliseconds;
+};
+
+struct KnownLine;
+
+/** Something that went wrong. */
+struct Fault {
+    /** Null for an error that is not in the table. */
+    const KnownLine* known = nullptr;
+    /** In the service's words. */
+    std::string text;
+    /** What the platform said of it; empty for nothing. */
+    std::string cause;
+    /** Where it happened; nothing where that is not told. */
+    std::optional<Step> step;
+
+    std::string Meaning() const;
+};
+
+/** The lines of a step: of many, the first. */
+struct StepLines {
+    void Add(const std::string& line);
+
+    std::size_t count = 0;
+    std::size_t leftOut = 0;
+    std::string text;
+    /** When it began, as the log has it. */
+    std::string time;
 };
 
 struct Story {
@@ -48,22 +125,30 @@ struct Story {
     /** "success", "failed" or "not told"; of a kept run also what its process tells: "crashed", ... */
     std::string outcome;
     /** Why, unless it is a success; each a statement that holds by itself. */
-    std::vector<std::string> reason;
+    Words reason;
     /** What to do, each once. */
-    std::vector<std::string> remedies;
+    Words remedies;
+    /** The first time in the log; empty for none. */
+    std::string began;
     /** Process, times, level and lines, as far as the log tells; odd times among them. */
-    std::vector<std::string> heading;
+    Words heading;
     std::vector<Chapter> chapters;
-    std::vector<Exchange> requests;
+    /** Those that were sent. */
+    std::vector<Request> requests;
+    /** What the download asks from; nothing where that is everything, or not told. And what the next one
+     * will. */
+    std::optional<std::int64_t> mark;
+    std::optional<std::int64_t> nextMark;
     std::vector<Record> records;
-    Json::Value mark;
-    Json::Value nextMark;
+    /** What ended the run, if that is not told as its end. */
+    std::optional<Fault> failure;
+    bool sawEnd = false;
+    /** Where they were asked for; without a line where a step must have been. */
+    std::map<Step, StepLines> lines;
 };
 
-Story Tell(const Run& run);
-
-/** Sets the story's outcome, its reason and what to do. */
-void TellOutcome(const Run& run, Story& story);
+/** Adds what is not there yet, and not empty. */
+void Add(Words& words, const std::string& more);
 
 /** "failed: the cloud refused the activation; status 401" */
 std::string OutcomeWords(const Story& story);

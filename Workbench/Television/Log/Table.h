@@ -1,12 +1,13 @@
 /** The service's lines: what each makes known of a run, what it means, and what to do. */
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "Television/Log/Line.h"
-#include "Television/Log/Run.h"
+#include "Television/Log/Story.h"
 
 namespace Log {
 
@@ -15,6 +16,8 @@ class RunReader;
 struct KnownLine {
     /** What a line is to its run: a part of every good one, what it lives with, or what may end it. */
     enum class Kind { NORMAL, LIVED_WITH, NO_ANSWER, REFUSED, UNREADABLE, NOT_STORED, FAILURE };
+
+    using Note = std::function<void(RunReader& reader, std::string_view rest)>;
 
     /** The one that the service logs it with; '\0' for any. */
     char priority;
@@ -25,8 +28,8 @@ struct KnownLine {
     /** The step that the line belongs to, unless the run is further on. */
     Step step;
     Kind kind;
-    /** Takes what it makes known; gets the message after its beginning. May be null. */
-    void (*note)(RunReader& reader, std::string_view rest) = nullptr;
+    /** Takes what it makes known; gets the message after its beginning. May be empty. */
+    Note note = {};
     /** In the user's words; empty for a line that is told of in the run's story alone. */
     std::string_view meaning = {};
     /** Empty where there is nothing to do. */
@@ -36,6 +39,10 @@ struct KnownLine {
         return kind > Kind::LIVED_WITH;
     }
 };
+
+/** Where a token that is not stored comes from, as a chapter says it. */
+inline constexpr char NEW_TOKEN[] = "new";
+inline constexpr char REFRESHED_TOKEN[] = "refreshed";
 
 const std::vector<KnownLine>& KnownLines();
 
