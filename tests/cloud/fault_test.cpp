@@ -1,6 +1,6 @@
 #include <stdexcept>
 
-#include "Cloud/State/Faults.h"
+#include "Cloud/Server/FaultPlan.h"
 #include "Files.h"
 #include "cloud_folder.h"
 
@@ -9,9 +9,8 @@ namespace {
 
 class FaultTest : public CloudTest {
 protected:
-    void Plan(FaultKind kind, const std::string& on, std::int64_t skip, std::int64_t times) {
-        Fault fault;
-        fault.kind = kind;
+    void Plan(const std::string& kind, const std::string& on, std::int64_t skip, std::int64_t times) {
+        Fault fault = FaultOf(kind);
         fault.on = on;
         fault.skip = skip;
         fault.times = times;
@@ -23,7 +22,7 @@ protected:
     std::string Hits(const std::string& name, int requests) {
         std::string hits;
         for (int i = 0; i < requests; ++i) {
-            const auto fault = FaultPlan(folder).TakeForRequest(name);
+            const auto fault = FaultPlan(folder).Take(name);
             hits += fault ? fault->Describe()[0] : '-';
         }
         return hits;
@@ -33,15 +32,15 @@ protected:
 };
 
 TEST_F(FaultTest, HitsTheRequestsThatItIsForAsOftenAsAsked) {
-    Plan(FaultKind::DROP, "", 2, 2);
-    Plan(FaultKind::GARBAGE, "token", 1, 1);
+    Plan("drop", "", 2, 2);
+    Plan("garbage", "token", 1, 1);
     EXPECT_EQ(Hits("download", 6), "--dd--");
     EXPECT_EQ(Hits("token", 3), "-g-");
     EXPECT_FALSE(Files::ReadIfThere(folder.StateFile("faults.json")));
 }
 
 TEST_F(FaultTest, GoesOnUntilClearedWithZeroTimes) {
-    Plan(FaultKind::DROP, "", 0, 0);
+    Plan("drop", "", 0, 0);
     EXPECT_EQ(Hits("app", 3), "ddd");
     EXPECT_EQ(plan.Clear(), 1U);
     EXPECT_EQ(Hits("app", 1), "-");
@@ -49,23 +48,22 @@ TEST_F(FaultTest, GoesOnUntilClearedWithZeroTimes) {
 }
 
 TEST_F(FaultTest, SecondFaultWaitsForTheFirst) {
-    Plan(FaultKind::DROP, "", 0, 1);
-    Plan(FaultKind::GARBAGE, "", 0, 1);
+    Plan("drop", "", 0, 1);
+    Plan("garbage", "", 0, 1);
     EXPECT_EQ(Hits("app", 3), "dg-");
 }
 
 TEST_F(FaultTest, ConnectionFaultsLeaveRequestsAlone) {
-    Plan(FaultKind::PLAIN, "", 1, 1);
+    Plan("plain", "", 1, 1);
     EXPECT_TRUE(plan.WaitsForConnection());
     EXPECT_EQ(Hits("app", 2), "--");
-    EXPECT_FALSE(plan.TakeForConnection());
-    EXPECT_TRUE(plan.TakeForConnection());
+    EXPECT_FALSE(plan.Take(""));
+    EXPECT_TRUE(plan.Take(""));
     EXPECT_FALSE(plan.WaitsForConnection());
 }
 
 TEST_F(FaultTest, IsTheSameAfterItWasStored) {
-    Fault fault;
-    fault.kind = FaultKind::BODY;
+    Fault fault = FaultOf("body");
     fault.on = "token";
     fault.skip = 3;
     fault.times = 4;
@@ -76,7 +74,7 @@ TEST_F(FaultTest, IsTheSameAfterItWasStored) {
     fault.skip = fault.times = 1;
     plan.Add(fault);
     EXPECT_EQ(Hits("token", 3), "-b-");
-    const Fault taken = plan.TakeForRequest("token").value();
+    const Fault taken = plan.Take("token").value();
     EXPECT_EQ(taken.headers, fault.headers);
     EXPECT_EQ(taken.Describe(), "body /tmp/\xc3\xa4, status 503");
 }
@@ -85,8 +83,8 @@ TEST_F(FaultTest, DamagedPlanIsAnErrorAndStaysAsItIs) {
     for (const char* text : {"{", R"({"faults":[{"kind":"unheard-of"}]})",
                              R"({"faults":[{"kind":"delay","value":"-1s"}]})", R"({"faults":[7]})"}) {
         Files::Replace(folder.StateFile("faults.json"), text);
-        EXPECT_THROW(plan.TakeForRequest("app"), std::runtime_error) << text;
-        EXPECT_THROW(Plan(FaultKind::DROP, "", 0, 1), std::runtime_error) << text;
+        EXPECT_THROW(plan.Take("app"), std::runtime_error) << text;
+        EXPECT_THROW(Plan("drop", "", 0, 1), std::runtime_error) << text;
         EXPECT_EQ(Files::Read(folder.StateFile("faults.json")), text);
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <optional>
 
 #include "Cli/Json.h"
@@ -11,8 +12,8 @@
 #include "Cli/Values.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Protocol/Endpoints.h"
+#include "Cloud/Server/FaultPlan.h"
 #include "Cloud/State/Certificates.h"
-#include "Cloud/State/Faults.h"
 #include "Cloud/State/ServerState.h"
 #include "Files.h"
 
@@ -41,19 +42,20 @@ void RefuseUnless(bool fits, const std::string& otherwise) {
     }
 }
 
-Fault FaultOf(const FaultRow& row, const Arguments& arguments) {
-    const std::string name = std::string("fault ") + row.name;
-    RefuseUnless(arguments.value || row.standard != nullptr, name + " needs a value: " + row.operand->word);
-    RefuseUnless(row.hits != Hits::CONNECTION || arguments.on.empty(),
+Fault Planned(const Arguments& arguments) {
+    Fault fault = FaultOf(arguments.kind);
+    const FaultKind& kind = *fault.kind;
+    const std::string name = std::string("fault ") + kind.name;
+    RefuseUnless(arguments.value || kind.standard != nullptr, name + " needs a value: " + kind.operand);
+    RefuseUnless(!fault.HitsConnection() || arguments.on.empty(),
                  name + " hits a connection, whatever is asked then: leave out --on");
-    RefuseUnless((row.hits == Hits::REQUEST || arguments.headers.empty()) &&
-                     (row.kind == FaultKind::BODY || !arguments.status),
+    RefuseUnless((kind.answer != nullptr || arguments.headers.empty()) &&
+                     (kind.operand == FILE_OPERAND || !arguments.status),
                  "--header is for the faults status and body, --status for body");
-    Fault fault;
-    fault.kind = row.kind;
-    fault.value = arguments.value.value_or(row.standard != nullptr ? row.standard : "");
-    RefuseUnless(row.operand->fits(fault.value), "the value of " + name + " is " + row.operand->rule());
-    if (row.operand == &FILE_OF_BYTES) {
+    fault.value = arguments.value ? *arguments.value : kind.standard;
+    const std::string rule = kind.rule(fault.value);
+    RefuseUnless(rule.empty(), "the value of " + name + " is " + rule);
+    if (kind.operand == FILE_OPERAND) {
         fault.value = std::filesystem::absolute(fault.value);
         Files::Read(fault.value);  // what cannot be sent is refused now
     }
@@ -61,22 +63,18 @@ Fault FaultOf(const FaultRow& row, const Arguments& arguments) {
     fault.skip = arguments.nth - 1;
     fault.times = arguments.times;
     fault.status = static_cast<int>(arguments.status.value_or(
-        row.operand == &CODE ? static_cast<std::int64_t>(fault.Number()) : LOWEST_STATUS));
+        kind.operand == CODE_OPERAND ? static_cast<std::int64_t>(fault.Number()) : LOWEST_STATUS));
     fault.headers = arguments.headers;
     return fault;
 }
 
 void PlanFault(const Arguments& arguments) {
     RefuseUnless(!arguments.kind.empty(), "which fault?");
-    for (const FaultRow& row : FAULTS) {
-        if (arguments.kind == row.name) {
-            const Fault fault = FaultOf(row, arguments);
-            const Folder folder = Folder::Ready();
-            FaultPlan(folder).Add(fault);
-            std::cout << "planned: " << Cli::Escape(fault.Describe())
-                      << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
-        }
-    }
+    const Fault fault = Planned(arguments);
+    const Folder folder = Folder::Ready();
+    FaultPlan(folder).Add(fault);
+    std::cout << "planned: " << Cli::Escape(fault.Describe())
+              << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
 }
 
 struct ListArguments {
@@ -106,20 +104,22 @@ std::string IsHeaderLine(const std::string& line) {
     return fits ? "" : "a header must be one line, NAME: VALUE";
 }
 
+template <typename Rows>
+std::vector<std::string> NamesOf(const Rows& rows) {
+    std::vector<std::string> names;
+    std::transform(std::begin(rows), std::end(rows), std::back_inserter(names),
+                   [](const auto& row) { return row.name; });
+    return names;
+}
+
 std::string IsKind(const std::string& word) {
-    std::vector<std::string> kinds;
-    for (const FaultRow& row : FAULTS) {
-        kinds.emplace_back(row.name);
-    }
+    const std::vector<std::string> kinds = NamesOf(FaultKinds());
     const bool isKnown = std::find(kinds.begin(), kinds.end(), word) != kinds.end();
     return isKnown ? "" : "there is no fault \"" + word + "\"" + Cli::Nearest(word, kinds);
 }
 
 void Declare(Cli::Command& command, Arguments& arguments) {
-    std::vector<std::string> requests;
-    for (const Endpoint& endpoint : ENDPOINTS) {
-        requests.emplace_back(endpoint.name);
-    }
+    const std::vector<std::string> requests = NamesOf(ENDPOINTS);
     command.Operand("KIND", arguments.kind, "one of those below").Must(&IsKind);
     command.Operand("VALUE", arguments.value, "what the kind takes");
     command.Option("--on", "REQUEST", arguments.on, "only " + Cli::Join(requests, ", ") + " (default: any)")
@@ -137,27 +137,25 @@ void Declare(Cli::Command& command, Arguments& arguments) {
         .Must(&IsHeaderLine);
 }
 
+std::string Line(const FaultKind& kind) {
+    constexpr std::size_t WIDTH = 22;
+    const std::string word = kind.operand;
+    const bool isOptional = kind.standard != nullptr && !word.empty();
+    const std::string value = isOptional ? "[" + word + "]" : word;
+    return "  " + Cli::Pad(kind.name + (" " + value), WIDTH) + kind.summary + "\n";
+}
+
 /** A line for each kind, in three parts by what it hits. */
 std::string Kinds() {
-    constexpr std::pair<Hits, const char*> PARTS[] = {
-        {Hits::ANSWER, "What a client gets, though its request is carried out:"},
-        {Hits::REQUEST, "What it gets instead, without a look at its request:"},
-        {Hits::CONNECTION, "What a new connection gets (others are closed after their next answer):"}};
-    constexpr std::size_t WIDTH = 22;
-    std::string text;
-    for (const auto& [hits, title] : PARTS) {
-        text += std::string(title) + "\n";
-        for (const FaultRow& row : FAULTS) {
-            const std::string word = row.operand->word;
-            const bool isOptional = row.standard != nullptr && !word.empty();
-            const std::string usage = row.name + (word.empty() ? ""
-                                                  : isOptional ? " [" + word + "]"
-                                                               : " " + word);
-            text += row.hits == hits ? "  " + Cli::Pad(usage, WIDTH) + row.summary + "\n" : "";
-        }
-        text += "\n";
+    std::string answers = "What a client gets, though its request is carried out:\n";
+    std::string requests = "What it gets instead, without a look at its request:\n";
+    std::string connections = "What a new connection gets (others are closed after their next answer):\n";
+    for (const FaultKind& kind : FaultKinds()) {
+        std::string& others = kind.answer != nullptr ? requests : connections;
+        (kind.deliver != nullptr ? answers : others) += Line(kind);
     }
-    return text + Cli::Wrap("FLAW is " + Cli::Join(CertificateFlaws(), ", ") + ".", 0, Cli::HELP_WIDTH);
+    return answers + "\n" + requests + "\n" + connections + "\n" +
+           Cli::Wrap("FLAW is " + Cli::Join(CertificateFlaws(), ", ") + ".", 0, Cli::HELP_WIDTH);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 #include <thread>
 
@@ -13,8 +14,8 @@
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"
+#include "Cloud/Server/FaultPlan.h"
 #include "Cloud/Server/Serve.h"
-#include "Cloud/State/Faults.h"
 #include "Cloud/State/ServerState.h"
 
 namespace LocalCloud {
@@ -46,7 +47,8 @@ void DeclareServe(Cli::Command& command, Arguments& arguments) {
                  "return when the server answers; it goes on until 'infosync-cloud stop'");
 }
 
-RunningServer RequireServer(const Folder& folder) {
+/** What the running server tells. */
+Json::Value RequireServer(const Folder& folder) {
     const auto server = FindServer(folder);
     if (!server) {
         throw std::runtime_error("no server runs on " + folder.Path() +
@@ -55,16 +57,13 @@ RunningServer RequireServer(const Folder& folder) {
     return *server;
 }
 
-Json::Value JsonOf(const Folder& folder, const RunningServer& server) {
-    Json::Value status;
+Json::Value StatusOf(const Folder& folder) {
+    Json::Value status = RequireServer(folder);
     status["running"] = true;
-    status["address"] = "https://127.0.0.1:" + std::to_string(server.port);
+    status["address"] = "https://127.0.0.1:" + status["port"].asString();
     status["dir"] = folder.Path();
     status["ca_file"] = folder.CaFile();
-    status["uptime_seconds"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC - server.started);
-    for (const ServerNumber& each : SERVER_NUMBERS) {
-        status[each.name] = Json::Int64(server.*each.number);
-    }
+    status["uptime_seconds"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC - status["started"].asInt64());
     status["planned_faults"] = Json::UInt64(FaultPlan(folder).List().size());
     return status;
 }
@@ -74,10 +73,12 @@ std::string TableOf(const Json::Value& status) {
     table.Add({"address", Cli::StringMember(status, "address")});
     table.Add({"CA file", Cli::StringMember(status, "ca_file")});
     table.Add({"running for", Cli::DurationText(Cli::IntegerMember(status, "uptime_seconds"))});
-    for (const char* name : {"pid", "requests", "connections", "full_handshakes", "resumed_handshakes",
-                             "failed_handshakes", "planned_faults"}) {
-        std::string words = name;
-        table.Add({g_strdelimit(words.data(), "_", ' '), status[name].asString()});
+    std::vector<std::string> numbers = {"pid"};
+    numbers.insert(numbers.end(), std::begin(COUNTS), std::end(COUNTS));
+    numbers.emplace_back("planned_faults");
+    for (std::string& name : numbers) {
+        const std::string number = status[name].asString();
+        table.Add({g_strdelimit(name.data(), "_", ' '), number});
     }
     return table.Text(Cli::Style(STDOUT_FILENO));
 }
@@ -95,19 +96,19 @@ void Status(const StatusArguments& arguments) {
     if (arguments.json && !FindServer(folder)) {
         std::cout << "{ \"running\" : false }\n";
     }
-    const Json::Value status = JsonOf(folder, RequireServer(folder));
+    const Json::Value status = StatusOf(folder);
     std::cout << (arguments.json ? Cli::JsonText(status) : TableOf(status));
 }
 
 void Stop() {
     const Folder folder = Folder::Ready();
-    const auto pid = static_cast<pid_t>(RequireServer(folder).pid);
+    const auto pid = static_cast<pid_t>(RequireServer(folder)["pid"].asInt());
     if (::kill(pid, SIGTERM) != 0 && errno != ESRCH) {
         throw std::runtime_error("could not stop process " + std::to_string(pid) + ": " + g_strerror(errno));
     }
     const auto last = std::chrono::steady_clock::now() + LONGEST_END;
     // The lock is let go of when the process has ended; another server may have it by then.
-    for (auto server = FindServer(folder); server && server->pid == pid; server = FindServer(folder)) {
+    for (auto server = FindServer(folder); server && (*server)["pid"] == pid; server = FindServer(folder)) {
         if (std::chrono::steady_clock::now() > last) {
             throw std::runtime_error("process " + std::to_string(pid) + ", the server on " + folder.Path() +
                                      ", was told to end and has not after " +

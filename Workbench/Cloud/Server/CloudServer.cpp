@@ -10,9 +10,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Cloud/Server/Misbehaviour.h"
-#include "Files.h"
-
 namespace LocalCloud {
 
 namespace {
@@ -27,8 +24,8 @@ constexpr std::size_t THREADS = Connections::MOST + 16;
 
 using SetUp = std::function<void(httplib::Request&)>;
 
-// The library's function takes the addresses of both sides, too, from 0.15 on; the compiler picks the right
-// one.
+// The library's function takes the addresses of both sides, too, from 0.15 on; the compiler picks the
+// right one.
 [[maybe_unused]] bool Process(httplib::Server& server,
                               bool (httplib::Server::*process)(httplib::Stream&, bool, bool&, const SetUp&),
                               httplib::Stream& stream, bool& closed) {
@@ -113,9 +110,12 @@ void Connections::EndAll() {
     }
 }
 
-CloudServer::CloudServer(Cloud& cloud, const TlsContexts& tls, FaultPlan& faults, ExchangeLog& exchanges,
-                         Console& console)
-    : m_cloud(cloud), m_tls(tls), m_faults(faults), m_exchanges(exchanges), m_console(console) {
+CloudServer::CloudServer(Cloud& cloud, ServerState& state)
+    : m_cloud(cloud),
+      m_state(state),
+      m_tls(cloud.folder.TlsFolder()),
+      m_faults(cloud.folder),
+      m_exchanges(cloud.folder) {
     new_task_queue = [] { return new httplib::ThreadPool(THREADS); };
     set_keep_alive_max_count(REQUESTS_PER_CONNECTION);
     set_keep_alive_timeout(Connection::KEEP_ALIVE.count());
@@ -162,11 +162,6 @@ int CloudServer::Bind(int port) {
     return port;
 }
 
-void CloudServer::Listen(ServerState& state) {
-    m_state = &state;
-    listen_after_bind();
-}
-
 bool CloudServer::process_and_close_socket(socket_t socket) {
     if (m_connections.Enter(socket)) {
         if (const auto waited = m_connections.MakeRoom()) {
@@ -188,10 +183,10 @@ void CloudServer::ServeConnection(socket_t socket) {
     if (!HasBegun(socket)) {
         return;
     }
-    m_state->Count(&RunningServer::connections);
+    m_state.Count("connections");
     const int on = 1;
     ::setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
-    const auto fault = m_faults.TakeForConnection();
+    const auto fault = m_faults.Take("");
     SslSession session = BeginSession(m_tls, socket, fault);
     if (!session) {
         m_console.ShowConnection("connection answered without TLS" + NoteOf(fault));
@@ -222,12 +217,11 @@ void CloudServer::ServeConnection(socket_t socket) {
 
 bool CloudServer::Handshake(Connection& connection, const SSL* session, const std::optional<Fault>& fault) {
     if (!connection.Handshake()) {
-        m_state->Count(&RunningServer::failedHandshakes);
+        m_state.Count("failed_handshakes");
         m_console.ShowConnection("TLS handshake failed: " + LastTlsError() + NoteOf(fault));
         return false;
     }
-    m_state->Count(SSL_session_reused(session) == 1 ? &RunningServer::resumedHandshakes
-                                                    : &RunningServer::fullHandshakes);
+    m_state.Count(SSL_session_reused(session) == 1 ? "resumed_handshakes" : "full_handshakes");
     return true;
 }
 
@@ -247,7 +241,7 @@ bool CloudServer::ServeRequest(Connection& connection) {
         closed = !Process(*this, &CloudServer::process_request, connection, closed) || closed || m_closes;
         m_exchange.answer = connection.TakeAnswer();
     }
-    m_state->Count(&RunningServer::requests);
+    m_state.Count("requests");
     // Before the answer goes out: who has it finds the exchange recorded.
     Json::Value kept;
     const std::string missing = m_exchanges.Add(m_exchange, kept);
@@ -265,12 +259,11 @@ bool CloudServer::ServeRequest(Connection& connection) {
 Answer CloudServer::AnswerTo(const Endpoint& endpoint, const httplib::Request& request) {
     m_exchange.endpoint = endpoint.name;
     m_closes = m_faults.WaitsForConnection();
-    m_fault = m_faults.TakeForRequest(endpoint.name);
+    m_fault = m_faults.Take(endpoint.name);
     if (m_fault) {
         m_exchange.fault = m_fault->Describe();
-        if (RowOf(m_fault->kind).hits == Hits::REQUEST) {
-            return {m_fault->status, m_fault->kind == FaultKind::BODY ? Files::Read(m_fault->value) : "",
-                    "as planned", ""};
+        if (m_fault->kind->answer != nullptr) {
+            return {m_fault->status, m_fault->kind->answer(*m_fault), "as planned", ""};
         }
     }
     return endpoint.answer(m_cloud, request);

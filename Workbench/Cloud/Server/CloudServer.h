@@ -12,9 +12,9 @@
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/Server/Connection.h"
 #include "Cloud/Server/Console.h"
-#include "Cloud/Server/Tls.h"
+#include "Cloud/Server/FaultPlan.h"
+#include "Cloud/State/Certificates.h"
 #include "Cloud/State/Exchanges.h"
-#include "Cloud/State/Faults.h"
 #include "Cloud/State/ServerState.h"
 
 namespace LocalCloud {
@@ -61,15 +61,11 @@ private:
 
 class CloudServer : public httplib::Server {
 public:
-    /** All must outlive the server. */
-    CloudServer(Cloud& cloud, const TlsContexts& tls, FaultPlan& faults, ExchangeLog& exchanges,
-                Console& console);
+    /** Both must outlive the server. @throws std::runtime_error that says what is wrong in the folder */
+    CloudServer(Cloud& cloud, ServerState& state);
 
     /** @return the port, a free one for 0 @throws std::runtime_error that says what to do when it is taken */
     int Bind(int port);
-
-    /** Runs until stop() is called; counts what happens. */
-    void Listen(ServerState& state);
 
     /** Ends every connection, and from now on each new one, waiting for none. */
     void EndConnections() {
@@ -88,12 +84,12 @@ private:
     Answer AnswerTo(const Endpoint& endpoint, const httplib::Request& request);
 
     Cloud& m_cloud;
-    const TlsContexts& m_tls;
-    FaultPlan& m_faults;
-    ExchangeLog& m_exchanges;
-    Console& m_console;
+    ServerState& m_state;
+    TlsContexts m_tls;
+    FaultPlan m_faults;
+    ExchangeLog m_exchanges;
+    Console m_console;
     Connections m_connections;
-    ServerState* m_state = nullptr;
 
     /** One request at a time is looked at, so that what all take together stays small; the rest is about it.
      */

@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-#include "Cloud/Server/Tls.h"
+#include "Cloud/State/Certificates.h"
 
 namespace LocalCloud {
 

@@ -63,18 +63,14 @@ void ServeUntilStopped(const Folder& folder, const ServeOptions& options, const 
     ::mallopt(M_MMAP_THRESHOLD, LEAST_GIVEN_BACK);
     ::mallopt(M_ARENA_MAX, 1);
     folder.Prepare();
-    const ServingLock onlyServer(folder);
-    Console console;
-    ExchangeLog exchanges(folder);
-    FaultPlan faults(folder);
-    const TlsContexts tls(folder.TlsFolder());
+    ServerState state(folder);
     Cloud cloud(folder, options.anyUser, [] { return g_get_real_time() / 1000; });
     cloud.users.List();  // what may not be read is refused now, not in a client's answer
-    CloudServer server(cloud, tls, faults, exchanges, console);
+    CloudServer server(cloud, state);
     const int port = server.Bind(options.port);
-    ServerState state(folder, port);
+    state.Listens(port);
     std::thread listening([&] {
-        server.Listen(state);
+        server.listen_after_bind();
         // However it ended: the way a signal from outside would end all.
         ::kill(::getpid(), SIGTERM);
     });

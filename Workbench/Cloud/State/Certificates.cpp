@@ -151,16 +151,7 @@ bool IsStillGood(const Identity& server, const Identity& authority) {
            X509_cmp_time(X509_get0_notAfter(server.certificate.get()), &soon) > 0;
 }
 
-}  // namespace
-
-std::vector<std::string> CertificateFlaws() {
-    std::vector<std::string> names;
-    for (const Flaw& flaw : FLAWS) {
-        names.emplace_back(flaw.name);
-    }
-    return names;
-}
-
+/** Reads NAME.pem and NAME.key, "ca" or "server". */
 Identity LoadIdentity(const std::string& folder, const std::string& name) {
     const std::string certificate = Files::Read(folder + "/" + name + ".pem");
     const std::string key = Files::Read(folder + "/" + name + ".key");
@@ -172,12 +163,13 @@ Identity LoadIdentity(const std::string& folder, const std::string& name) {
         ERR_clear_error();
         throw std::runtime_error(
             folder + "/" + name +
-            ".pem and .key are damaged or do not belong together; remove both: " + "the server makes others");
+            ".pem and .key are damaged or do not belong together; remove both: the server makes others");
     }
     return identity;
 }
 
-Identity MakeServerIdentity(const Identity& authority, const std::string& flaw) {
+/** A certificate for the cloud's hosts that is right but for the flaw, of which there may be none. */
+Identity MakeServerIdentity(const Identity& authority, const std::string& flaw = "") {
     Contents contents = {"infosync-cloud",    HOSTS,
                          -BACKDATING,         SERVER_LIFETIME,
                          "critical,CA:FALSE", "critical,digitalSignature",
@@ -196,6 +188,36 @@ Identity MakeServerIdentity(const Identity& authority, const std::string& flaw) 
     return Issue(contents, stranger.key ? &stranger : &authority);
 }
 
+SslContext MakeContext(const Identity& identity) {
+    SslContext context(SSL_CTX_new(TLS_server_method()));
+    if (!context || SSL_CTX_use_certificate(context.get(), identity.certificate.get()) != 1 ||
+        SSL_CTX_use_PrivateKey(context.get(), identity.key.get()) != 1) {
+        throw std::runtime_error("could not set up TLS with the certificates of the folder's tls/");
+    }
+    SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
+    // Many silent connections are to take little memory.
+    SSL_CTX_set_mode(context.get(), SSL_MODE_RELEASE_BUFFERS);
+    return context;
+}
+
+SslSession SessionOf(SSL_CTX* context, int socket) {
+    SslSession session(SSL_new(context));
+    if (!session || SSL_set_fd(session.get(), socket) != 1) {
+        throw std::runtime_error("could not set up a TLS session");
+    }
+    return session;
+}
+
+}  // namespace
+
+std::vector<std::string> CertificateFlaws() {
+    std::vector<std::string> names;
+    for (const Flaw& flaw : FLAWS) {
+        names.emplace_back(flaw.name);
+    }
+    return names;
+}
+
 void MakeCertificates(const std::string& folder) {
     if (!IsThere(folder, "ca")) {
         Save(MakeAuthority(), folder, "ca");
@@ -204,6 +226,28 @@ void MakeCertificates(const std::string& folder) {
     if (!IsThere(folder, "server") || !IsStillGood(LoadIdentity(folder, "server"), authority)) {
         Save(MakeServerIdentity(authority), folder, "server");
     }
+}
+
+TlsContexts::TlsContexts(const std::string& folder)
+    : m_authority(LoadIdentity(folder, "ca")),
+      m_identity(LoadIdentity(folder, "server")),
+      m_context(MakeContext(m_identity)) {}
+
+SslSession TlsContexts::NewSession(int socket) const {
+    return SessionOf(m_context.get(), socket);
+}
+
+SslSession TlsContexts::NewFlawedSession(int socket, const std::string& flaw) const {
+    return SessionOf(MakeContext(MakeServerIdentity(m_authority, flaw)).get(), socket);
+}
+
+SslSession TlsContexts::NewOldSession(int socket) const {
+    const SslContext context = MakeContext(m_identity);
+    SSL_CTX_set_min_proto_version(context.get(), TLS1_1_VERSION);
+    SSL_CTX_set_max_proto_version(context.get(), TLS1_1_VERSION);
+    // It signs with what OpenSSL no longer counts as safe at its default security level.
+    SSL_CTX_set_cipher_list(context.get(), "DEFAULT:@SECLEVEL=0");
+    return SessionOf(context.get(), socket);
 }
 
 }  // namespace LocalCloud

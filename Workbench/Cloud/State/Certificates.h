@@ -1,8 +1,7 @@
 /** The certificates in tls/: an authority of the cloud's own, and what it issues, rightly and wrongly. */
 #pragma once
 
-#include <openssl/evp.h>
-#include <openssl/x509.h>
+#include <openssl/ssl.h>
 
 #include <memory>
 #include <string>
@@ -17,7 +16,16 @@ struct OpenSslDeleter {
     void operator()(X509* certificate) const {
         X509_free(certificate);
     }
+    void operator()(SSL_CTX* context) const {
+        SSL_CTX_free(context);
+    }
+    void operator()(SSL* session) const {
+        SSL_free(session);
+    }
 };
+
+using SslContext = std::unique_ptr<SSL_CTX, OpenSslDeleter>;
+using SslSession = std::unique_ptr<SSL, OpenSslDeleter>;
 
 /** A certificate with its private key. */
 struct Identity {
@@ -34,10 +42,22 @@ std::vector<std::string> CertificateFlaws();
  */
 void MakeCertificates(const std::string& folder);
 
-/** Reads NAME.pem and NAME.key, "ca" or "server". @throws std::runtime_error that says what to do */
-Identity LoadIdentity(const std::string& folder, const std::string& name);
+/** Makes TLS sessions on accepted sockets, before their handshake; the socket stays the caller's. */
+class TlsContexts {
+public:
+    /** @throws std::runtime_error that says what to do when the folder's certificates cannot be used */
+    explicit TlsContexts(const std::string& folder);
 
-/** A certificate for the cloud's hosts that is right but for the flaw, of which there may be none. */
-Identity MakeServerIdentity(const Identity& authority, const std::string& flaw = "");
+    SslSession NewSession(int socket) const;
+    /** The same with a certificate that has a flaw. */
+    SslSession NewFlawedSession(int socket, const std::string& flaw) const;
+    /** The same with nothing newer than TLS 1.1. */
+    SslSession NewOldSession(int socket) const;
+
+private:
+    Identity m_authority;
+    Identity m_identity;
+    SslContext m_context;
+};
 
 }  // namespace LocalCloud

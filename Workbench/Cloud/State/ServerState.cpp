@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <glib.h>
-#include <json/json.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -20,8 +19,17 @@ namespace {
 constexpr char LOCK_FILE[] = "serve.lock";
 constexpr char STATE_FILE[] = "server.json";
 
-[[noreturn]] void Fail(const std::string& path) {
-    throw std::runtime_error(path + ": " + g_strerror(errno));
+[[noreturn]] void Fail(const std::string& path, int error) {
+    throw std::runtime_error(path + ": " + g_strerror(error));
+}
+
+Json::Value NewState() {
+    Json::Value state;
+    state["pid"] = state["port"] = state["started"] = 0;
+    for (const char* name : COUNTS) {
+        state[name] = 0;
+    }
+    return state;
 }
 
 struct flock WholeFile() {
@@ -37,81 +45,74 @@ pid_t Holder(const std::string& path) {
     struct flock lock = WholeFile();
     const bool told = file >= 0 && ::fcntl(file, F_GETLK, &lock) == 0;
     if (!told && errno != ENOENT) {
-        Fail(path);
+        Fail(path, errno);
     }
     ::close(file);
     return told && lock.l_type != F_UNLCK ? lock.l_pid : 0;
 }
 
-/** What the holder has written down; of another process' writing nothing is believed. */
-RunningServer Read(const std::string& path, pid_t holder) {
-    RunningServer server;
-    const auto text = Files::ReadIfThere(path);
-    const Json::Value state = text ? Cli::ParseObject(*text, path) : Json::Value();
-    for (const ServerNumber& each : SERVER_NUMBERS) {
-        server.*each.number =
-            Cli::IntegerMember(state, "pid") == holder ? Cli::IntegerMember(state, each.name) : 0;
+}  // namespace
+
+std::optional<Json::Value> FindServer(const Folder& folder) {
+    const pid_t holder = Holder(folder.StateFile(LOCK_FILE));
+    if (holder == 0) {
+        return std::nullopt;
     }
-    server.pid = holder;
+    const std::string path = folder.StateFile(STATE_FILE);
+    const auto text = Files::ReadIfThere(path);
+    const Json::Value written = text ? Cli::ParseObject(*text, path) : Json::Value();
+    Json::Value server = NewState();
+    // Of another process' writing nothing is believed.
+    for (const auto& name : server.getMemberNames()) {
+        const bool isOurs = Cli::IntegerMember(written, "pid") == holder;
+        server[name] = Json::Int64(isOurs ? Cli::IntegerMember(written, name) : 0);
+    }
+    server["pid"] = holder;
     return server;
 }
 
-}  // namespace
-
-std::optional<RunningServer> FindServer(const Folder& folder) {
-    const pid_t holder = Holder(folder.StateFile(LOCK_FILE));
-    return holder == 0 ? std::nullopt : std::optional(Read(folder.StateFile(STATE_FILE), holder));
-}
-
-ServingLock::ServingLock(const Folder& folder)
-    : m_file(::open(folder.StateFile(LOCK_FILE).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, Files::PRIVATE)) {
+ServerState::ServerState(const Folder& folder)
+    : m_lock(::open(folder.StateFile(LOCK_FILE).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, Files::PRIVATE)),
+      m_path(folder.StateFile(STATE_FILE)),
+      m_state(NewState()) {
     struct flock lock = WholeFile();
-    if (m_file >= 0 && ::fcntl(m_file, F_SETLK, &lock) == 0) {
+    if (m_lock >= 0 && ::fcntl(m_lock, F_SETLK, &lock) == 0) {
         return;
     }
-    const bool taken = m_file >= 0 && (errno == EAGAIN || errno == EACCES);
     const int error = errno;
-    ::close(m_file);
-    if (taken) {
+    ::close(m_lock);
+    if (error == EAGAIN || error == EACCES) {
         throw std::runtime_error("a server runs on " + folder.Path() +
                                  " already; see: infosync-cloud status --dir '" + folder.Path() + "'");
     }
-    errno = error;
-    Fail(folder.StateFile(LOCK_FILE));
-}
-
-ServingLock::~ServingLock() {
-    ::close(m_file);
-}
-
-ServerState::ServerState(const Folder& folder, int port) : m_path(folder.StateFile(STATE_FILE)) {
-    m_server.pid = ::getpid();
-    m_server.port = port;
-    m_server.started = g_get_real_time() / G_USEC_PER_SEC;
-    if (!Write()) {
-        Fail(m_path);
-    }
+    Fail(folder.StateFile(LOCK_FILE), error);
 }
 
 ServerState::~ServerState() {
     ::unlink(m_path.c_str());
+    ::close(m_lock);
 }
 
-void ServerState::Count(std::int64_t RunningServer::*what) {
+void ServerState::Listens(int port) {
+    m_state["pid"] = ::getpid();
+    m_state["port"] = port;
+    m_state["started"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC);
+    if (!Write()) {
+        Fail(m_path, errno);
+    }
+}
+
+void ServerState::Count(const char* what) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    ++(m_server.*what);
+    m_state[what] = Json::Int64(m_state[what].asInt64() + 1);
     Write();
 }
 
 bool ServerState::Write() const {
-    Json::Value state;
-    for (const ServerNumber& each : SERVER_NUMBERS) {
-        state[each.name] = Json::Int64(m_server.*each.number);
-    }
     // Not Files::Replace(): it waits for the disk, and this is worth nothing after a power cut.
     const std::string path = m_path + ".new";
     std::ofstream file(path);
-    file << Cli::CompactJson(state) << std::flush;
+    file << Cli::CompactJson(m_state) << std::flush;
     file.close();
     return file.good() && std::rename(path.c_str(), m_path.c_str()) == 0;
 }

@@ -1,9 +1,8 @@
 /** One server for a folder, and what it tells of itself in state/server.json while it runs. */
 #pragma once
 
-#include <sys/types.h>
+#include <json/json.h>
 
-#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -12,73 +11,43 @@
 
 namespace LocalCloud {
 
-struct RunningServer {
-    std::int64_t pid = 0;
-    /** 0 as long as it does not listen. */
-    std::int64_t port = 0;
-    /** Seconds since the epoch. */
-    std::int64_t started = 0;
-    // How often what happened since then.
-    std::int64_t requests = 0;
-    std::int64_t connections = 0;
-    std::int64_t fullHandshakes = 0;
-    std::int64_t resumedHandshakes = 0;
-    std::int64_t failedHandshakes = 0;
-};
-
-/** A member's name in JSON, where "_" stands for a blank in words. */
-struct ServerNumber {
-    const char* name;
-    std::int64_t RunningServer::*number;
-};
-
-inline constexpr ServerNumber SERVER_NUMBERS[] = {{"pid", &RunningServer::pid},
-                                                  {"port", &RunningServer::port},
-                                                  {"started", &RunningServer::started},
-                                                  {"requests", &RunningServer::requests},
-                                                  {"connections", &RunningServer::connections},
-                                                  {"full_handshakes", &RunningServer::fullHandshakes},
-                                                  {"resumed_handshakes", &RunningServer::resumedHandshakes},
-                                                  {"failed_handshakes", &RunningServer::failedHandshakes}};
-
-/** The server that holds the folder's lock, whatever one that was killed left behind. @throws
- * std::runtime_error */
-std::optional<RunningServer> FindServer(const Folder& folder);
+/** How often what happened to a running server, as server.json has it; "_" stands for a blank in words. */
+inline constexpr const char* COUNTS[] = {"requests", "connections", "full_handshakes", "resumed_handshakes",
+                                         "failed_handshakes"};
 
 /**
- * The lock, held for as long as it lives; the system lets go of it when the process ends in any way. A
- * process has one at most, and must not open the file otherwise.
+ * What the server tells that holds the folder's lock, whatever one that was killed left behind: its "pid",
+ * and, from when it listens, its "port", "started" (seconds since the epoch) and COUNTS; 0 before.
+ * @throws std::runtime_error
  */
-class ServingLock {
-public:
-    /** @throws std::runtime_error that says who serves the folder */
-    explicit ServingLock(const Folder& folder);
-    ~ServingLock();
-    ServingLock(const ServingLock&) = delete;
-    ServingLock& operator=(const ServingLock&) = delete;
+std::optional<Json::Value> FindServer(const Folder& folder);
 
-private:
-    int m_file;
-};
-
-/** Writes state/server.json, whole at any moment, and removes it at the end. Safe from any thread. */
+/**
+ * Holds the lock for as long as it lives; the system lets go of it when the process ends in any way. A
+ * process has one at most, and must not open the file otherwise. Safe from any thread.
+ */
 class ServerState {
 public:
-    /** @throws std::runtime_error when it cannot be written */
-    ServerState(const Folder& folder, int port);
+    /** @throws std::runtime_error that says who serves the folder */
+    explicit ServerState(const Folder& folder);
     ~ServerState();
     ServerState(const ServerState&) = delete;
     ServerState& operator=(const ServerState&) = delete;
 
-    /** What cannot be written, on a full disk say, is written with the next count that can. */
-    void Count(std::int64_t RunningServer::*what);
+    /** From now on what the server tells is in the file, whole at any moment, until the end. @throws
+     * std::runtime_error when it cannot be written */
+    void Listens(int port);
+
+    /** One of COUNTS. What cannot be written, on a full disk say, is written with the next count that can. */
+    void Count(const char* what);
 
 private:
     bool Write() const;
 
+    int m_lock;
     std::string m_path;
     std::mutex m_mutex;
-    RunningServer m_server;
+    Json::Value m_state;
 };
 
 }  // namespace LocalCloud
