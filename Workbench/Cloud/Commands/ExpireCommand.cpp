@@ -1,6 +1,8 @@
 #include <glib.h>
 
+#include <algorithm>
 #include <iostream>
+#include <iterator>
 
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
@@ -29,14 +31,14 @@ void ExpireMark(const Folder& folder, const Arguments& arguments) {
               << " that asks from a mark is refused with " << arguments.code << "\n";
 }
 
-void ExpireHolding(const Folder& folder, const HoldingKind& kind, const std::string& login) {
+void ExpireHolding(const Folder& folder, const Holding& holding, const std::string& login) {
     TokenStore tokens(folder, [] { return g_get_real_time() / G_USEC_PER_SEC; });
-    const std::int64_t expired = tokens.Expire(kind.holding, login);
+    const std::int64_t expired = tokens.Expire(holding, login);
     if (expired == 0) {
         Users(folder).RequireExists(login);
     }
-    std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), kind.noun) << "\n"
-              << (expired > 0 ? std::string("It shows ") + kind.shows + ".\n" : "");
+    std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), holding.noun) << "\n"
+              << (expired > 0 ? std::string("It shows ") + holding.shows + ".\n" : "");
 }
 
 void Run(const Arguments& arguments) {
@@ -45,18 +47,17 @@ void Run(const Arguments& arguments) {
         ExpireMark(folder, arguments);
         return;
     }
-    for (const HoldingKind& kind : HOLDINGS) {
-        if (arguments.what == kind.name) {
-            ExpireHolding(folder, kind, arguments.login);
+    for (const Holding* holding : HOLDINGS) {
+        if (arguments.what == holding->name) {
+            ExpireHolding(folder, *holding, arguments.login);
         }
     }
 }
 
 void Declare(Cli::Command& command, Arguments& arguments) {
     std::vector<std::string> words;
-    for (const HoldingKind& kind : HOLDINGS) {
-        words.emplace_back(kind.name);
-    }
+    std::transform(std::begin(HOLDINGS), std::end(HOLDINGS), std::back_inserter(words),
+                   [](const Holding* holding) { return holding->name; });
     words.emplace_back(MARK);
     const std::string tooOld = TextOf(ResultCode::MARK_TOO_OLD);
     const std::string unknown = TextOf(ResultCode::MARK_UNKNOWN);

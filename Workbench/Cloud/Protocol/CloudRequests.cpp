@@ -12,6 +12,7 @@
 #include "Cloud/Protocol/AppToken.h"
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Crypto.h"
+#include "Cloud/State/Records.h"
 #include "Files.h"
 #include "Util/ClientIdentity.h"
 
@@ -159,10 +160,10 @@ std::string TakeExpiredMark(const Cloud& cloud, const std::string& login) {
     return !code.empty() && Files::Remove(path) ? std::string(g_strstrip(code.data())) : std::string();
 }
 
-Answer SelectRecords(Cloud& cloud, const httplib::Request& request, const std::string& login) {
+Answer SendRecords(Cloud& cloud, const httplib::Request& request, const std::string& login) {
     const auto mark = ParseMark(request.get_param_value("changed_after"));
     const std::string expired = mark ? TakeExpiredMark(cloud, login) : std::string();
-    const Selection selection = cloud.records.Select(login, mark);
+    const Selection selection = SelectRecords(cloud.folder, login, mark, cloud.clock());
     const bool unknown = expired.empty() ? selection.outcome == Selection::Outcome::MARK_UNKNOWN
                                          : expired == TextOf(ResultCode::MARK_UNKNOWN);
     Demand(!unknown, ResultCode::MARK_UNKNOWN, "changed_after is no mark of this cloud's");
@@ -206,7 +207,7 @@ Answer Download(Cloud& cloud, const httplib::Request& request) {
         CheckUserAgent(request, DOWNLOAD_TAIL);
         IdentifyBearer(cloud, request, login);
         CheckQuery(request);
-        return SelectRecords(cloud, request, login);
+        return SendRecords(cloud, request, login);
     });
 }
 

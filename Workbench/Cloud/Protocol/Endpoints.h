@@ -3,11 +3,11 @@
 
 #include <httplib.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "Cloud/Protocol/Answer.h"
-#include "Cloud/State/Records.h"
-#include "Cloud/State/Settings.h"
 #include "Cloud/State/Tokens.h"
 #include "Cloud/State/Users.h"
 
@@ -15,22 +15,26 @@ namespace LocalCloud {
 
 /** What is behind both servers. */
 struct Cloud {
+    /** Milliseconds since the epoch. */
+    using Clock = std::function<std::int64_t()>;
+
     /**
      * @param anyUser makes every login id a known one
-     * @param clock milliseconds since the epoch
      * @throws std::runtime_error that says what is wrong in the folder
      */
-    Cloud(const Folder& cloudFolder, bool anyUser, const RecordBook::Clock& clock)
+    Cloud(const Folder& cloudFolder, bool anyUser, Clock theClock)
         : folder(cloudFolder),
+          clock(std::move(theClock)),
           users(cloudFolder, anyUser),
-          tokens(cloudFolder, [clock] { return clock() / 1000; }),
-          records(cloudFolder, clock),
-          secret(Settings(cloudFolder.SettingsFile()).SigningSecret()) {}
+          tokens(cloudFolder, [this] { return clock() / 1000; }),
+          secret(cloudFolder.SigningSecret()) {}
+    Cloud(const Cloud&) = delete;
+    Cloud& operator=(const Cloud&) = delete;
 
     Folder folder;
+    Clock clock;
     Users users;
     TokenStore tokens;
-    RecordBook records;
     /** Signs the application tokens. */
     std::string secret;
 };

@@ -1,13 +1,14 @@
 #include "Cloud/State/Crypto.h"
 
 #include <glib.h>
-#include <openssl/hmac.h>
 #include <openssl/rand.h>
 #include <openssl/sha.h>
 
 #include <algorithm>
 #include <memory>
 #include <stdexcept>
+
+#include "Cli/Text.h"
 
 namespace LocalCloud {
 
@@ -30,10 +31,8 @@ std::string Sha256(const std::string& bytes) {
 }
 
 std::string HmacSha256(const std::string& key, const std::string& bytes) {
-    std::string digest(SHA256_DIGEST_LENGTH, '\0');
-    HMAC(EVP_sha256(), key.data(), static_cast<int>(key.size()), Bytes(bytes), bytes.size(), Bytes(digest),
-         nullptr);
-    return digest;
+    return Cli::Taken(
+        g_compute_hmac_for_data(G_CHECKSUM_SHA256, Bytes(key), key.size(), Bytes(bytes), bytes.size()));
 }
 
 std::string RandomBytes(std::size_t count) {
@@ -45,9 +44,7 @@ std::string RandomBytes(std::size_t count) {
 }
 
 std::string Base64UrlEncode(const std::string& bytes) {
-    const std::unique_ptr<char, decltype(&g_free)> encoded(g_base64_encode(Bytes(bytes), bytes.size()),
-                                                           &g_free);
-    std::string text = encoded.get();
+    std::string text = Cli::Taken(g_base64_encode(Bytes(bytes), bytes.size()));
     std::replace(text.begin(), text.end(), '+', '-');
     std::replace(text.begin(), text.end(), '/', '_');
     text.erase(std::find(text.begin(), text.end(), '='), text.end());

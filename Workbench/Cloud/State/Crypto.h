@@ -8,6 +8,8 @@
 namespace LocalCloud {
 
 std::string Sha256(const std::string& bytes);
+
+/** In hexadecimal digits. */
 std::string HmacSha256(const std::string& key, const std::string& bytes);
 
 /** Cryptographically strong. @throws std::runtime_error */

@@ -2,18 +2,52 @@
 
 #include <glib.h>
 
+#include <cmath>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
+#include "Cli/Time.h"
 #include "Cloud/State/Certificates.h"
-#include "Cloud/State/Settings.h"
+#include "Cloud/State/Crypto.h"
 #include "Cloud/State/Users.h"
 #include "Files.h"
 #include "Ownership.h"
 
 namespace LocalCloud {
+
+namespace {
+
+constexpr char LIFETIME[] = "lifetime";
+constexpr char SECRET[] = "secret";
+constexpr char SIGNING[] = "signing";
+constexpr std::size_t SECRET_BYTES = 32;
+
+using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
+
+[[noreturn]] void Refuse(const std::string& path, const std::string& reason) {
+    throw std::runtime_error(path + ": " + reason +
+                             "; mend it, or remove it: the next command makes another");
+}
+
+void RefuseIfDamaged(const std::string& path, GError* error) {
+    const std::unique_ptr<GError, decltype(&g_error_free)> owned(error, &g_error_free);
+    if (owned) {
+        Refuse(path, owned->message);
+    }
+}
+
+KeyFile Load(const std::string& path, const std::string& content) {
+    KeyFile file(g_key_file_new(), &g_key_file_free);
+    GError* error = nullptr;
+    g_key_file_load_from_data(file.get(), content.data(), content.size(), G_KEY_FILE_KEEP_COMMENTS, &error);
+    RefuseIfDamaged(path, error);
+    return file;
+}
+
+}  // namespace
 
 Folder::Folder() : Folder(Cli::StateFolder(FOLDER_VARIABLE, FOLDER_NAME)) {}
 
@@ -60,7 +94,48 @@ void Folder::Prepare() const {
     }
     const Cli::FileLock oneAtATime = LockForEdit();
     MakeCertificates(TlsFolder());
-    Settings(SettingsFile()).Prepare();
+    PrepareSettings();
+}
+
+void Folder::PrepareSettings() const {
+    const KeyFile file = Load(SettingsFile(), Files::ReadIfThere(SettingsFile()).value_or(""));
+    bool changed = false;
+    const auto add = [&](const char* group, const char* key, const std::string& value) {
+        if (g_key_file_has_key(file.get(), group, key, nullptr) == FALSE) {
+            g_key_file_set_value(file.get(), group, key, value.c_str());
+            changed = true;
+        }
+    };
+    for (const Holding* holding : HOLDINGS) {
+        add(LIFETIME, holding->name, Cli::DurationText(holding->lifetime));
+    }
+    add(SECRET, SIGNING, Hex(RandomBytes(SECRET_BYTES)));
+    if (changed) {
+        Files::Replace(SettingsFile(), Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr)));
+    }
+}
+
+std::int64_t Folder::Lifetime(const Holding& holding) const {
+    const KeyFile file = Load(SettingsFile(), Files::Read(SettingsFile()));
+    GError* error = nullptr;
+    std::string text = Cli::Taken(g_key_file_get_string(file.get(), LIFETIME, holding.name, &error));
+    RefuseIfDamaged(SettingsFile(), error);
+    // Folders of former versions have bare seconds.
+    text += !text.empty() && g_ascii_isdigit(text.back()) != FALSE ? "s" : "";
+    const auto seconds = Cli::ParseDuration(text);
+    if (!seconds) {
+        Refuse(SettingsFile(),
+               std::string("[lifetime] ") + holding.name + " is no duration, such as 90s or 1h");
+    }
+    return std::llround(*seconds);
+}
+
+std::string Folder::SigningSecret() const {
+    const KeyFile file = Load(SettingsFile(), Files::Read(SettingsFile()));
+    GError* error = nullptr;
+    std::string secret = Cli::Taken(g_key_file_get_string(file.get(), SECRET, SIGNING, &error));
+    RefuseIfDamaged(SettingsFile(), error);
+    return secret;
 }
 
 }  // namespace LocalCloud

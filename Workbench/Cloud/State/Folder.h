@@ -1,6 +1,7 @@
-/** The cloud's folder: where what is kept. */
+/** The cloud's folder: where what is kept, and cloud.ini in it. */
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "Cli/FileLock.h"
@@ -10,7 +11,37 @@ namespace LocalCloud {
 inline constexpr char FOLDER_VARIABLE[] = "INFOSYNC_CLOUD_DIR";
 inline constexpr char FOLDER_NAME[] = "infosync-cloud";
 
-/** Names the parts of the folder. Makes and reads nothing by itself. */
+/** What the cloud hands out for a while: a row for each kind, with all that is said of it anywhere. */
+struct Holding {
+    /** In cloud.ini and on the command line. */
+    const char* name;
+    /** In tokens.json. */
+    const char* list;
+    /** In seconds, where cloud.ini does not say otherwise. */
+    std::int64_t lifetime;
+    const char* noun;
+    /** When a client sees that it was made to expire: it believes that it may still use what it holds. */
+    const char* shows;
+
+    static const Holding ACCESS, REFRESH, ACTIVATION, APP;
+};
+
+inline constexpr Holding Holding::ACCESS = {
+    "access", "access_tokens", 3600, "access token",
+    "when a television next activates itself or asks for an application token"};
+inline constexpr Holding Holding::REFRESH = {
+    "refresh", "grants", std::int64_t{30} * 86400, "refresh token",
+    "when a television's access token has run out ([lifetime] access in cloud.ini)"};
+inline constexpr Holding Holding::ACTIVATION = {"activation", "activations", std::int64_t{365} * 86400,
+                                                "activation",
+                                                "when a television next asks for an application token"};
+inline constexpr Holding Holding::APP = {"app", "app_tickets", 86400, "application token",
+                                         "with a television's next download"};
+
+inline constexpr const Holding* HOLDINGS[] = {&Holding::ACCESS, &Holding::REFRESH, &Holding::ACTIVATION,
+                                              &Holding::APP};
+
+/** Names the parts of the folder. Makes nothing by itself. */
 class Folder {
 public:
     /** $INFOSYNC_CLOUD_DIR, or infosync-cloud in the user's XDG state folder. */
@@ -52,6 +83,14 @@ public:
         return {StateFile("edit.lock"), Cli::FileLock::Wait::YES};
     }
 
+    // cloud.ini is read at each call, so that a change takes effect while the server runs. They throw
+    // std::runtime_error that names the file.
+
+    /** How long one holds from when it is handed out, in seconds. */
+    std::int64_t Lifetime(const Holding& holding) const;
+    /** What the cloud signs with. */
+    std::string SigningSecret() const;
+
     /**
      * Makes everything that is missing, a certificate that is about to expire anew, and keeps the rest.
      * @throws std::runtime_error, also where the folder is somebody else's
@@ -60,6 +99,8 @@ public:
 
 private:
     void RequireOurs() const;
+    /** Writes the defaults of what is missing in cloud.ini. */
+    void PrepareSettings() const;
 
     std::string m_path;
 };

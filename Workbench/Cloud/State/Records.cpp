@@ -102,14 +102,15 @@ Selection Compose(const Json::Value& ledger, const Json::Value& records,
 
 }  // namespace
 
-Selection RecordBook::Select(const std::string& login, std::optional<std::int64_t> changedAfter) const {
-    const auto text = Files::ReadIfThere(m_folder.RecordsFile(login));
+Selection SelectRecords(const Folder& folder, const std::string& login,
+                        std::optional<std::int64_t> changedAfter, std::int64_t now) {
+    const auto text = Files::ReadIfThere(folder.RecordsFile(login));
     const std::string name = "users/" + FileNameOfLogin(login) + ".json";
     const Json::Value document = ParseUserFile(text.value_or(R"({"records":[]})"), name);
     const Json::Value& records = document[CDeviceInfo::RECORDS];
-    Json::Value ledger = LoadLedger(m_folder.LedgerFile(login));
-    if (Update(ledger, records, m_clock())) {
-        Files::Replace(m_folder.LedgerFile(login), Cli::CompactJson(ledger));
+    Json::Value ledger = LoadLedger(folder.LedgerFile(login));
+    if (Update(ledger, records, now)) {
+        Files::Replace(folder.LedgerFile(login), Cli::CompactJson(ledger));
     }
     Selection selection;
     if (changedAfter && *changedAfter < Cli::IntegerMember(ledger, OLDEST)) {

@@ -2,10 +2,8 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "Cloud/State/Folder.h"
 
@@ -26,27 +24,14 @@ struct Selection {
 };
 
 /**
- * Answers downloads out of the users' files. At each one the file is compared with what was there before;
+ * Answers a download out of the user's file: what changed after a mark, deletions included; without a mark,
+ * all that there is. A user without a file has no records. The file is compared with what was there before;
  * every change gets a mark that is greater than all earlier ones. The marks are kept in a file beside it, the
  * ledger, so that a change made while no server ran is seen, too. One thread at a time.
+ * @param now milliseconds since the epoch
+ * @throws std::runtime_error that says what is wrong with the user's file; the ledger is left as it was
  */
-class RecordBook {
-public:
-    /** Milliseconds since the epoch. */
-    using Clock = std::function<std::int64_t()>;
-
-    RecordBook(const Folder& folder, Clock clock) : m_folder(folder), m_clock(std::move(clock)) {}
-
-    /**
-     * Selects what changed after a mark, deletions included; without a mark, all that there is. A user
-     * without a file has no records.
-     * @throws std::runtime_error that says what is wrong with the user's file; the ledger is left as it was
-     */
-    Selection Select(const std::string& login, std::optional<std::int64_t> changedAfter) const;
-
-private:
-    Folder m_folder;
-    Clock m_clock;
-};
+Selection SelectRecords(const Folder& folder, const std::string& login,
+                        std::optional<std::int64_t> changedAfter, std::int64_t now);
 
 }  // namespace LocalCloud

@@ -62,8 +62,8 @@ Json::Value Load(const std::string& path) {
     try {
         Json::Value state = text ? Cli::ParseObject(*text, path) : Json::Value(Json::objectValue);
         RequireList(state, CODES);
-        for (const HoldingKind& kind : HOLDINGS) {
-            RequireList(state, kind.list);
+        for (const Holding* kind : HOLDINGS) {
+            RequireList(state, kind->list);
         }
         return state;
     } catch (const std::runtime_error& damage) {
@@ -93,8 +93,8 @@ public:
     }
 
     /** The entry in which the token still holds, or null. */
-    Json::Value* Find(Holding kind, const std::string& token) {
-        for (auto& entry : state[KindOf(kind).list]) {
+    Json::Value* Find(const Holding& kind, const std::string& token) {
+        for (auto& entry : state[kind.list]) {
             for (const Json::Value* ticket : TicketsOf(entry)) {
                 if (Cli::StringMember(*ticket, TOKEN) == token && Holds(*ticket)) {
                     return &entry;
@@ -104,9 +104,9 @@ public:
         return nullptr;
     }
 
-    Ticket Add(Holding kind, const std::string& token, const std::string& login) {
-        const Ticket ticket = {token, m_store.m_clock() + m_store.m_settings.Lifetime(kind)};
-        Json::Value& list = state[KindOf(kind).list];
+    Ticket Add(const Holding& kind, const std::string& token, const std::string& login) {
+        const Ticket ticket = {token, m_store.m_clock() + m_store.m_folder.Lifetime(kind)};
+        Json::Value& list = state[kind.list];
         for (Json::ArrayIndex i = list.size(); i-- > 0;) {
             if (Cli::StringMember(list[i], TOKEN) == token) {
                 list.removeIndex(i, nullptr);
@@ -123,8 +123,8 @@ public:
         constexpr std::size_t BYTES_OF_TOKEN = 32;
         TokenPair tokens = {"at." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
                             "rt." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
-                            m_store.m_settings.Lifetime(Holding::ACCESS),
-                            m_store.m_settings.Lifetime(Holding::REFRESH)};
+                            m_store.m_folder.Lifetime(Holding::ACCESS),
+                            m_store.m_folder.Lifetime(Holding::REFRESH)};
         refreshTicket = Stored({tokens.refreshToken, m_store.m_clock() + tokens.refreshLifetime});
         Add(Holding::ACCESS, tokens.accessToken, login);
         return tokens;
@@ -139,10 +139,7 @@ private:
 };
 
 TokenStore::TokenStore(const Folder& folder, Clock clock)
-    : m_folder(folder),
-      m_settings(folder.SettingsFile()),
-      m_clock(std::move(clock)),
-      m_secret(m_settings.SigningSecret()) {
+    : m_folder(folder), m_clock(std::move(clock)), m_secret(folder.SigningSecret()) {
     const Turn damageIsToldNow(*this);
 }
 
@@ -163,7 +160,7 @@ TokenPair TokenStore::Issue(const std::string& login) {
     Json::Value grant;
     grant[LOGIN] = login;
     TokenPair tokens = turn.AddTokens(login, grant[CURRENT]);
-    Append(turn.state[KindOf(Holding::REFRESH).list], grant);
+    Append(turn.state[Holding::REFRESH.list], grant);
     turn.Commit();
     return tokens;
 }
@@ -182,23 +179,23 @@ std::optional<TokenPair> TokenStore::Refresh(const std::string& refreshToken) {
     return tokens;
 }
 
-Ticket TokenStore::Give(Holding kind, const std::string& token, const std::string& login) {
+Ticket TokenStore::Give(const Holding& kind, const std::string& token, const std::string& login) {
     Turn turn(*this);
     Ticket ticket = turn.Add(kind, token, login);
     turn.Commit();
     return ticket;
 }
 
-std::optional<std::string> TokenStore::OwnerOf(Holding kind, const std::string& token) {
+std::optional<std::string> TokenStore::OwnerOf(const Holding& kind, const std::string& token) {
     Turn turn(*this);
     const Json::Value* entry = turn.Find(kind, token);
     return entry != nullptr ? std::optional(Cli::StringMember(*entry, LOGIN)) : std::nullopt;
 }
 
-std::int64_t TokenStore::Expire(Holding kind, const std::string& login) {
+std::int64_t TokenStore::Expire(const Holding& kind, const std::string& login) {
     Turn turn(*this);
     std::int64_t expired = 0;
-    for (auto& entry : turn.state[KindOf(kind).list]) {
+    for (auto& entry : turn.state[kind.list]) {
         for (Json::Value* ticket : TicketsOf(entry)) {
             if (Cli::StringMember(entry, LOGIN) == login && turn.Holds(*ticket)) {
                 (*ticket)[EXPIRES] = Json::Int64(m_clock() - 1);
@@ -214,21 +211,21 @@ std::int64_t TokenStore::Expire(Holding kind, const std::string& login) {
 
 std::string TokenStore::UserId(const std::string& login) const {
     constexpr std::size_t DIGITS = 20;
-    return Hex(HmacSha256(m_secret, "user " + login)).substr(0, DIGITS);
+    return HmacSha256(m_secret, "user " + login).substr(0, DIGITS);
 }
 
 std::string TokenStore::DeviceId(const std::string& login, const std::string& cdid) const {
     constexpr std::size_t DIGITS = 32;
     // The length keeps two pairs apart whose texts run into the same whole.
     const std::string device = "device " + std::to_string(login.size()) + ":" + login + cdid;
-    return Hex(HmacSha256(m_secret, device)).substr(0, DIGITS);
+    return HmacSha256(m_secret, device).substr(0, DIGITS);
 }
 
 std::vector<std::string> StoredTokens(const Folder& folder) {
     Json::Value state = Load(folder.StateFile(FILE_NAME));
     std::vector<std::string> tokens;
-    for (const Holding kind : {Holding::ACCESS, Holding::REFRESH}) {
-        for (auto& entry : state[KindOf(kind).list]) {
+    for (const Holding* kind : {&Holding::ACCESS, &Holding::REFRESH}) {
+        for (auto& entry : state[kind->list]) {
             for (const Json::Value* ticket : TicketsOf(entry)) {
                 tokens.push_back(Cli::StringMember(*ticket, TOKEN));
             }

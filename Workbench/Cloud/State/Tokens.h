@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "Cloud/State/Folder.h"
-#include "Cloud/State/Settings.h"
 
 namespace LocalCloud {
 
@@ -53,13 +52,13 @@ public:
     std::optional<TokenPair> Refresh(const std::string& refreshToken);
 
     /** Gives the user a token of a kind; the same text that was given before holds no longer as it did. */
-    Ticket Give(Holding kind, const std::string& token, const std::string& login);
+    Ticket Give(const Holding& kind, const std::string& token, const std::string& login);
 
     /** Whom a token of the kind was given to; nothing for one that is unknown or holds no longer. */
-    std::optional<std::string> OwnerOf(Holding kind, const std::string& token);
+    std::optional<std::string> OwnerOf(const Holding& kind, const std::string& token);
 
     /** Ends now what the user holds of a kind and what would have held on. @return how many */
-    std::int64_t Expire(Holding kind, const std::string& login);
+    std::int64_t Expire(const Holding& kind, const std::string& login);
 
     /** The cloud's own name for a user. It does not change, and does not show the login id. */
     std::string UserId(const std::string& login) const;
@@ -71,7 +70,6 @@ private:
     class Turn;
 
     Folder m_folder;
-    Settings m_settings;
     Clock m_clock;
     std::string m_secret;
 };
