@@ -1,7 +1,7 @@
 #include <stdexcept>
 
 #include "Cli/Json.h"
-#include "Cloud/State/Records.h"
+#include "Cloud/State/Users.h"
 #include "Files.h"
 #include "cloud_folder.h"
 

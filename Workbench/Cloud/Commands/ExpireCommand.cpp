@@ -6,7 +6,7 @@
 
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Protocol/Answer.h"
+#include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Tokens.h"
 #include "Cloud/State/Users.h"
 #include "Files.h"

@@ -10,7 +10,6 @@
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"
-#include "Cloud/Server/Console.h"
 #include "Cloud/State/Exchanges.h"
 #include "Cloud/State/Tokens.h"
 #include "Util/JsonUtil.h"
@@ -64,6 +63,26 @@ Json::Value Next(const Folder& folder, const Arguments& arguments, std::int64_t&
     return list;
 }
 
+void AddMessage(std::string& text, const Json::Value& message) {
+    for (const auto& header : message["headers"]) {
+        text += Cli::Escape(header.asString()) + "\n";
+    }
+    text += "\n" + Cli::EscapeLines(Cli::StringMember(message, "body")) + "\n";
+    if (message.isMember("body_bytes")) {
+        text += "... " + message["body_bytes"].asString() + " bytes in all\n";
+    }
+}
+
+/** The request's and the answer's headers and bodies. */
+std::string InFull(const Json::Value& exchange) {
+    std::string text =
+        Cli::Escape(Cli::StringMember(exchange, "method") + " " + Cli::StringMember(exchange, "path")) + "\n";
+    AddMessage(text, exchange["request"]);
+    text += "\n" + std::to_string(Cli::IntegerMember(exchange["response"], "status")) + "\n";
+    AddMessage(text, exchange["response"]);
+    return text;
+}
+
 void ShowOne(const Folder& folder, const Arguments& arguments) {
     std::int64_t last = arguments.number - 1;
     const Json::Value list = Next(folder, arguments, last);
@@ -71,7 +90,7 @@ void ShowOne(const Folder& folder, const Arguments& arguments) {
         throw std::runtime_error("exchange " + std::to_string(arguments.number) +
                                  " is not among those that are remembered; see: infosync-cloud requests");
     }
-    std::cout << (arguments.json ? Cli::JsonText(list[0]) : ExchangeInFull(list[0]));
+    std::cout << (arguments.json ? Cli::JsonText(list[0]) : InFull(list[0]));
 }
 
 void ShowLines(const Json::Value& exchanges, bool json) {

@@ -4,14 +4,69 @@
 #include <httplib.h>
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
-#include "Cloud/Protocol/Answer.h"
 #include "Cloud/State/Tokens.h"
 #include "Cloud/State/Users.h"
+#include "Manager/CCloudServerManager.h"
 
 namespace LocalCloud {
+
+struct Answer {
+    int status = 200;
+    /** JSON. */
+    std::string body;
+    /** What was decided and why, for people: it is shown in the request's line, not sent. */
+    std::string decided;
+    /** Whose request it was, as far as that is known. */
+    std::string login;
+};
+
+/** The cloud service's result codes of refused requests; the first three digits are the status. */
+enum class ResultCode {
+    BAD_REQUEST = 4000001,
+    MARK_UNKNOWN = CCloudServerManager::RESULT_MARK_UNKNOWN,
+    MARK_TOO_OLD = CCloudServerManager::RESULT_MARK_TOO_OLD,
+    BAD_ACCESS_TOKEN = 4010001,
+    BAD_APP_TOKEN = 4010002,
+    WRONG_USER = 4030001,
+    NOT_ACTIVATED = 4030002,
+    NOT_FOUND = 4040001,
+    INTERNAL_ERROR = 5000001,
+};
+
+std::string TextOf(ResultCode code);
+
+/** The answer of the cloud service that refuses; the message is sent and shown. */
+Answer Refusal(ResultCode code, const std::string& message, const std::string& login = {});
+
+/** Thrown when a request is refused; the error is what the protocol has for it. */
+template <typename Error>
+struct Refused : std::runtime_error {
+    Refused(Error given, const std::string& message) : std::runtime_error(message), error(given) {}
+
+    Error error;
+};
+
+template <typename Error>
+void Demand(bool condition, Error error, const std::string& message) {
+    if (!condition) {
+        throw Refused<Error>(error, message);
+    }
+}
+
+/**
+ * @param expected names and values; the empty value stands for any other
+ * @return what is wrong with the first header that is not as expected, or the empty text
+ */
+std::string FindHeaderFault(const httplib::Request& request,
+                            const std::vector<std::pair<std::string, std::string>>& expected);
+
+/** Splits at each occurrence; there is always at least one piece. */
+std::vector<std::string> Split(const std::string& text, char separator);
 
 /** What is behind both servers. */
 struct Cloud {

@@ -5,10 +5,13 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <algorithm>
+#include <iostream>
 #include <map>
 #include <stdexcept>
 #include <utility>
+
+#include "Cli/Text.h"
+#include "Cli/Time.h"
 
 namespace LocalCloud {
 
@@ -65,50 +68,16 @@ std::string LastTlsError() {
     return reason != nullptr ? reason : "the peer went away";
 }
 
+/** What is wrong with the server itself. */
+void Complain(const std::string& what) {
+    std::cerr << "infosync-cloud: " + Cli::Escape(what) + "\n" << std::flush;
+}
+
 std::string NoteOf(const std::optional<Fault>& fault) {
     return fault ? " (fault: " + fault->Describe() + ")" : "";
 }
 
 }  // namespace
-
-bool Connections::Enter(int socket) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_ends) {
-        m_waitingSince[socket] = Clock::now();
-    }
-    return !m_ends;
-}
-
-void Connections::Leave(int socket) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_waitingSince.erase(socket);
-}
-
-void Connections::SetWaiting(int socket, bool isWaiting) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_waitingSince[socket] = isWaiting ? Clock::now() : NOT_WAITING;
-}
-
-std::optional<std::chrono::milliseconds> Connections::MakeRoom() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    const auto longest = std::min_element(m_waitingSince.begin(), m_waitingSince.end(),
-                                          [](const auto& a, const auto& b) { return a.second < b.second; });
-    if (m_waitingSince.size() <= MOST || longest->second == NOT_WAITING) {
-        return std::nullopt;
-    }
-    ::shutdown(longest->first, SHUT_RDWR);
-    // It is on its way out: the next one takes another.
-    const auto waited = Clock::now() - std::exchange(longest->second, NOT_WAITING);
-    return std::chrono::duration_cast<std::chrono::milliseconds>(waited);
-}
-
-void Connections::EndAll() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_ends = true;
-    for (const auto& [socket, since] : m_waitingSince) {
-        ::shutdown(socket, SHUT_RDWR);
-    }
-}
 
 CloudServer::CloudServer(Cloud& cloud, ServerState& state)
     : m_cloud(cloud),
@@ -162,16 +131,25 @@ int CloudServer::Bind(int port) {
     return port;
 }
 
+void CloudServer::Say(const std::string& line) {
+    const std::lock_guard<std::mutex> lock(m_saying);
+    std::cout << line << std::endl;
+}
+
+void CloudServer::ShowConnection(const std::string& what) {
+    Say(Cli::TimeOfDay(Cli::Timestamp()) + " " + Cli::Escape(what));
+}
+
 bool CloudServer::process_and_close_socket(socket_t socket) {
     if (m_connections.Enter(socket)) {
         if (const auto waited = m_connections.MakeRoom()) {
-            m_console.ShowConnection("too many connections: one that was silent for " +
-                                     std::to_string(waited->count()) + " ms is ended");
+            ShowConnection("too many connections: one that was silent for " +
+                           std::to_string(waited->count()) + " ms is ended");
         }
         try {
             ServeConnection(socket);
         } catch (const std::exception& error) {
-            m_console.Complain(std::string("a connection is lost: ") + error.what());
+            Complain(std::string("a connection is lost: ") + error.what());
         }
     }
     m_connections.Leave(socket);
@@ -189,7 +167,7 @@ void CloudServer::ServeConnection(socket_t socket) {
     const auto fault = m_faults.Take("");
     SslSession session = BeginSession(m_tls, socket, fault);
     if (!session) {
-        m_console.ShowConnection("connection answered without TLS" + NoteOf(fault));
+        ShowConnection("connection answered without TLS" + NoteOf(fault));
         return;
     }
     const SSL* ssl = session.get();
@@ -201,7 +179,7 @@ void CloudServer::ServeConnection(socket_t socket) {
     bool asked = false;
     while (goesOn && connection.ReadRequest()) {
         if (fault && !asked) {
-            m_console.ShowConnection("TLS handshake accepted by the client all the same" + NoteOf(fault));
+            ShowConnection("TLS handshake accepted by the client all the same" + NoteOf(fault));
         }
         asked = true;
         m_connections.SetWaiting(socket, false);
@@ -210,7 +188,7 @@ void CloudServer::ServeConnection(socket_t socket) {
     }
     // A client may look at the certificate after a handshake that seems to go well.
     if (fault && !asked) {
-        m_console.ShowConnection("the client left without a request" + NoteOf(fault));
+        ShowConnection("the client left without a request" + NoteOf(fault));
     }
     connection.End();
 }
@@ -218,7 +196,7 @@ void CloudServer::ServeConnection(socket_t socket) {
 bool CloudServer::Handshake(Connection& connection, const SSL* session, const std::optional<Fault>& fault) {
     if (!connection.Handshake()) {
         m_state.Count("failed_handshakes");
-        m_console.ShowConnection("TLS handshake failed: " + LastTlsError() + NoteOf(fault));
+        ShowConnection("TLS handshake failed: " + LastTlsError() + NoteOf(fault));
         return false;
     }
     m_state.Count(SSL_session_reused(session) == 1 ? "resumed_handshakes" : "full_handshakes");
@@ -246,9 +224,9 @@ bool CloudServer::ServeRequest(Connection& connection) {
     Json::Value kept;
     const std::string missing = m_exchanges.Add(m_exchange, kept);
     if (!missing.empty()) {
-        m_console.Complain(missing);
+        Complain(missing);
     }
-    m_console.Show(kept);
+    Say(ExchangeLine(kept, m_style));
     const std::string answer = std::move(m_exchange.answer);
     const auto fault = std::move(m_fault);
     m_exchange = {};

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "Cli/Json.h"
+#include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Files.h"
 #include "Util/JsonUtil.h"
@@ -83,6 +84,24 @@ std::string NewerHalf(const std::string& text) {
     return text.size() <= half ? text : text.substr(text.find('\n', text.size() - half - 1) + 1);
 }
 
+constexpr char MARK[] = "changed_after=";
+constexpr std::size_t LONGEST_TARGET = 48;
+constexpr std::int64_t FIRST_ERROR = 400;
+
+/** The request's name, with the mark that is asked from; the target where there is no such request. */
+std::string WhatOf(const Json::Value& exchange) {
+    const std::string target = Cli::StringMember(exchange, "path");
+    const std::string name = Cli::StringMember(exchange, "endpoint");
+    if (name.empty()) {
+        return (Cli::StringMember(exchange, "method") + " " + target).substr(0, LONGEST_TARGET);
+    }
+    const auto mark = target.find(MARK);
+    const auto begin = mark + sizeof(MARK) - 1;
+    return mark == std::string::npos
+               ? name
+               : name + " after " + target.substr(begin, target.find('&', begin) - begin);
+}
+
 }  // namespace
 
 ExchangeLog::ExchangeLog(const Folder& folder) : m_path(folder.StateFile(FILE_NAME)) {
@@ -146,6 +165,17 @@ std::vector<Json::Value> ReadExchanges(const Folder& folder, std::int64_t after)
     }
     std::reverse(exchanges.begin(), exchanges.end());
     return exchanges;
+}
+
+std::string ExchangeLine(const Json::Value& exchange, const Cli::Style& style) {
+    const std::int64_t status = Cli::IntegerMember(exchange["response"], "status");
+    const std::string login = Cli::StringMember(exchange, "user");
+    const std::string fault = Cli::StringMember(exchange, "fault");
+    return Cli::TimeOfDay(Cli::StringMember(exchange, "time")) + " " + Cli::Escape(WhatOf(exchange)) + " " +
+           style(status < FIRST_ERROR ? Cli::Colour::GREEN : Cli::Colour::RED, std::to_string(status)) + " " +
+           Cli::Escape(Cli::StringMember(exchange, "decided")) +
+           (login.empty() ? "" : " [" + Cli::Escape(login) + "]") +
+           (fault.empty() ? "" : " (fault: " + Cli::Escape(fault) + ")");
 }
 
 }  // namespace LocalCloud

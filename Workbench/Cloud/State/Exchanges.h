@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "Cli/Style.h"
 #include "Cloud/State/Folder.h"
 
 namespace LocalCloud {
@@ -60,5 +61,8 @@ private:
 
 /** Those that came after the one of this number, oldest first; a damaged line is left out. */
 std::vector<Json::Value> ReadExchanges(const Folder& folder, std::int64_t after);
+
+/** When, what, the status, what was decided and for whom, in one line without its end. */
+std::string ExchangeLine(const Json::Value& exchange, const Cli::Style& style);
 
 }  // namespace LocalCloud

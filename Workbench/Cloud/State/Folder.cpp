@@ -47,6 +47,14 @@ KeyFile Load(const std::string& path, const std::string& content) {
     return file;
 }
 
+std::string Setting(const std::string& path, const char* group, const char* key) {
+    const KeyFile file = Load(path, Files::Read(path));
+    GError* error = nullptr;
+    std::string text = Cli::Taken(g_key_file_get_string(file.get(), group, key, &error));
+    RefuseIfDamaged(path, error);
+    return text;
+}
+
 }  // namespace
 
 Folder::Folder() : Folder(Cli::StateFolder(FOLDER_VARIABLE, FOLDER_NAME)) {}
@@ -116,10 +124,7 @@ void Folder::PrepareSettings() const {
 }
 
 std::int64_t Folder::Lifetime(const Holding& holding) const {
-    const KeyFile file = Load(SettingsFile(), Files::Read(SettingsFile()));
-    GError* error = nullptr;
-    std::string text = Cli::Taken(g_key_file_get_string(file.get(), LIFETIME, holding.name, &error));
-    RefuseIfDamaged(SettingsFile(), error);
+    std::string text = Setting(SettingsFile(), LIFETIME, holding.name);
     // Folders of former versions have bare seconds.
     text += !text.empty() && g_ascii_isdigit(text.back()) != FALSE ? "s" : "";
     const auto seconds = Cli::ParseDuration(text);
@@ -131,11 +136,7 @@ std::int64_t Folder::Lifetime(const Holding& holding) const {
 }
 
 std::string Folder::SigningSecret() const {
-    const KeyFile file = Load(SettingsFile(), Files::Read(SettingsFile()));
-    GError* error = nullptr;
-    std::string secret = Cli::Taken(g_key_file_get_string(file.get(), SECRET, SIGNING, &error));
-    RefuseIfDamaged(SettingsFile(), error);
-    return secret;
+    return Setting(SettingsFile(), SECRET, SIGNING);
 }
 
 }  // namespace LocalCloud

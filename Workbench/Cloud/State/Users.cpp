@@ -10,6 +10,7 @@
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
+#include "Cloud/State/Crypto.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -21,6 +22,114 @@ using Text = std::unique_ptr<char, decltype(&g_free)>;
 constexpr char SUFFIX[] = ".json";
 // A file name has 255 bytes at most, the suffix included.
 constexpr std::size_t LONGEST_FILE_NAME = 240;
+
+constexpr char OLDEST[] = "oldest";
+constexpr char LATEST[] = "latest";
+constexpr char RECORDS[] = "records";
+constexpr char DELETED[] = "deleted";
+constexpr char MARK[] = "mark";
+constexpr char DIGEST[] = "sha256";
+
+Json::Value LoadLedger(const std::string& path) {
+    Json::Value ledger;
+    ledger[RECORDS] = ledger[DELETED] = Json::objectValue;
+    const auto text = Files::ReadIfThere(path);
+    if (!text) {
+        return ledger;
+    }
+    try {
+        ledger = Cli::ParseObject(*text, path);
+        const auto oldest = Cli::IntegerMember(ledger, OLDEST);
+        if (!ledger[RECORDS].isObject() || !ledger[DELETED].isObject() || oldest < 1 ||
+            Cli::IntegerMember(ledger, LATEST) < oldest) {
+            throw std::runtime_error(path + ": not what the cloud wrote");
+        }
+    } catch (const std::runtime_error& damage) {
+        throw std::runtime_error(std::string(damage.what()) +
+                                 "; remove the file: every television then starts afresh");
+    }
+    return ledger;
+}
+
+/** Gives what differs from the ledger a new mark. @return whether anything does */
+bool Update(Json::Value& ledger, const Json::Value& records, std::int64_t now) {
+    const Json::Value known = ledger[RECORDS];
+    const std::int64_t mark = std::max(now, Cli::IntegerMember(ledger, LATEST) + 1);
+    bool changed = !ledger.isMember(LATEST);
+    ledger[OLDEST] = changed ? Json::Value(Json::Int64(mark)) : ledger[OLDEST];
+    ledger[RECORDS] = Json::objectValue;
+    for (const auto& record : records) {
+        const std::string id = Cli::StringMember(record, CDeviceInfo::RECORD_ID);
+        Json::Value& entry = ledger[RECORDS][id];
+        entry = known[id];
+        const std::string digest = Hex(Sha256(Cli::CompactJson(record)));
+        if (Cli::StringMember(entry, DIGEST) != digest) {
+            entry[DIGEST] = digest;
+            entry[MARK] = Json::Int64(mark);
+            ledger[DELETED].removeMember(id);
+            changed = true;
+        }
+    }
+    for (const auto& id : known.getMemberNames()) {
+        if (!ledger[RECORDS].isMember(id)) {
+            ledger[DELETED][id][MARK] = Json::Int64(mark);
+            changed = true;
+        }
+    }
+    ledger[LATEST] = changed ? Json::Value(Json::Int64(mark)) : ledger[LATEST];
+    return changed;
+}
+
+Selection Compose(const Json::Value& ledger, const Json::Value& records,
+                  std::optional<std::int64_t> changedAfter) {
+    Selection selection;
+    selection.body = R"({"meta":{"synced_timestamp":)" + ledger[LATEST].asString() + R"(},"records":[)";
+    const auto add = [&selection](const Json::Value& record) {
+        selection.body += (selection.count++ == 0 ? "" : ",") + Cli::CompactJson(record);
+    };
+    const auto isNew = [&](const Json::Value& entry) {
+        return Cli::IntegerMember(entry, MARK) > changedAfter.value_or(0);
+    };
+    for (const auto& record : records) {
+        if (isNew(ledger[RECORDS][Cli::StringMember(record, CDeviceInfo::RECORD_ID)])) {
+            add(record);
+        }
+    }
+    const Json::Value& deleted = ledger[DELETED];
+    for (auto entry = deleted.begin(); changedAfter && entry != deleted.end(); ++entry) {
+        if (isNew(*entry)) {
+            Json::Value record;
+            record[CDeviceInfo::RECORD_ID] = entry.name();
+            record["deleted"] = true;
+            add(record);
+        }
+    }
+    selection.body += "]}";
+    return selection;
+}
+
+/**
+ * Takes a user's file apart: an object whose "records" is an array of objects, each with a "record_id" of its
+ * own.
+ * @throws std::runtime_error that begins with the name and says what is wrong where
+ */
+Json::Value ParseUserFile(const std::string& text, const std::string& name) {
+    Json::Value document = Cli::ParseObject(text, name);
+    const Json::Value& records = document[CDeviceInfo::RECORDS];
+    if (!records.isArray()) {
+        throw std::runtime_error(name + ": \"records\" must be an array");
+    }
+    std::unordered_set<std::string> ids;
+    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
+        const std::string id = Cli::StringMember(records[i], CDeviceInfo::RECORD_ID);
+        if (id.empty() || !ids.insert(id).second) {
+            throw std::runtime_error(name + ": record " + std::to_string(i + 1) +
+                                     (id.empty() ? " needs a text \"record_id\""
+                                                 : " has the record_id \"" + id + "\" of an earlier one"));
+        }
+    }
+    return document;
+}
 
 }  // namespace
 
@@ -40,24 +149,6 @@ bool IsLogin(const std::string& login) {
     const bool hasControls =
         std::any_of(login.begin(), login.end(), [](char byte) { return g_ascii_iscntrl(byte) != FALSE; });
     return !hasControls && FileNameOfLogin(login).size() <= LONGEST_FILE_NAME;
-}
-
-Json::Value ParseUserFile(const std::string& text, const std::string& name) {
-    Json::Value document = Cli::ParseObject(text, name);
-    const Json::Value& records = document[CDeviceInfo::RECORDS];
-    if (!records.isArray()) {
-        throw std::runtime_error(name + ": \"records\" must be an array");
-    }
-    std::unordered_set<std::string> ids;
-    for (Json::ArrayIndex i = 0; i < records.size(); ++i) {
-        const std::string id = Cli::StringMember(records[i], CDeviceInfo::RECORD_ID);
-        if (id.empty() || !ids.insert(id).second) {
-            throw std::runtime_error(name + ": record " + std::to_string(i + 1) +
-                                     (id.empty() ? " needs a text \"record_id\""
-                                                 : " has the record_id \"" + id + "\" of an earlier one"));
-        }
-    }
-    return document;
 }
 
 std::vector<std::string> Users::List() const {
@@ -106,6 +197,27 @@ Json::Value Users::Load(const std::string& login) const {
 
 void Users::Save(const std::string& login, const Json::Value& document) const {
     Files::Replace(m_folder.RecordsFile(login), Cli::EditableJson(document), Files::PUBLIC);
+}
+
+Selection SelectRecords(const Folder& folder, const std::string& login,
+                        std::optional<std::int64_t> changedAfter, std::int64_t now) {
+    const auto text = Files::ReadIfThere(folder.RecordsFile(login));
+    const std::string name = "users/" + FileNameOfLogin(login) + ".json";
+    const Json::Value document = ParseUserFile(text.value_or(R"({"records":[]})"), name);
+    const Json::Value& records = document[CDeviceInfo::RECORDS];
+    Json::Value ledger = LoadLedger(folder.LedgerFile(login));
+    if (Update(ledger, records, now)) {
+        Files::Replace(folder.LedgerFile(login), Cli::CompactJson(ledger));
+    }
+    Selection selection;
+    if (changedAfter && *changedAfter < Cli::IntegerMember(ledger, OLDEST)) {
+        selection.outcome = Selection::Outcome::MARK_TOO_OLD;
+    } else if (changedAfter && *changedAfter > Cli::IntegerMember(ledger, LATEST)) {
+        selection.outcome = Selection::Outcome::MARK_UNKNOWN;
+    } else {
+        selection = Compose(ledger, records, changedAfter);
+    }
+    return selection;
 }
 
 }  // namespace LocalCloud

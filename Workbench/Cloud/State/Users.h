@@ -1,8 +1,10 @@
-/** The cloud's users and the files that hold their devices. */
+/** The cloud's users, the files that hold their device records, and when each of these changed. */
 #pragma once
 
 #include <json/json.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,13 +18,6 @@ bool IsLogin(const std::string& login);
 
 /** One to one for every text that IsLogin() accepts, and never a path that leads elsewhere. */
 std::string FileNameOfLogin(const std::string& login);
-
-/**
- * Takes a user's file apart: an object whose "records" is an array of objects, each with a "record_id" of its
- * own.
- * @throws std::runtime_error that begins with the name and says what is wrong where
- */
-Json::Value ParseUserFile(const std::string& text, const std::string& name);
 
 /** A user is known when there is a file for the login id. */
 class Users {
@@ -47,5 +42,30 @@ private:
     Folder m_folder;
     bool m_any;
 };
+
+/** What a download brings. */
+struct Selection {
+    enum class Outcome {
+        RECORDS,
+        MARK_TOO_OLD,  // what was deleted since then is no longer known
+        MARK_UNKNOWN,  // this cloud never gave out such a mark
+    };
+
+    Outcome outcome = Outcome::RECORDS;
+    /** The answer, and how many records it holds; set with RECORDS only. */
+    std::string body;
+    std::size_t count = 0;
+};
+
+/**
+ * Answers a download out of the user's file: what changed after a mark, deletions included; without a mark,
+ * all that there is. A user without a file has no records. The file is compared with what was there before;
+ * every change gets a mark that is greater than all earlier ones. The marks are kept in a file beside it, the
+ * ledger, so that a change made while no server ran is seen, too. One thread at a time.
+ * @param now milliseconds since the epoch
+ * @throws std::runtime_error that says what is wrong with the user's file; the ledger is left as it was
+ */
+Selection SelectRecords(const Folder& folder, const std::string& login,
+                        std::optional<std::int64_t> changedAfter, std::int64_t now);
 
 }  // namespace LocalCloud
