@@ -12,20 +12,15 @@ using Outcome = Selection::Outcome;
 
 class RecordBookTest : public CloudTest {
 protected:
-    /** Records in the short form "id=name id=name". */
-    void Write(const std::string& records) {
+    /** Records by their ids, each with its name. */
+    void Write(const std::vector<std::pair<const char*, const char*>>& records) {
         Json::Value document;
         document["records"] = Json::arrayValue;
-        std::size_t start = 0;
-        while (start < records.size()) {
-            const auto equals = records.find('=', start);
-            const auto end = std::min(records.find(' ', equals), records.size());
-            Json::Value record;
-            record["record_id"] = records.substr(start, equals - start);
-            record["name"] = records.substr(equals + 1, end - equals - 1);
+        for (const auto& [id, name] : records) {
+            Json::Value& record = document["records"].append(Json::objectValue);
+            record["record_id"] = id;
+            record["name"] = name;
             record["address"] = "AA:BB:CC:00:11:22";
-            document["records"].append(record);
-            start = end + 1;
         }
         users.Save(ANN, document);
     }
@@ -34,7 +29,7 @@ protected:
         return SelectRecords(folder, ANN, after, now);
     }
 
-    /** What a download brings, in the same form; a deletion is "id!". Keeps its mark. */
+    /** What a download brings, as "id=name id=name"; a deletion is "id!". Keeps its mark. */
     std::string Download(std::optional<std::int64_t> after) {
         const Selection selection = Select(after);
         EXPECT_EQ(selection.outcome, Outcome::RECORDS);
@@ -54,59 +49,59 @@ protected:
 };
 
 TEST_F(RecordBookTest, SendsOnlyWhatChangedAfterTheMark) {
-    Write("a=1 b=1");
+    Write({{"a", "1"}, {"b", "1"}});
     EXPECT_EQ(Download({}), "a=1 b=1");
     const auto first = mark;
     EXPECT_EQ(Download(first), "");
-    Write("a=1 b=2 c=1");
+    Write({{"a", "1"}, {"b", "2"}, {"c", "1"}});
     EXPECT_EQ(Download(first), "b=2 c=1");
     EXPECT_EQ(Download(mark), "");
     EXPECT_EQ(Download({}), "a=1 b=2 c=1");
 }
 
 TEST_F(RecordBookTest, TellsOfDeletionsUntilTheRecordComesBack) {
-    Write("a=1 b=1");
+    Write({{"a", "1"}, {"b", "1"}});
     Download({});
     const auto first = mark;
-    Write("b=1");
+    Write({{"b", "1"}});
     EXPECT_EQ(Download(first), "a!");
     const auto second = mark;
     EXPECT_EQ(Download(second), "");
     EXPECT_EQ(Download({}), "b=1");
-    Write("b=1 a=1");
+    Write({{"b", "1"}, {"a", "1"}});
     EXPECT_EQ(Download(second), "a=1");
     EXPECT_EQ(Download(first), "a=1");
 }
 
 TEST_F(RecordBookTest, MarksRiseWhenTheClockDoesNot) {
-    Write("a=1");
+    Write({{"a", "1"}});
     Download({});
     const auto first = mark;
     now -= 1000;
-    Write("a=2");
+    Write({{"a", "2"}});
     EXPECT_EQ(Download(first), "a=2");
     EXPECT_GT(mark, first);
 }
 
 TEST_F(RecordBookTest, ChangesOfMoreThanOneKindAreSeenAtOnce) {
-    Write("a=1 b=1 c=1");
+    Write({{"a", "1"}, {"b", "1"}, {"c", "1"}});
     Download({});
     const auto first = mark;
-    Write("b=2 c=1");
+    Write({{"b", "2"}, {"c", "1"}});
     EXPECT_EQ(Download(first), "b=2 a!");
     EXPECT_EQ(Download(first), "b=2 a!");
     EXPECT_EQ(Download(mark), "");
 }
 
 TEST_F(RecordBookTest, RefusesMarksThatItDidNotGive) {
-    Write("a=1");
+    Write({{"a", "1"}});
     Download({});
     EXPECT_EQ(Select(mark - 1).outcome, Outcome::MARK_TOO_OLD);
     EXPECT_EQ(Select(mark + 1).outcome, Outcome::MARK_UNKNOWN);
 }
 
-TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {
-    Write("a=1");
+TEST_F(RecordBookTest, DamagedFilesAreErrorsAndCostNothing) {
+    Write({{"a", "1"}});
     Download({});
     const auto first = mark;
     for (const char* text : {R"({"records":[)", "{}", R"({"records":[{"record_id":7}]})",
@@ -114,11 +109,8 @@ TEST_F(RecordBookTest, MalformedFileIsAnErrorAndCostsNothing) {
         Files::Replace(folder.RecordsFile(ANN), text, Files::PUBLIC);
         EXPECT_THROW(Select({}), std::runtime_error) << text;
     }
-    Write("a=1 b=1");
+    Write({{"a", "1"}, {"b", "1"}});
     EXPECT_EQ(Download(first), "b=1");
-}
-
-TEST_F(RecordBookTest, DamagedLedgerIsAnError) {
     Files::Replace(folder.LedgerFile(ANN), R"({"oldest":1})");
     EXPECT_THROW(Select({}), std::runtime_error);
 }
