@@ -49,9 +49,11 @@ void AddUser(const Arguments& arguments) {
               << Cli::Escape(folder.RecordsFile(arguments.login)) << "\n";
 }
 
-/** Changes a user's file, as one step for other commands and for the server. */
-void Edit(const Arguments& arguments,
-          const std::function<void(Json::Value& records, Json::ArrayIndex index)>& change) {
+using Change = std::function<void(Json::Value& records, Json::ArrayIndex index)>;
+
+/** Changes a user's file, as one step for other commands and for the server, at the place of the device,
+ * which must be there, or must not. */
+void Edit(const Arguments& arguments, bool mustBeThere, const Change& change) {
     const Folder folder = Folder::Ready();
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const Users users(folder);
@@ -61,17 +63,19 @@ void Edit(const Arguments& arguments,
     while (index < records.size() && IdOf(records[index]) != arguments.id) {
         ++index;
     }
+    if ((index < records.size()) != mustBeThere) {
+        throw std::runtime_error(arguments.login + (mustBeThere ? " has no device " : " has a device ") +
+                                 arguments.id +
+                                 (mustBeThere ? "; see: infosync-cloud list '" + arguments.login + "'"
+                                              : " already; choose another --id"));
+    }
     change(records, index);
     users.Save(arguments.login, document);
 }
 
 void AddDevice(const Arguments& arguments) {
     const std::string id = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
-    Edit(arguments, [&](Json::Value& records, Json::ArrayIndex index) {
-        if (index < records.size()) {
-            throw std::runtime_error(arguments.login + " has a device " + id +
-                                     " already; choose another --id");
-        }
+    Edit(arguments, false, [&](Json::Value& records, Json::ArrayIndex /*index*/) {
         Json::Value& record = records.append(Json::objectValue);
         record[CDeviceInfo::RECORD_ID] = id;
         record[CDeviceInfo::NAME] = arguments.name;
@@ -81,27 +85,15 @@ void AddDevice(const Arguments& arguments) {
     std::cout << id << "\n";
 }
 
-/** Changes the records at the place of one that is there. */
-void EditDevice(const Arguments& arguments,
-                const std::function<void(Json::Value& records, Json::ArrayIndex index)>& change) {
-    Edit(arguments, [&](Json::Value& records, Json::ArrayIndex index) {
-        if (index == records.size()) {
-            throw std::runtime_error(arguments.login + " has no device " + arguments.id +
-                                     "; see: infosync-cloud list '" + arguments.login + "'");
-        }
-        change(records, index);
-    });
-}
-
 void RenameDevice(const Arguments& arguments) {
-    EditDevice(arguments, [&](Json::Value& records, Json::ArrayIndex index) {
+    Edit(arguments, true, [&](Json::Value& records, Json::ArrayIndex index) {
         records[index][CDeviceInfo::NAME] = arguments.name;
     });
 }
 
 void RemoveDevice(const Arguments& arguments) {
-    EditDevice(arguments,
-               [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
+    Edit(arguments, true,
+         [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
 }
 
 std::string RecordsTable(const Json::Value& records, const Cli::Style& style) {

@@ -72,139 +72,127 @@ Json::Value Load(const std::string& path) {
     }
 }
 
-}  // namespace
-
-class TokenStore::Turn {
-public:
-    explicit Turn(const TokenStore& store)
-        : m_store(store),
-          m_oneAtATime(store.m_folder.LockForEdit()),
-          m_path(store.m_folder.StateFile(FILE_NAME)) {
-        state = Load(m_path);
-    }
-
-    /** Stores what was changed; else it is forgotten. */
-    void Commit() const {
-        Files::Replace(m_path, Cli::EditableJson(state));
-    }
-
-    bool Holds(const Json::Value& ticket) const {
-        return m_store.m_clock() <= Cli::IntegerMember(ticket, EXPIRES);
-    }
-
-    /** The entry in which the token still holds, or null. */
-    Json::Value* Find(const Holding& kind, const std::string& token) {
-        for (auto& entry : state[kind.list]) {
-            for (const Json::Value* ticket : TicketsOf(entry)) {
-                if (Cli::StringMember(*ticket, TOKEN) == token && Holds(*ticket)) {
-                    return &entry;
-                }
-            }
-        }
-        return nullptr;
-    }
-
-    Ticket Add(const Holding& kind, const std::string& token, const std::string& login) {
-        const Ticket ticket = {token, m_store.m_clock() + m_store.m_folder.Lifetime(kind)};
-        Json::Value& list = state[kind.list];
-        for (Json::ArrayIndex i = list.size(); i-- > 0;) {
-            if (Cli::StringMember(list[i], TOKEN) == token) {
-                list.removeIndex(i, nullptr);
-            }
-        }
-        Json::Value entry = Stored(ticket);
-        entry[LOGIN] = login;
-        Append(list, std::move(entry));
-        return ticket;
-    }
-
-    /** Makes two tokens, and adds the access token; the refresh token has its place in a grant. */
-    TokenPair AddTokens(const std::string& login, Json::Value& refreshTicket) {
-        constexpr std::size_t BYTES_OF_TOKEN = 32;
-        TokenPair tokens = {"at." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
-                            "rt." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
-                            m_store.m_folder.Lifetime(Holding::ACCESS),
-                            m_store.m_folder.Lifetime(Holding::REFRESH)};
-        refreshTicket = Stored({tokens.refreshToken, m_store.m_clock() + tokens.refreshLifetime});
-        Add(Holding::ACCESS, tokens.accessToken, login);
-        return tokens;
-    }
-
-    Json::Value state;
-
-private:
-    const TokenStore& m_store;
-    Cli::FileLock m_oneAtATime;
-    std::string m_path;
-};
-
-TokenStore::TokenStore(const Folder& folder, Clock clock)
-    : m_folder(folder), m_clock(std::move(clock)), m_secret(folder.SigningSecret()) {
-    const Turn damageIsToldNow(*this);
+void Store(const std::string& path, const Json::Value& state) {
+    Files::Replace(path, Cli::EditableJson(state));
 }
 
-bool TokenStore::UseCode(const std::string& code) {
-    Turn turn(*this);
+}  // namespace
+
+TokenStore::TokenStore(const Folder& folder, Clock clock)
+    : m_folder(folder),
+      m_path(folder.StateFile(FILE_NAME)),
+      m_clock(std::move(clock)),
+      m_secret(folder.SigningSecret()) {
+    const Json::Value damageIsToldNow = Load(m_path);
+}
+
+bool TokenStore::Holds(const Json::Value& ticket) const {
+    return m_clock() <= Cli::IntegerMember(ticket, EXPIRES);
+}
+
+Json::Value* TokenStore::Find(Json::Value& state, const Holding& kind, const std::string& token) const {
+    for (auto& entry : state[kind.list]) {
+        for (const Json::Value* ticket : TicketsOf(entry)) {
+            if (Cli::StringMember(*ticket, TOKEN) == token && Holds(*ticket)) {
+                return &entry;
+            }
+        }
+    }
+    return nullptr;
+}
+
+Ticket TokenStore::Add(Json::Value& state, const Holding& kind, const std::string& token,
+                       const std::string& login) const {
+    const Ticket ticket = {token, m_clock() + m_folder.Lifetime(kind)};
+    Json::Value& list = state[kind.list];
+    for (Json::ArrayIndex i = list.size(); i-- > 0;) {
+        if (Cli::StringMember(list[i], TOKEN) == token) {
+            list.removeIndex(i, nullptr);
+        }
+    }
+    Json::Value entry = Stored(ticket);
+    entry[LOGIN] = login;
+    Append(list, std::move(entry));
+    return ticket;
+}
+
+TokenPair TokenStore::AddTokens(Json::Value& state, const std::string& login, Json::Value& refresh) const {
+    constexpr std::size_t BYTES_OF_TOKEN = 32;
+    TokenPair tokens = {"at." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
+                        "rt." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
+                        m_folder.Lifetime(Holding::ACCESS), m_folder.Lifetime(Holding::REFRESH)};
+    refresh = Stored({tokens.refreshToken, m_clock() + tokens.refreshLifetime});
+    Add(state, Holding::ACCESS, tokens.accessToken, login);
+    return tokens;
+}
+
+bool TokenStore::UseCode(const std::string& code) const {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    Json::Value state = Load(m_path);
     const std::string digest = Hex(Sha256(code));
-    Json::Value& used = turn.state[CODES];
+    Json::Value& used = state[CODES];
     if (std::find(used.begin(), used.end(), Json::Value(digest)) != used.end()) {
         return false;
     }
     Append(used, digest);
-    turn.Commit();
+    Store(m_path, state);
     return true;
 }
 
-TokenPair TokenStore::Issue(const std::string& login) {
-    Turn turn(*this);
+TokenPair TokenStore::Issue(const std::string& login) const {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    Json::Value state = Load(m_path);
     Json::Value grant;
     grant[LOGIN] = login;
-    TokenPair tokens = turn.AddTokens(login, grant[CURRENT]);
-    Append(turn.state[Holding::REFRESH.list], grant);
-    turn.Commit();
+    TokenPair tokens = AddTokens(state, login, grant[CURRENT]);
+    Append(state[Holding::REFRESH.list], grant);
+    Store(m_path, state);
     return tokens;
 }
 
-std::optional<TokenPair> TokenStore::Refresh(const std::string& refreshToken) {
-    Turn turn(*this);
-    Json::Value* grant = turn.Find(Holding::REFRESH, refreshToken);
+std::optional<TokenPair> TokenStore::Refresh(const std::string& refreshToken) const {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    Json::Value state = Load(m_path);
+    Json::Value* grant = Find(state, Holding::REFRESH, refreshToken);
     if (grant == nullptr) {
         return std::nullopt;
     }
     if (Cli::StringMember((*grant)[NEXT], TOKEN) == refreshToken) {
         (*grant)[CURRENT] = (*grant)[NEXT];
     }
-    TokenPair tokens = turn.AddTokens(Cli::StringMember(*grant, LOGIN), (*grant)[NEXT]);
-    turn.Commit();
+    TokenPair tokens = AddTokens(state, Cli::StringMember(*grant, LOGIN), (*grant)[NEXT]);
+    Store(m_path, state);
     return tokens;
 }
 
-Ticket TokenStore::Give(const Holding& kind, const std::string& token, const std::string& login) {
-    Turn turn(*this);
-    Ticket ticket = turn.Add(kind, token, login);
-    turn.Commit();
+Ticket TokenStore::Give(const Holding& kind, const std::string& token, const std::string& login) const {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    Json::Value state = Load(m_path);
+    Ticket ticket = Add(state, kind, token, login);
+    Store(m_path, state);
     return ticket;
 }
 
-std::optional<std::string> TokenStore::OwnerOf(const Holding& kind, const std::string& token) {
-    Turn turn(*this);
-    const Json::Value* entry = turn.Find(kind, token);
+std::optional<std::string> TokenStore::OwnerOf(const Holding& kind, const std::string& token) const {
+    Json::Value state = Load(m_path);
+    const Json::Value* entry = Find(state, kind, token);
     return entry != nullptr ? std::optional(Cli::StringMember(*entry, LOGIN)) : std::nullopt;
 }
 
-std::int64_t TokenStore::Expire(const Holding& kind, const std::string& login) {
-    Turn turn(*this);
+std::int64_t TokenStore::Expire(const Holding& kind, const std::string& login) const {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    Json::Value state = Load(m_path);
     std::int64_t expired = 0;
-    for (auto& entry : turn.state[kind.list]) {
+    for (auto& entry : state[kind.list]) {
         for (Json::Value* ticket : TicketsOf(entry)) {
-            if (Cli::StringMember(entry, LOGIN) == login && turn.Holds(*ticket)) {
+            if (Cli::StringMember(entry, LOGIN) == login && Holds(*ticket)) {
                 (*ticket)[EXPIRES] = Json::Int64(m_clock() - 1);
                 ++expired;
             }
         }
     }
     if (expired > 0) {
-        turn.Commit();
+        Store(m_path, state);
     }
     return expired;
 }

@@ -1,6 +1,8 @@
 /** What the cloud has handed out: codes that were used, tokens and activations. */
 #pragma once
 
+#include <json/json.h>
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -40,25 +42,25 @@ public:
     TokenStore(const Folder& folder, Clock clock);
 
     /** @return false when the code was used before */
-    bool UseCode(const std::string& code);
+    bool UseCode(const std::string& code) const;
 
-    TokenPair Issue(const std::string& login);
+    TokenPair Issue(const std::string& login) const;
 
     /**
      * Trades a refresh token for new tokens. The traded one stays valid until the new one is used for the
      * first time, so that a client that never got the answer can ask again.
      * @return nothing for a token that is unknown, expired or replaced
      */
-    std::optional<TokenPair> Refresh(const std::string& refreshToken);
+    std::optional<TokenPair> Refresh(const std::string& refreshToken) const;
 
     /** Gives the user a token of a kind; the same text that was given before holds no longer as it did. */
-    Ticket Give(const Holding& kind, const std::string& token, const std::string& login);
+    Ticket Give(const Holding& kind, const std::string& token, const std::string& login) const;
 
     /** Whom a token of the kind was given to; nothing for one that is unknown or holds no longer. */
-    std::optional<std::string> OwnerOf(const Holding& kind, const std::string& token);
+    std::optional<std::string> OwnerOf(const Holding& kind, const std::string& token) const;
 
     /** Ends now what the user holds of a kind and what would have held on. @return how many */
-    std::int64_t Expire(const Holding& kind, const std::string& login);
+    std::int64_t Expire(const Holding& kind, const std::string& login) const;
 
     /** The cloud's own name for a user. It does not change, and does not show the login id. */
     std::string UserId(const std::string& login) const;
@@ -66,10 +68,17 @@ public:
     std::string DeviceId(const std::string& login, const std::string& cdid) const;
 
 private:
-    /** One operation of all threads and processes. */
-    class Turn;
+    // On what tokens.json holds:
+    bool Holds(const Json::Value& ticket) const;
+    /** The entry in which the token still holds, or null. */
+    Json::Value* Find(Json::Value& state, const Holding& kind, const std::string& token) const;
+    Ticket Add(Json::Value& state, const Holding& kind, const std::string& token,
+               const std::string& login) const;
+    /** Makes two tokens, and adds the access token; the refresh token has its place in a grant. */
+    TokenPair AddTokens(Json::Value& state, const std::string& login, Json::Value& refresh) const;
 
     Folder m_folder;
+    std::string m_path;
     Clock m_clock;
     std::string m_secret;
 };
