@@ -57,7 +57,7 @@ protected:
     const std::string path = folder.StateFile("exchanges.jsonl");
 };
 
-TEST_F(ExchangesTest, AreNumberedOnByTheNextServerAlsoAfterALineThatWasCutOff) {
+TEST_F(ExchangesTest, AreNumberedOnByTheNextServerAlsoAfterDamagedLines) {
     EXPECT_EQ(Numbers(0), "");
     ExchangeLog first(folder);
     Add(first, "/a");
@@ -69,6 +69,10 @@ TEST_F(ExchangesTest, AreNumberedOnByTheNextServerAlsoAfterALineThatWasCutOff) {
     EXPECT_EQ(Numbers(0), "1/a 2/b 3/c ");
     EXPECT_EQ(Numbers(2), "3/c ");
     EXPECT_EQ(Numbers(3), "");
+    Files::Replace(path, "what?\n\n" + Files::Read(path) + "[]\n\xff\n");
+    ExchangeLog third(folder);
+    Add(third, "/d");
+    EXPECT_EQ(Numbers(0), "1/a 2/b 3/c 4/d ");
     struct stat status = {};
     ASSERT_EQ(::stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
@@ -111,16 +115,6 @@ TEST_F(ExchangesTest, FullDiskIsToldOnceAndLeavesTheFileWhole) {
     EXPECT_EQ(Numbers(0), "1/a ");
     EXPECT_EQ(Add(log, "/d"), "");
     EXPECT_EQ(Numbers(0), "1/a 4/d ");
-}
-
-TEST_F(ExchangesTest, DamagedLinesAreLeftOut) {
-    ExchangeLog first(folder);
-    Add(first, "/a");
-    Files::Replace(path, "what?\n\n" + Files::Read(path) + "[]\n\xff\n");
-    EXPECT_EQ(Numbers(0), "1/a ");
-    ExchangeLog second(folder);
-    Add(second, "/b");
-    EXPECT_EQ(Numbers(0), "1/a 2/b ");
 }
 
 }  // namespace

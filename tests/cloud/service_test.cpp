@@ -87,13 +87,6 @@ TEST_F(ServiceTest, DeviceIdBelongsToOneUserAndLapses) {
     EXPECT_EQ(ResultCodeOf(IssueAppToken(cloud, request)), 4030002);
 }
 
-TEST_F(ServiceTest, DownloadNeedsATokenThatThisCloudSigned) {
-    const std::string token = AppToken();
-    EXPECT_EQ(Download(cloud, DownloadRequest(token, {{"table_ver", "1"}})).status, 200);
-    now += 86401;
-    EXPECT_EQ(Download(cloud, DownloadRequest(token, {{"table_ver", "1"}})).status, 401);
-}
-
 /** A token with this header, for these claims, signed as HS256 whatever the header says. */
 std::string Forge(const std::string& header, const std::string& claims, const std::string& secret) {
     const std::string part = Base64UrlEncode(header) + "." + Base64UrlEncode(claims);
@@ -122,24 +115,17 @@ TEST(AppToken, IsTakenOnlyAsThisCloudSignsIt) {
     const std::string bad[] = {
         SignAppToken(token, 1, std::string(64, 'b')),
         Forge(R"({"alg":"HS512"})", "{}", secret),
-        Forge(R"({"alg":"RS256"})", "{}", secret),
         Forge(R"({"alg":"none"})", "{}", secret),
-        Forge(R"({})", "{}", secret),
         Forge(header, "[]", secret),
         Forge(header, "", secret),
         Forge(header, R"({"exp":)", secret),
         Forge(header, std::string(100'000, '['), secret),
         unsignedHeader + "." + Base64UrlEncode("{}") + ".",
-        unsignedHeader + "." + Base64UrlEncode("{}"),
-        payload,
         payload + ".",
-        payload + ".=",
         good + "A",
         good + std::string("\0", 1),
         "." + good,
         "a.b.c",
-        "..",
-        ".",
         "",
         std::string(1'000'000, '.'),
     };
@@ -170,7 +156,7 @@ TEST_F(ServiceTest, WhatIsExpiredIsRefusedAtOnceAndAlsoByALaterServer) {
     }
 }
 
-TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSense) {
+TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSenseAndTokensThatEnded) {
     const std::string token = AppToken();
     const httplib::Params cases[] = {
         {},
@@ -184,6 +170,9 @@ TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSense) {
     for (const auto& params : cases) {
         EXPECT_EQ(ResultCodeOf(Download(cloud, DownloadRequest(token, params))), 4000001);
     }
+    EXPECT_EQ(Download(cloud, DownloadRequest(token, {{"table_ver", "1"}})).status, 200);
+    now += 86401;
+    EXPECT_EQ(Download(cloud, DownloadRequest(token, {{"table_ver", "1"}})).status, 401);
 }
 
 TEST_F(ServiceTest, ExpiredMarkIsToldOnceAndOnlyToThoseWhoAskFromOne) {
