@@ -1,7 +1,6 @@
 #include <openssl/hmac.h>
 
 #include "Cli/Json.h"
-#include "Cloud/Protocol/AppToken.h"
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Crypto.h"
 #include "Files.h"

@@ -9,7 +9,6 @@
 #include "AuthData/CServiceActivationInfo.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Cloud/Protocol/AppToken.h"
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Crypto.h"
 #include "Cloud/State/Users.h"
