@@ -106,17 +106,18 @@ Answer Download(Cloud& cloud, const httplib::Request& request);
 struct Endpoint {
     /** For people, logs and planning faults. */
     const char* name;
-    const char* method;
+    /** The library's function that has a handler for the request's method. */
+    httplib::Server& (httplib::Server::*serve)(const std::string& path, httplib::Server::Handler handler);
     const char* path;
     Answer (*answer)(Cloud& cloud, const httplib::Request& request);
 };
 
 inline constexpr Endpoint ENDPOINTS[] = {
-    {"token", "POST", "/auth/openapi/v1/oauth2/accesstoken", &IssueToken},
-    {"refresh", "POST", "/auth/openapi/v1/oauth2/refreshtoken", &RefreshToken},
-    {"activation", "POST", "/user/v7/activate", &Activate},
-    {"app", "POST", "/auth/kc/tokens/v1/app", &IssueAppToken},
-    {"download", "GET", "/data/v2/com.quorlen.bluetooth.device_sync", &Download},
+    {"token", &httplib::Server::Post, "/auth/openapi/v1/oauth2/accesstoken", &IssueToken},
+    {"refresh", &httplib::Server::Post, "/auth/openapi/v1/oauth2/refreshtoken", &RefreshToken},
+    {"activation", &httplib::Server::Post, "/user/v7/activate", &Activate},
+    {"app", &httplib::Server::Post, "/auth/kc/tokens/v1/app", &IssueAppToken},
+    {"download", &httplib::Server::Get, "/data/v2/com.quorlen.bluetooth.device_sync", &Download},
 };
 
 }  // namespace LocalCloud

@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 
 #include <iostream>
-#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -107,13 +106,8 @@ CloudServer::CloudServer(Cloud& cloud, ServerState& state)
                 response.set_content(answer.body, JSON_TYPE);
             }
         }));
-    using Register = httplib::Server& (httplib::Server::*)(const std::string&, Handler);
-    const std::map<std::string, Register> methods = {
-        {"GET", &httplib::Server::Get},       {"POST", &httplib::Server::Post},
-        {"PUT", &httplib::Server::Put},       {"PATCH", &httplib::Server::Patch},
-        {"DELETE", &httplib::Server::Delete}, {"OPTIONS", &httplib::Server::Options}};
     for (const Endpoint& endpoint : ENDPOINTS) {
-        (this->*methods.at(endpoint.method))(
+        (this->*endpoint.serve)(
             endpoint.path, [this, endpoint](const httplib::Request& request, httplib::Response& response) {
                 Respond(endpoint, request, response);
             });

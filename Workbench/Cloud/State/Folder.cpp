@@ -63,7 +63,7 @@ Folder::Folder(const std::string& path)
     : m_path(Cli::Taken(g_canonicalize_filename(path.c_str(), nullptr))) {}
 
 Folder Folder::Ready() {
-    const Folder folder;
+    Folder folder;
     folder.RequireOurs();
     // What is complete can be read where nothing may be written.
     for (const auto& part : {folder.SettingsFile(), folder.UsersFolder(), folder.CaFile()}) {
