@@ -6,30 +6,11 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <memory>
-#include <string>
 
+#include "Cli/Text.h"
 #include "Cloud/Protocol/Endpoints.h"
 
 namespace LocalCloud {
-
-class TemporaryFolder {
-public:
-    TemporaryFolder() : m_path(g_dir_make_tmp("cloud-tests-XXXXXX", nullptr), &g_free) {}
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path.get(), ignored);
-    }
-    TemporaryFolder(const TemporaryFolder&) = delete;
-    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-    std::string Path() const {
-        return m_path.get();
-    }
-
-private:
-    std::unique_ptr<char, decltype(&g_free)> m_path;
-};
 
 class CloudTest : public testing::Test {
 protected:
@@ -37,11 +18,14 @@ protected:
         folder.Prepare();
         users.Add(ANN);
     }
+    ~CloudTest() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder.Path(), ignored);
+    }
 
     static constexpr char ANN[] = "ann@example.com";
 
-    TemporaryFolder temporary;
-    Folder folder{temporary.Path()};
+    Folder folder{Cli::Taken(g_dir_make_tmp("cloud-tests-XXXXXX", nullptr))};
     Users users{folder};
     std::int64_t now = 1'700'000'000;
 };
