@@ -100,17 +100,17 @@ std::string Denied(const Story& told, const Story& whole) {
         const auto same =
             std::find_if(whole.chapters.begin(), whole.chapters.end(),
                          [&chapter](const Log::Chapter& other) { return other.part == chapter.part; });
-        const std::string name = Log::StepsOf(chapter.part).name;
+        const std::string name = std::string(Log::StepsOf(chapter.part).name) + ": ";
         if (same == whole.chapters.end()) {
             expect(chapter.told.empty() && chapter.sign == Sign::UNKNOWN, name);
             continue;
         }
-        expect(chapter.sign == Sign::UNKNOWN || chapter.sign == same->sign, "the sign of " + name);
+        expect(chapter.sign == Sign::UNKNOWN || chapter.sign == same->sign, name + "its sign");
         for (const auto& [about, words] : chapter.told) {
             expect(
                 std::any_of(same->told.lower_bound(about), same->told.upper_bound(about),
                             [told = words](const auto& other) { return IsNoMoreThan(told, other.second); }),
-                name + ": " + words);
+                name + words);
         }
     }
     for (const Log::Request& request : told.requests) {

@@ -134,7 +134,7 @@ Json::Value* TokenStore::Find(Json::Value& state, const Holding& kind, const std
 
 Ticket TokenStore::Add(Json::Value& state, const Holding& kind, const std::string& token,
                        const std::string& login) const {
-    const Ticket ticket = {token, m_clock() + m_folder.Lifetime(kind)};
+    Ticket ticket = {token, m_clock() + m_folder.Lifetime(kind)};
     Json::Value& list = state[kind.list];
     for (Json::ArrayIndex i = list.size(); i-- > 0;) {
         if (Cli::StringMember(list[i], TOKEN) == token) {
