@@ -1,6 +1,7 @@
 #include "Cli/Masker.h"
 
 #include <algorithm>
+#include <map>
 #include <utility>
 
 #include "Cli/Pattern.h"
@@ -35,22 +36,6 @@ constexpr char SECRETS[] =
 #undef LENGTH
 #undef NAMES
 
-/** Sorts the places, and joins those that overlap. */
-std::vector<Place> Apart(std::vector<Place> places) {
-    std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) {
-        return std::pair(a.begin, a.end) < std::pair(b.begin, b.end);
-    });
-    std::vector<Place> apart;
-    for (const Place& place : places) {
-        if (apart.empty() || place.begin > apart.back().end) {
-            apart.push_back(place);
-        } else {
-            apart.back().end = std::max(apart.back().end, place.end);
-        }
-    }
-    return apart;
-}
-
 }  // namespace
 
 Masker::Masker(std::vector<std::string> stored) : m_stored(std::move(stored)) {
@@ -58,29 +43,34 @@ Masker::Masker(std::vector<std::string> stored) : m_stored(std::move(stored)) {
     m_stored.erase(std::remove_if(m_stored.begin(), m_stored.end(), isShort), m_stored.end());
 }
 
-std::vector<Place> Masker::Find(std::string_view message) const {
+std::string Masker::Mask(std::string_view message) const {
     static const Pattern secrets(SECRETS);
-    std::vector<Place> places;
+    // Where the secrets are: by where each begins, the furthest end.
+    std::map<std::size_t, std::size_t> places;
+    const auto add = [&places](std::size_t begin, std::size_t size) {
+        std::size_t& end = places[begin];
+        end = std::max(end, begin + size);
+    };
     secrets.ForEach(message, [&](const Pattern::Match& match) {
         const std::string_view value = match["v"];
         if (!value.empty() && !IsAbbreviated(value)) {
-            const auto begin = static_cast<std::size_t>(value.data() - message.data());
-            places.push_back({begin, begin + value.size()});
+            add(static_cast<std::size_t>(value.data() - message.data()), value.size());
         }
     });
     for (const std::string& secret : m_stored) {
         for (auto at = message.find(secret); at != std::string_view::npos;
              at = message.find(secret, at + 1)) {
-            places.push_back({at, at + secret.size()});
+            add(at, secret.size());
         }
     }
-    return Apart(std::move(places));
-}
-
-std::string Masker::Mask(std::string_view message) const {
     std::string masked;
     std::size_t from = 0;
-    for (const auto& [begin, end] : Find(message)) {
+    for (auto place = places.begin(); place != places.end();) {
+        auto [begin, end] = *place;
+        // Those that overlap or touch are one.
+        while (++place != places.end() && place->first <= end) {
+            end = std::max(end, place->second);
+        }
         masked.append(message, from, begin - from)
             .append(Abbreviate(std::string(message.substr(begin, end - begin))));
         from = end;

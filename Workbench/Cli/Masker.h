@@ -1,18 +1,11 @@
 /** Keeps tokens, codes and verifiers out of what is shown or leaves the machine. */
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Cli {
-
-/** A part of a text; its end is the position after its last byte. */
-struct Place {
-    std::size_t begin = 0;
-    std::size_t end = 0;
-};
 
 /**
  * One rule: masked is the value of a name that secrets have, in JSON, XML, a form, a header line or the
@@ -26,9 +19,6 @@ public:
 
     /** @param message a whole one: of a log the lines that belong together, put together again */
     std::string Mask(std::string_view message) const;
-
-    /** Where the secrets are, in ascending order, apart from one another. */
-    std::vector<Place> Find(std::string_view message) const;
 
 private:
     std::vector<std::string> m_stored;

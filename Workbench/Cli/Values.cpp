@@ -7,6 +7,7 @@
 #include <numeric>
 #include <utility>
 
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 
 namespace Cli {
@@ -35,11 +36,8 @@ std::string IsNotEmpty(const std::string& value) {
 }
 
 std::string IsBluetoothAddress(const std::string& value) {
-    constexpr std::size_t LENGTH = 17;
-    bool fits = value.size() == LENGTH;
-    for (std::size_t i = 0; fits && i < LENGTH; ++i) {
-        fits = i % 3 == 2 ? value[i] == ':' : g_ascii_isxdigit(value[i]) != FALSE;
-    }
+    static const Pattern address("^(?:[[:xdigit:]]{2}:){5}[[:xdigit:]]{2}\\z");
+    const auto fits = address.Find(value);
     return fits ? "" : "\"" + value + "\" is no Bluetooth address, such as AA:BB:CC:00:11:22";
 }
 
