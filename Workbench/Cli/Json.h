@@ -23,6 +23,22 @@ std::string CompactJson(const Json::Value& value);
  */
 Json::Value ParseObject(const std::string& text, const std::string& name);
 
+/** The text, or null for the empty one. */
+inline Json::Value TextOrNull(const std::string& text) {
+    return text.empty() ? Json::Value() : Json::Value(text);
+}
+
+/** What is made of each, which is a text itself where nothing else is said. */
+template <typename Values, typename Make = Json::Value (*)(const std::string&)>
+Json::Value JsonArray(
+    const Values& values, const Make& make = [](const std::string& text) { return Json::Value(text); }) {
+    Json::Value array(Json::arrayValue);
+    for (const auto& value : values) {
+        array.append(make(value));
+    }
+    return array;
+}
+
 // Of a value of any kind:
 
 /** The text form of the member: of a text, a number or a truth value; else the empty text. */

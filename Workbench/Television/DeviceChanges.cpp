@@ -1,80 +1,64 @@
 #include "Television/DeviceChanges.h"
 
-#include <map>
-#include <tuple>
-#include <utility>
-
+#include "Cli/Json.h"
 #include "Cli/Text.h"
 
 namespace Television {
 
 namespace {
 
-std::string ChangeText(const DeviceChange& change, const Cli::Style& style) {
-    const bool isRemoved = change.kind == "removed";
-    const Device& device = isRemoved ? change.before : change.after;
-    const Cli::Colour colour = isRemoved                ? Cli::Colour::RED
-                               : change.kind == "added" ? Cli::Colour::GREEN
-                                                        : Cli::Colour::YELLOW;
-    const std::string before = change.kind == "renamed" ? Cli::Escape(change.before.name) + " -> " : "";
-    const std::string after =
-        change.kind == "changed" ? "  users " + Cli::Escape(Cli::Join(device.users, ", ")) : "";
-    return "  " + style(colour, Cli::Pad(change.kind, sizeof("renamed  ") - 1)) + before +
-           Cli::Escape(device.name) + "  " + Cli::Escape(device.address) + after + "  (" +
-           Cli::Escape(change.id) + ")\n";
+using Cli::Colour;
+
+std::string ChangeText(const std::string& id, const DeviceChange& change, const Cli::Style& style) {
+    const auto& [kind, device, formerName] = change;
+    const Colour colour = kind == "removed" ? Colour::RED : kind == "added" ? Colour::GREEN : Colour::YELLOW;
+    const std::string before = kind == "renamed" ? formerName + " -> " : "";
+    const std::string after = kind == "changed" ? "  users " + Cli::Join(device.users, ", ") : "";
+    return "  " + style(colour, Cli::Pad(kind, sizeof("renamed  ") - 1)) +
+           Cli::Escape(before + device.name + "  " + device.address + after + "  (" + id + ")") + "\n";
 }
 
 }  // namespace
 
-std::vector<DeviceChange> Compare(const DeviceList& before, const DeviceList& after) {
-    std::map<std::string, DeviceChange> changes;
+DeviceChanges Compare(const DeviceList& before, const DeviceList& after) {
+    DeviceChanges changes;
     for (const auto& [id, device] : before.devices) {
-        changes[id] = {"removed", id, device, {}};
+        changes[id] = {"removed", device, device.name};
     }
     for (const auto& [id, device] : after.devices) {
-        DeviceChange& change = changes[id];
-        const Device& old = change.before;
-        change.kind = change.id.empty()         ? "added"
-                      : old.name != device.name ? "renamed"
-                      : std::tie(old.address, old.users, old.deletedOnTv) !=
-                              std::tie(device.address, device.users, device.deletedOnTv)
-                          ? "changed"
-                          : "";
-        change.id = id;
-        change.after = device;
-    }
-    std::vector<DeviceChange> sorted;
-    for (auto& [id, change] : changes) {
-        if (!change.kind.empty()) {
-            sorted.push_back(std::move(change));
+        const auto old = before.devices.find(id);
+        if (old == before.devices.end()) {
+            changes[id] = {"added", device, ""};
+        } else if (old->second == device) {
+            changes.erase(id);
+        } else {
+            const std::string& name = old->second.name;
+            changes[id] = {name == device.name ? "changed" : "renamed", device, name};
         }
     }
-    return sorted;
+    return changes;
 }
 
-Json::Value ToJson(const std::vector<DeviceChange>& changes) {
-    Json::Value all(Json::arrayValue);
-    for (const DeviceChange& change : changes) {
-        const Device& device = change.kind == "removed" ? change.before : change.after;
+Json::Value ToJson(const DeviceChanges& changes) {
+    return Cli::JsonArray(changes, [](const auto& entry) {
+        const auto& [id, change] = entry;
         Json::Value json;
         json["change"] = change.kind;
-        json["id"] = change.id;
-        json["name"] = device.name;
-        json["address"] = device.address;
-        all.append(std::move(json));
-    }
-    return all;
+        json["id"] = id;
+        json["name"] = change.device.name;
+        json["address"] = change.device.address;
+        return json;
+    });
 }
 
-std::string ChangesText(const DeviceList& after, const std::vector<DeviceChange>& changes,
-                        const Cli::Style& style) {
+std::string ChangesText(const DeviceList& after, const DeviceChanges& changes, const Cli::Style& style) {
     if (!after.problem.empty()) {
-        return style(Cli::Colour::RED, after.problem) + "\n";
+        return style(Colour::RED, Cli::EscapeLines(after.problem)) + "\n";
     }
     std::string text = "device list: " + Cli::Count(after.devices.size(), "device") +
                        (changes.empty() ? ", nothing changed" : "") + "\n";
-    for (const DeviceChange& change : changes) {
-        text += ChangeText(change, style);
+    for (const auto& [id, change] : changes) {
+        text += ChangeText(id, change, style);
     }
     return text;
 }

@@ -3,8 +3,8 @@
 
 #include <json/json.h>
 
+#include <map>
 #include <string>
-#include <vector>
 
 #include "Cli/Style.h"
 #include "Television/Stored.h"
@@ -14,20 +14,19 @@ namespace Television {
 struct DeviceChange {
     /** "added", "removed", "renamed" or, for its users and the rest, "changed". */
     std::string kind;
-    std::string id;
-    /** Before, except for an added device. */
-    Device before;
-    /** After, except for a removed device. */
-    Device after;
+    /** As it is now, or as it was last. */
+    Device device;
+    std::string formerName;
 };
 
-/** In the order of record ids. */
-std::vector<DeviceChange> Compare(const DeviceList& before, const DeviceList& after);
+/** By record id. */
+using DeviceChanges = std::map<std::string, DeviceChange>;
 
-Json::Value ToJson(const std::vector<DeviceChange>& changes);
+DeviceChanges Compare(const DeviceList& before, const DeviceList& after);
+
+Json::Value ToJson(const DeviceChanges& changes);
 
 /** The same for people, below how long the list is now. */
-std::string ChangesText(const DeviceList& after, const std::vector<DeviceChange>& changes,
-                        const Cli::Style& style);
+std::string ChangesText(const DeviceList& after, const DeviceChanges& changes, const Cli::Style& style);
 
 }  // namespace Television

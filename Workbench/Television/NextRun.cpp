@@ -1,6 +1,5 @@
 #include <exception>
 
-#include "AuthData/CAccessToken.h"
 #include "AuthData/CAuthCode.h"
 #include "CBtInfoSync.h"
 #include "Cli/Text.h"
@@ -44,35 +43,32 @@ std::string WhyNoRefresh() {
     }
 }
 
-/** Adds the request for an access token, in the order of the service's questions. @return why the run fails
- */
-std::string PlanToken(const UserStatus& user, std::int64_t now, Plan& plan) {
-    CAccessToken token;
-    token.Init(user.user);
-    try {
-        token.ReadFromSecureStorage();
-    } catch (const std::exception&) {
-        // As the service has it: what cannot be read is no token.
-    }
+/** What an access token is asked for with, by the service's questions in their order. */
+std::vector<Plan::Request> PlanToken(const UserStatus& user, std::int64_t now) {
+    CAccessToken token = TokensOf(user.user);
     if (!token.HasTokens() || !token.HasUsableToken()) {
-        plan.requests.push_back({"token", Missing("access token", user.accessToken, now)});
-    } else if (token.IsRefreshTokenExpired()) {
-        plan.requests.push_back({"token", Missing("refresh token", user.refreshToken, now)});
-    } else if (token.IsTokenExpired()) {
-        const std::string problem = WhyNoRefresh();
-        if (!problem.empty()) {
-            return "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
-                   "cannot "
-                   "be used (" +
-                   problem + "). A new one comes when the refresh token has run out, at " +
-                   EndOf(user.refreshToken, now) + ", or after infosync-tv factory-reset";
-        }
-        plan.requests.push_back({"refresh", Missing("access token", user.accessToken, now)});
+        return {{"token", Missing("access token", user.accessToken, now)}};
     }
-    return "";
+    if (token.IsRefreshTokenExpired()) {
+        return {{"token", Missing("refresh token", user.refreshToken, now)}};
+    }
+    if (token.IsTokenExpired()) {
+        return {{"refresh", Missing("access token", user.accessToken, now)}};
+    }
+    return {};
 }
 
-void PlanRest(const UserStatus& user, std::int64_t now, Plan& plan) {
+Plan PlanFor(const UserStatus& user, std::int64_t now) {
+    Plan plan = {PlanToken(user, now), ""};
+    const bool isRefresh = !plan.requests.empty() && plan.requests[0].name == "refresh";
+    const std::string problem = isRefresh ? WhyNoRefresh() : "";
+    if (!problem.empty()) {
+        return {{},
+                "it fails: the access token ran out, and the sign-in document, which a refresh needs, cannot "
+                "be used (" +
+                    problem + "). A new one comes when the refresh token has run out, at " +
+                    EndOf(user.refreshToken, now) + ", or after infosync-tv factory-reset"};
+    }
     if (user.activation.kind != Kind::VALID) {
         plan.requests.push_back({"activation", Missing("activation", user.activation, now)});
     }
@@ -81,38 +77,29 @@ void PlanRest(const UserStatus& user, std::int64_t now, Plan& plan) {
     }
     plan.requests.push_back({"download", user.mark >= 1 ? "from mark " + std::to_string(user.mark)
                                                         : "of all records: there is no mark"});
-}
-
-std::string WordsOf(const std::vector<Plan::Request>& requests) {
-    std::vector<std::string> words;
-    for (const auto& [name, why] : requests) {
-        words.push_back(name + (why.empty() ? "" : " (" + why + ")"));
-    }
-    return Cli::Join(words, ", ");
+    return plan;
 }
 
 }  // namespace
 
 Plan PlanNextRun(const Status& status, std::int64_t now) {
-    Plan plan;
     if (status.loginId.empty()) {
-        plan.words = "nothing: nobody is signed in; it waits " +
-                     Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
-                     " for that, then ends";
-        return plan;
+        const std::string wait = Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS});
+        return {{}, "nothing: nobody is signed in; it waits " + wait + " for that, then ends"};
     }
-    if (status.isFactoryResetRequested) {
-        plan.requests = {{"token", ""}, {"activation", ""}, {"app", ""}};
-        plan.requests.push_back({"download", "of all records: a factory reset comes first"});
-    } else {
-        for (const UserStatus& user : status.users) {
-            plan.words = user.isSignedIn ? PlanToken(user, now, plan) : plan.words;
-            if (user.isSignedIn && plan.words.empty()) {
-                PlanRest(user, now, plan);
-            }
+    Plan plan = {{{"token", ""},
+                  {"activation", ""},
+                  {"app", ""},
+                  {"download", "of all records: a factory reset comes first"}},
+                 ""};
+    for (const UserStatus& user : status.users) {
+        if (user.isSignedIn && !status.isFactoryResetRequested) {
+            plan = PlanFor(user, now);
         }
     }
-    plan.words = plan.words.empty() ? WordsOf(plan.requests) : plan.words;
+    for (const auto& [name, why] : plan.requests) {
+        plan.words += (plan.words.empty() ? "" : ", ") + name + (why.empty() ? "" : " (" + why + ")");
+    }
     return plan;
 }
 

@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
-#include <filesystem>
 
 #include "Cli/Time.h"
 #include "CloudSite.h"
@@ -23,76 +22,50 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* PARTS[] = {"tv.ini", "keys", "settings", "runs"};
-
 /** Why a file or a folder is not as it should be; empty when it is. */
 std::string ProblemOfPath(const fs::path& path) {
-    struct stat status = {};
-    if (lstat(path.c_str(), &status) != 0) {
-        return errno == ENOENT ? "" : path.string() + ": " + std::strerror(errno);
-    }
     const std::string foreign = WhyNotOurs(path);
-    if (!foreign.empty() || S_ISLNK(status.st_mode)) {
+    std::error_code ignored;
+    if (!foreign.empty() || fs::is_symlink(path, ignored)) {
         return foreign;
     }
-    const int needed = S_ISDIR(status.st_mode) ? R_OK | W_OK | X_OK : R_OK | W_OK;
-    return faccessat(AT_FDCWD, path.c_str(), needed, AT_EACCESS) == 0
+    const int needed = fs::is_directory(path, ignored) ? R_OK | W_OK | X_OK : R_OK | W_OK;
+    return faccessat(AT_FDCWD, path.c_str(), needed, AT_EACCESS) == 0 || errno == ENOENT
                ? ""
                : path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'";
 }
 
-void CheckPaths(std::vector<Problem>& problems) {
-    const fs::path folder(TvFolder::Path());
-    std::vector<fs::path> paths = {folder};
-    for (const char* part : PARTS) {
-        paths.push_back(folder / part);
-        std::error_code error;
-        for (fs::recursive_directory_iterator at(folder / part, error); !error && at != fs::end(at);
-             at.increment(error)) {
-            paths.push_back(at->path());
-        }
-    }
-    for (const fs::path& path : paths) {
-        const std::string words = ProblemOfPath(path);
-        if (!words.empty()) {
-            problems.push_back({"folder", words});
-        }
-    }
-}
-
 /** What is missing altogether is told where it is named. */
-void CheckCertificates(std::vector<Problem>& problems) {
+std::string ProblemOfCertificates() {
     const auto ini = TvFolder::ReadIni();
     const CloudSite cloud = CloudSite::Of(*ini);
     const auto named = ini->Text(TvKeys::CA_FILE);
     const std::string path = named ? TvFolder::Resolve(*named) : cloud.folder.empty() ? "" : cloud.CaFile();
     try {
         if (!path.empty() && Files::Read(path).find("-----BEGIN CERTIFICATE-----") == std::string::npos) {
-            problems.push_back({"certificates", path +
-                                                    " holds no certificate (PEM). Name another: infosync-tv "
-                                                    "set http.ca_file FILE"});
+            return path + " holds no certificate (PEM). Name another: infosync-tv set http.ca_file FILE";
         }
     } catch (const std::exception&) {
-        return;
+        return "";
     }
+    return "";
 }
 
 /** A clock that was turned back shows in what was written before. */
-void CheckClock(std::int64_t now, std::vector<Problem>& problems) {
+std::string ProblemOfClock(const std::vector<fs::path>& paths, std::int64_t now) {
     constexpr std::int64_t STEP_SECONDS = 60;
     std::int64_t newest = 0;
-    for (const char* part : PARTS) {
+    for (const fs::path& path : paths) {
         struct stat status = {};
-        if (stat((fs::path(TvFolder::Path()) / part).c_str(), &status) == 0) {
+        if (stat(path.c_str(), &status) == 0) {
             newest = std::max(newest, static_cast<std::int64_t>(status.st_mtime));
         }
     }
-    if (newest > now + STEP_SECONDS) {
-        problems.push_back({"clock", "it is " + Cli::DateTime(now) +
-                                         ", but this television was written to at " + Cli::DateTime(newest) +
-                                         ". Set the clock; tokens and certificates may count as not valid "
-                                         "until then"});
-    }
+    return newest <= now + STEP_SECONDS
+               ? ""
+               : "it is " + Cli::DateTime(now) + ", but this television was written to at " +
+                     Cli::DateTime(newest) +
+                     ". Set the clock; tokens and certificates may count as not valid until then";
 }
 
 }  // namespace
@@ -102,9 +75,14 @@ std::vector<Problem> FindProblems(std::int64_t now) {
     for (const TvProblem& problem : CheckIni()) {
         problems.push_back({"tv.ini", problem.words, false, problem.line});
     }
-    CheckPaths(problems);
-    CheckCertificates(problems);
-    CheckClock(now, problems);
+    const std::vector<fs::path> paths = TelevisionPaths();
+    for (const fs::path& path : paths) {
+        problems.push_back({"folder", ProblemOfPath(path)});
+    }
+    problems.push_back({"certificates", ProblemOfCertificates()});
+    problems.push_back({"clock", ProblemOfClock(paths, now)});
+    const auto isNone = [](const Problem& problem) { return problem.words.empty(); };
+    problems.erase(std::remove_if(problems.begin(), problems.end(), isNone), problems.end());
     return problems;
 }
 

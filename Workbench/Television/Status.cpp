@@ -7,7 +7,6 @@
 #include <set>
 
 #include "AdapterDevices.h"
-#include "AuthData/CAccessToken.h"
 #include "AuthData/CDeviceInfo.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
@@ -15,8 +14,6 @@
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Television/KeptRun.h"
-#include "Television/Stored.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 #include "Util/BluetoothUtil.h"
@@ -32,143 +29,132 @@ using Kind = State::Kind;
 
 constexpr std::int64_t MILLISECONDS = 1000;
 
-/** What is stored, each under the name that the service has for it. */
 struct Stored {
     Document tokens = ReadKey(InfoSyncUtil::ALIAS_ACCESS_TOKEN);
     Document activation = ReadKey(InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO);
     Document appToken = ReadKey(InfoSyncUtil::ALIAS_JWT);
-    Document records = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
-    Document authCode = ReadAuthCode();
-    Document devices = ReadSetting(InfoSyncUtil::KEY_DEVICES);
+    RecordStore records = ReadRecords();
 };
 
-State Make(Kind kind, const std::string& problem = "") {
-    return {kind, problem, 0, ""};
-}
-
-State StateOf(const Document& document) {
-    constexpr Kind KINDS[] = {Kind::NONE, Kind::DAMAGED, Kind::FORBIDDEN, Kind::STORED};
-    return Make(KINDS[static_cast<int>(document.condition)], document.problem);
-}
-
-/** The state of what is kept in the user's entry; STORED where the entry can be read. */
-State StateOfEntry(const Document& document, const std::string& user) {
-    if (!document.IsReadable()) {
-        return StateOf(document);
+/** What is kept in a user's entry, and for how long. */
+class Entry {
+public:
+    Entry(const Document& document, const std::string& user)
+        : m_value(InfoSyncUtil::ObjectMember(document.value, user)), m_state(document.state) {
+        if (m_state.kind == Kind::STORED && !m_value.isObject()) {
+            m_state = document.value.isMember(user) ? State{Kind::DAMAGED, "the user's entry is no object"}
+                                                    : State{};
+        }
     }
-    return !document.value.isMember(user)    ? Make(Kind::NONE)
-           : document.value[user].isObject() ? Make(Kind::STORED)
-                                             : Make(Kind::DAMAGED, "the user's entry is no object");
-}
 
-/** Makes a stored one valid or expired, as the service has it. */
-State WithLifetime(State state, bool isValid, std::int64_t end, std::int64_t now, std::string detail) {
-    if (state.kind == Kind::STORED) {
-        state = {isValid ? Kind::VALID : Kind::EXPIRED, "", Cli::Difference(end, now), std::move(detail)};
+    std::int64_t Number(const char* member) const {
+        return InfoSyncUtil::ToInt64(m_value[member]);
     }
-    return state;
-}
 
-State OAuthToken(const Stored& stored, const std::string& user, const char* name, const char* lifetime,
-                 bool isValid, std::int64_t now) {
-    State state = StateOfEntry(stored.tokens, user);
-    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.tokens.value, user);
-    const std::string token = Cli::TextMember(entry, name);
-    if (state.kind == Kind::STORED && token.empty()) {
-        state = entry.isMember(name) ? Make(Kind::DAMAGED, "the token is no text") : Make(Kind::NONE);
+    /** @param isValid as the service has it @param secondsLeft by the entry */
+    State Until(bool isValid, std::int64_t secondsLeft, const std::string& detail) const {
+        return m_state.kind == Kind::STORED
+                   ? State{isValid ? Kind::VALID : Kind::EXPIRED, "", secondsLeft, detail}
+                   : m_state;
     }
-    const std::int64_t end = Cli::Sum(InfoSyncUtil::ToInt64(entry[CAccessToken::ISSUED_TIME]),
-                                      InfoSyncUtil::ToInt64(entry[lifetime]));
-    return WithLifetime(state, isValid, end, now, Cli::Abbreviate(token));
-}
+
+    State OAuthToken(const char* member, const char* lifetime, bool isExpired, std::int64_t now) const {
+        const std::string token = Cli::TextMember(m_value, member);
+        if (m_state.kind == Kind::STORED && token.empty()) {
+            return m_value.isMember(member) ? State{Kind::DAMAGED, "the token is no text"} : State{};
+        }
+        const std::int64_t end = Cli::Sum(Number(CAccessToken::ISSUED_TIME), Number(lifetime));
+        return Until(!isExpired, Cli::Difference(end, now), Cli::Abbreviate(token));
+    }
+
+    std::string Text(const char* member) const {
+        return Cli::TextMember(m_value, member);
+    }
+
+private:
+    const Json::Value& m_value;
+    State m_state;
+};
 
 void ReadTokens(const Stored& stored, UserStatus& user, std::int64_t now) {
-    CAccessToken token;
-    token.Init(user.user);
-    try {
-        token.ReadFromSecureStorage();
-    } catch (const std::exception&) {
-        // As the service has it: what cannot be read is no token.
-    }
-    user.accessToken = OAuthToken(stored, user.user, CAccessToken::ACCESS_TOKEN,
-                                  CAccessToken::ACCESS_TOKEN_LIFETIME, !token.IsTokenExpired(), now);
-    user.refreshToken = OAuthToken(stored, user.user, CAccessToken::REFRESH_TOKEN,
-                                   CAccessToken::REFRESH_TOKEN_LIFETIME, !token.IsRefreshTokenExpired(), now);
-}
+    CAccessToken token = TokensOf(user.user);
+    const Entry tokens(stored.tokens, user.user);
+    user.accessToken = tokens.OAuthToken(CAccessToken::ACCESS_TOKEN, CAccessToken::ACCESS_TOKEN_LIFETIME,
+                                         token.IsTokenExpired(), now);
+    user.refreshToken = tokens.OAuthToken(CAccessToken::REFRESH_TOKEN, CAccessToken::REFRESH_TOKEN_LIFETIME,
+                                          token.IsRefreshTokenExpired(), now);
 
-void ReadActivation(const Stored& stored, UserStatus& user, std::int64_t now) {
     CServiceActivationInfo activation;
     activation.Init(user.user);
-    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.activation.value, user.user);
-    const std::int64_t end = InfoSyncUtil::ToInt64(entry[CServiceActivationInfo::EXPIRE_TIME]) / MILLISECONDS;
-    user.activation = WithLifetime(StateOfEntry(stored.activation, user.user), activation.IsValid(), end, now,
-                                   Cli::TextMember(entry, CServiceActivationInfo::DEVICE_ID));
+    const Entry activated(stored.activation, user.user);
+    const std::int64_t activeUntil = activated.Number(CServiceActivationInfo::EXPIRE_TIME) / MILLISECONDS;
+    user.activation = activated.Until(activation.IsValid(), Cli::Difference(activeUntil, now),
+                                      activated.Text(CServiceActivationInfo::DEVICE_ID));
+
+    CJsonWebToken appToken;
+    appToken.Init(user.user);
+    const Entry app(stored.appToken, user.user);
+    user.appToken =
+        app.Until(appToken.IsValid(), Cli::Difference(app.Number(CJsonWebToken::EXPIRE_TIME), now),
+                  Cli::Abbreviate(app.Text(CJsonWebToken::TOKEN)));
 }
 
-void ReadAppToken(const Stored& stored, UserStatus& user, std::int64_t now) {
-    CJsonWebToken token;
-    token.Init(user.user);
-    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.appToken.value, user.user);
-    user.appToken = WithLifetime(StateOfEntry(stored.appToken, user.user), token.IsValid(),
-                                 InfoSyncUtil::ToInt64(entry[CJsonWebToken::EXPIRE_TIME]), now,
-                                 Cli::Abbreviate(Cli::TextMember(entry, CJsonWebToken::TOKEN)));
-}
-
-UserStatus ReadUser(const Stored& stored, const std::string& name, const std::string& signedIn,
-                    std::int64_t now) {
-    UserStatus user;
-    user.user = name;
-    user.isSignedIn = name == signedIn;
-    ReadTokens(stored, user, now);
-    ReadActivation(stored, user, now);
-    ReadAppToken(stored, user, now);
-    user.records = StateOfEntry(stored.records, name);
-    const Json::Value& entry = InfoSyncUtil::ObjectMember(stored.records.value, name);
-    user.recordCount = entry[CDeviceInfo::RECORDS].isArray() ? entry[CDeviceInfo::RECORDS].size() : 0;
-    user.mark = InfoSyncUtil::ToInt64(
-        InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP]);
-    return user;
+void ReadRecordCount(const RecordStore& store, UserStatus& user) {
+    const auto entry = store.users.find(user.user);
+    if (entry == store.users.end()) {
+        user.records = store.state.IsReadable() ? State{} : store.state;
+        return;
+    }
+    const UserRecords& records = entry->second;
+    user.records = {records.problem.empty() ? Kind::STORED : Kind::DAMAGED, records.problem};
+    user.recordCount = records.records.size();
+    user.mark = records.mark;
 }
 
 std::vector<UserStatus> ReadUsers(const Stored& stored, const std::string& signedIn, std::int64_t now) {
     std::set<std::string> names;
-    for (const Document* document : {&stored.tokens, &stored.activation, &stored.appToken, &stored.records}) {
-        for (const std::string& name : document->value.getMemberNames()) {
-            names.insert(name);
-        }
+    for (const Document* document : {&stored.tokens, &stored.activation, &stored.appToken}) {
+        const std::vector<std::string> members = document->value.getMemberNames();
+        names.insert(members.begin(), members.end());
+    }
+    for (const auto& [name, records] : stored.records.users) {
+        names.insert(name);
     }
     if (!signedIn.empty()) {
         names.insert(signedIn);
     }
     std::vector<UserStatus> users;
     for (const std::string& name : names) {
-        users.push_back(ReadUser(stored, name, signedIn, now));
+        UserStatus user = {name, name == signedIn};
+        ReadTokens(stored, user, now);
+        ReadRecordCount(stored.records, user);
+        users.push_back(std::move(user));
     }
     return users;
 }
 
-void AddUnreadable(const Stored& stored, std::vector<Problem>& problems) {
-    const std::pair<const char*, const Document*> documents[] = {
-        {InfoSyncUtil::ALIAS_ACCESS_TOKEN, &stored.tokens},
-        {InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, &stored.activation},
-        {InfoSyncUtil::ALIAS_JWT, &stored.appToken},
-        {InfoSyncUtil::ALIAS_RECORDS, &stored.records},
-        {InfoSyncUtil::ALIAS_AUTH_CODE, &stored.authCode},
-        {"devices", &stored.devices}};
-    for (const auto& [name, document] : documents) {
-        if (!document->IsReadable()) {
-            const bool isForbidden = document->condition == Document::Condition::FORBIDDEN;
-            problems.push_back(
-                {name, (isForbidden ? "not yours to read: " : "damaged: ") + document->problem, isForbidden});
+void AddUnreadable(const Stored& stored, const Status& status, std::vector<Problem>& problems) {
+    const std::pair<const char*, const State&> states[] = {
+        {InfoSyncUtil::ALIAS_ACCESS_TOKEN, stored.tokens.state},
+        {InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, stored.activation.state},
+        {InfoSyncUtil::ALIAS_JWT, stored.appToken.state},
+        {InfoSyncUtil::ALIAS_RECORDS, stored.records.state},
+        {InfoSyncUtil::ALIAS_AUTH_CODE, status.authCode},
+        {"devices", status.devices}};
+    for (const auto& [name, state] : states) {
+        if (!state.IsReadable()) {
+            problems.push_back({name, state.Complaint(), state.kind == Kind::FORBIDDEN});
         }
+    }
+    if (status.lastRun && status.lastRun->number == 0) {  // not even the folder can be read
+        problems.push_back({"runs", Cli::Join(status.lastRun->story.reason, "; "), true});
     }
 }
 
-std::vector<BluetoothDevice> ReadBluetooth(const Document& records) {
+std::vector<BluetoothDevice> ReadBluetooth(const RecordStore& store) {
     std::map<std::string, std::string> names;
-    for (const std::string& user : records.value.getMemberNames()) {
-        for (const Json::Value& record :
-             InfoSyncUtil::ObjectMember(records.value, user)[CDeviceInfo::RECORDS]) {
+    for (const auto& [user, records] : store.users) {
+        for (const Json::Value& record : records.records) {
             const std::string address = Cli::TextMember(record, CDeviceInfo::ADDRESS);
             names[Cli::Taken(g_ascii_strup(address.c_str(), -1))] =
                 Cli::TextMember(record, CDeviceInfo::NAME);
@@ -189,26 +175,35 @@ std::string SignedInUser() {
     return CSsoManager().IsLoggedIn() ? ini->Text(TvKeys::LOGIN_ID).value_or("") : "";
 }
 
+CAccessToken TokensOf(const std::string& user) {
+    CAccessToken tokens;
+    tokens.Init(user);
+    try {
+        tokens.ReadFromSecureStorage();
+    } catch (const std::exception&) {
+        // As the service has it: what cannot be read is no token.
+    }
+    return tokens;
+}
+
 Status ReadStatus(std::int64_t now) {
     const Stored stored;
+    const DeviceList devices = ReadDeviceList();
     Status status;
     status.folder = TvFolder::Path();
     status.isSignedIn = CSsoManager().IsLoggedIn();
     status.loginId = SignedInUser();
     status.users = ReadUsers(stored, status.loginId, now);
-    status.devices = StateOf(stored.devices);
-    status.deviceCount = stored.devices.value.size();
-    status.authCode = StateOf(stored.authCode);
+    status.devices = devices.state;
+    status.deviceCount = devices.devices.size();
+    status.authCode = ReadAuthCode().state;
     status.isFactoryResetRequested = InfoSyncUtil::GetFactoryResetFlag() == 1;
     status.bluetooth = ReadBluetooth(stored.records);
     status.cloud = Cloud::Find();
     status.lastRun = ReadNewestRun();
     status.nextRun = PlanNextRun(status, now);
     status.problems = FindProblems(now);
-    AddUnreadable(stored, status.problems);
-    if (status.lastRun && status.lastRun->number == 0) {  // not even the folder can be read
-        status.problems.push_back({"runs", Cli::Join(status.lastRun->story.reason, "; "), true});
-    }
+    AddUnreadable(stored, status, status.problems);
     return status;
 }
 

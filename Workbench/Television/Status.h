@@ -9,34 +9,22 @@
 #include <string>
 #include <vector>
 
+#include "AuthData/CAccessToken.h"
 #include "Cli/Style.h"
 #include "Television/Cloud.h"
 #include "Television/KeptRun.h"
+#include "Television/Stored.h"
 
 namespace Television {
-
-/** Of something that is stored. */
-struct State {
-    /** FORBIDDEN is what may not be read; VALID and EXPIRED are said of what runs out. */
-    enum class Kind { NONE, STORED, VALID, EXPIRED, DAMAGED, FORBIDDEN };
-
-    Kind kind = Kind::NONE;
-    /** What is wrong with a damaged or forbidden one. */
-    std::string problem;
-    /** Of what runs out; negative once it did. */
-    std::int64_t secondsLeft = 0;
-    /** Enough of a token to tell it from another, or the device id of an activation. */
-    std::string detail;
-};
 
 struct UserStatus {
     std::string user;
     bool isSignedIn = false;
-    State accessToken;
-    State refreshToken;
-    State activation;
-    State appToken;
-    State records;
+    State accessToken = {};
+    State refreshToken = {};
+    State activation = {};
+    State appToken = {};
+    State records = {};
     std::size_t recordCount = 0;
     /** What the next download asks from; 0 for none. */
     std::int64_t mark = 0;
@@ -95,6 +83,9 @@ Status ReadStatus(std::int64_t now);
 
 /** Who is signed in; empty for nobody. */
 std::string SignedInUser();
+
+/** The user's tokens as the service reads them: what cannot be read is none. */
+CAccessToken TokensOf(const std::string& user);
 
 /** @param status as far as it is known */
 Plan PlanNextRun(const Status& status, std::int64_t now);

@@ -3,13 +3,15 @@
 #include <exception>
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <system_error>
 
+#include "AuthData/CAccessToken.h"
+#include "AuthData/CAuthCode.h"
 #include "AuthData/CDeviceInfo.h"
+#include "AuthData/CJsonWebToken.h"
 #include "Cli/Json.h"
-#include "Cli/Text.h"
 #include "Files.h"
+#include "Television/KeptRun.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
@@ -19,6 +21,9 @@ namespace Television {
 
 namespace {
 
+namespace fs = std::filesystem;
+using Kind = State::Kind;
+
 Document Read(const std::optional<std::string>& path,
               const std::function<Json::Value(const std::string&)>& parse) {
     Document document;
@@ -26,28 +31,24 @@ Document Read(const std::optional<std::string>& path,
         Json::Value value = parse(Files::Read(path.value()));
         if (!value.isNull()) {
             document.value = std::move(value);
-            document.condition = Document::Condition::FINE;
+            document.state.kind = Kind::STORED;
         }
     } catch (const std::system_error& error) {
         if (error.code() != std::errc::no_such_file_or_directory) {
-            document.condition = error.code() == std::errc::permission_denied ? Document::Condition::FORBIDDEN
-                                                                              : Document::Condition::DAMAGED;
-            document.problem = error.what();
+            const bool isForbidden = error.code() == std::errc::permission_denied;
+            document.state = {isForbidden ? Kind::FORBIDDEN : Kind::DAMAGED, error.what()};
         }
     } catch (const std::exception& error) {
-        document.condition = Document::Condition::DAMAGED;
-        document.problem = error.what();
+        document.state = {Kind::DAMAGED, error.what()};
     }
     return document;
 }
 
-UserRecords ReadUser(const std::string& user, const Json::Value& entry) {
-    UserRecords found;
-    found.user = user;
+UserRecords ReadUser(const Json::Value& entry) {
     if (!entry.isObject()) {
-        found.problem = "the user's entry is no object";
-        return found;
+        return {0, Json::Value(Json::arrayValue), "the user's entry is no object"};
     }
+    UserRecords found;
     found.mark = InfoSyncUtil::ToInt64(
         InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP]);
     const Json::Value& records = entry[CDeviceInfo::RECORDS];
@@ -61,13 +62,12 @@ UserRecords ReadUser(const std::string& user, const Json::Value& entry) {
 
 Device ReadDevice(const Json::Value& entry) {
     Device device;
-    device.name = Cli::TextMember(entry, CDeviceInfo::NAME);
-    device.address = Cli::TextMember(entry, CDeviceInfo::ADDRESS);
     if (!entry.isObject()) {
         return device;
     }
-    const Json::Value& deleted = entry[CDeviceInfo::DELETED_ON_TV];
-    device.deletedOnTv = deleted.isBool() && deleted.asBool();
+    device.name = Cli::TextMember(entry, CDeviceInfo::NAME);
+    device.address = Cli::TextMember(entry, CDeviceInfo::ADDRESS);
+    device.deletedOnTv = entry[CDeviceInfo::DELETED_ON_TV] == true;
     const Json::Value& users = entry[CDeviceInfo::USERS];
     for (Json::ArrayIndex i = 0; users.isArray() && i < users.size(); ++i) {
         if (InfoSyncUtil::HasTextForm(users[i])) {
@@ -79,15 +79,11 @@ Device ReadDevice(const Json::Value& entry) {
 
 }  // namespace
 
-std::string Document::Complaint(const std::string& name, const std::string& remedy) const {
-    return condition == Condition::FORBIDDEN ? name + " not yours to read: " + Cli::Escape(problem) +
-                                                   "\nSee the owner and the mode of the file"
-                                             : name + " damaged: " + Cli::Escape(problem) + "\n" + remedy;
+std::string State::Complaint() const {
+    return (kind == Kind::FORBIDDEN ? "not yours to read: " : "damaged: ") + problem;
 }
 
-Document ReadKey(const std::string& alias) {
-    const InfoSyncUtil::JsonLimits& limits =
-        alias == InfoSyncUtil::ALIAS_RECORDS ? InfoSyncUtil::Limits::RECORDS : InfoSyncUtil::Limits::TOKENS;
+Document ReadKey(const std::string& alias, const InfoSyncUtil::JsonLimits& limits) {
     return Read(TvFolder::KeyPath(alias),
                 [&limits](const std::string& text) { return InfoSyncUtil::ParseStoredObject(text, limits); });
 }
@@ -103,25 +99,23 @@ Document ReadSetting(const std::string& key) {
     });
 }
 
-std::vector<UserRecords> ReadRecords() {
-    const Document document = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
-    if (!document.IsReadable()) {
-        throw std::runtime_error(
-            document.Complaint("the records are", "The next good run replaces them: infosync-tv run"));
-    }
-    std::vector<UserRecords> users;
+RecordStore ReadRecords() {
+    const Document document = ReadKey(InfoSyncUtil::ALIAS_RECORDS, InfoSyncUtil::Limits::RECORDS);
+    RecordStore store = {document.state, {}};
     for (const std::string& name : document.value.getMemberNames()) {
-        users.push_back(ReadUser(name, document.value[name]));
+        store.users[name] = ReadUser(document.value[name]);
     }
-    return users;
+    return store;
 }
 
 DeviceList ReadDeviceList() {
-    DeviceList list;
     const Document document = ReadSetting(InfoSyncUtil::KEY_DEVICES);
-    if (!document.IsReadable()) {
+    DeviceList list = {document.state, {}, ""};
+    if (!list.state.IsReadable()) {
         list.problem =
-            document.Complaint("the device list is", "A factory reset clears it: infosync-tv factory-reset");
+            "the device list is " + list.state.Complaint() +
+            (list.state.kind == Kind::FORBIDDEN ? "\nSee the owner and the mode of the file"
+                                                : "\nA factory reset clears it: infosync-tv factory-reset");
     }
     for (const std::string& id : document.value.getMemberNames()) {
         list.devices.emplace(id, ReadDevice(document.value[id]));
@@ -130,25 +124,62 @@ DeviceList ReadDeviceList() {
 }
 
 Json::Value ToJson(const DeviceList& list) {
-    Json::Value devices(Json::arrayValue);
-    for (const auto& [id, device] : list.devices) {
-        Json::Value entry;
-        entry["id"] = id;
-        entry["name"] = device.name;
-        entry["address"] = device.address;
-        entry["deleted_on_tv"] = device.deletedOnTv;
-        entry["users"] = ToJson(device.users);
-        devices.append(std::move(entry));
-    }
-    return devices;
+    return Cli::JsonArray(list.devices, [](const auto& entry) {
+        const auto& [id, device] = entry;
+        Json::Value json;
+        json["id"] = id;
+        json["name"] = device.name;
+        json["address"] = device.address;
+        json["deleted_on_tv"] = device.deletedOnTv;
+        json["users"] = Cli::JsonArray(device.users);
+        return json;
+    });
 }
 
-Json::Value ToJson(const std::vector<std::string>& texts) {
-    Json::Value array(Json::arrayValue);
-    for (const std::string& text : texts) {
-        array.append(text);
+std::vector<std::string> StoredSecrets() {
+    constexpr std::size_t SHORTEST = 8;
+    std::vector<std::string> secrets;
+    const auto add = [&secrets](const std::string& secret) {
+        if (secret.size() >= SHORTEST) {
+            secrets.push_back(secret);
+        }
+    };
+    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {
+        // Also those of a document that is too heavy for the service.
+        for (const Json::Value& entry : ReadKey(alias, InfoSyncUtil::Limits::NO_WEIGHT).value) {
+            for (const char* name :
+                 {CAccessToken::ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN, CJsonWebToken::TOKEN}) {
+                add(Cli::TextMember(entry, name));
+            }
+        }
     }
-    return array;
+    Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE), [&add](const std::string& text) {
+        for (const char* name : {CAuthCode::AUTH_CODE, CAuthCode::CODE_VERIFIER}) {
+            const std::string tag = std::string("<") + name + ">";
+            for (auto at = text.find(tag); at != std::string::npos; at = text.find(tag, at + 1)) {
+                const auto begin = at + tag.size();
+                add(text.substr(begin, text.find('<', begin) - begin));
+            }
+        }
+        return Json::Value();
+    });
+    return secrets;
+}
+
+std::vector<fs::path> TelevisionPaths() {
+    const fs::path folder(TvFolder::Path());
+    std::vector<fs::path> paths = {folder};
+    for (const char* part : {"tv.ini", "keys", "settings", RUNS_FOLDER}) {
+        std::error_code error;
+        if (fs::exists(fs::symlink_status(folder / part, error))) {
+            paths.push_back(folder / part);
+        }
+        for (fs::recursive_directory_iterator at(folder / part, error); !error && at != fs::end(at);
+             at.increment(error)) {
+            paths.push_back(at->path());
+        }
+    }
+    return paths;
 }
 
 }  // namespace Television

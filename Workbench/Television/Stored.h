@@ -4,36 +4,46 @@
 #include <json/json.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
+
+#include "Util/JsonLimits.h"
 
 namespace Television {
 
-struct Document {
-    /** FORBIDDEN is one that may be fine, but not for this user. */
-    enum class Condition { MISSING, DAMAGED, FORBIDDEN, FINE };
+/** Of something that is stored. */
+struct State {
+    /** FORBIDDEN is what may be fine, but not for this user; VALID and EXPIRED are said of what runs out. */
+    enum class Kind { NONE, STORED, VALID, EXPIRED, DAMAGED, FORBIDDEN };
 
-    Condition condition = Condition::MISSING;
+    Kind kind = Kind::NONE;
     /** What is wrong with a damaged or forbidden one. */
-    std::string problem;
-    /** An object; empty unless the document is fine. */
-    Json::Value value = Json::Value(Json::objectValue);
+    std::string problem = {};
+    /** Of what runs out; negative once it did. */
+    std::int64_t secondsLeft = 0;
+    /** Enough of a token to tell it from another, or the device id of an activation. */
+    std::string detail = {};
 
     bool IsReadable() const {
-        return condition == Condition::MISSING || condition == Condition::FINE;
+        return kind != Kind::DAMAGED && kind != Kind::FORBIDDEN;
     }
+    /** "damaged: ...", of one that is not readable. */
+    std::string Complaint() const;
+};
 
-    /**
-     * What to tell of one that is not readable.
-     * @param name such as "the device list is"
-     * @param remedy of a damaged one
-     */
-    std::string Complaint(const std::string& name, const std::string& remedy) const;
+struct Document {
+    /** NONE, STORED, DAMAGED or FORBIDDEN. */
+    State state;
+    /** An object; empty unless the document is stored. */
+    Json::Value value = Json::Value(Json::objectValue);
 };
 
 /** Never throws for what is stored: a file that cannot be read is a damaged document, or a forbidden one. */
-Document ReadKey(const std::string& alias);
+Document ReadKey(const std::string& alias,
+                 const InfoSyncUtil::JsonLimits& limits = InfoSyncUtil::Limits::TOKENS);
 
 /** The same for the sign-in service's document, whose value stays empty. */
 Document ReadAuthCode();
@@ -43,7 +53,6 @@ Document ReadSetting(const std::string& key);
 
 /** The records that were downloaded for a user. */
 struct UserRecords {
-    std::string user;
     /** What the next run asks from; 0 for none. */
     std::int64_t mark = 0;
     /** Always an array. */
@@ -52,8 +61,13 @@ struct UserRecords {
     std::string problem;
 };
 
-/** Of all users, by name. @throws std::runtime_error, saying what helps, when the document is damaged */
-std::vector<UserRecords> ReadRecords();
+struct RecordStore {
+    /** Of the whole. */
+    State state;
+    std::map<std::string, UserRecords> users;
+};
+
+RecordStore ReadRecords();
 
 /** A device as the set's components read it. */
 struct Device {
@@ -61,9 +75,15 @@ struct Device {
     std::string address;
     std::vector<std::string> users;
     bool deletedOnTv = false;
+
+    bool operator==(const Device& other) const {
+        return std::tie(name, address, users, deletedOnTv) ==
+               std::tie(other.name, other.address, other.users, other.deletedOnTv);
+    }
 };
 
 struct DeviceList {
+    State state;
     /** By record id. */
     std::map<std::string, Device> devices;
     /** Why the list cannot be read, and what to do; empty when it can. */
@@ -73,6 +93,13 @@ struct DeviceList {
 DeviceList ReadDeviceList();
 
 Json::Value ToJson(const DeviceList& list);
-Json::Value ToJson(const std::vector<std::string>& texts);
+
+/** Tokens of all users, the authorisation code and its verifier; those that are no common words by their
+ * length. */
+std::vector<std::string> StoredSecrets();
+
+/** The television's folder and what is in it of tv.ini, the records, the settings and the runs; what is in a
+ * folder that cannot be read is left out. */
+std::vector<std::filesystem::path> TelevisionPaths();
 
 }  // namespace Television

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
@@ -26,109 +27,87 @@ namespace {
 
 using Listed = Verdict::Listed;
 
-std::string CaseFolded(const std::string& text) {
-    const std::string valid = Cli::Taken(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
-    return Cli::Taken(g_utf8_casefold(valid.c_str(), -1));
-}
-
-enum class Rule { LISTS, NO_SINK, PAIRED, DELETED, MALFORMED };
-
-/** What the service does with the record. */
-Rule RuleFor(const Json::Value& record) {
-    if (!CDeviceInfo::IsUsable(record)) {
-        return Rule::MALFORMED;
-    }
-    if (!record.isMember(CDeviceInfo::ADDRESS)) {
-        return Rule::DELETED;
-    }
+/** Whether the service would put the record on a list that is empty. */
+bool IsForList(const Json::Value& record) {
     Json::Value list;
     CDeviceInfo().AddToDeviceList(list, record, "record", "user");
-    return !list.isNull() ? Rule::LISTS : CDeviceInfo::IsAudioSink(record) ? Rule::PAIRED : Rule::NO_SINK;
+    return !list.isNull();
 }
 
 struct Reason {
+    bool holds;
     const char* why;
     std::string words;
 };
 
-Reason ListedReason(Rule rule, const Verdict& of, const std::string& uuids, bool isSignedIn) {
-    switch (rule) {
-        case Rule::LISTS:
-            return {"audio sink", "an audio sink that is not paired with the set"};
-        case Rule::NO_SINK:
-            return {"no audio sink",
-                    "listed when it was one; now " + Log::NoSinkWords(uuids) + ". The entry stays as it is"};
-        case Rule::PAIRED:
-            return {"paired", "listed before it was paired with the set; the entry stays as it is"};
-        case Rule::DELETED:
-            return {"deleted", "deleted in the cloud; the next run " +
-                                   (isSignedIn ? "takes it off: infosync-tv run"
-                                               : "with " + of.user + " signed in takes it off")};
-        default:
-            return {"malformed",
-                    "listed from an older record; in the one stored now, record_id, name, address or uuids "
-                    "is no text. The entry stays as it is"};
-    }
-}
-
-Reason UnlistedReason(Rule rule, const Verdict& of, const std::string& uuids, bool isSignedIn) {
-    switch (rule) {
-        case Rule::LISTS:
-            if (of.listed == Listed::UNKNOWN) {
-                return {"list unreadable",
-                        "nothing is against it, but a run ends at a list that it cannot read: "
-                        "infosync-tv factory-reset, then infosync-tv run"};
-            }
-            return isSignedIn ? Reason{"next run",
-                                       "nothing is against it: the next run lists it: "
-                                       "infosync-tv run"}
-                              : Reason{"not signed in", "no run lists it until " + of.user +
-                                                            " is signed in: infosync-tv sign-in " + of.user +
-                                                            ", then infosync-tv run"};
-        case Rule::NO_SINK:
-            return {"no audio sink", Log::NoSinkWords(uuids)};
-        case Rule::PAIRED:
-            return {"paired",
-                    "paired with the set, which knows it already. To see it listed: infosync-tv unbond " +
-                        of.address + ", then infosync-tv run"};
-        case Rule::DELETED:
-            return {"deleted", "deleted in the cloud: its record has no address any more"};
-        default:
-            return {"malformed",
-                    "record_id, name, address or uuids is no text: mend the record in the cloud"};
-    }
+/** The first that holds counts; a record that is listed already may stay so against the rules. */
+std::vector<Reason> ReasonsFor(const Verdict& of, const Json::Value& record, bool isSignedIn) {
+    const bool isListed = std::find(of.listedFor.begin(), of.listedFor.end(), of.user) != of.listedFor.end();
+    const bool isUsable = CDeviceInfo::IsUsable(record);
+    const bool isDeleted = isUsable && !record.isMember(CDeviceInfo::ADDRESS);
+    const bool isSink = isUsable && CDeviceInfo::IsAudioSink(record);
+    const bool isPaired = isSink && !isDeleted && !IsForList(record);
+    const std::string noSink = Log::NoSinkWords(Cli::TextMember(record, CDeviceInfo::UUIDS));
+    const std::string run =
+        isSignedIn ? "takes it off: infosync-tv run" : "with " + of.user + " signed in takes it off";
+    return {
+        {!isUsable && isListed, "malformed",
+         "listed from an older record; in the one stored now, record_id, name, address or uuids is no text. "
+         "The entry stays as it is"},
+        {!isUsable, "malformed",
+         "record_id, name, address or uuids is no text: mend the record in the cloud"},
+        {isDeleted && isListed, "deleted", "deleted in the cloud; the next run " + run},
+        {isDeleted, "deleted", "deleted in the cloud: its record has no address any more"},
+        {!isSink && isListed, "no audio sink",
+         "listed when it was one; now " + noSink + ". The entry stays as it is"},
+        {!isSink, "no audio sink", noSink},
+        {isPaired && isListed, "paired",
+         "listed before it was paired with the set; the entry stays as it is"},
+        {isPaired, "paired",
+         "paired with the set, which knows it already. To see it listed: infosync-tv unbond " + of.address +
+             ", then infosync-tv run"},
+        {isListed, "audio sink", "an audio sink that is not paired with the set"},
+        {of.listed == Listed::UNKNOWN, "list unreadable",
+         "nothing is against it, but a run ends at a list that it cannot read: infosync-tv factory-reset, "
+         "then infosync-tv run"},
+        {isSignedIn, "next run", "nothing is against it: the next run lists it: infosync-tv run"},
+        {true, "not signed in",
+         "no run lists it until " + of.user + " is signed in: infosync-tv sign-in " + of.user +
+             ", then infosync-tv run"}};
 }
 
 Verdict Decide(const std::string& user, const Json::Value& record, const DeviceList& list,
                const std::string& signedIn) {
     const auto text = [&record](const char* name) { return Cli::TextMember(record, name); };
-    const std::string uuids = text(CDeviceInfo::UUIDS);
     Verdict verdict;
     verdict.user = user;
     verdict.id = text(CDeviceInfo::RECORD_ID);
     verdict.name = text(CDeviceInfo::NAME);
     verdict.address = text(CDeviceInfo::ADDRESS);
-    verdict.services = Log::ServicesOf(uuids);
+    verdict.services = Log::ServicesOf(text(CDeviceInfo::UUIDS));
     const auto entry = list.devices.find(verdict.id);
     verdict.listedFor = entry == list.devices.end() ? std::vector<std::string>() : entry->second.users;
     const auto& users = verdict.listedFor;
-    const bool isListed = std::find(users.begin(), users.end(), user) != users.end();
-    const bool isSignedIn = user == signedIn;
-    verdict.listed = !list.problem.empty() ? Listed::UNKNOWN
-                     : isListed            ? Listed::YES
-                     : users.empty()       ? Listed::NO
-                                           : Listed::OTHERS;
-    const Reason reason =
-        (isListed ? ListedReason : UnlistedReason)(RuleFor(record), verdict, uuids, isSignedIn);
+    verdict.listed = !list.problem.empty()                                        ? Listed::UNKNOWN
+                     : std::find(users.begin(), users.end(), user) != users.end() ? Listed::YES
+                     : users.empty()                                              ? Listed::NO
+                                                                                  : Listed::OTHERS;
+    const std::vector<Reason> reasons = ReasonsFor(verdict, record, user == signedIn);
+    const Reason& reason = *std::find_if(reasons.begin(), reasons.end(), [](auto& r) { return r.holds; });
     verdict.why = reason.why;
-    verdict.words =
-        std::string(isSignedIn ? "" : "belongs to " + user + ", who is not signed in; ") +
-        (verdict.listed == Listed::UNKNOWN ? "the device list cannot be read; by the rules: " : "") +
-        (verdict.listed == Listed::OTHERS
-             ? "listed by the record of " + Cli::Join(users, ", ") + " only; for " + user + ": "
-             : "") +
-        reason.words;
+    verdict.words = user == signedIn ? "" : "belongs to " + user + ", who is not signed in; ";
+    if (verdict.listed == Listed::UNKNOWN) {
+        verdict.words += "the device list cannot be read; by the rules: ";
+    } else if (verdict.listed == Listed::OTHERS) {
+        verdict.words += "listed by the record of " + Cli::Join(users, ", ") + " only; for " + user + ": ";
+    }
+    verdict.words += reason.words;
     return verdict;
+}
+
+std::string CaseFolded(const std::string& text) {
+    const std::string valid = Cli::Taken(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
+    return Cli::Taken(g_utf8_casefold(valid.c_str(), -1));
 }
 
 bool IsMeant(const std::string& device, const std::string& id, const std::string& name,
@@ -153,37 +132,25 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
                    ", though no record that is stored is of it. ";
         }
     }
-    std::string traces;
-    const std::vector<KeptRun> runs = ReadKeptRuns();
-    for (auto run = runs.rbegin(); run != runs.rend() && traces.empty(); ++run) {
-        for (const Json::Value& change : run->changes) {
-            const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
-            if (IsMeant(device, text("id"), text("name"), text("address"))) {
-                traces = "Run " + std::to_string(run->number) + " " + text("change") + " it" +
-                         (text("change") == "removed" ? ": it was deleted in the cloud. " : ". ");
-            }
-        }
-    }
-    return traces + (BluetoothUtil::IsBondedDevice(device) ? "The set is paired with it. " : "");
+    return BluetoothUtil::IsBondedDevice(device) ? "The set is paired with it. " : "";
 }
 
 /** Whole names of which the word may be a misspelling, or one of their words. */
-std::string NearestNames(const std::string& device, const std::vector<UserRecords>& users) {
+std::string NearestNames(const std::string& device, const RecordStore& store) {
+    constexpr std::size_t MOST_SHOWN = 3;
     std::vector<std::string> near;
-    for (const UserRecords& user : users) {
-        for (const Json::Value& record : user.records) {
+    for (const auto& [user, records] : store.users) {
+        for (const Json::Value& record : records.records) {
             const std::string name = Cli::TextMember(record, CDeviceInfo::NAME);
             std::istringstream folded(CaseFolded(name));
             std::vector<std::string> words{std::istream_iterator<std::string>(folded), {}};
             words.push_back(folded.str());
             words.push_back(Cli::TextMember(record, CDeviceInfo::RECORD_ID));
-            if (!Cli::Nearest(CaseFolded(device), words).empty()) {
+            if (near.size() < MOST_SHOWN && !Cli::Nearest(CaseFolded(device), words).empty()) {
                 near.push_back(name);
             }
         }
     }
-    constexpr std::size_t MOST_SHOWN = 3;
-    near.resize(std::min(near.size(), MOST_SHOWN));
     return near.empty() ? "" : "Nearest: " + Cli::Join(near, ", ") + ". ";
 }
 
@@ -218,24 +185,53 @@ std::vector<std::string> Notes(const std::string& user, const DeviceList& list) 
     return notes;
 }
 
+Json::Value VerdictJson(const Verdict& verdict) {
+    Json::Value json;
+    json["user"] = verdict.user;
+    json["id"] = verdict.id;
+    json["name"] = verdict.name;
+    json["address"] = verdict.address;
+    json["services"] = Cli::JsonArray(verdict.services);
+    json["listed"] =
+        verdict.listed == Listed::UNKNOWN ? Json::Value() : Json::Value(verdict.listed == Listed::YES);
+    json["listed_for"] = Cli::JsonArray(verdict.listedFor);
+    json["why"] = verdict.why;
+    json["words"] = verdict.words;
+    return json;
+}
+
+std::string VerdictText(const Verdict& verdict, const Cli::Style& style) {
+    constexpr const char* LISTED[] = {"listed", "not listed", "listed for others", "not known"};
+    const std::string place = (verdict.address.empty() ? "" : "  " + Cli::Escape(verdict.address)) + "  (" +
+                              Cli::Escape(verdict.id) + ")  " + LISTED[static_cast<int>(verdict.listed)];
+    const std::size_t used = std::min(Cli::DisplayWidth(place), style.Width() / 2);
+    const std::string head = Cli::Shorten(Cli::Escape(verdict.name), style.Width() - used) + place;
+    return style(verdict.listed == Listed::YES ? Cli::Colour::GREEN : Cli::Colour::YELLOW, head) + "\n    " +
+           Cli::Wrap(Cli::Escape(verdict.words), 4, style.Width());
+}
+
 }  // namespace
 
 Inquiry Inquire(const std::string& device, std::int64_t now) {
     const DeviceList list = ReadDeviceList();
-    const std::vector<UserRecords> users = ReadRecords();
+    const RecordStore store = ReadRecords();
+    if (!store.state.IsReadable()) {
+        throw std::runtime_error("the records are " + store.state.Complaint() +
+                                 "\nThe next good run replaces them: infosync-tv run");
+    }
     Inquiry inquiry;
     inquiry.user = SignedInUser();
     inquiry.notes = Notes(inquiry.user, list);
-    for (const UserRecords& user : users) {
-        if (user.user == inquiry.user) {
-            inquiry.mark = user.mark;
+    for (const auto& [user, records] : store.users) {
+        if (user == inquiry.user) {
+            inquiry.mark = records.mark;
             inquiry.storedAt = RecordsTime();
         }
-        if (!user.problem.empty()) {
-            inquiry.notes.push_back("the records of " + user.user + " cannot be read: " + user.problem);
+        if (!records.problem.empty()) {
+            inquiry.notes.push_back("the records of " + user + " cannot be read: " + records.problem);
         }
-        for (const Json::Value& record : user.records) {
-            Verdict verdict = Decide(user.user, record, list, inquiry.user);
+        for (const Json::Value& record : records.records) {
+            Verdict verdict = Decide(user, record, list, inquiry.user);
             if (device.empty() || IsMeant(device, verdict.id, verdict.name, verdict.address)) {
                 inquiry.verdicts.push_back(std::move(verdict));
             }
@@ -245,9 +241,36 @@ Inquiry Inquire(const std::string& device, std::int64_t now) {
         inquiry.notes.push_back(
             (device.empty() ? "no record is stored; " : "no record of it is stored; ") +
             NotDownloaded(inquiry, now,
-                          device.empty() ? "" : NearestNames(device, users) + TracesOf(device, list)));
+                          device.empty() ? "" : NearestNames(device, store) + TracesOf(device, list)));
     }
     return inquiry;
+}
+
+Json::Value ToJson(const Inquiry& inquiry) {
+    Json::Value json;
+    json["user"] = Cli::TextOrNull(inquiry.user);
+    json["mark"] = Json::Int64{inquiry.mark};
+    json["stored_at"] = Json::Int64{inquiry.storedAt};
+    json["notes"] = Cli::JsonArray(inquiry.notes);
+    json["devices"] = Cli::JsonArray(inquiry.verdicts, &VerdictJson);
+    return json;
+}
+
+std::string InquiryText(const Inquiry& inquiry, bool byUser, const Cli::Style& style) {
+    std::string text;
+    for (const std::string& note : inquiry.notes) {
+        text += Cli::Wrap(Cli::Escape(note), 0, style.Width());
+    }
+    std::string last;
+    for (const Verdict& verdict : inquiry.verdicts) {
+        if (byUser && (&verdict == &inquiry.verdicts.front() || last != verdict.user)) {
+            text += (text.empty() ? "" : "\n") + style(Cli::Colour::BOLD, Cli::Escape(verdict.user)) +
+                    (verdict.user == inquiry.user ? " (signed in)" : "") + "\n";
+        }
+        text += VerdictText(verdict, style);
+        last = verdict.user;
+    }
+    return text;
 }
 
 }  // namespace Television

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <functional>
 
 #include "Cli/Style.h"
 #include "Files.h"
@@ -242,4 +243,35 @@ TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
                 ElementsAre(HasSubstr("tv.ini 4 [log] level: “X” is none of"),
                             HasSubstr("tv.ini 5 [log] file: “/nowhere/log” is no file"),
                             HasSubstr("chmod go-w"), HasSubstr("certificates 0 "), HasSubstr("clock 0 ")));
+}
+
+TEST_F(TelevisionTest, DamagedDocumentsAreToldAndNothingElseIs) {
+    using Kind = Television::State::Kind;
+    std::vector<std::pair<std::string, std::function<Television::Document()>>> documents = {
+        {*TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES),
+         [] { return Television::ReadSetting(InfoSyncUtil::KEY_DEVICES); }}};
+    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_RECORDS}) {
+        documents.emplace_back(*TvFolder::KeyPath(alias), [alias] { return Television::ReadKey(alias); });
+    }
+    const std::string damages[] = {
+        R"({"a":1)", "[]", "7", std::string("\xFF\xFE\0", 3), std::string(100'000, '['), "a folder"};
+    for (const auto& [path, read] : documents) {
+        EXPECT_EQ(read().state.kind, Kind::NONE) << path;
+        for (const std::string& damage : damages) {
+            std::filesystem::remove(path);
+            if (damage == "a folder") {
+                std::filesystem::create_directory(path);
+            } else {
+                Files::Replace(path, damage);
+            }
+            const auto document = read();
+            EXPECT_EQ(document.state.kind, Kind::DAMAGED) << path << damage.substr(0, 9);
+            EXPECT_NE(document.state.problem, "");
+            EXPECT_TRUE(document.value.isObject() && document.value.empty());
+        }
+        std::filesystem::remove(path);
+        Files::Replace(path, R"({"a":1})");
+        EXPECT_EQ(read().state.kind, Kind::STORED) << path;
+        EXPECT_EQ(read().value["a"], 1);
+    }
 }

@@ -18,7 +18,7 @@
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/Message.h"
-#include "Television/StoredSecrets.h"
+#include "Television/Stored.h"
 
 namespace Commands {
 
