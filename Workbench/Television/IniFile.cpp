@@ -12,60 +12,8 @@ namespace Television {
 
 namespace {
 
-std::string ReadIniText() {
-    try {
-        return Files::Read(TvFolder::IniPath());
-    } catch (const std::system_error& error) {
-        if (error.code() == std::errc::no_such_file_or_directory ||
-            error.code() == std::errc::not_a_directory) {
-            throw std::runtime_error("there is no television in " + TvFolder::Path() +
-                                     "\nMake one: infosync-tv init   (or name another folder with --dir)");
-        }
-        throw;
-    }
-}
-
-std::vector<std::string> SplitList(const std::string& value) {
-    std::vector<std::string> items;
-    const std::unique_ptr<char*, decltype(&g_strfreev)> parts(g_strsplit(value.c_str(), ";", -1),
-                                                              &g_strfreev);
-    for (char** part = parts.get(); *part != nullptr; ++part) {
-        const std::string item = g_strstrip(*part);
-        if (!item.empty()) {
-            items.push_back(item);
-        }
-    }
-    return items;
-}
-
-/** @throws std::runtime_error when the file may not be changed */
-Cli::FileLock Lock(const std::string& path) {
-    Require();
-    try {
-        return {path + ".lock", Cli::FileLock::Wait::YES};
-    } catch (const std::system_error& error) {
-        throw std::runtime_error("cannot change the television: " + std::string(error.what()));
-    }
-}
-
-/** @throws std::runtime_error, saying what to do, when it is no key file */
-KeyFile Parse(const std::string& text) {
-    KeyFile file(g_key_file_new(), &g_key_file_free);
-    GError* error = nullptr;
-    if (!text.empty() && g_key_file_load_from_data(file.get(), text.data(), text.size(),
-                                                   G_KEY_FILE_KEEP_COMMENTS, &error) == FALSE) {
-        const std::string reason = Cli::Escape(error->message);
-        g_error_free(error);
-        const std::size_t line = TvIni(text, "").Problems().front().line;
-        throw std::runtime_error(TvFolder::IniPath() + " is damaged: line " + std::to_string(line) + ": " +
-                                 reason +
-                                 "\nMend it with an editor, or make it anew: infosync-tv init --force");
-    }
-    return file;
-}
-
-std::string TextOf(const KeyFile& file) {
-    return Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr));
+std::string TextOf(GKeyFile* file) {
+    return Cli::Taken(g_key_file_to_data(file, nullptr, nullptr));
 }
 
 /** Why the file that the key names cannot be used; empty where it can, or the key names none. */
@@ -106,12 +54,25 @@ std::vector<TvProblem> ProblemsOf(const TvIni& ini) {
     return problems;
 }
 
+/** @throws std::runtime_error, saying what to do, when nothing of it could be read */
+void RefuseDamaged(const TvIni& ini) {
+    if (ini.IsDamaged()) {
+        throw std::runtime_error(ini.Problem() +
+                                 "\nMend it with an editor, or make it anew: infosync-tv init --force");
+    }
+}
+
 }  // namespace
 
 void Require() {
     try {
-        ReadIniText();
+        Files::Read(TvFolder::IniPath());
     } catch (const std::system_error& error) {
+        if (error.code() == std::errc::no_such_file_or_directory ||
+            error.code() == std::errc::not_a_directory) {
+            throw std::runtime_error("there is no television in " + TvFolder::Path() +
+                                     "\nMake one: infosync-tv init   (or name another folder with --dir)");
+        }
         if (error.code() == std::errc::permission_denied) {
             throw std::runtime_error("the television is not yours to read: " + std::string(error.what()) +
                                      "\nSee the owner and the mode of the folder and of the file");
@@ -120,9 +81,11 @@ void Require() {
     }
 }
 
-void RequireSound() {
+std::shared_ptr<const TvIni> RequireSound() {
     Require();
-    Parse(ReadIniText());
+    auto ini = TvFolder::ReadIni();
+    RefuseDamaged(*ini);
+    return ini;
 }
 
 std::vector<TvProblem> CheckIni() {
@@ -142,65 +105,40 @@ std::string IniWarnings() {
     return text;
 }
 
-IniFile::IniFile() : m_path(TvFolder::IniPath()), m_lock(Lock(m_path)), m_file(Parse(ReadIniText())) {}
+IniFile::IniFile(const char* text) {
+    const std::string path = TvFolder::IniPath();
+    if (text == nullptr) {
+        Require();
+    }
+    m_lock.emplace(path + ".lock", Cli::FileLock::Wait::YES);
+    const std::string content = text == nullptr ? Files::Read(path) : text;
+    RefuseDamaged({content, path});
+    g_key_file_load_from_data(m_file.get(), content.data(), content.size(), G_KEY_FILE_KEEP_COMMENTS,
+                              nullptr);
+}
 
-IniFile::IniFile(const std::string& text)
-    : m_path(TvFolder::IniPath()), m_lock(m_path + ".lock", Cli::FileLock::Wait::YES), m_file(Parse(text)) {}
-
+/** Sets it in a file of its own first, to see what the television would make of it. */
 void IniFile::Set(const TvKey& key, const std::string& value) {
-    if (g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) == FALSE) {
-        throw std::invalid_argument("the value is not UTF-8: " + Cli::Escape(value));
+    const decltype(m_file) alone(g_key_file_new(), &g_key_file_unref);
+    g_key_file_set_string(alone.get(), key.group, key.name, value.c_str());
+    const std::vector<TvProblem> problems = ProblemsOf(TvIni(TextOf(alone.get()), ""));
+    if (!problems.empty()) {
+        throw std::invalid_argument(problems.front().words);
     }
-    if (key.IsList()) {
-        SetList(key, SplitList(value));
-    } else {
-        Write([&](GKeyFile* file) { g_key_file_set_string(file, key.group, key.name, value.c_str()); });
-    }
+    g_key_file_set_string(m_file.get(), key.group, key.name, value.c_str());
 }
 
 void IniFile::Unset(const TvKey& key) {
     g_key_file_remove_key(m_file.get(), key.group, key.name, nullptr);
 }
 
-std::vector<std::string> IniFile::List(const TvKey& key) const {
-    const std::unique_ptr<char*, decltype(&g_strfreev)> items(
-        g_key_file_get_string_list(m_file.get(), key.group, key.name, nullptr, nullptr), &g_strfreev);
-    std::vector<std::string> list;
-    for (char** item = items.get(); item != nullptr && *item != nullptr; ++item) {
-        list.emplace_back(g_strstrip(*item));
-    }
-    return list;
-}
-
-void IniFile::SetList(const TvKey& key, const std::vector<std::string>& items) {
-    std::vector<const char*> texts;
-    texts.reserve(items.size());
-    for (const std::string& item : items) {
-        texts.push_back(item.c_str());
-    }
-    Write([&](GKeyFile* file) {
-        g_key_file_set_string_list(file, key.group, key.name, texts.data(), texts.size());
-    });
-}
-
-/** Writes into a file of its own first, to see what the television would make of it. */
-void IniFile::Write(const std::function<void(GKeyFile*)>& write) {
-    const KeyFile alone = Parse("");
-    write(alone.get());
-    const std::vector<TvProblem> problems = ProblemsOf(TvIni(TextOf(alone), ""));
-    if (!problems.empty()) {
-        throw std::invalid_argument(problems.front().words);
-    }
-    write(m_file.get());
-}
-
 void IniFile::Save() const {
-    std::string text = TextOf(m_file);
+    std::string text = TextOf(m_file.get());
     // GLib puts a blank line before each group, also where there is one already.
     for (auto at = text.find("\n\n\n"); at != std::string::npos; at = text.find("\n\n\n", at)) {
         text.erase(at, 1);
     }
-    Files::Replace(m_path, text);
+    Files::Replace(TvFolder::IniPath(), text);
 }
 
 }  // namespace Television

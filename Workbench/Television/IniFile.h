@@ -3,8 +3,8 @@
 
 #include <glib.h>
 
-#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +16,8 @@ namespace Television {
 /** @throws std::runtime_error, saying how to make one, when there is no television in the folder */
 void Require();
 
-/** @throws std::runtime_error, saying what to do, when there is none, or its tv.ini cannot be read */
-void RequireSound();
+/** What tv.ini says. @throws std::runtime_error as Require, also when tv.ini cannot be read */
+std::shared_ptr<const TvIni> RequireSound();
 
 /** What is wrong with tv.ini, files that cannot be used among it, for people to read. */
 std::vector<TvProblem> CheckIni();
@@ -25,35 +25,25 @@ std::vector<TvProblem> CheckIni();
 /** The same as lines for standard error. */
 std::string IniWarnings();
 
-using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
-
 /** While one lives, other processes wait for theirs: what it saves is based on what it read. */
 class IniFile {
 public:
-    /** As the file has it. @throws std::runtime_error, saying what to do, when it is not there or no key file
+    /**
+     * @param text of a key file that is to replace the file; null for what the file has
+     * @throws std::runtime_error as RequireSound
      */
-    IniFile();
-
-    /** With another text, that of a key file, which is not in the file before Save(). */
-    explicit IniFile(const std::string& text);
+    explicit IniFile(const char* text = nullptr);
 
     /** @throws std::invalid_argument when the value does not fit the key; nothing is then changed */
     void Set(const TvKey& key, const std::string& value);
     void Unset(const TvKey& key);
 
-    std::vector<std::string> List(const TvKey& key) const;
-    /** @throws std::invalid_argument as Set */
-    void SetList(const TvKey& key, const std::vector<std::string>& items);
-
     /** @throws std::runtime_error, with the file as it was */
     void Save() const;
 
 private:
-    void Write(const std::function<void(GKeyFile*)>& write);
-
-    std::string m_path;
-    Cli::FileLock m_lock;
-    KeyFile m_file;
+    std::optional<Cli::FileLock> m_lock;
+    std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)> m_file{g_key_file_new(), &g_key_file_unref};
 };
 
 }  // namespace Television

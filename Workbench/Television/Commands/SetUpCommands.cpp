@@ -69,25 +69,22 @@ void Init(const InitArguments& arguments) {
     for (const char* part : {"keys", "settings"}) {
         Files::MakeFolder(TvFolder::Resolve(part));
     }
-    const std::string folder = Cli::Escape(TvFolder::Path());
-    if (isThere) {
-        std::cout << "the television in " << folder << " is there already and stays as it is\nIts cloud: "
-                  << Cli::Escape(Television::Cloud::Find().words) << "\n"
-                  << (cloud.empty() || cloud == Television::Cloud::Find().folder
-                          ? ""
-                          : "To give it another one: infosync-tv set http.cloud '" + Cli::Escape(cloud) +
-                                "'\n");
-        return;
+    std::cout << (isThere ? "a television is there already and stays as it is: " : "made a television in ")
+              << Cli::Escape(TvFolder::Path()) << "\n";
+    if (!isThere) {
+        Television::IniFile ini(TEMPLATE);
+        ini.Set(TvKeys::TIZEN_ID, NewTizenId());
+        if (!cloud.empty()) {
+            ini.Set(TvKeys::CLOUD, cloud);
+        }
+        ini.Save();
     }
-    Television::IniFile ini{TEMPLATE};
-    ini.Set(TvKeys::TIZEN_ID, NewTizenId());
-    if (!cloud.empty()) {
-        ini.Set(TvKeys::CLOUD, cloud);
-    }
-    ini.Save();
-    std::cout << "made a television in " << folder
-              << "\nIts cloud: " << Cli::Escape(Television::Cloud::Find().words)
-              << "\nNext: infosync-tv sign-in USER, then infosync-tv run\n";
+    const Television::Cloud now = Television::Cloud::Find();
+    std::cout << "Its cloud: " << Cli::Escape(now.words) << "\n"
+              << (!cloud.empty() && cloud != now.folder
+                      ? "To give it another one: infosync-tv set http.cloud '" + Cli::Escape(cloud) + "'\n"
+                      : "")
+              << (isThere ? "" : "Next: infosync-tv sign-in USER, then infosync-tv run\n");
 }
 
 void DeclareInit(Cli::Command& command, InitArguments& arguments) {

@@ -47,30 +47,25 @@ struct DeviceArguments {
     std::string address;
 };
 
-/** Takes the address out of the list, in whatever case. @return whether it was there */
-bool Remove(std::vector<std::string>& list, const std::string& address) {
-    const auto end = std::remove_if(list.begin(), list.end(), [&address](const std::string& item) {
-        return strcasecmp(item.c_str(), address.c_str()) == 0;
-    });
-    const bool wasThere = end != list.end();
-    list.erase(end, list.end());
-    return wasThere;
-}
-
 void ChangeBond(const std::string& address, bool bonded) {
     Television::IniFile ini;
-    std::vector<std::string> list = ini.List(TvKeys::BONDED);
-    const bool wasBonded = Remove(list, address);
+    const auto television = TvFolder::ReadIni();
+    std::vector<std::string> list = television->List(TvKeys::BONDED);
+    const auto others = std::remove_if(list.begin(), list.end(), [&address](const std::string& item) {
+        return strcasecmp(item.c_str(), address.c_str()) == 0;  // in whatever case
+    });
+    const bool wasBonded = others != list.end();
+    list.erase(others, list.end());
     if (bonded) {
         list.push_back(address);
     }
-    ini.SetList(TvKeys::BONDED, list);
+    ini.Set(TvKeys::BONDED, Cli::Join(list, ";"));
     ini.Save();
     std::cout << address
               << (wasBonded == bonded ? (bonded ? " was bonded already" : " was not bonded")
                                       : (bonded ? " is bonded now" : " is no longer bonded"))
               << "\n";
-    if (TvFolder::ReadIni()->Text(TvKeys::BT_SOURCE) == "bluez") {
+    if (television->Text(TvKeys::BT_SOURCE) == "bluez") {
         std::cout << "This television asks BlueZ, not this list: see set bluetooth.source\n";
     }
 }
