@@ -2,11 +2,12 @@
 
 #include <glib-unix.h>
 #include <glib.h>
+#include <poll.h>
 #include <sys/prctl.h>
+#include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -15,223 +16,177 @@
 #include <fstream>
 #include <memory>
 #include <stdexcept>
-#include <vector>
 
-#include "Cli/Text.h"
 #include "Cli/Time.h"
 
 namespace Television {
 
 namespace {
 
-constexpr unsigned GRACE_SECONDS = 2;
-constexpr double MILLISECONDS = 1000;
-constexpr unsigned LOG_FILE_LOOK_MILLISECONDS = 200;
+constexpr std::chrono::seconds GRACE(2);
+constexpr int LOOK_MILLISECONDS = 200;
+constexpr std::size_t PIECE_SIZE = 65536;
+
+struct Parent {
+    pid_t pid;
+    sigset_t signals;
+};
 
 /** Between fork and exec: the service ends with this process, and hears of the terminal's signals through it.
  */
-void PrepareService(gpointer parent) {
+void PrepareService(gpointer data) {
+    const auto& parent = *static_cast<Parent*>(data);
     setpgid(0, 0);
+    sigprocmask(SIG_SETMASK, &parent.signals, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != *static_cast<pid_t*>(parent)) {
+    if (getppid() != parent.pid) {
         _exit(1);  // the parent was gone before the line above
     }
 }
 
-bool IsIgnored(int signal) {
-    struct sigaction action = {};
-    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+/** Those that the process would hear of, and that a child has ended. */
+sigset_t Heard() {
+    sigset_t signals = {};
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGCHLD);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        struct sigaction action = {};
+        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_IGN) {
+            sigaddset(&signals, signal);
+        }
+    }
+    return signals;
+}
+
+/** Starts the service. @return where its output is read */
+int Start(const RunOptions& options, Parent parent, pid_t& pid) {
+    if (access(options.service.c_str(), X_OK) != 0) {
+        throw std::runtime_error("cannot start " + options.service + ": " + std::strerror(errno) +
+                                 "\nName the service with --service FILE or INFOSYNC_SERVICE");
+    }
+    std::string program = options.service;
+    char* words[] = {program.data(), nullptr};
+    const std::string level(1, options.level);
+    const std::unique_ptr<char*, decltype(&g_strfreev)> environment(
+        g_environ_setenv(g_get_environ(), "INFOSYNC_TV_LOG_LEVEL", level.c_str(), TRUE), &g_strfreev);
+    int output = -1;
+    GError* error = nullptr;
+    g_spawn_async_with_pipes(nullptr, words, environment.get(), G_SPAWN_DO_NOT_REAP_CHILD, &PrepareService,
+                             &parent, &pid, nullptr, nullptr, &output, &error);
+    if (error != nullptr) {
+        const std::string reason = error->message;
+        g_error_free(error);
+        throw std::runtime_error(reason);
+    }
+    g_unix_set_fd_nonblocking(output, TRUE, nullptr);
+    return output;
+}
+
+Ending EndingOf(int status) {
+    if (WIFSIGNALED(status)) {
+        return {"crashed", std::string("ended by the signal ") + strsignal(WTERMSIG(status))};
+    }
+    if (WEXITSTATUS(status) != 0) {
+        return {"crashed", "exit status " + std::to_string(WEXITSTATUS(status))};
+    }
+    return {};
 }
 
 }  // namespace
 
-/** One service process, from its start to its end. */
-class ServiceRun::Process {
-public:
-    Process(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
-            const std::function<void()>& onPause)
-        : m_log(onLine),
-          m_onPause(onPause),
-          m_logFile(options.logFile),
-          m_timeoutSeconds(options.timeoutSeconds),
-          m_loop(g_main_loop_new(nullptr, FALSE), &g_main_loop_unref) {
-        std::error_code none;
-        const auto size = std::filesystem::file_size(m_logFile, none);
-        m_logFileEnd = none ? 0 : static_cast<std::streamoff>(size);
-        AddSignal(SIGINT, [](gpointer self) { return Interrupt(self, SIGINT); });
-        AddSignal(SIGTERM, [](gpointer self) { return Interrupt(self, SIGTERM); });
-        AddSignal(SIGHUP, [](gpointer self) { return Interrupt(self, SIGHUP); });
-        Start(options);
-    }
-    ~Process() {
-        for (const guint source : m_sources) {
-            g_source_remove(source);
-        }
-        close(m_output);
-    }
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
+ServiceRun::ServiceRun(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
+                       std::function<void()> onPause)
+    : m_log(onLine),
+      m_onPause(std::move(onPause)),
+      m_logFile(options.logFile),
+      m_timeoutSeconds(options.timeoutSeconds) {
+    std::error_code none;
+    const auto size = std::filesystem::file_size(m_logFile, none);
+    m_logFileEnd = none ? 0 : static_cast<std::streamoff>(size);
+    const sigset_t heard = Heard();
+    Parent parent = {getpid(), {}};
+    sigprocmask(SIG_BLOCK, &heard, &parent.signals);
+    m_signals = signalfd(-1, &heard, SFD_NONBLOCK | SFD_CLOEXEC);
+    m_output = Start(options, parent, m_pid);
+    m_deadline = Clock::now() +
+                 std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(m_timeoutSeconds));
+}
 
-    Ending Wait() {
-        const guint timeout =
-            g_timeout_add(static_cast<guint>(m_timeoutSeconds * MILLISECONDS), &OnTimeout, this);
-        const guint look = g_timeout_add(LOG_FILE_LOOK_MILLISECONDS, &OnLook, this);
-        const guint output =
-            g_unix_fd_add(m_output, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), &OnOutput, this);
-        g_child_watch_add(m_pid, &OnEnd, this);
-        g_main_loop_run(m_loop.get());
-        for (const guint source : {timeout, look, output, m_graceSource}) {
-            if (source != 0 && g_main_context_find_source_by_id(nullptr, source) != nullptr) {
-                g_source_remove(source);
-            }
-        }
-        // What was written between the last look and the end.
-        while (ReadOutput() > 0) {
+ServiceRun::~ServiceRun() {
+    close(m_output);
+    close(m_signals);
+}
+
+Ending ServiceRun::Wait() {
+    int status = 0;
+    for (bool hasEnded = false; !hasEnded;) {
+        pollfd sources[] = {{m_signals, POLLIN, 0}, {m_output, POLLIN, 0}};
+        poll(sources, std::size(sources), LOOK_MILLISECONDS);
+        TakeSignals();
+        CheckTime();
+        hasEnded = waitpid(m_pid, &status, WNOHANG) == m_pid;
+        std::size_t size = ReadOutput();
+        while (hasEnded && size > 0) {
+            size = ReadOutput();
         }
         ReadLogFile();
-        m_log.Finish();
-        return HowItEnded();
-    }
-
-private:
-    void AddSignal(int signal, GSourceFunc onSignal) {
-        if (!IsIgnored(signal)) {
-            m_sources.push_back(g_unix_signal_add(signal, onSignal, this));
-        }
-    }
-
-    void Start(const RunOptions& options) {
-        if (access(options.service.c_str(), X_OK) != 0) {
-            throw std::runtime_error("cannot start " + Cli::Escape(options.service) + ": " +
-                                     g_strerror(errno) +
-                                     "\nName the service with --service FILE or INFOSYNC_SERVICE");
-        }
-        std::string program = options.service;
-        char* words[] = {program.data(), nullptr};
-        const std::unique_ptr<char*, decltype(&g_strfreev)> environment(
-            g_environ_setenv(g_get_environ(), "INFOSYNC_TV_LOG_LEVEL", std::string(1, options.level).c_str(),
-                             TRUE),
-            &g_strfreev);
-        pid_t self = getpid();
-        GError* error = nullptr;
-        if (g_spawn_async_with_pipes(nullptr, words, environment.get(), G_SPAWN_DO_NOT_REAP_CHILD,
-                                     &PrepareService, &self, &m_pid, nullptr, nullptr, &m_output,
-                                     &error) == FALSE) {
-            const std::string reason = error->message;
-            g_error_free(error);
-            throw std::runtime_error(Cli::Escape(reason));
-        }
-        g_unix_set_fd_nonblocking(m_output, TRUE, nullptr);
-    }
-
-    static gboolean Interrupt(gpointer self, int signal) {
-        static_cast<Process*>(self)->End({"interrupted", "", signal}, signal);
-        return G_SOURCE_CONTINUE;
-    }
-
-    static gboolean OnTimeout(gpointer self) {
-        auto* const process = static_cast<Process*>(self);
-        const std::string reason = "no end after " + Cli::DurationText(process->m_timeoutSeconds);
-        process->End({"timed out", reason}, SIGTERM);
-        return G_SOURCE_REMOVE;
-    }
-
-    static gboolean OnLook(gpointer self) {
-        static_cast<Process*>(self)->ReadLogFile();
-        return G_SOURCE_CONTINUE;
-    }
-
-    static gboolean OnOutput(int /*descriptor*/, GIOCondition /*condition*/, gpointer self) {
-        const ssize_t count = static_cast<Process*>(self)->ReadOutput();
-        const bool open = count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
-        return open ? G_SOURCE_CONTINUE : G_SOURCE_REMOVE;
-    }
-
-    static void OnEnd(GPid /*pid*/, int status, gpointer self) {
-        static_cast<Process*>(self)->m_status = status;
-        g_main_loop_quit(static_cast<Process*>(self)->m_loop.get());
-    }
-
-    /** Asks the service to end, and after a while makes it. The first reason counts. */
-    void End(const Ending& ending, int signal) {
-        if (m_ended.outcome.empty()) {
-            m_ended = ending;
-        }
-        kill(-m_pid, signal);
-        if (m_graceSource == 0) {
-            const GSourceFunc onGraceOver = [](gpointer self) -> gboolean {
-                kill(-static_cast<Process*>(self)->m_pid, SIGKILL);
-                return G_SOURCE_REMOVE;
-            };
-            m_graceSource = g_timeout_add_seconds(GRACE_SECONDS, onGraceOver, this);
-        }
-    }
-
-    ssize_t ReadOutput() {
-        std::array<char, 65536> buffer = {};
-        const ssize_t count = read(m_output, buffer.data(), buffer.size());
-        if (count > 0) {
-            m_log.Feed({buffer.data(), static_cast<std::size_t>(count)});
-        }
-        Pause(static_cast<std::size_t>(std::max<ssize_t>(count, 0)) < buffer.size());
-        return count;
-    }
-
-    /** An entry comes in one piece: where nothing more has come, and no line is begun, none goes on. */
-    void Pause(bool isDrained) {
-        if (isDrained && !m_log.IsWithin()) {
+        // An entry comes in one piece: where nothing more has come, and no line is begun, none goes on.
+        if (size < PIECE_SIZE && !m_log.IsWithin()) {
             m_onPause();
         }
     }
+    m_log.Finish();
+    return m_ended.outcome.empty() ? EndingOf(status) : m_ended;
+}
 
-    /** Takes what the run has added to the file since the last look, where the television logs to one. */
-    void ReadLogFile() {
-        std::ifstream file(m_logFile, std::ios::binary);
-        file.seekg(m_logFileEnd);
-        std::array<char, 65536> buffer = {};
-        while (file.read(buffer.data(), buffer.size()) || file.gcount() > 0) {
-            m_logFileEnd += file.gcount();
-            m_log.Feed({buffer.data(), static_cast<std::size_t>(file.gcount())});
-        }
-        Pause(true);
+void ServiceRun::End(const Ending& ending, int signal) {
+    if (m_ended.outcome.empty()) {
+        m_ended = ending;
+        m_deadline = Clock::now() + GRACE;
     }
+    kill(-m_pid, signal);
+}
 
-    Ending HowItEnded() const {
-        if (!m_ended.outcome.empty()) {
-            return m_ended;
+void ServiceRun::TakeSignals() {
+    signalfd_siginfo info = {};
+    while (read(m_signals, &info, sizeof(info)) == sizeof(info)) {
+        const auto signal = static_cast<int>(info.ssi_signo);
+        if (signal != SIGCHLD) {
+            End({"interrupted", "", signal}, signal);
         }
-        if (WIFSIGNALED(m_status)) {
-            return {"crashed", std::string("ended by the signal ") + strsignal(WTERMSIG(m_status))};
-        }
-        if (WEXITSTATUS(m_status) != 0) {
-            return {"crashed", "exit status " + std::to_string(WEXITSTATUS(m_status))};
-        }
-        return {};
     }
+}
 
-    Log::LineReader m_log;
-    std::function<void()> m_onPause;
-    std::string m_logFile;
-    std::streamoff m_logFileEnd = 0;
-    double m_timeoutSeconds;
-    std::unique_ptr<GMainLoop, decltype(&g_main_loop_unref)> m_loop;
-    std::vector<guint> m_sources;
-    GPid m_pid = 0;
-    int m_output = -1;
-    int m_status = 0;
-    guint m_graceSource = 0;
-    /** Why the service was asked to end; empty while it was not. */
-    Ending m_ended;
-};
+void ServiceRun::CheckTime() {
+    if (Clock::now() >= m_deadline) {
+        End({"timed out", "no end after " + Cli::DurationText(m_timeoutSeconds)},
+            m_ended.outcome.empty() ? SIGTERM : SIGKILL);
+    }
+}
 
-ServiceRun::ServiceRun(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
-                       const std::function<void()>& onPause)
-    : m_process(std::make_unique<Process>(options, onLine, onPause)) {}
+std::size_t ServiceRun::ReadOutput() {
+    std::array<char, PIECE_SIZE> buffer = {};
+    const ssize_t count = read(m_output, buffer.data(), buffer.size());
+    if (count > 0) {
+        m_log.Feed({buffer.data(), static_cast<std::size_t>(count)});
+        return static_cast<std::size_t>(count);
+    }
+    if (count == 0) {
+        close(m_output);
+        m_output = -1;
+    }
+    return 0;
+}
 
-ServiceRun::~ServiceRun() = default;
-
-Ending ServiceRun::Wait() {
-    return m_process->Wait();
+/** Takes what the run has added to the file since the last look, where the television logs to one. */
+void ServiceRun::ReadLogFile() {
+    std::ifstream file(m_logFile, std::ios::binary);
+    file.seekg(m_logFileEnd);
+    std::array<char, PIECE_SIZE> buffer = {};
+    while (file.read(buffer.data(), buffer.size()) || file.gcount() > 0) {
+        m_logFileEnd += file.gcount();
+        m_log.Feed({buffer.data(), static_cast<std::size_t>(file.gcount())});
+    }
 }
 
 }  // namespace Television

@@ -1,8 +1,12 @@
 /** Runs the service on the television and watches it. */
 #pragma once
 
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstddef>
 #include <functional>
-#include <memory>
+#include <ios>
 #include <string>
 
 #include "Television/Log/Line.h"
@@ -30,7 +34,7 @@ struct RunOptions {
 };
 
 /**
- * One run of the service. While this lives, SIGINT, SIGTERM and SIGHUP end the service and not this process,
+ * One run of the service. From its start on SIGINT, SIGTERM and SIGHUP end the service and not this process,
  * except for those that this process was started to ignore. The service never outlives this process.
  */
 class ServiceRun {
@@ -41,7 +45,7 @@ public:
      * @throws std::runtime_error when it cannot be started
      */
     ServiceRun(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
-               const std::function<void()>& onPause);
+               std::function<void()> onPause);
     ~ServiceRun();
     ServiceRun(const ServiceRun&) = delete;
     ServiceRun& operator=(const ServiceRun&) = delete;
@@ -50,8 +54,28 @@ public:
     Ending Wait();
 
 private:
-    class Process;
-    std::unique_ptr<Process> m_process;
+    using Clock = std::chrono::steady_clock;
+
+    /** Asks the service to end, and after a while makes it. The first reason counts. */
+    void End(const Ending& ending, int signal);
+    void TakeSignals();
+    void CheckTime();
+    /** @return how many bytes came */
+    std::size_t ReadOutput();
+    void ReadLogFile();
+
+    Log::LineReader m_log;
+    std::function<void()> m_onPause;
+    std::string m_logFile;
+    std::streamoff m_logFileEnd = 0;
+    double m_timeoutSeconds;
+    Clock::time_point m_deadline;
+    /** -1 once it is closed. */
+    int m_output = -1;
+    int m_signals = -1;
+    pid_t m_pid = 0;
+    /** Why the service was asked to end; empty while it was not. */
+    Ending m_ended;
 };
 
 }  // namespace Television

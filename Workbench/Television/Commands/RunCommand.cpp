@@ -5,7 +5,6 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 
@@ -24,7 +23,6 @@
 #include "Television/Log/Table.h"
 #include "Television/ServiceRun.h"
 #include "Television/Stored.h"
-#include "Television/StoredSecrets.h"
 #include "TvFolder.h"
 
 namespace Commands {
@@ -36,10 +34,6 @@ using Cli::Style;
 
 constexpr double LONGEST_TIMEOUT_SECONDS = 86400;
 constexpr char SERVICE_NAME[] = "bt-infosync";
-// How a run ended is told by lines of this priority and above: what was refused at I, but that is nothing for
-// a log file that is to have less.
-constexpr char LEVEL_NEEDED = 'I';
-constexpr char LEVEL_NEEDED_IN_FILE = 'W';
 
 struct RunArguments {
     /** Empty for that of tv.ini. */
@@ -60,12 +54,6 @@ std::string ServicePath(const RunArguments& arguments) {
         return chosen;
     }
     return std::filesystem::read_symlink("/proc/self/exe").replace_filename(SERVICE_NAME).string();
-}
-
-/** The priority that the service is to log. */
-char LevelNeeded(char shown, bool isFile) {
-    const char needed = isFile ? LEVEL_NEEDED_IN_FILE : LEVEL_NEEDED;
-    return Log::IsBelow(needed, shown) ? needed : shown;
 }
 
 /** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
@@ -93,22 +81,18 @@ public:
     Watcher(char level, bool showSecrets) : m_level(level), m_showSecrets(showSecrets) {}
 
     void Take(Log::Message& message) {
-        // One that is no log line is always shown.
-        const Log::Line first = message.lines.front();
-        const bool isShown =
-            first.tag.empty() || first.priority == '\0' || !Log::IsBelow(first.priority, m_level);
-        if (isShown && m_showSecrets) {
-            Show(message);
-        }
+        const Log::Message whole = message;
+        const Log::Line& first = whole.lines.front();
         Log::Mask(message, m_masker);
-        if (isShown && !m_showSecrets) {
-            Show(message);
+        // One that is no log line is always shown.
+        if (first.tag.empty() || first.priority == '\0' || !Log::IsBelow(first.priority, m_level)) {
+            Show(m_showSecrets ? whole : message);
         }
         const std::string awaited = Awaited(first);
         if (!awaited.empty() && awaited != m_awaited) {
             std::cerr << "infosync-tv: " << awaited << "\n";
+            m_awaited = awaited;
         }
-        m_awaited = awaited.empty() ? m_awaited : awaited;
         m_reader.Take(message);
     }
 
@@ -132,16 +116,6 @@ private:
     Log::RunReader m_reader{0, 0, false};
     std::string m_awaited;
 };
-
-/** @throws std::runtime_error when a run is under way already */
-std::unique_ptr<Cli::FileLock> LockTelevision() {
-    auto lock = std::make_unique<Cli::FileLock>(TvFolder::Resolve(Television::RUN_LOCK_FILE),
-                                                Cli::FileLock::Wait::NO);
-    if (!lock->IsHeld()) {
-        throw std::runtime_error("a run of this television is under way\nWatch it: infosync-tv log -f");
-    }
-    return lock;
-}
 
 /** The story, with what the log cannot tell: how the process ended, and what the cloud's side looks like. */
 Log::Story Tell(Log::Story story, const Television::Ending& ending) {
@@ -174,30 +148,31 @@ std::string EndText(const Television::KeptRun& run, const Style& style) {
     return text + style(run.IsSuccess() ? Colour::GREEN : Colour::RED, Cli::Wrap(ended, 5, style.Width()));
 }
 
-void Keep(Television::RunKeeper& keeper, Television::KeptRun& run) {
-    try {
-        keeper.Keep(run);
-    } catch (const std::exception& error) {
-        throw std::runtime_error(std::string("how the run ended could not be kept: ") + error.what());
-    }
+/** What television and arguments ask for; how a run ended is told by lines of I and above, but of a log file
+ * that is to have less only W is asked. */
+Television::RunOptions OptionsOf(const RunArguments& arguments, char level, const TvIni& television) {
+    const auto file = television.Text(TvKeys::LOG_FILE);
+    const char needed = file ? 'W' : 'I';
+    return {ServicePath(arguments), Log::IsBelow(needed, level) ? needed : level,
+            file ? TvFolder::Resolve(*file) : "", Cli::ParseDuration(arguments.timeout).value()};
 }
 
 void Run(const RunArguments& arguments) {
-    Television::RequireSound();
-    const auto television = TvFolder::ReadIni();
-    const std::string level =
-        arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level;
-    const auto file = television->Text(TvKeys::LOG_FILE);
-    const Television::RunOptions options{ServicePath(arguments), LevelNeeded(level[0], file.has_value()),
-                                         file ? TvFolder::Resolve(*file) : "",
-                                         Cli::ParseDuration(arguments.timeout).value()};
-    const auto lock = LockTelevision();
+    const auto television = Television::RequireSound();
+    const char level =
+        (arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level)
+            .front();
+    const Television::RunOptions options = OptionsOf(arguments, level, *television);
+    const Cli::FileLock lock(TvFolder::Resolve(Television::RUN_LOCK_FILE), Cli::FileLock::Wait::NO);
+    if (!lock.IsHeld()) {
+        throw std::runtime_error("a run of this television is under way\nWatch it: infosync-tv log -f");
+    }
     std::cerr << Television::IniWarnings();
 
     const Television::DeviceList before = Television::ReadDeviceList();
     // Begun when the service is: what did not start is no run.
     std::optional<Television::RunKeeper> keeper;
-    Watcher watcher(level[0], arguments.showSecrets);
+    Watcher watcher(level, arguments.showSecrets);
     Log::Messages messages([&watcher](Log::Message& message) { watcher.Take(message); });
     const auto started = std::chrono::steady_clock::now();
     Television::ServiceRun service(
@@ -210,24 +185,25 @@ void Run(const RunArguments& arguments) {
     keeper.emplace();
     const Television::Ending ending = service.Wait();
     messages.Flush();
+
     const Television::DeviceList after = Television::ReadDeviceList();
-    const std::vector<Television::DeviceChange> changes = Television::Compare(before, after);
+    const Television::DeviceChanges changes = Television::Compare(before, after);
     Television::KeptRun run;
     run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
     run.story = Tell(watcher.Finish(), ending);
     run.level = options.level;
     run.changes = Television::ToJson(changes);
-    std::exception_ptr unkept;
+    std::string unkept;
     try {
-        Keep(*keeper, run);
-    } catch (const std::exception&) {
-        unkept = std::current_exception();
+        keeper->Keep(run);
+    } catch (const std::exception& error) {
+        unkept = error.what();
     }
     const Style style(STDOUT_FILENO);
     std::cout << (arguments.json ? Cli::JsonText(run.ToJson())
                                  : Television::ChangesText(after, changes, style) + EndText(run, style));
-    if (unkept) {
-        std::rethrow_exception(unkept);
+    if (!unkept.empty()) {
+        throw std::runtime_error("how the run ended could not be kept: " + unkept);
     }
     if (!run.IsSuccess()) {
         // As a shell tells of what a signal ended.
