@@ -17,6 +17,10 @@ namespace Television {
 
 namespace fs = std::filesystem;
 
+std::string Quoted(const std::string& word) {
+    return Cli::Taken(g_shell_quote(word.c_str()));
+}
+
 std::string DefaultCloudFolder() {
     return Cli::StateFolder("INFOSYNC_CLOUD_DIR", "infosync-cloud");
 }
@@ -66,14 +70,12 @@ std::string Cloud::Exchanges() const {
         return "";
     }
     // The cloud's tool is beside this one.
-    std::string tool = fs::read_symlink("/proc/self/exe").replace_filename("infosync-cloud").string();
-    std::string dir = "--dir=" + folder;
-    char request[] = "requests";
-    char json[] = "--json";
-    char* command[] = {tool.data(), request, dir.data(), json, nullptr};
+    const std::string tool = fs::read_symlink("/proc/self/exe").replace_filename("infosync-cloud");
+    const std::string command = Quoted(tool) + " requests --json --dir=" + Quoted(folder);
     char* output = nullptr;
-    g_spawn_sync(nullptr, command, nullptr, G_SPAWN_STDERR_TO_DEV_NULL, nullptr, nullptr, &output, nullptr,
-                 nullptr, nullptr);
+    char* said = nullptr;
+    g_spawn_command_line_sync(command.c_str(), &output, &said, nullptr, nullptr);
+    g_free(said);
     return Cli::Taken(output);
 }
 

@@ -5,6 +5,9 @@
 
 namespace Television {
 
+/** As one word of a command line. */
+std::string Quoted(const std::string& word);
+
 /** $INFOSYNC_CLOUD_DIR, or infosync-cloud in the user's XDG state folder. */
 std::string DefaultCloudFolder();
 

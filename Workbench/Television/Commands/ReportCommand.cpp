@@ -5,11 +5,14 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <map>
+#include <optional>
 #include <stdexcept>
 
 #include "AuthData/CAccessToken.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
+#include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
 #include "Cli/Text.h"
@@ -18,7 +21,7 @@
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "Television/Log/Message.h"
-#include "Television/StoredSecrets.h"
+#include "Television/Stored.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"
@@ -54,44 +57,22 @@ private:
     fs::path m_path;
 };
 
-/** The names of the television's files, in its folder. */
-std::vector<fs::path> FileNames(std::vector<std::string>& unreadable) {
-    const fs::path folder(TvFolder::Path());
-    std::vector<fs::path> names = {"tv.ini"};
-    for (const char* part : {"keys", "settings", "runs"}) {
-        std::error_code error;
-        for (fs::recursive_directory_iterator at(folder / part, error); !error && at != fs::end(at);
-             at.increment(error)) {
-            if (!at->is_directory(error)) {
-                names.push_back(at->path().lexically_relative(folder));
-            }
-        }
-        if (error && error != std::errc::no_such_file_or_directory) {
-            unreadable.push_back((folder / part).string() + ": " + error.message());
-        }
-    }
-    return names;
-}
-
 /** A record of tokens or activations, all of which have run out; anything else as it is. */
 std::string RunOut(const std::string& alias, const std::string& record) {
-    constexpr Json::Int64 MILLISECONDS_PER_SECOND = 1000;
+    // The member by which each ends: at the beginning of time.
+    const std::map<std::string, const char*> ends = {
+        {InfoSyncUtil::ALIAS_JWT, CJsonWebToken::EXPIRE_TIME},
+        {InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, CServiceActivationInfo::EXPIRE_TIME},
+        {InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::ISSUED_TIME}};
+    const auto end = ends.find(alias);
+    if (end == ends.end()) {
+        return record;
+    }
     try {
-        const Json::Int64 now = std::time(nullptr);
         Json::Value users = InfoSyncUtil::ParseStoredObject(record);
-        for (const std::string& user : users.getMemberNames()) {
-            Json::Value& entry = users[user];
-            if (!entry.isObject()) {
-                continue;
-            }
-            if (alias == InfoSyncUtil::ALIAS_JWT) {
-                entry[CJsonWebToken::EXPIRE_TIME] = now;
-            } else if (alias == InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO) {
-                entry[CServiceActivationInfo::EXPIRE_TIME] = now * MILLISECONDS_PER_SECOND;
-            } else if (alias == InfoSyncUtil::ALIAS_ACCESS_TOKEN) {
-                entry[CAccessToken::ISSUED_TIME] = now;
-                entry[CAccessToken::ACCESS_TOKEN_LIFETIME] = -1;
-                entry[CAccessToken::REFRESH_TOKEN_LIFETIME] = -1;
+        for (Json::Value& entry : users) {
+            if (entry.isObject()) {
+                entry[end->second] = 0;
             }
         }
         return InfoSyncUtil::WriteJson(users);
@@ -139,26 +120,17 @@ public:
     }
 
     std::string Pack() const {
-        std::string archive = (m_staging.Path() / "archive").string();
-        std::string folder = m_staging.Path().string();
-        std::string name = m_name;
+        const std::string archive = m_staging.Path() / "archive";
         // Whoever takes it out owns it.
-        std::vector<std::string> words = {"tar",       "--create",        "--gzip", "--file",
-                                          archive,     "--directory",     folder,   "--owner=0",
-                                          "--group=0", "--numeric-owner", "--",     name};
-        std::vector<char*> argv;
-        for (std::string& word : words) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
+        const std::string command =
+            "tar --owner=0 --group=0 --numeric-owner -czf " + Television::Quoted(archive) + " -C " +
+            Television::Quoted(m_staging.Path()) + " -- " + Television::Quoted(m_name);
         char* said = nullptr;
         int status = -1;
-        const bool isStarted = g_spawn_sync(nullptr, argv.data(), nullptr, G_SPAWN_SEARCH_PATH, nullptr,
-                                            nullptr, nullptr, &said, &status, nullptr) != FALSE;
+        g_spawn_command_line_sync(command.c_str(), nullptr, &said, &status, nullptr);
         const std::string problem = Cli::Taken(said);
-        if (!isStarted || status != 0) {
-            throw std::runtime_error("tar failed: " +
-                                     (isStarted ? Cli::Escape(problem) : "is it installed?"));
+        if (status != 0) {
+            throw std::runtime_error("tar failed: " + (problem.empty() ? "is it installed?" : problem));
         }
         return Files::Read(archive);
     }
@@ -179,15 +151,20 @@ private:
  */
 std::string PackReport(const std::string& name, std::vector<std::string>& leftOut) {
     Packing packing(name);
-    for (const fs::path& file : FileNames(leftOut)) {
-        std::string bytes;
+    for (const fs::path& path : Television::TelevisionPaths()) {
+        std::optional<std::string> bytes;
         try {
-            bytes = Files::Read(TvFolder::Resolve(file));
+            if (!fs::is_directory(path)) {
+                bytes = Files::Read(path);
+            } else {
+                fs::directory_iterator{path};  // what is in it comes next, if it can be read
+            }
         } catch (const std::exception& error) {
-            leftOut.emplace_back(error.what());
-            continue;
+            leftOut.push_back(Cli::Reason(error));
         }
-        packing.AddMasked(file, bytes);
+        if (bytes) {
+            packing.AddMasked(path.lexically_relative(TvFolder::Path()), *bytes);
+        }
     }
     packing.AddMasked("exchanges.json", Television::Cloud::Find().Exchanges());
     packing.Add("versions.json", Versions());
@@ -201,20 +178,22 @@ struct ReportArguments {
 
 void Report(const ReportArguments& arguments) {
     Television::Require();
-    const std::string shown = Cli::Escape(arguments.file);
     const fs::path file = fs::absolute(arguments.file);
     if (!fs::is_directory(file.parent_path())) {
-        throw std::runtime_error("there is no folder " + Cli::Escape(file.parent_path().string()));
+        throw std::runtime_error("there is no folder " + file.parent_path().string());
     }
     if (!arguments.force && fs::exists(file)) {
-        throw std::runtime_error(shown + " is already there\nName another file, or replace it with --force");
+        throw std::runtime_error(arguments.file +
+                                 " is already there\nName another file, or replace it with --force");
     }
     const std::string fileName = file.filename().string();
     const std::string name = fileName.substr(0, fileName.find('.', 1));
     std::vector<std::string> leftOut;
     Files::Replace(file, PackReport(name, leftOut));
-    std::cout << shown << ": the television, its secrets masked\nTo look into it: tar xzf " << shown
-              << ", then infosync-tv --dir " << Cli::Escape(name) << " status\n";
+    std::cout << Cli::Escape(arguments.file)
+              << ": the television, its secrets masked\nTo look into it: tar xzf "
+              << Cli::Escape(arguments.file) << ", then infosync-tv --dir " << Cli::Escape(name)
+              << " status\n";
     for (const std::string& problem : leftOut) {
         std::cerr << "infosync-tv: left out: " << Cli::Escape(problem) << "\n";
     }
@@ -223,16 +202,12 @@ void Report(const ReportArguments& arguments) {
     }
 }
 
-void DeclareReport(Cli::Command& command, ReportArguments& arguments) {
-    command.Operand("FILE.tar.gz", arguments.file).Required();
-    command.Flag("--force", arguments.force, "replace the file");
-}
-
 }  // namespace
 
 void AddReport(Cli::Tool& tool) {
-    tool.Add("report", "Write the whole television to an archive, to attach to a bug report",
-             R"(The television's folder with tv.ini, the settings, the stored records and the
+    tool.Add(
+        "report", "Write the whole television to an archive, to attach to a bug report",
+        R"(The television's folder with tv.ini, the settings, the stored records and the
 runs that are kept, and beside it versions.json and exchanges.json, the last
 requests to its local cloud. Tokens, codes and verifiers are masked, and masked
 tokens have run out in it; user, device names and addresses are as they are.
@@ -242,7 +217,11 @@ outside of the folder, such as a certificate file, is not part of it.
 Example:
   infosync-tv report tv.tar.gz
   tar xzf tv.tar.gz; infosync-tv --dir tv status      # at who gets it)",
-             &DeclareReport, &Report);
+        +[](Cli::Command& command, ReportArguments& arguments) {
+            command.Operand("FILE.tar.gz", arguments.file).Required();
+            command.Flag("--force", arguments.force, "replace the file");
+        },
+        &Report);
 }
 
 }  // namespace Commands
