@@ -132,7 +132,17 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
                    ", though no record that is stored is of it. ";
         }
     }
-    return BluetoothUtil::IsBondedDevice(device) ? "The set is paired with it. " : "";
+    std::string traces;
+    for (const KeptRun& run : ReadKeptRuns()) {
+        for (const Json::Value& change : run.changes) {
+            const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
+            if (IsMeant(device, text("id"), text("name"), text("address"))) {
+                traces = "Run " + std::to_string(run.number) + " " + text("change") + " it" +
+                         (text("change") == "removed" ? ": it was deleted in the cloud. " : ". ");
+            }
+        }
+    }
+    return traces + (BluetoothUtil::IsBondedDevice(device) ? "The set is paired with it. " : "");
 }
 
 /** Whole names of which the word may be a misspelling, or one of their words. */
