@@ -138,6 +138,9 @@ TEST_F(StoreTest, FailureOfTheStoreIsAnErrorWithItsReason) {
     std::filesystem::resize_file(File("keys/large"), (256U << 20U) + 1);
     EXPECT_EQ(ckmc_get_data("large", nullptr, &buffer), CKMC_ERROR_DB_ERROR);
     EXPECT_THAT(Logged(), HasSubstr("File too large"));
+    const std::string longName(250, 'x');  // not too long itself, but for the name that a write begins with
+    EXPECT_EQ(Save(longName.c_str(), "x"), CKMC_ERROR_DB_ERROR);
+    EXPECT_THAT(Logged(), HasSubstr("/" + longName + ": File name too long\n"));
     std::filesystem::remove_all(File("keys"));
     Put("keys", "a file where the folder should be");
     EXPECT_EQ(Save("alias", "x"), CKMC_ERROR_DB_ERROR);
