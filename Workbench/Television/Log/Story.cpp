@@ -50,49 +50,27 @@ std::string RecordsText(const std::vector<Record>& records, const Cli::Style& st
                                          " more: --device NAME, --json or --html\n";
 }
 
-Json::Value OrNull(const std::string& text) {
-    return text.empty() ? Json::Value() : Json::Value(text);
-}
-
 Json::Value OrNull(const std::optional<std::int64_t>& number) {
     return number ? Json::Value(Json::Int64{*number}) : Json::Value();
 }
 
-Json::Value ToJson(const std::string& text) {
-    return text;
-}
-
-Json::Value ToJson(const Record& record) {
+Json::Value RecordJson(const Record& record) {
     Json::Value json;
     json["id"] = record.id;
-    json["name"] = OrNull(record.name);
-    json["address"] = OrNull(record.address);
-    json["services"] = OrNull(record.services);
+    json["name"] = Cli::TextOrNull(record.name);
+    json["address"] = Cli::TextOrNull(record.address);
+    json["services"] = Cli::TextOrNull(record.services);
     json["listing"] = ListingName(record.listing);
     json["words"] = ListingWords(record);
     return json;
 }
 
-Json::Value ToJson(const Chapter& chapter);
-
-template <typename Values>
-Json::Value Array(const Values& values) {
-    Json::Value array(Json::arrayValue);
-    for (const auto& value : values) {
-        array.append(ToJson(value));
-    }
-    return array;
-}
-
-Json::Value ToJson(const Chapter& chapter) {
+Json::Value ChapterJson(const Chapter& chapter) {
     Json::Value json;
     json["chapter"] = StepsOf(chapter.part).name;
     json["sign"] = chapter.sign == Sign::FINE ? "fine" : chapter.sign == Sign::FAULT ? "fault" : "unknown";
-    json["told"] = Json::arrayValue;
-    for (const auto& [about, words] : chapter.told) {
-        json["told"].append(words);
-    }
-    json["not_told"] = Array(chapter.untold);
+    json["told"] = Cli::JsonArray(chapter.told, [](const auto& told) { return Json::Value(told.second); });
+    json["not_told"] = Cli::JsonArray(chapter.untold);
     return json;
 }
 
@@ -211,15 +189,14 @@ std::string StoryText(const Story& story, const Cli::Style& style) {
 Json::Value StoryJson(const Story& story) {
     Json::Value json;
     json["run"] = Json::UInt64{story.number};
-    json["user"] = OrNull(story.user);
+    json["user"] = Cli::TextOrNull(story.user);
     json["outcome"] = story.outcome;
-    json["reason"] = Array(story.reason);
-    json["what_to_do"] = Array(story.remedies);
-    json["heading"] = Array(story.heading);
-    json["story"] = Array(story.chapters);
-    json["requests"] = Json::arrayValue;
-    for (const Request& request : story.requests) {
-        Json::Value& each = json["requests"].append(Json::objectValue);
+    json["reason"] = Cli::JsonArray(story.reason);
+    json["what_to_do"] = Cli::JsonArray(story.remedies);
+    json["heading"] = Cli::JsonArray(story.heading);
+    json["story"] = Cli::JsonArray(story.chapters, &ChapterJson);
+    json["requests"] = Cli::JsonArray(story.requests, [&story](const Request& request) {
+        Json::Value each;
         each["request"] = request.name;
         each["answered"] = request.answered;
         each["status"] = OrNull(request.status);
@@ -227,10 +204,11 @@ Json::Value StoryJson(const Story& story) {
                               ? Json::Value(static_cast<double>(*request.milliseconds) / MILLISECONDS)
                               : Json::Value();
         each["mark"] = request.name == StepsOf(Part::DOWNLOAD).name ? OrNull(story.mark) : Json::Value();
-    }
+        return each;
+    });
     json["mark"] = OrNull(story.mark);
     json["next_mark"] = OrNull(story.nextMark);
-    json["records"] = Array(story.records);
+    json["records"] = Cli::JsonArray(story.records, &RecordJson);
     return json;
 }
 
