@@ -10,6 +10,7 @@
 
 #include "Cli/Text.h"
 #include "Cli/Time.h"
+#include "Cloud/Server/Connection.h"
 #include "Files.h"
 
 namespace LocalCloud {

@@ -10,11 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "Cloud/Server/Connection.h"
 #include "Cloud/State/Certificates.h"
 
 namespace LocalCloud {
 
+class Connection;
 struct Fault;
 
 /** Of its three deeds a kind has one. */

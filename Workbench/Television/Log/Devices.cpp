@@ -5,13 +5,13 @@
 
 #include <algorithm>
 #include <exception>
-#include <regex>
 #include <utility>
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
 #include "Cli/Pattern.h"
 #include "Cli/Text.h"
+#include "Cli/Values.h"
 #include "Util/CommonUtil.h"
 #include "Util/JsonUtil.h"
 
@@ -20,11 +20,6 @@ namespace Log {
 namespace {
 
 constexpr std::size_t MOST_RECORDS = 2000;
-
-bool IsAddress(const std::string& address) {
-    static const std::regex pattern("([0-9A-Fa-f]{2}:){5}[0-9A-Fa-f]{2}");
-    return std::regex_match(address, pattern);
-}
 
 /** Hands over each innermost object that is there whole, and the name that it has. */
 void ForEachObject(std::string_view json,
@@ -89,7 +84,7 @@ std::string ListingWords(const Record& record) {
         : record.listing == Listing::REMOVED    ? "removed from the list: deleted in the cloud"
         : record.listing == Listing::NOT_TOLD   ? "what became of it is not told"
                                                 : "listed: " + name;
-    const bool isOdd = !record.address.empty() && !IsAddress(record.address);
+    const bool isOdd = !record.address.empty() && !Cli::IsBluetoothAddress(record.address).empty();
     return isOdd ? words + "; its address is no Bluetooth address" : words;
 }
 
