@@ -17,13 +17,13 @@ namespace {
 
 constexpr char MARK[] = "mark";
 
-struct Arguments {
+struct ExpireArguments {
     std::string what;
     std::string login;
     std::string code = TextOf(ResultCode::MARK_TOO_OLD);
 };
 
-void ExpireMark(const Folder& folder, const Arguments& arguments) {
+void ExpireMark(const Folder& folder, const ExpireArguments& arguments) {
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     Users(folder).RequireExists(arguments.login);
     Files::Replace(folder.ExpiredMarkFile(arguments.login), arguments.code + "\n");
@@ -41,7 +41,7 @@ void ExpireHolding(const Folder& folder, const Holding& holding, const std::stri
               << (expired > 0 ? std::string("It shows ") + holding.shows + ".\n" : "");
 }
 
-void Run(const Arguments& arguments) {
+void Expire(const ExpireArguments& arguments) {
     const Folder folder = Folder::Ready();
     if (arguments.what == MARK) {
         ExpireMark(folder, arguments);
@@ -54,7 +54,7 @@ void Run(const Arguments& arguments) {
     }
 }
 
-void Declare(Cli::Command& command, Arguments& arguments) {
+void DeclareExpire(Cli::Command& command, ExpireArguments& arguments) {
     std::vector<std::string> words;
     std::transform(std::begin(HOLDINGS), std::end(HOLDINGS), std::back_inserter(words),
                    [](const Holding* holding) { return holding->name; });
@@ -83,7 +83,7 @@ Works with and without a running server.
 Examples:
   infosync-cloud expire app ann@example.com
   infosync-cloud expire mark ann@example.com --code 4000002)",
-             &Declare, &Run);
+             &DeclareExpire, &Expire);
 }
 
 }  // namespace LocalCloud

@@ -25,7 +25,7 @@ constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
 constexpr std::int64_t LOWEST_STATUS = 200;
 constexpr std::int64_t HIGHEST_STATUS = 9999;
 
-struct Arguments {
+struct FaultArguments {
     std::string kind;
     std::optional<std::string> value;
     std::string on;
@@ -42,7 +42,7 @@ void RefuseUnless(bool fits, const std::string& otherwise) {
     }
 }
 
-Fault Planned(const Arguments& arguments) {
+Fault Planned(const FaultArguments& arguments) {
     Fault fault = FaultOf(arguments.kind);
     const FaultKind& kind = *fault.kind;
     const std::string name = std::string("fault ") + kind.name;
@@ -68,7 +68,7 @@ Fault Planned(const Arguments& arguments) {
     return fault;
 }
 
-void PlanFault(const Arguments& arguments) {
+void PlanFault(const FaultArguments& arguments) {
     RefuseUnless(!arguments.kind.empty(), "which fault?");
     const Fault fault = Planned(arguments);
     const Folder folder = Folder::Ready();
@@ -118,7 +118,7 @@ std::string IsKind(const std::string& word) {
     return isKnown ? "" : "there is no fault \"" + word + "\"" + Cli::Nearest(word, kinds);
 }
 
-void Declare(Cli::Command& command, Arguments& arguments) {
+void DeclareFault(Cli::Command& command, FaultArguments& arguments) {
     const std::vector<std::string> requests = NamesOf(ENDPOINTS);
     command.Operand("KIND", arguments.kind, "one of those below").Must(&IsKind);
     command.Operand("VALUE", arguments.value, "what the kind takes");
@@ -167,7 +167,7 @@ Examples:
   infosync-cloud fault status 503 --header 'Retry-After: 60' --times 3
   infosync-cloud fault drop --on activation --nth 2
   infosync-cloud fault certificate expired)",
-             &Declare, &PlanFault);
+             &DeclareFault, &PlanFault);
     tool.Add<ListArguments>(
         "fault list", "Show the faults that are still to come",
         "Example:\n  infosync-cloud fault list --json",

@@ -27,7 +27,7 @@ constexpr char HANDS_FREE_UUID[] = "0000111e-0000-1000-8000-00805f9b34fb";
 constexpr std::size_t ID_BYTES = 6;
 
 /** What the commands take, each a part of it. */
-struct Arguments {
+struct RecordArguments {
     std::string login;
     std::string id;
     std::string name;
@@ -41,7 +41,7 @@ std::string IdOf(const Json::Value& record) {
     return Cli::StringMember(record, CDeviceInfo::RECORD_ID);
 }
 
-void AddUser(const Arguments& arguments) {
+void AddUser(const RecordArguments& arguments) {
     const Folder folder = Folder::Ready();
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const bool added = Users(folder).Add(arguments.login);
@@ -53,7 +53,7 @@ using Change = std::function<void(Json::Value& records, Json::ArrayIndex index)>
 
 /** Changes a user's file, as one step for other commands and for the server, at the place of the device,
  * which must be there, or must not. */
-void Edit(const Arguments& arguments, bool mustBeThere, const Change& change) {
+void Edit(const RecordArguments& arguments, bool mustBeThere, const Change& change) {
     const Folder folder = Folder::Ready();
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const Users users(folder);
@@ -73,7 +73,7 @@ void Edit(const Arguments& arguments, bool mustBeThere, const Change& change) {
     users.Save(arguments.login, document);
 }
 
-void AddDevice(const Arguments& arguments) {
+void AddDevice(const RecordArguments& arguments) {
     const std::string id = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
     Edit(arguments, false, [&](Json::Value& records, Json::ArrayIndex /*index*/) {
         Json::Value& record = records.append(Json::objectValue);
@@ -85,13 +85,13 @@ void AddDevice(const Arguments& arguments) {
     std::cout << id << "\n";
 }
 
-void RenameDevice(const Arguments& arguments) {
+void RenameDevice(const RecordArguments& arguments) {
     Edit(arguments, true, [&](Json::Value& records, Json::ArrayIndex index) {
         records[index][CDeviceInfo::NAME] = arguments.name;
     });
 }
 
-void RemoveDevice(const Arguments& arguments) {
+void RemoveDevice(const RecordArguments& arguments) {
     Edit(arguments, true,
          [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
 }
@@ -108,7 +108,7 @@ std::string RecordsTable(const Json::Value& records, const Cli::Style& style) {
     return records.empty() ? "" : table.Text(style, "  ");
 }
 
-void List(const Arguments& arguments) {
+void List(const RecordArguments& arguments) {
     const Folder folder = Folder::Ready();
     const Users users(folder);
     const Cli::Style style(STDOUT_FILENO);
@@ -129,7 +129,7 @@ void List(const Arguments& arguments) {
                                  : text);
 }
 
-void DeclareAdd(Cli::Command& command, Arguments& arguments) {
+void DeclareAdd(Cli::Command& command, RecordArguments& arguments) {
     command.Operand("USER", arguments.login).Required();
     command.Operand("NAME", arguments.name).Required().Must(&Cli::IsUtf8);
     command.Operand("ADDRESS", arguments.address).Required().Must(&Cli::IsBluetoothAddress);
@@ -142,7 +142,7 @@ void DeclareAdd(Cli::Command& command, Arguments& arguments) {
         .Excludes(uuids);
 }
 
-void DeclareDevice(Cli::Command& command, Arguments& arguments) {
+void DeclareDevice(Cli::Command& command, RecordArguments& arguments) {
     command.Operand("USER", arguments.login).Required();
     command.Operand("ID", arguments.id).Required();
 }
@@ -150,11 +150,11 @@ void DeclareDevice(Cli::Command& command, Arguments& arguments) {
 }  // namespace
 
 void AddRecordCommands(Cli::Tool& tool) {
-    tool.Add<Arguments>(
+    tool.Add<RecordArguments>(
         "user add", "Add a user, so that the cloud accepts the sign-in",
         "A user goes away with the file that the command names.\n\n"
         "Example:\n  infosync-cloud user add ann@example.com",
-        [](Cli::Command& command, Arguments& arguments) {
+        [](Cli::Command& command, RecordArguments& arguments) {
             command.Operand("LOGIN", arguments.login).Required();
         },
         &AddUser);
@@ -166,10 +166,10 @@ Examples:
   infosync-cloud device add ann@example.com Headset AA:BB:CC:00:11:23 \
       --id headset --no-audio-sink)",
              &DeclareAdd, &AddDevice);
-    tool.Add<Arguments>(
+    tool.Add<RecordArguments>(
         "device rename", "Give a device another name",
         "Example:\n  infosync-cloud device rename ann@example.com headset 'Old headset'",
-        [](Cli::Command& command, Arguments& arguments) {
+        [](Cli::Command& command, RecordArguments& arguments) {
             DeclareDevice(command, arguments);
             command.Operand("NAME", arguments.name).Required().Must(&Cli::IsUtf8);
         },
@@ -177,11 +177,11 @@ Examples:
     tool.Add("device remove", "Remove a device; clients learn of it with their next download",
              "Example:\n  infosync-cloud device remove ann@example.com headset", &DeclareDevice,
              &RemoveDevice);
-    tool.Add<Arguments>(
+    tool.Add<RecordArguments>(
         "list", "Show the users with their devices, or one of them",
         "Examples:\n  infosync-cloud list\n"
         "  infosync-cloud list ann@example.com --json | jq '.[0].records[].name'",
-        [](Cli::Command& command, Arguments& arguments) {
+        [](Cli::Command& command, RecordArguments& arguments) {
             command.Operand("USER", arguments.login);
             command.Json(arguments.json);
         },

@@ -22,7 +22,7 @@ namespace {
 constexpr std::int64_t HIGHEST_NUMBER = 1'000'000'000'000;
 constexpr std::chrono::milliseconds BETWEEN_LOOKS(200);
 
-struct Arguments {
+struct RequestsArguments {
     std::int64_t number = 0;
     /** Empty: all. */
     std::string since;
@@ -46,7 +46,7 @@ void Mask(Json::Value& exchange, const Cli::Masker& masker) {
 }
 
 /** Those that are wanted and came after the one of this number, which becomes that of the last. */
-Json::Value Next(const Folder& folder, const Arguments& arguments, std::int64_t& last) {
+Json::Value Next(const Folder& folder, const RequestsArguments& arguments, std::int64_t& last) {
     const std::string since = Cli::ParseMoment(arguments.since).value_or("");
     const Cli::Masker masker(arguments.showSecrets ? std::vector<std::string>() : StoredTokens(folder));
     Json::Value list = Json::arrayValue;
@@ -83,7 +83,7 @@ std::string InFull(const Json::Value& exchange) {
     return text;
 }
 
-void ShowOne(const Folder& folder, const Arguments& arguments) {
+void ShowOne(const Folder& folder, const RequestsArguments& arguments) {
     std::int64_t last = arguments.number - 1;
     const Json::Value list = Next(folder, arguments, last);
     if (list.empty()) {
@@ -103,7 +103,7 @@ void ShowLines(const Json::Value& exchanges, bool json) {
     std::cout.flush();
 }
 
-void Run(const Arguments& arguments) {
+void Requests(const RequestsArguments& arguments) {
     const Folder folder = Folder::Ready();
     if (arguments.number > 0) {
         ShowOne(folder, arguments);
@@ -122,7 +122,7 @@ void Run(const Arguments& arguments) {
     }
 }
 
-void Declare(Cli::Command& command, Arguments& arguments) {
+void DeclareRequests(Cli::Command& command, RequestsArguments& arguments) {
     const Cli::Parameter number =
         command.Operand("NUMBER", arguments.number, "the request to show whole").Between(1, HIGHEST_NUMBER);
     command.Flag("-f,--follow", arguments.follow, "go on with those that come").Excludes(number);
@@ -144,7 +144,7 @@ Examples:
   infosync-cloud requests -f
   infosync-cloud requests 4
   infosync-cloud requests --since 10m --json | jq '.[].response.status')",
-             &Declare, &Run);
+             &DeclareRequests, &Requests);
 }
 
 }  // namespace LocalCloud

@@ -30,7 +30,7 @@ namespace {
 constexpr std::int64_t HIGHEST_PORT = 65535;
 constexpr std::chrono::seconds LONGEST_END(10);
 
-struct Arguments {
+struct ServeArguments {
     int port = 8443;
     bool anyUser = false;
     bool detach = false;
@@ -75,7 +75,7 @@ void LeaveCaller(const std::string& logFile) {
  * other thread.
  * @param ready is called with a line that says where, once the server answers
  */
-void ServeUntilStopped(const Folder& folder, const Arguments& arguments, const Ready& ready) {
+void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments, const Ready& ready) {
     const sigset_t signals = PrepareSignals();
     RaiseFileLimit();
     // What a large request took is given back, and no thread keeps memory of its own.
@@ -107,7 +107,7 @@ void ServeUntilStopped(const Folder& folder, const Arguments& arguments, const R
 
 /** The same in a process of its own, which this one waits for until it answers. What goes wrong later is told
  * in the folder's state/serve.log. */
-void ServeDetached(const Folder& folder, const Arguments& arguments, const Ready& ready) {
+void ServeDetached(const Folder& folder, const ServeArguments& arguments, const Ready& ready) {
     std::array<int, 2> pipe = {};
     const pid_t server = ::pipe2(pipe.data(), O_CLOEXEC) == 0 ? ::fork() : -1;
     if (server < 0) {
@@ -138,14 +138,14 @@ void ServeDetached(const Folder& folder, const Arguments& arguments, const Ready
     throw std::runtime_error("the server ended before it answered");
 }
 
-void Serve(const Arguments& arguments) {
+void Serve(const ServeArguments& arguments) {
     const auto say = [](const std::string& where) {
         std::cout << "infosync-cloud: " << Cli::Escape(where) << std::endl;
     };
     (arguments.detach ? ServeDetached : ServeUntilStopped)(Folder(), arguments, say);
 }
 
-void DeclareServe(Cli::Command& command, Arguments& arguments) {
+void DeclareServe(Cli::Command& command, ServeArguments& arguments) {
     command.Option("--port", "N", arguments.port, "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
         .Between(0, HIGHEST_PORT);
     command.Flag("--any-user", arguments.anyUser, "accept every login id, not only those of 'list'");

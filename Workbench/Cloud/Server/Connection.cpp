@@ -12,12 +12,12 @@
 #include <cstdlib>
 #include <vector>
 
+#include "Cloud/State/Exchanges.h"
+
 namespace LocalCloud {
 
 namespace {
 
-constexpr char LINE_END[] = "\r\n";
-constexpr char HEAD_END[] = "\r\n\r\n";
 constexpr std::size_t LARGEST_HEAD = 64U << 10U;
 constexpr std::ptrdiff_t MOST_LINES = 200;
 constexpr std::size_t LARGEST_BODY = 1U << 20U;
@@ -120,13 +120,13 @@ bool Connection::ReadRequest() {
 
 bool Connection::ReadHead(Clock::time_point deadline) {
     std::size_t end = 0;
-    while ((end = m_input.find(HEAD_END)) == std::string::npos && m_input.size() <= LARGEST_HEAD) {
+    while ((end = m_input.find(HEADERS_END)) == std::string::npos && m_input.size() <= LARGEST_HEAD) {
         if (!Fill(deadline)) {
             m_size = m_input.size();
             return false;
         }
     }
-    m_size = std::min(end, LARGEST_HEAD) + sizeof(HEAD_END) - 1;
+    m_size = std::min(end, LARGEST_HEAD) + sizeof(HEADERS_END) - 1;
     m_objection = end > LARGEST_HEAD ? &HEAD_TOO_LARGE : Measure();
     return m_objection == nullptr;
 }

@@ -11,13 +11,12 @@
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cloud/Server/Connection.h"
+#include "Cloud/State/Exchanges.h"
 #include "Files.h"
 
 namespace LocalCloud {
 
 namespace {
-
-constexpr char HEADERS_END[] = "\r\n\r\n";
 
 // Begins as a TLS record does and goes on as nothing known.
 constexpr char GARBAGE[] = "\x16\x03\x01\x00\xff not HTTP \x80\x81\xfe\n\n\x01\x02\x03";

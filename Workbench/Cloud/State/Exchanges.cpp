@@ -21,8 +21,6 @@ namespace LocalCloud {
 namespace {
 
 constexpr char FILE_NAME[] = "exchanges.jsonl";
-constexpr char LINE_END[] = "\r\n";
-constexpr char HEADERS_END[] = "\r\n\r\n";
 
 /** The lines between the first one and the blank one, and what comes after, as far as there is room. */
 void AddMessage(Json::Value& entry, const std::string& message) {

@@ -13,6 +13,10 @@
 
 namespace LocalCloud {
 
+// HTTP's.
+inline constexpr char LINE_END[] = "\r\n";
+inline constexpr char HEADERS_END[] = "\r\n\r\n";
+
 /** What is known of one request and its answer. */
 struct Exchange {
     std::string method;

@@ -12,8 +12,6 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
-constexpr std::int64_t STATUS_OK = 200;
-
 constexpr Part REQUESTS[] = {Part::TOKEN, Part::ACTIVATION, Part::APP, Part::DOWNLOAD};
 
 /** What it was to the step that it happened in. */

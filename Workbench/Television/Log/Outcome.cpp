@@ -8,8 +8,6 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
-constexpr std::int64_t STATUS_OK = 200;
-
 }  // namespace
 
 void RunReader::ConcludeOutcome() {

@@ -94,7 +94,7 @@ std::string TimeOfDay(const std::string& time) {
 }
 
 /** What the chapter says of the asking, or of the answer. */
-std::string Words(const Arrow& arrow, const Chapter& chapter) {
+std::string ArrowText(const Arrow& arrow, const Chapter& chapter) {
     const bool isRequest = RequestOf(arrow.step).has_value() || arrow.step == Step::TOKEN;
     Chapter shown = chapter;
     if (IsAnswer(arrow.step)) {
@@ -118,18 +118,18 @@ Html StepHtml(const Story& story, const Arrow& arrow, const Chapter* chapter) {
                             (lines.count > 0 ? Cli::Count(lines.count, "line") : "concluded: no line of it");
     const std::string leftOut =
         lines.leftOut == 0 ? "" : "... " + Cli::Count(lines.leftOut, "line") + " left out here ...\n";
-    return Fill(
-        "step",
-        {{"class", std::string(isFault ? "fault" : "") + (lines.count == 0 ? " concluded" : "")},
-         {"time", TimeOfDay(lines.time)},
-         {"shape", to == arrow.from  ? "self"
-                   : arrow.from < to ? "right"
-                                     : "left"},
-         {"low", std::to_string(std::min(arrow.from, to))},
-         {"span", std::to_string(std::abs(to - arrow.from))},
-         {"who", who},
-         {"words", (isFault ? "FAILED: " : "") + (chapter == nullptr ? arrow.label : Words(arrow, *chapter))},
-         {"lines", lines.text + leftOut}});
+    return Fill("step",
+                {{"class", std::string(isFault ? "fault" : "") + (lines.count == 0 ? " concluded" : "")},
+                 {"time", TimeOfDay(lines.time)},
+                 {"shape", to == arrow.from  ? "self"
+                           : arrow.from < to ? "right"
+                                             : "left"},
+                 {"low", std::to_string(std::min(arrow.from, to))},
+                 {"span", std::to_string(std::abs(to - arrow.from))},
+                 {"who", who},
+                 {"words", (isFault ? "FAILED: " : "") +
+                               (chapter == nullptr ? arrow.label : ArrowText(arrow, *chapter))},
+                 {"lines", lines.text + leftOut}});
 }
 
 Html StepsHtml(const Story& story) {

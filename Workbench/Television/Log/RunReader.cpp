@@ -12,7 +12,6 @@ namespace {
 using Text = std::string_view;
 
 constexpr std::int64_t DAY = 86'400'000;
-constexpr std::int64_t STATUS_OK = 200;
 
 const KnownLine STORE_FAULT = {'E',
                                "",

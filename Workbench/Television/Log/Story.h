@@ -19,6 +19,9 @@ inline constexpr char SUCCESS[] = "success";
 inline constexpr char FAILED[] = "failed";
 inline constexpr char NOT_TOLD[] = "not told";
 
+/** Of HTTP. */
+inline constexpr std::int64_t STATUS_OK = 200;
+
 using Words = std::vector<std::string>;
 
 /** The steps of a run, in their order; an answer stands right after its request. */
