@@ -26,7 +26,7 @@ std::string DefaultCloudFolder() {
 }
 
 std::string RequireCloud(const std::string& folder) {
-    const std::string absolute = fs::absolute(folder).lexically_normal().string();
+    std::string absolute = fs::absolute(folder).lexically_normal().string();
     if (!fs::exists(CloudSite{absolute}.CaFile())) {
         throw std::runtime_error("there is no local cloud in " + Cli::Escape(absolute) +
                                  "\nMake and start one: infosync-cloud serve --dir '" +

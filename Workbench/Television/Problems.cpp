@@ -24,7 +24,7 @@ namespace fs = std::filesystem;
 
 /** Why a file or a folder is not as it should be; empty when it is. */
 std::string ProblemOfPath(const fs::path& path) {
-    const std::string foreign = WhyNotOurs(path);
+    std::string foreign = WhyNotOurs(path);
     std::error_code ignored;
     if (!foreign.empty() || fs::is_symlink(path, ignored)) {
         return foreign;

@@ -77,7 +77,7 @@ const std::string ODD_BODIES[] = {"",
                                   "\xEF\xBB\xBF{}",
                                   "\xFF\xFE{",
                                   "{\"a\":\"\xFF\"}",
-                                  "{\"\\ud800\":1}",
+                                  R"({"\ud800":1})",
                                   std::string(100000, '['),
                                   "{\"a\":" + std::string(991, '[') + std::string(991, ']') + "}"};
 

@@ -146,7 +146,7 @@ std::string JournalTime(const std::string& microseconds) {
         return "";
     }
     const std::string fraction = std::to_string(1000 + time / 1000 % 1000).substr(1);
-    const std::string text = Cli::Taken(g_date_time_format(utc, "%FT%T.")) + fraction + "Z";
+    std::string text = Cli::Taken(g_date_time_format(utc, "%FT%T.")) + fraction + "Z";
     g_date_time_unref(utc);
     return text;
 }
