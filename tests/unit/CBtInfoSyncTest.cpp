@@ -18,9 +18,6 @@ constexpr char VALID_TOKEN[] =
     R"({"user-1":{"access_token":"A","issued_time_in_second":1000,"access_token_expires_in":60,)"
     R"("refresh_token_expires_in":60}})";
 
-const std::vector<std::string> ALIASES = {"InfoSyncAccessToken", "InfoSyncAuthCode", "InfoSyncRecords",
-                                          "InfoSyncJWT", "InfoSyncServiceActivationInfo"};
-
 class CBtInfoSyncTest : public ServiceTest {
 protected:
     /** A whole process. @return the log's lines of one priority */
@@ -63,18 +60,6 @@ TEST_F(CBtInfoSyncTest, BluetoothThatDoesNotComeUpIsStillShutDown) {
     EXPECT_THAT(RunProcess(), ElementsAre("<<Not Error>>Start main loop", "exception : Fail to bt init",
                                           "<<Not Error>>End main loop"));
     EXPECT_THAT(Fake::Calls(), ElementsAre("bt_initialize", "bt_deinitialize", "g_main_loop_quit"));
-}
-
-TEST_F(CBtInfoSyncTest, UserWhoVanishesEndsTheProcess) {
-    Fake::Tv().loginId.reset();
-    EXPECT_THAT(RunProcess(), Contains("exception : fail sso_get_login_user_id "));
-}
-
-TEST_F(CBtInfoSyncTest, RejectedCodeLeavesTheProcessWaiting) {
-    Fake::Tv().authCodeAnswer = {7, "document"};
-    EXPECT_THAT(RunProcess(), Contains("result != SSO_TRUE"));
-    EXPECT_EQ(Fake::AuthCodeRequests().at(0).returned, -1);
-    EXPECT_TRUE(Fake::LoopWasLeftWaiting());
 }
 
 TEST_F(CBtInfoSyncTest, StopTakesThePendingRetryAway) {
