@@ -70,12 +70,6 @@ TEST_F(CCloudServerManagerTest, RefusalSaysWhatWasRefused) {
     EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "Fail to get JWT");
 }
 
-TEST_F(CCloudServerManagerTest, SetWithoutATizenIdIsNotActivated) {
-    Fake::Tv().platformInfo.clear();
-    Run();
-    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "fail to get Tizen version ");
-}
-
 TEST_F(CCloudServerManagerTest, OnlyAPositiveMarkIsSentBack) {
     const std::string mark = "last synced timestamp : ";
     struct Case {
