@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <exception>
-#include <memory>
 
 #include "Cli/Json.h"
 #include "Cli/Pattern.h"
 #include "Cli/Text.h"
+#include "Television/Log/LineTime.h"
 #include "Util/JsonUtil.h"
 #include "Util/Log.h"
 
@@ -22,12 +22,6 @@ using Text = std::string_view;
 constexpr std::size_t LONGEST_LINE = 65536;
 constexpr std::size_t LONGEST_HEAD = 200;
 constexpr Text TAG = InfoSyncLog::TAG;
-
-/** A time of day with what belongs to it, else seconds since some beginning. */
-constexpr char TIME[] =
-    R"((?<time>(?:(?:(?<year>\d{4})-)?(?<month>\d\d)-(?<day>\d\d)[ T,]+|(?<name>[A-Z][a-z]{2}) +(?<day>\d{1,2}) )?)"
-    R"((?<hour>\d\d):(?<minute>\d\d):(?<second>\d\d(?:\.\d+|,\d{3}(?![\d,;]))?)(?:Z|[+-]\d\d(?::?\d\d)?)?)"
-    R"(|(?<![\w.])\d+\.\d{3,}(?!\w)))";
 
 /**
  * Behind the time: the journal's "host prog[12]: ", or "E/TAG( 12): ", or "12 12 E TAG: ", or both, or fields
@@ -103,52 +97,12 @@ std::optional<Place> FindPlace(Text text) {
     return isPlace ? std::optional(place) : std::nullopt;
 }
 
-Cli::Pattern::Match FindTime(Text text) {
-    static const Cli::Pattern pattern(TIME);
-    return pattern.Find(text);
-}
-
-std::optional<std::int64_t> MomentOf(const Cli::Pattern::Match& time) {
-    constexpr double MILLISECONDS = 1000;
-    if (time["hour"].empty()) {
-        const double seconds = g_ascii_strtod(std::string(time["time"]).c_str(), nullptr);
-        return time ? std::optional(static_cast<std::int64_t>(seconds * MILLISECONDS)) : std::nullopt;
-    }
-    const auto number = [&time](const char* name, std::int64_t none) {
-        return static_cast<int>(time[name].empty() ? none : Cli::Number(time[name]));
-    };
-    const auto month = static_cast<int>(Text("JanFebMarAprMayJunJulAugSepOctNovDec").find(time["name"]));
-    std::string second(time["second"]);
-    std::replace(second.begin(), second.end(), ',', '.');
-    const std::unique_ptr<GDateTime, decltype(&g_date_time_unref)> moment(
-        g_date_time_new_utc(number("year", 2000), time["name"].empty() ? number("month", 1) : month / 3 + 1,
-                            number("day", 1), number("hour", 0), number("minute", 0),
-                            g_ascii_strtod(second.c_str(), nullptr)),
-        &g_date_time_unref);
-    return moment ? std::optional<std::int64_t>(g_date_time_to_unix(moment.get()) * 1000 +
-                                                g_date_time_get_microsecond(moment.get()) / 1000)
-                  : std::nullopt;
-}
-
 /** Drops what a terminal takes for colours. */
 void DropColours(std::string& text) {
     for (std::size_t at = text.find("\x1b["); at != std::string::npos; at = text.find("\x1b[", at)) {
         const std::size_t end = text.find_first_not_of("0123456789;", at + 2);
         text.erase(at, end == std::string::npos ? end : end + 1 - at);
     }
-}
-
-/** The journal's time, microseconds since 1970. */
-std::string JournalTime(const std::string& microseconds) {
-    const std::int64_t time = Cli::Number(microseconds);
-    GDateTime* const utc = g_date_time_new_from_unix_utc(time / 1'000'000);
-    if (time <= 0 || utc == nullptr) {
-        return "";
-    }
-    const std::string fraction = std::to_string(1000 + time / 1000 % 1000).substr(1);
-    std::string text = Cli::Taken(g_date_time_format(utc, "%FT%T.")) + fraction + "Z";
-    g_date_time_unref(utc);
-    return text;
 }
 
 /** A field of the journal: a text, or an array of bytes where it is none. */
@@ -165,10 +119,6 @@ std::string Field(const Json::Value& entry, const char* name) {
 
 bool Line::IsService() const {
     return tag == TAG;
-}
-
-std::optional<std::int64_t> Moment(Text time) {
-    return MomentOf(FindTime(time));
 }
 
 void LineReader::Feed(Text piece) {

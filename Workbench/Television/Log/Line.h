@@ -25,7 +25,7 @@ struct Line {
     std::string text;
     /** As the log has it; empty where it has none. */
     std::string time;
-    /** Of the time, as Moment() has it. */
+    /** Of the time, in milliseconds: good for differences alone, within one log. */
     std::optional<std::int64_t> moment;
     /** Process id; 0 where the log has none. */
     std::int64_t pid = 0;
@@ -49,9 +49,6 @@ struct Line {
         return priority == 'E' || priority == 'F';
     }
 };
-
-/** A time in milliseconds since some beginning: good for differences alone, and only within one log. */
-std::optional<std::int64_t> Moment(std::string_view time);
 
 /** Cuts a log into lines and finds in each what it is. */
 class LineReader {
