@@ -133,6 +133,11 @@ std::string Shorten(const std::string& text, std::size_t width) {
     return kept + "…";
 }
 
+std::string CaseFolded(const std::string& text) {
+    const std::string valid = Taken(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
+    return Taken(g_utf8_casefold(valid.c_str(), -1));
+}
+
 std::string Taken(char* text) {
     std::string taken = text == nullptr ? "" : text;
     g_free(text);

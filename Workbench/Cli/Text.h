@@ -45,6 +45,9 @@ inline bool StartsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
 }
 
+/** For comparisons that tell no upper case from lower, of any bytes. */
+std::string CaseFolded(const std::string& text);
+
 /** The text that GLib made, which is freed here; empty for null. */
 std::string Taken(char* text);
 

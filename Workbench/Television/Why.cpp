@@ -1,6 +1,5 @@
 #include "Television/Why.h"
 
-#include <glib.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -105,16 +104,11 @@ Verdict Decide(const std::string& user, const Json::Value& record, const DeviceL
     return verdict;
 }
 
-std::string CaseFolded(const std::string& text) {
-    const std::string valid = Cli::Taken(g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())));
-    return Cli::Taken(g_utf8_casefold(valid.c_str(), -1));
-}
-
 bool IsMeant(const std::string& device, const std::string& id, const std::string& name,
              const std::string& address) {
-    const std::string folded = CaseFolded(device);
-    return id == device || CaseFolded(address) == folded ||
-           CaseFolded(name).find(folded) != std::string::npos;
+    const std::string folded = Cli::CaseFolded(device);
+    return id == device || Cli::CaseFolded(address) == folded ||
+           Cli::CaseFolded(name).find(folded) != std::string::npos;
 }
 
 /** When the records were stored last; 0 when there are none. */
@@ -152,11 +146,11 @@ std::string NearestNames(const std::string& device, const RecordStore& store) {
     for (const auto& [user, records] : store.users) {
         for (const Json::Value& record : records.records) {
             const std::string name = Cli::TextMember(record, CDeviceInfo::NAME);
-            std::istringstream folded(CaseFolded(name));
+            std::istringstream folded(Cli::CaseFolded(name));
             std::vector<std::string> words{std::istream_iterator<std::string>(folded), {}};
             words.push_back(folded.str());
             words.push_back(Cli::TextMember(record, CDeviceInfo::RECORD_ID));
-            if (near.size() < MOST_SHOWN && !Cli::Nearest(CaseFolded(device), words).empty()) {
+            if (near.size() < MOST_SHOWN && !Cli::Nearest(Cli::CaseFolded(device), words).empty()) {
                 near.push_back(name);
             }
         }
