@@ -12,8 +12,6 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
-constexpr Part REQUESTS[] = {Part::TOKEN, Part::ACTIVATION, Part::APP, Part::DOWNLOAD};
-
 /** What it was to the step that it happened in. */
 std::string FailureWords(const Fault& fault) {
     const Kind kind = fault.known == nullptr ? Kind::FAILURE : fault.known->kind;
@@ -45,6 +43,11 @@ bool RunReader::HasAllBefore(Step before, char priority) const {
 bool RunReader::FailedIn(Step first, Step last) const {
     return story.failure && story.failure->step && *story.failure->step >= first &&
            *story.failure->step <= last;
+}
+
+/** Which request failed is not told. */
+bool RunReader::IsUnlocated() const {
+    return story.failure && !story.failure->step;
 }
 
 /** What came could not be stored, though the request itself went well. */
@@ -96,10 +99,13 @@ void RunReader::FindSilentFailure() {
     }
 }
 
-/** What is not said about that follows where its line would be in the log; else what would tell it is said.
- */
-void RunReader::Conclude(Part part, About about, bool follows, const char* conclusion, const char* untold) {
+/** Says what follows where no line said anything about that. */
+void RunReader::Conclude(Part part, About about, bool follows, const char* conclusion) {
     Say(part, about, !Has(part, about) && follows ? conclusion : "");
+}
+
+/** Tells what would tell it, where nothing was said about that. */
+void RunReader::LeaveUntold(Part part, About about, const char* untold) {
     Add(In(part).untold, Has(part, about) ? "" : untold);
 }
 
@@ -116,7 +122,7 @@ bool RunReader::ConcludeFailure(Part part, Step first, Step last) {
 void RunReader::ConcludeStart() {
     In(Part::START).sign = sawStart ? Sign::FINE : Sign::UNKNOWN;
     if (sawStart) {
-        Conclude(Part::START, About::WHETHER, false, "", "whether a factory reset was asked for");
+        LeaveUntold(Part::START, About::WHETHER, "whether a factory reset was asked for");
     } else {
         In(Part::START).untold = {"the log begins in the middle of this run"};
     }
@@ -128,13 +134,14 @@ void RunReader::ConcludeSignIn() {
         return;
     }
     const bool isOver = m_reached > Step::SIGN_IN;
-    Conclude(Part::SIGN_IN, About::WHY, isOver, "signed in", "whether anybody was signed in");
+    Conclude(Part::SIGN_IN, About::WHY, isOver, "signed in");
+    LeaveUntold(Part::SIGN_IN, About::WHY, "whether anybody was signed in");
     if (isOver) {
         In(Part::SIGN_IN).sign = Sign::FINE;
     }
     if (isOver && !Has(Part::SIGN_IN, About::WHETHER)) {
-        Conclude(Part::SIGN_IN, About::LEFT, HasAllBefore(Step::SIGN_IN, 'W'), "at the first check",
-                 "after how many checks: level W");
+        Conclude(Part::SIGN_IN, About::LEFT, HasAllBefore(Step::SIGN_IN, 'W'), "at the first check");
+        LeaveUntold(Part::SIGN_IN, About::LEFT, "after how many checks: level W");
     }
 }
 
@@ -155,7 +162,8 @@ void RunReader::ConcludeToken() {
         Say(Part::TOKEN, About::WHY, "since none that can be used was stored for this user");
     }
     Conclude(Part::TOKEN, About::WHETHER, m_reached >= Step::ASK_ACTIVATION && HasAllBefore(Step::TOKEN, 'W'),
-             HOLDS, "whether it was stored, refreshed or new: level W");
+             HOLDS);
+    LeaveUntold(Part::TOKEN, About::WHETHER, "whether it was stored, refreshed or new: level W");
     if (Said(Part::TOKEN, About::WHETHER) == HOLDS) {
         chapter.sign = Sign::FINE;
     } else if (Has(Part::TOKEN, About::WHETHER) || FailedIn(Step::TOKEN, Step::TOKEN_ANSWER)) {
@@ -165,16 +173,16 @@ void RunReader::ConcludeToken() {
 
 /** The activation or the application token. */
 void RunReader::ConcludeRequest(Part part) {
-    const bool isUnlocated = story.failure && !story.failure->step;
-    Conclude(part, About::WHETHER, HasAllBefore(StepsOf(part).last, 'E'), HOLDS,
-             isUnlocated ? "whether it was asked for, and whether it is what failed: level W"
-                         : "whether it was asked for or still valid: level W");
+    Conclude(part, About::WHETHER, HasAllBefore(StepsOf(part).last, 'E'), HOLDS);
+    LeaveUntold(part, About::WHETHER,
+                IsUnlocated() ? "whether it was asked for, and whether it is what failed: level W"
+                              : "whether it was asked for or still valid: level W");
     if (Said(part, About::WHETHER) == HOLDS) {
         In(part).sign = Sign::FINE;
         return;
     }
     if (Has(part, About::WHETHER)) {
-        Conclude(part, About::WHY, false, "", "why: level W");
+        LeaveUntold(part, About::WHY, "why: level W");
     } else {
         In(part).told.erase(About::LEFT);
     }
@@ -208,7 +216,7 @@ void RunReader::ConcludeAnswer(Part part) {
 }
 
 void RunReader::ConcludeDownload() {
-    Conclude(Part::DOWNLOAD, About::WHETHER, false, "", "from which mark: level I");
+    LeaveUntold(Part::DOWNLOAD, About::WHETHER, "from which mark: level I");
     ConcludeAnswer(Part::DOWNLOAD);
     Say(Part::DOWNLOAD, About::ALSO, IsDropped() ? "the stored records were dropped" : "");
 }
@@ -236,13 +244,12 @@ void RunReader::ConcludeList() {
 
 /** Puts together what is handed over of all that is known. */
 void RunReader::Gather() {
-    const bool isUnlocated = story.failure && !story.failure->step;
     const bool hasList = m_sawList || story.outcome == SUCCESS || IsOfStoring();
     const std::string source = Said(Part::TOKEN, About::WHETHER);
     for (Chapter& chapter : m_chapters) {
         const bool isRequest = chapter.part == Part::ACTIVATION || chapter.part == Part::APP;
         const Step needed = chapter.part <= Part::SIGN_IN           ? Step::START
-                            : isRequest && isUnlocated              ? Step::TOKEN
+                            : isRequest && IsUnlocated()            ? Step::TOKEN
                             : chapter.part == Part::LIST && hasList ? Step::ASK_DOWNLOAD
                                                                     : StepsOf(chapter.part).first;
         if (m_reached >= needed) {

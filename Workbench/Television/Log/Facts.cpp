@@ -1,6 +1,4 @@
 /** What the table's lines make known of a run. */
-#include <glib.h>
-
 #include <exception>
 #include <utility>
 

@@ -54,7 +54,7 @@ Words RunReader::Reason() const {
             Add(words, Said(*part, about));
         }
     }
-    Add(words, failure.step ? "" : "which request it was: level W, or the HTTP client's lines, tell");
+    Add(words, !IsUnlocated() ? "" : "which request it was: level W, or the HTTP client's lines, tell");
     return words;
 }
 

@@ -109,10 +109,12 @@ private:
     bool Shows(char priority) const;
     bool HasAllBefore(Step before, char priority) const;
     bool FailedIn(Step first, Step last) const;
+    bool IsUnlocated() const;
     bool IsOfStoring() const;
     bool IsDropped() const;
     void FindSilentFailure();
-    void Conclude(Part part, About about, bool follows, const char* conclusion, const char* untold);
+    void Conclude(Part part, About about, bool follows, const char* conclusion);
+    void LeaveUntold(Part part, About about, const char* untold);
     bool ConcludeFailure(Part part, Step first, Step last);
     void ConcludeStart();
     void ConcludeSignIn();
@@ -129,10 +131,6 @@ private:
     std::string RefusalRemedy(const KnownLine& known, Part part) const;
     void TellHeading();
     void Gather();
-
-    // What a chapter's WHETHER may be.
-    static constexpr char ASKED[] = "asked for";
-    static constexpr char EVERYTHING[] = "of everything";
 
     std::int64_t m_pid;
     bool m_keepsLines;

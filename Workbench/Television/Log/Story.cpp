@@ -1,7 +1,5 @@
 #include "Television/Log/Story.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <limits>
 
@@ -74,10 +72,6 @@ Json::Value ChapterJson(const Chapter& chapter) {
     return json;
 }
 
-std::string Folded(const std::string& text) {
-    return Cli::Taken(g_utf8_casefold(text.c_str(), -1));
-}
-
 }  // namespace
 
 const PartSteps& StepsOf(Part part) {
@@ -85,7 +79,7 @@ const PartSteps& StepsOf(Part part) {
 }
 
 std::optional<Part> RequestOf(Step step) {
-    for (const Part part : {Part::TOKEN, Part::ACTIVATION, Part::APP, Part::DOWNLOAD}) {
+    for (const Part part : REQUESTS) {
         if (step == StepsOf(part).asking || step == StepsOf(part).last) {
             return part;
         }
@@ -155,9 +149,9 @@ std::string RequestsWords(const Story& story) {
 }
 
 void Narrow(Story& story, const std::string& device) {
-    const std::string wanted = Folded(device);
+    const std::string wanted = Cli::CaseFolded(device);
     const auto isOther = [&wanted](const Record& record) {
-        const std::string all = Folded(record.name + "\n" + record.address + "\n" + record.id);
+        const std::string all = Cli::CaseFolded(record.name + "\n" + record.address + "\n" + record.id);
         return all.find(wanted) == std::string::npos;
     };
     story.records.erase(std::remove_if(story.records.begin(), story.records.end(), isOther),

@@ -58,6 +58,8 @@ struct PartSteps {
 };
 const PartSteps& StepsOf(Part part);
 
+inline constexpr Part REQUESTS[] = {Part::TOKEN, Part::ACTIVATION, Part::APP, Part::DOWNLOAD};
+
 /** The request that is asked or answered in the step; nothing for other steps. */
 std::optional<Part> RequestOf(Step step);
 bool IsAnswer(Step step);
@@ -82,8 +84,12 @@ struct Chapter {
     std::string Text(About first, About last) const;
 };
 
-/** What is said in a chapter's WHETHER. */
+// What is said in the WHETHER of a request: of a token, of the other two that may be stored, of the download.
 inline constexpr char HOLDS[] = "stored and still valid";
+inline constexpr char NEW_TOKEN[] = "new";
+inline constexpr char REFRESHED_TOKEN[] = "refreshed";
+inline constexpr char ASKED[] = "asked for";
+inline constexpr char EVERYTHING[] = "of everything";
 
 struct Request {
     /** token, refresh, activation, app or download; "token or refresh" where the log does not tell which */

@@ -40,10 +40,6 @@ struct KnownLine {
     }
 };
 
-/** Where a token that is not stored comes from, as a chapter says it. */
-inline constexpr char NEW_TOKEN[] = "new";
-inline constexpr char REFRESHED_TOKEN[] = "refreshed";
-
 const std::vector<KnownLine>& KnownLines();
 
 /** The one that fits: of those for its place, else of those for any, the longest; null for none. */
