@@ -40,10 +40,7 @@ Json::Value ToJson(const Fault& fault) {
     value["skip"] = Json::Int64(fault.skip);
     value["times"] = Json::Int64(fault.times);
     value["status"] = fault.status;
-    value["headers"] = Json::arrayValue;
-    for (const auto& line : fault.headers) {
-        value["headers"].append(line);
-    }
+    value["headers"] = Cli::JsonArray(fault.headers);
     return value;
 }
 

@@ -202,7 +202,7 @@ void Users::Save(const std::string& login, const Json::Value& document) const {
 Selection SelectRecords(const Folder& folder, const std::string& login,
                         std::optional<std::int64_t> changedAfter, std::int64_t now) {
     const auto text = Files::ReadIfThere(folder.RecordsFile(login));
-    const std::string name = "users/" + FileNameOfLogin(login) + ".json";
+    const std::string name = "users/" + FileNameOfLogin(login) + SUFFIX;
     const Json::Value document = ParseUserFile(text.value_or(R"({"records":[]})"), name);
     const Json::Value& records = document[CDeviceInfo::RECORDS];
     Json::Value ledger = LoadLedger(folder.LedgerFile(login));
