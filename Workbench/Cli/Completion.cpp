@@ -1,5 +1,6 @@
 #include "Cli/Completion.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 
 #include "Cli/Text.h"
@@ -38,47 +39,57 @@ std::string Replaced(std::string text, const std::string& mark, const std::strin
     return text;
 }
 
-/** The one of this name; null when there is none. */
-template <typename Word>
-const Word* Find(const std::vector<Word>& words, const std::string& name) {
-    const auto found =
-        std::find_if(words.begin(), words.end(), [&name](const Word& word) { return word.name == name; });
-    return found == words.end() ? nullptr : &*found;
+/** A line with a tab and the meaning, of what begins as what was typed. */
+std::string Offer(const std::string& name, const std::string& meaning, const std::string& typed) {
+    return StartsWith(name, typed) ? name + "\t" + Replaced(meaning, "\n", " ") + "\n" : "";
 }
 
-/** The command that the words lead to; null where the last one is an option that awaits its value. */
-const CommandWord* Follow(const CommandWord* command, const std::vector<std::string>& words) {
-    for (auto word = words.begin(); word != words.end(); ++word) {
-        const OptionWord* option = Find(command->options, *word);
-        if (option != nullptr && option->takesValue && ++word == words.end()) {
-            return nullptr;
-        }
-        const CommandWord* next = option == nullptr ? Find(command->commands, *word) : nullptr;
-        command = next != nullptr ? next : command;
-    }
-    return command;
-}
-
-/** A line for each of those that begin as what was typed. */
-template <typename Word>
-std::string Offer(const std::vector<Word>& words, const std::string& typed) {
+std::string OfferOptions(const CLI::App& app, const std::string& typed, bool onlyWithValue) {
     std::string lines;
-    for (const Word& word : words) {
-        lines +=
-            StartsWith(word.name, typed) ? word.name + "\t" + Replaced(word.meaning, "\n", " ") + "\n" : "";
+    for (const CLI::Option* option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            const bool isLeftOut = onlyWithValue && option->get_items_expected() == 0;
+            lines += isLeftOut ? "" : Offer("--" + name, option->get_description(), typed);
+        }
     }
     return lines;
 }
 
+bool AwaitsValue(const CLI::App& app, const std::string& word) {
+    const CLI::Option* option = StartsWith(word, "-") ? app.get_option_no_throw(word) : nullptr;
+    return option != nullptr && option->get_items_expected() > 0;
+}
+
+std::vector<const CLI::App*> Below(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App* /*any*/) { return true; });
+}
+
 }  // namespace
 
-std::string Complete(const CommandWord& tool, std::vector<std::string> words) {
+std::string Complete(const CLI::App& tool, std::vector<std::string> words) {
     const std::string typed = words.empty() ? "" : words.back();
     words.resize(std::max<std::size_t>(words.size(), 1) - 1);
-    const CommandWord* command = Follow(&tool, words);
-    return command == nullptr       ? ""
-           : StartsWith(typed, "-") ? Offer(command->options, typed)
-                                    : Offer(command->commands, typed);
+    const CLI::App* command = &tool;
+    bool isValue = false;
+    for (const std::string& word : words) {
+        const CLI::App& last = *command;
+        for (const CLI::App* next : Below(last)) {
+            command = !isValue && next->check_name(word) ? next : command;
+        }
+        isValue = !isValue && (AwaitsValue(last, word) || AwaitsValue(tool, word));
+    }
+    if (isValue) {
+        return "";
+    }
+    if (StartsWith(typed, "-")) {
+        return OfferOptions(*command, typed, false) +
+               (command == &tool ? "" : OfferOptions(tool, typed, true));
+    }
+    std::string lines;
+    for (const CLI::App* next : Below(*command)) {
+        lines += Offer(next->get_name(), next->get_description(), typed);
+    }
+    return lines;
 }
 
 std::string CompletionScript(const std::string& tool, const std::string& shell) {

@@ -6,7 +6,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
-#include <iterator>
 #include <optional>
 
 #include "Cli/Completion.h"
@@ -49,26 +48,6 @@ void RefuseEmptyValues(int argc, char** argv) {
 const CLI::App& Selected(const CLI::App& tool) {
     const auto selected = tool.get_subcommands();
     return selected.empty() ? tool : Selected(*selected.back());
-}
-
-/** @param ofTool what a command takes from the tool */
-CommandWord WordsOf(const CLI::App& app, const std::vector<OptionWord>& ofTool) {
-    CommandWord command = {app.get_name(), app.get_description(), ofTool, {}};
-    for (const CLI::Option* option : app.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            command.options.push_back(
-                {"--" + name, option->get_description(), option->get_items_expected() > 0});
-        }
-    }
-    std::vector<OptionWord> below = ofTool;
-    if (app.get_parent() == nullptr) {
-        std::copy_if(command.options.begin(), command.options.end(), std::back_inserter(below),
-                     [](const OptionWord& option) { return option.takesValue; });
-    }
-    for (const CLI::App* next : app.get_subcommands(std::function<bool(const CLI::App*)>())) {
-        command.commands.push_back(WordsOf(*next, below));
-    }
-    return command;
 }
 
 std::string FullName(const CLI::App& command) {
@@ -204,7 +183,7 @@ int Tool::Run(int argc, char** argv) {
 
 int Tool::RunCommand(int argc, char** argv) {
     if (argc > 1 && std::string(argv[1]) == COMPLETE) {
-        std::cout << Complete(WordsOf(*m_app, {}), {argv + 2, argv + argc});
+        std::cout << Complete(*m_app, {argv + 2, argv + argc});
         return EXIT_FINE;
     }
     RefuseEmptyValues(argc, argv);
