@@ -9,8 +9,8 @@
 #include <optional>
 
 #include "Cli/Completion.h"
+#include "Cli/Display.h"
 #include "Cli/StateFolder.h"
-#include "Cli/Style.h"
 #include "Cli/Text.h"
 #include "Cli/Values.h"
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "Cli/Style.h"
+#include "Cli/Display.h"
 #include "Television/Stored.h"
 
 namespace Television {

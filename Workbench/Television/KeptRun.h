@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "Cli/Display.h"
 #include "Cli/FileLock.h"
-#include "Cli/Style.h"
 #include "Television/Log/Line.h"
 #include "Television/Log/Story.h"
 

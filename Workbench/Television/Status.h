@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "AuthData/CAccessToken.h"
-#include "Cli/Style.h"
+#include "Cli/Display.h"
 #include "Television/Cloud.h"
 #include "Television/KeptRun.h"
 #include "Television/Stored.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "Cli/Style.h"
+#include "Cli/Display.h"
 
 namespace Television {
 

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "Cli/Display.h"
 #include "Cli/Json.h"
-#include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cli/Tool.h"

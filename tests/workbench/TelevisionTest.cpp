@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "Cli/Style.h"
+#include "Cli/Display.h"
 #include "Files.h"
 #include "Television/Status.h"
 #include "Television/Why.h"

@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "AuthData/CDeviceInfo.h"
+#include "Cli/Display.h"
 #include "Cli/Json.h"
-#include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cli/Values.h"
 #include "Cloud/Commands/Commands.h"

@@ -15,8 +15,8 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Cli/Display.h"
 #include "Cli/Json.h"
-#include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cloud/Commands/Commands.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Cli/Style.h"
+#include "Cli/Display.h"
 #include "Cloud/State/Folder.h"
 
 namespace LocalCloud {

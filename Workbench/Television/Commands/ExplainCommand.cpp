@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "Cli/Display.h"
 #include "Cli/Json.h"
-#include "Cli/Style.h"
 #include "Cli/Text.h"
 #include "Cli/Values.h"
 #include "Files.h"

@@ -9,9 +9,9 @@
 #include <stdexcept>
 
 #include "CBtInfoSync.h"
+#include "Cli/Display.h"
 #include "Cli/FileLock.h"
 #include "Cli/Json.h"
-#include "Cli/Style.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Television/Cloud.h"

@@ -9,9 +9,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "Cli/Display.h"
 #include "Cli/Json.h"
-#include "Cli/Style.h"
-#include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Television/Commands/Commands.h"

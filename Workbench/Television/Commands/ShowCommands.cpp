@@ -10,9 +10,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "Cli/Display.h"
 #include "Cli/Json.h"
-#include "Cli/Style.h"
-#include "Cli/Table.h"
 #include "Cli/Text.h"
 #include "GateSite.h"
 #include "Television/Commands/Commands.h"

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Cli/Style.h"
+#include "Cli/Display.h"
 #include "Television/Log/Devices.h"
 
 namespace Log {

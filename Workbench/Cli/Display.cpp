@@ -1,7 +1,11 @@
-#include "Cli/Table.h"
+#include "Cli/Display.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <cstddef>
+#include <cstdlib>
+#include <limits>
 #include <string_view>
 #include <utility>
 
@@ -10,6 +14,18 @@
 namespace Cli {
 
 namespace {
+
+std::string Variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+constexpr std::size_t USUAL_WIDTH = 80;
+// On a narrower one, columns and indents leave no room: its own wrapping does better.
+constexpr std::size_t NARROWEST_TERMINAL = 40;
+
+/** In the order of Colour. */
+constexpr const char* CODES[] = {"", "\033[1m", "\033[2m", "\033[31m", "\033[32m", "\033[33m"};
 
 constexpr std::string_view GAP = "  ";
 // A column is not made narrower than this, so that it still says something.
@@ -31,6 +47,20 @@ void Fit(std::vector<std::size_t>& widths, std::size_t lineWidth) {
 }
 
 }  // namespace
+
+Style::Style(int fileDescriptor) : Style(false, std::numeric_limits<int>::max()) {
+    if (isatty(fileDescriptor) == 1) {
+        m_coloured = Variable("NO_COLOR").empty() && Variable("TERM") != "dumb";
+        struct winsize size = {};
+        const bool isKnown =
+            ioctl(fileDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col >= NARROWEST_TERMINAL;
+        m_width = isKnown ? size.ws_col : USUAL_WIDTH;
+    }
+}
+
+std::string Style::operator()(Colour colour, const std::string& text) const {
+    return m_coloured && colour != Colour::PLAIN ? CODES[static_cast<int>(colour)] + text + "\033[0m" : text;
+}
 
 Table::Table(std::vector<std::string> header) {
     m_rows.push_back(std::move(header));
