@@ -36,7 +36,22 @@ constexpr char SECRETS[] =
 #undef LENGTH
 #undef NAMES
 
+bool IsAbbreviated(std::string_view secret) {
+    static const Pattern abbreviated(R"(^.{0,16}\.\.\. \(\d+ characters?\)\s*$)");
+    return static_cast<bool>(abbreviated.Find(secret));
+}
+
 }  // namespace
+
+std::string Abbreviate(const std::string& secret) {
+    if (IsAbbreviated(secret)) {
+        return Escape(secret);
+    }
+    constexpr std::size_t SHOWN = 4;
+    // Of a short one, its first characters would be most of it.
+    const std::string start = secret.size() >= 4 * SHOWN ? Escape(secret.substr(0, SHOWN)) : "";
+    return start + "... (" + Count(secret.size(), "character") + ")";
+}
 
 Masker::Masker(std::vector<std::string> stored) : m_stored(std::move(stored)) {
     const auto isShort = [](const std::string& secret) { return secret.size() < SHORTEST_STORED; };

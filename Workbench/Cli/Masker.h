@@ -7,6 +7,10 @@
 
 namespace Cli {
 
+/** The first characters of a secret and its length, enough to tell two apart; one that is that already stays.
+ */
+std::string Abbreviate(const std::string& secret);
+
 /**
  * One rule: masked is the value of a name that secrets have, in JSON, XML, a form, a header line or the
  * service's "key : NAME. value : VALUE", and every stored secret wherever it stands. What is masked already

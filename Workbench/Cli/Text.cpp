@@ -2,8 +2,11 @@
 
 #include <glib.h>
 
-#include <cstring>
+#include <algorithm>
+#include <map>
+#include <numeric>
 #include <sstream>
+#include <utility>
 
 #include "Cli/Pattern.h"
 
@@ -22,34 +25,25 @@ bool IsHarmless(gunichar c) {
     return c >= 0x20U && (c < 0x7FU || c >= 0xA0U) && !reorders && !endsLine && !isByteOrderMark;
 }
 
-/** Of a byte that is no UTF-8, or of a character. */
+/** @param c a character, or a byte that is no UTF-8 */
 std::string EscapeCode(gunichar c) {
-    return Taken(c < 0x100U ? g_strdup_printf("\\x%02x", c) : g_strdup_printf("\\u%04x", c));
+    return c == '\n'   ? "\\n"
+           : c == '\r' ? "\\r"
+           : c == '\t' ? "\\t"
+                       : Taken(g_strdup_printf(c < 0x100U ? "\\x%02x" : "\\u%04x", c));
 }
 
-std::string EscapeCharacter(gunichar c) {
-    return c == '\n' ? "\\n" : c == '\r' ? "\\r" : c == '\t' ? "\\t" : EscapeCode(c);
-}
-
-/** Escapes all but what is harmless and these characters. */
-std::string EscapeBut(const std::string& text, const char* kept) {
+std::string EscapeAll(const std::string& text, bool butLines) {
     std::string shown;
-    const char* at = text.data();
-    const char* const end = at + text.size();
-    while (at < end) {
+    const char* next = nullptr;
+    for (const char *at = text.data(), *end = at + text.size(); at < end; at = next) {
         const gunichar c = *at == '\0' ? 0 : g_utf8_get_char_validated(at, end - at);
-        if (c >= INVALID) {
-            shown += EscapeCode(static_cast<unsigned char>(*at));
-            ++at;
-            continue;
-        }
-        const char* const next = g_utf8_next_char(at);
-        if (IsHarmless(c) || (c < 0x80U && c != 0 && std::strchr(kept, static_cast<int>(c)) != nullptr)) {
+        next = c < INVALID ? g_utf8_next_char(at) : at + 1;
+        if (c < INVALID && (IsHarmless(c) || (butLines && (c == '\n' || c == '\t')))) {
             shown.append(at, next);
         } else {
-            shown += EscapeCharacter(c);
+            shown += EscapeCode(c < INVALID ? c : static_cast<unsigned char>(*at));
         }
-        at = next;
     }
     return shown;
 }
@@ -64,14 +58,29 @@ std::vector<std::string> Characters(const std::string& text) {
     return characters;
 }
 
+/** How many characters must be put in, taken out or replaced. */
+std::size_t Distance(const std::string& from, const std::string& to) {
+    std::vector<std::size_t> row(to.size() + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (std::size_t i = 0; i < from.size(); ++i) {
+        std::size_t diagonal = std::exchange(row[0], i + 1);
+        for (std::size_t j = 0; j < to.size(); ++j) {
+            const std::size_t replaced = diagonal + (from[i] == to[j] ? 0 : 1);
+            diagonal = row[j + 1];
+            row[j + 1] = std::min({row[j] + 1, row[j + 1] + 1, replaced});
+        }
+    }
+    return row.back();
+}
+
 }  // namespace
 
 std::string Escape(const std::string& text) {
-    return EscapeBut(text, "");
+    return EscapeAll(text, false);
 }
 
 std::string EscapeLines(const std::string& text) {
-    return EscapeBut(text, "\n\t");
+    return EscapeAll(text, true);
 }
 
 std::string OneLine(std::string lines) {
@@ -156,19 +165,41 @@ std::string Count(std::uint64_t number, const std::string& noun) {
     return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
-bool IsAbbreviated(std::string_view secret) {
-    static const Pattern abbreviated(R"(^.{0,16}\.\.\. \(\d+ characters?\)\s*$)");
-    return static_cast<bool>(abbreviated.Find(secret));
+std::string IsNotEmpty(const std::string& value) {
+    return value.empty() ? "it is empty" : "";
 }
 
-std::string Abbreviate(const std::string& secret) {
-    if (IsAbbreviated(secret)) {
-        return Escape(secret);
+std::string IsBluetoothAddress(const std::string& value) {
+    static const Pattern address("^(?:[[:xdigit:]]{2}:){5}[[:xdigit:]]{2}\\z");
+    const auto fits = address.Find(value);
+    return fits ? "" : "\"" + value + "\" is no Bluetooth address, such as AA:BB:CC:00:11:22";
+}
+
+std::string IsUtf8(const std::string& value) {
+    const bool fits = g_utf8_validate(value.data(), static_cast<gssize>(value.size()), nullptr) != FALSE;
+    return fits ? "" : "it is not UTF-8";
+}
+
+std::string Nearest(const std::string& misspelt, const std::vector<std::string>& words) {
+    constexpr std::size_t MOST_SHOWN = 3;
+    // Beyond this length a word is no misspelling, and the comparison takes its square.
+    constexpr std::size_t LONGEST = 40;
+    std::multimap<std::size_t, std::string> near;
+    for (const std::string& word : words) {
+        const std::size_t distance = misspelt.size() > LONGEST ? word.size() : Distance(misspelt, word);
+        const bool isBeginning = !misspelt.empty() && StartsWith(word, misspelt);
+        if (isBeginning ||
+            (distance <= std::max<std::size_t>(1, word.size() / 3) && distance < word.size())) {
+            near.emplace(distance, word);
+        }
     }
-    constexpr std::size_t SHOWN = 4;
-    // Of a short one, its first characters would be most of it.
-    const std::string start = secret.size() >= 4 * SHOWN ? Escape(secret.substr(0, SHOWN)) : "";
-    return start + "... (" + Count(secret.size(), "character") + ")";
+    std::vector<std::string> shown;
+    for (const auto& [distance, word] : near) {
+        if (shown.size() < MOST_SHOWN) {
+            shown.push_back(word);
+        }
+    }
+    return shown.empty() ? "" : "; nearest: " + Join(shown, ", ");
 }
 
 }  // namespace Cli

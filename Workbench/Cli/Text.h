@@ -56,9 +56,16 @@ std::string Join(const std::vector<std::string>& parts, const std::string& separ
 /** "1 device", "2 devices". */
 std::string Count(std::uint64_t number, const std::string& noun);
 
-/** The first characters of a secret and its length, enough to tell two apart; one that is that already stays.
- */
-std::string Abbreviate(const std::string& secret);
-bool IsAbbreviated(std::string_view secret);
+// What the values of options and operands may be: what is wrong, or nothing.
+
+std::string IsNotEmpty(const std::string& value);
+
+/** Six pairs of hexadecimal digits. */
+std::string IsBluetoothAddress(const std::string& value);
+
+std::string IsUtf8(const std::string& value);
+
+/** "; nearest: status, stop" with the words that a misspelt one may stand for; empty when none is near. */
+std::string Nearest(const std::string& misspelt, const std::vector<std::string>& words);
 
 }  // namespace Cli

@@ -12,7 +12,6 @@
 #include "Cli/Display.h"
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
-#include "Cli/Values.h"
 
 namespace Cli {
 
@@ -29,11 +28,7 @@ std::string Beside(const std::string& help) {
 
 /** @throws UsageError for "--option=", which the library would give the next word */
 void RefuseEmptyValues(int argc, char** argv) {
-    const std::vector<std::string> words(argv + 1, argv + argc);
-    for (const std::string& word : words) {
-        if (word == "--") {
-            return;
-        }
+    for (const std::string& word : std::vector<std::string>(argv, argv + argc)) {
         if (StartsWith(word, "--") && word.find('=') == word.size() - 1) {
             throw UsageError(word.substr(0, word.size() - 1) + ": it is empty");
         }

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "Cli/FileLock.h"
+#include "Cli/StateFolder.h"
 #include "TvIni.h"
 
 namespace Television {

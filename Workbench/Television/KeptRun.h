@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Cli/Display.h"
-#include "Cli/FileLock.h"
+#include "Cli/StateFolder.h"
 #include "Television/Log/Line.h"
 #include "Television/Log/Story.h"
 

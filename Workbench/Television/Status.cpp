@@ -12,6 +12,7 @@
 #include "AuthData/CServiceActivationInfo.h"
 #include "CSsoManager.h"
 #include "Cli/Json.h"
+#include "Cli/Masker.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "TvFolder.h"

@@ -11,7 +11,6 @@
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Cli/Values.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/Devices.h"
 #include "Television/Status.h"

@@ -9,10 +9,10 @@
 
 #include "Cli/Display.h"
 #include "Cli/Json.h"
+#include "Cli/Masker.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cli/Tool.h"
-#include "Cli/Values.h"
 
 namespace {
 

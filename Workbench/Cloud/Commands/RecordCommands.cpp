@@ -9,7 +9,6 @@
 #include "Cli/Display.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Cli/Values.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/State/Crypto.h"
 #include "Cloud/State/Users.h"

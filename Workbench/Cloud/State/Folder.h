@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "Cli/FileLock.h"
+#include "Cli/StateFolder.h"
 
 namespace LocalCloud {
 

@@ -11,7 +11,6 @@
 #include "Cli/Display.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Commands/Commands.h"
 #include "Television/Log/Message.h"

@@ -10,8 +10,8 @@
 
 #include "CBtInfoSync.h"
 #include "Cli/Display.h"
-#include "Cli/FileLock.h"
 #include "Cli/Json.h"
+#include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Television/Cloud.h"

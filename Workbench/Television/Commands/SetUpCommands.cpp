@@ -7,7 +7,6 @@
 #include <stdexcept>
 
 #include "Cli/Text.h"
-#include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"

@@ -4,7 +4,6 @@
 #include <iostream>
 
 #include "Cli/Text.h"
-#include "Cli/Values.h"
 #include "Files.h"
 #include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"

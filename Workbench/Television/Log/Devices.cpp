@@ -11,7 +11,6 @@
 #include "Cli/Json.h"
 #include "Cli/Pattern.h"
 #include "Cli/Text.h"
-#include "Cli/Values.h"
 #include "Util/CommonUtil.h"
 #include "Util/JsonUtil.h"
 
