@@ -1,5 +1,7 @@
 #include "Cli/Masker.h"
 
+#include <json/writer.h>
+
 #include <algorithm>
 #include <map>
 #include <utility>
@@ -56,6 +58,16 @@ std::string Abbreviate(const std::string& secret) {
 Masker::Masker(std::vector<std::string> stored) : m_stored(std::move(stored)) {
     const auto isShort = [](const std::string& secret) { return secret.size() < SHORTEST_STORED; };
     m_stored.erase(std::remove_if(m_stored.begin(), m_stored.end(), isShort), m_stored.end());
+}
+
+std::string Masker::FindStored(const std::string& text) const {
+    const auto isIn = [&text](const std::string& secret) {
+        const std::string quoted = Json::valueToQuotedString(secret.c_str());
+        return text.find(secret) != std::string::npos ||
+               text.find(quoted.substr(1, quoted.size() - 2)) != std::string::npos;
+    };
+    const auto found = std::find_if(m_stored.begin(), m_stored.end(), isIn);
+    return found == m_stored.end() ? "" : *found;
 }
 
 std::string Masker::Mask(std::string_view message) const {

@@ -24,6 +24,9 @@ public:
     /** @param message a whole one: of a log the lines that belong together, put together again */
     std::string Mask(std::string_view message) const;
 
+    /** A stored secret that stands in the text all the same, maybe as JSON escapes it; empty for none. */
+    std::string FindStored(const std::string& text) const;
+
 private:
     std::vector<std::string> m_stored;
 };

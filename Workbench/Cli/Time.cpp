@@ -54,17 +54,6 @@ std::string DateTime(std::int64_t time) {
     return local ? Taken(g_date_time_format(local.get(), "%F %T")) : "";
 }
 
-std::string TimeWords(std::int64_t time, std::int64_t now) {
-    constexpr std::size_t DATE = sizeof("2026-11-24") - 1;
-    constexpr std::size_t MINUTES = sizeof(" 14:02") - 1;
-    const std::string text = DateTime(time);
-    if (text.empty()) {
-        return "a time that no calendar has";
-    }
-    const bool isToday = text.substr(0, DATE) == DateTime(now).substr(0, DATE);
-    return isToday ? text.substr(DATE + 1, MINUTES - 1) : text.substr(0, DATE + MINUTES);
-}
-
 std::string DurationText(double seconds) {
     constexpr double SHOWN_EXACTLY = 10;
     const double length = std::abs(seconds);

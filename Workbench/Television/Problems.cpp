@@ -73,7 +73,7 @@ std::string ProblemOfClock(const std::vector<fs::path>& paths, std::int64_t now)
 std::vector<Problem> FindProblems(std::int64_t now) {
     std::vector<Problem> problems;
     for (const TvProblem& problem : CheckIni()) {
-        problems.push_back({"tv.ini", problem.words, false, problem.line});
+        problems.push_back({"tv.ini, line " + std::to_string(problem.line), problem.words});
     }
     const std::vector<fs::path> paths = TelevisionPaths();
     for (const fs::path& path : paths) {

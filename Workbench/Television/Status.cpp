@@ -4,12 +4,15 @@
 
 #include <exception>
 #include <map>
-#include <set>
+#include <utility>
 
 #include "AdapterDevices.h"
+#include "AuthData/CAccessToken.h"
+#include "AuthData/CAuthCode.h"
 #include "AuthData/CDeviceInfo.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
+#include "CBtInfoSync.h"
 #include "CSsoManager.h"
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
@@ -30,126 +33,91 @@ using Kind = State::Kind;
 
 constexpr std::int64_t MILLISECONDS = 1000;
 
-struct Stored {
-    Document tokens = ReadKey(InfoSyncUtil::ALIAS_ACCESS_TOKEN);
-    Document activation = ReadKey(InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO);
-    Document appToken = ReadKey(InfoSyncUtil::ALIAS_JWT);
-    RecordStore records = ReadRecords();
-};
+/** The documents of tokens and the activation, by their aliases. */
+using Documents = std::map<std::string, Document>;
 
-/** What is kept in a user's entry, and for how long. */
-class Entry {
-public:
-    Entry(const Document& document, const std::string& user)
-        : m_value(InfoSyncUtil::ObjectMember(document.value, user)), m_state(document.state) {
-        if (m_state.kind == Kind::STORED && !m_value.isObject()) {
-            m_state = document.value.isMember(user) ? State{Kind::DAMAGED, "the user's entry is no object"}
-                                                    : State{};
-        }
+/**
+ * Of a user's entry, how long it holds.
+ * @param member what the service sends of it
+ * @param isValid as the service has it
+ * @param secondsLeft by the entry
+ */
+State Until(const Document& document, const std::string& user, const char* member, bool isValid,
+            std::int64_t secondsLeft) {
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
+    if (document.state.kind != Kind::STORED || !document.value.isMember(user)) {
+        return document.state.IsReadable() ? State() : document.state;
     }
-
-    std::int64_t Number(const char* member) const {
-        return InfoSyncUtil::ToInt64(m_value[member]);
+    const std::string text = Cli::TextMember(entry, member);
+    if (!entry.isObject() || (text.empty() && entry.isMember(member))) {
+        return {Kind::DAMAGED, "the user's entry is no object, or no text is in it"};
     }
-
-    /** @param isValid as the service has it @param secondsLeft by the entry */
-    State Until(bool isValid, std::int64_t secondsLeft, const std::string& detail) const {
-        return m_state.kind == Kind::STORED
-                   ? State{isValid ? Kind::VALID : Kind::EXPIRED, "", secondsLeft, detail}
-                   : m_state;
-    }
-
-    State OAuthToken(const char* member, const char* lifetime, bool isExpired, std::int64_t now) const {
-        const std::string token = Cli::TextMember(m_value, member);
-        if (m_state.kind == Kind::STORED && token.empty()) {
-            return m_value.isMember(member) ? State{Kind::DAMAGED, "the token is no text"} : State{};
-        }
-        const std::int64_t end = Cli::Sum(Number(CAccessToken::ISSUED_TIME), Number(lifetime));
-        return Until(!isExpired, Cli::Difference(end, now), Cli::Abbreviate(token));
-    }
-
-    std::string Text(const char* member) const {
-        return Cli::TextMember(m_value, member);
-    }
-
-private:
-    const Json::Value& m_value;
-    State m_state;
-};
-
-void ReadTokens(const Stored& stored, UserStatus& user, std::int64_t now) {
-    CAccessToken token = TokensOf(user.user);
-    const Entry tokens(stored.tokens, user.user);
-    user.accessToken = tokens.OAuthToken(CAccessToken::ACCESS_TOKEN, CAccessToken::ACCESS_TOKEN_LIFETIME,
-                                         token.IsTokenExpired(), now);
-    user.refreshToken = tokens.OAuthToken(CAccessToken::REFRESH_TOKEN, CAccessToken::REFRESH_TOKEN_LIFETIME,
-                                          token.IsRefreshTokenExpired(), now);
-
-    CServiceActivationInfo activation;
-    activation.Init(user.user);
-    const Entry activated(stored.activation, user.user);
-    const std::int64_t activeUntil = activated.Number(CServiceActivationInfo::EXPIRE_TIME) / MILLISECONDS;
-    user.activation = activated.Until(activation.IsValid(), Cli::Difference(activeUntil, now),
-                                      activated.Text(CServiceActivationInfo::DEVICE_ID));
-
-    CJsonWebToken appToken;
-    appToken.Init(user.user);
-    const Entry app(stored.appToken, user.user);
-    user.appToken =
-        app.Until(appToken.IsValid(), Cli::Difference(app.Number(CJsonWebToken::EXPIRE_TIME), now),
-                  Cli::Abbreviate(app.Text(CJsonWebToken::TOKEN)));
+    return text.empty()
+               ? State()
+               : State{isValid ? Kind::VALID : Kind::EXPIRED, "", secondsLeft, Cli::Abbreviate(text)};
 }
 
-void ReadRecordCount(const RecordStore& store, UserStatus& user) {
-    const auto entry = store.users.find(user.user);
-    if (entry == store.users.end()) {
-        user.records = store.state.IsReadable() ? State{} : store.state;
-        return;
+void ReadTokens(const Document& document, UserStatus& user, std::int64_t now) {
+    using Token = CAccessToken;
+    Token token;
+    token.Init(user.user);
+    try {
+        token.ReadFromSecureStorage();
+    } catch (const std::exception&) {
+        // As the service has it: what cannot be read is no token.
     }
-    const UserRecords& records = entry->second;
-    user.records = {records.problem.empty() ? Kind::STORED : Kind::DAMAGED, records.problem};
-    user.recordCount = records.records.size();
-    user.mark = records.mark;
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user.user);
+    const auto left = [&entry, now](const char* lifetime) {
+        const std::int64_t issued = InfoSyncUtil::ToInt64(entry[Token::ISSUED_TIME]);
+        return Cli::Difference(Cli::Sum(issued, InfoSyncUtil::ToInt64(entry[lifetime])), now);
+    };
+    user.accessToken = Until(document, user.user, Token::ACCESS_TOKEN, !token.IsTokenExpired(),
+                             left(Token::ACCESS_TOKEN_LIFETIME));
+    user.refreshToken = Until(document, user.user, Token::REFRESH_TOKEN, !token.IsRefreshTokenExpired(),
+                              left(Token::REFRESH_TOKEN_LIFETIME));
 }
 
-std::vector<UserStatus> ReadUsers(const Stored& stored, const std::string& signedIn, std::int64_t now) {
-    std::set<std::string> names;
-    for (const Document* document : {&stored.tokens, &stored.activation, &stored.appToken}) {
-        const std::vector<std::string> members = document->value.getMemberNames();
-        names.insert(members.begin(), members.end());
+/** @param unit of the time in the entry, in seconds @param member what the service sends of it */
+template <typename Kept>
+State ReadKept(const Document& document, const std::string& user, const char* member, std::int64_t perSecond,
+               std::int64_t now) {
+    Kept kept;
+    kept.Init(user);
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
+    const std::int64_t end = InfoSyncUtil::ToInt64(entry[Kept::EXPIRE_TIME]) / perSecond;
+    return Until(document, user, member, kept.IsValid(), Cli::Difference(end, now));
+}
+
+std::vector<UserStatus> ReadUsers(Documents& documents, const RecordStore& records,
+                                  const std::string& signedIn, std::int64_t now) {
+    std::map<std::string, UserStatus> users;
+    for (const auto& [alias, document] : documents) {
+        for (const std::string& name : document.value.getMemberNames()) {
+            users[name] = {};
+        }
     }
-    for (const auto& [name, records] : stored.records.users) {
-        names.insert(name);
+    for (const auto& [name, of] : records.users) {
+        users[name].records = of;
     }
     if (!signedIn.empty()) {
-        names.insert(signedIn);
+        users[signedIn];
     }
-    std::vector<UserStatus> users;
-    for (const std::string& name : names) {
-        UserStatus user = {name, name == signedIn};
-        ReadTokens(stored, user, now);
-        ReadRecordCount(stored.records, user);
-        users.push_back(std::move(user));
-    }
-    return users;
-}
-
-void AddUnreadable(const Stored& stored, const Status& status, std::vector<Problem>& problems) {
-    const std::pair<const char*, const State&> states[] = {
-        {InfoSyncUtil::ALIAS_ACCESS_TOKEN, stored.tokens.state},
-        {InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, stored.activation.state},
-        {InfoSyncUtil::ALIAS_JWT, stored.appToken.state},
-        {InfoSyncUtil::ALIAS_RECORDS, stored.records.state},
-        {InfoSyncUtil::ALIAS_AUTH_CODE, status.authCode},
-        {"devices", status.devices}};
-    for (const auto& [name, state] : states) {
-        if (!state.IsReadable()) {
-            problems.push_back({name, state.Complaint(), state.kind == Kind::FORBIDDEN});
+    std::vector<UserStatus> list;
+    list.reserve(users.size());
+    for (auto& [name, user] : users) {
+        user.user = name;
+        ReadTokens(documents[InfoSyncUtil::ALIAS_ACCESS_TOKEN], user, now);
+        user.activation =
+            ReadKept<CServiceActivationInfo>(documents[InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO], name,
+                                             CServiceActivationInfo::DEVICE_ID, MILLISECONDS, now);
+        user.appToken =
+            ReadKept<CJsonWebToken>(documents[InfoSyncUtil::ALIAS_JWT], name, CJsonWebToken::TOKEN, 1, now);
+        if (!records.state.IsReadable()) {
+            user.records.state = records.state;
         }
+        list.push_back(std::move(user));
     }
-    if (status.lastRun && status.lastRun->number == 0) {  // not even the folder can be read
-        problems.push_back({"runs", Cli::Join(status.lastRun->story.reason, "; "), true});
-    }
+    return list;
 }
 
 std::vector<BluetoothDevice> ReadBluetooth(const RecordStore& store) {
@@ -169,6 +137,67 @@ std::vector<BluetoothDevice> ReadBluetooth(const RecordStore& store) {
     return devices;
 }
 
+/** What the stored sign-in document lacks for a refresh; empty for nothing. */
+std::string WhyNoRefresh() {
+    CAuthCode code;
+    try {
+        code.Init();
+        code.GetKapAuthDomain();
+        code.GetKapApiDomain();
+        return "";
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
+/** By the service's questions in their order. */
+Plan PlanFor(const UserStatus& user) {
+    Plan plan;
+    const auto ask = [&plan](const char* request, const std::string& why) {
+        plan.requests.emplace_back(request);
+        plan.words += (plan.words.empty() ? "" : ", ") + plan.requests.back() + " (" + why + ")";
+    };
+    const bool hasToken = user.accessToken.kind == Kind::VALID || user.accessToken.kind == Kind::EXPIRED;
+    if (!hasToken) {
+        ask("token", "access token: " + user.accessToken.Words());
+    } else if (user.refreshToken.kind != Kind::VALID) {
+        ask("token", "refresh token: " + user.refreshToken.Words());
+    } else if (user.accessToken.kind == Kind::EXPIRED) {
+        const std::string problem = WhyNoRefresh();
+        if (!problem.empty()) {
+            return {{},
+                    "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
+                    "cannot be used (" +
+                        problem + "). A new one comes when the refresh token has run out, in " +
+                        Cli::DurationText(user.refreshToken.secondsLeft) +
+                        ", or after infosync-tv factory-reset"};
+        }
+        ask("refresh", "access token: " + user.accessToken.Words());
+    }
+    if (user.activation.kind != Kind::VALID) {
+        ask("activation", user.activation.Words());
+    }
+    if (user.appToken.kind != Kind::VALID) {
+        ask("app", user.appToken.Words());
+    }
+    ask("download",
+        user.records.mark >= 1 ? "from mark " + std::to_string(user.records.mark) : "all records: no mark");
+    return plan;
+}
+
+Plan PlanNextRun(const Status& status) {
+    if (status.loginId.empty()) {
+        const std::string wait = Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS});
+        return {{}, "nothing: nobody is signed in; it waits " + wait + " for that, then ends"};
+    }
+    for (const UserStatus& user : status.users) {
+        if (user.user == status.loginId && !status.isFactoryResetRequested) {
+            return PlanFor(user);
+        }
+    }
+    return PlanFor({});  // after a factory reset nothing is stored
+}
+
 }  // namespace
 
 std::string SignedInUser() {
@@ -176,35 +205,37 @@ std::string SignedInUser() {
     return CSsoManager().IsLoggedIn() ? ini->Text(TvKeys::LOGIN_ID).value_or("") : "";
 }
 
-CAccessToken TokensOf(const std::string& user) {
-    CAccessToken tokens;
-    tokens.Init(user);
-    try {
-        tokens.ReadFromSecureStorage();
-    } catch (const std::exception&) {
-        // As the service has it: what cannot be read is no token.
-    }
-    return tokens;
-}
-
 Status ReadStatus(std::int64_t now) {
-    const Stored stored;
-    const DeviceList devices = ReadDeviceList();
+    Documents documents;
+    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO,
+                              InfoSyncUtil::ALIAS_JWT}) {
+        documents[alias] = ReadKey(alias);
+    }
+    const RecordStore records = ReadRecords();
     Status status;
     status.folder = TvFolder::Path();
     status.isSignedIn = CSsoManager().IsLoggedIn();
     status.loginId = SignedInUser();
-    status.users = ReadUsers(stored, status.loginId, now);
-    status.devices = devices.state;
-    status.deviceCount = devices.devices.size();
-    status.authCode = ReadAuthCode().state;
+    status.users = ReadUsers(documents, records, status.loginId, now);
+    status.devices = ReadDeviceList();
     status.isFactoryResetRequested = InfoSyncUtil::GetFactoryResetFlag() == 1;
-    status.bluetooth = ReadBluetooth(stored.records);
+    status.bluetooth = ReadBluetooth(records);
     status.cloud = Cloud::Find();
     status.lastRun = ReadNewestRun();
-    status.nextRun = PlanNextRun(status, now);
+    status.nextRun = PlanNextRun(status);
     status.problems = FindProblems(now);
-    AddUnreadable(stored, status, status.problems);
+    documents[InfoSyncUtil::ALIAS_RECORDS].state = records.state;
+    documents[InfoSyncUtil::ALIAS_AUTH_CODE] = ReadAuthCode();
+    documents["devices"].state = status.devices.state;
+    for (const auto& [name, document] : documents) {
+        if (!document.state.IsReadable()) {
+            status.problems.push_back(
+                {name, document.state.Complaint(), document.state.kind == Kind::FORBIDDEN});
+        }
+    }
+    if (status.lastRun && status.lastRun->number == 0) {  // not even the folder can be read
+        status.problems.push_back({"runs", Cli::Join(status.lastRun->story.reason, "; "), true});
+    }
     return status;
 }
 

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <utility>
+
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
@@ -12,35 +15,22 @@ using Kind = State::Kind;
 
 constexpr std::size_t LABEL_WIDTH = 21;
 
-/** What runs out of what is kept for a user. */
-struct UserRow {
-    const char* label;
-    const char* member;
-    State UserStatus::*state;
-    /** The member for what tells one from another, and what stands before that in the text. */
-    const char* detail;
-    const char* prefix;
-};
-constexpr UserRow USER_ROWS[] = {
-    {"access token", "access_token", &UserStatus::accessToken, "token", ""},
-    {"refresh token", "refresh_token", &UserStatus::refreshToken, "token", ""},
-    {"activation", "activation", &UserStatus::activation, "device_id", "device id "},
-    {"application token", "application_token", &UserStatus::appToken, "token", ""}};
+/** What runs out of what is kept for a user; in JSON with _ for blanks. */
+constexpr std::pair<const char*, State UserStatus::*> USER_ROWS[] = {
+    {"access token", &UserStatus::accessToken},
+    {"refresh token", &UserStatus::refreshToken},
+    {"activation", &UserStatus::activation},
+    {"application token", &UserStatus::appToken}};
 
-const char* NameOf(Kind kind) {
-    constexpr const char* NAMES[] = {"none", "stored", "valid", "expired", "damaged", "forbidden"};
-    return NAMES[static_cast<int>(kind)];
-}
-
-Json::Value StateJson(const State& state, const char* detail = "") {
+Json::Value StateJson(const State& state) {
     Json::Value json;
-    json["state"] = NameOf(state.kind);
+    json["state"] = state.Name();
     if (!state.problem.empty()) {
         json["problem"] = state.problem;
     }
     if (state.kind == Kind::VALID || state.kind == Kind::EXPIRED) {
         json["seconds_left"] = Json::Int64{state.secondsLeft};
-        json[detail] = state.detail;
+        json["begins"] = state.detail;
     }
     return json;
 }
@@ -48,20 +38,14 @@ Json::Value StateJson(const State& state, const char* detail = "") {
 Json::Value UserJson(const UserStatus& user) {
     Json::Value json;
     json["user"] = user.user;
-    json["signed_in"] = user.isSignedIn;
-    for (const UserRow& row : USER_ROWS) {
-        json[row.member] = StateJson(user.*row.state, row.detail);
+    for (const auto& [label, state] : USER_ROWS) {
+        std::string member = label;
+        std::replace(member.begin(), member.end(), ' ', '_');
+        json[member] = StateJson(user.*state);
     }
-    json["records"] = StateJson(user.records);
-    json["records"]["count"] = Json::UInt64{user.recordCount};
-    json["records"]["mark"] = Json::Int64{user.mark};
-    return json;
-}
-
-Json::Value RequestJson(const Plan::Request& request) {
-    Json::Value json;
-    json["request"] = request.name;
-    json["why"] = request.why;
+    json["records"] = StateJson(user.records.state);
+    json["records"]["count"] = Json::UInt64{user.records.records.size()};
+    json["records"]["mark"] = Json::Int64{user.records.mark};
     return json;
 }
 
@@ -77,9 +61,6 @@ Json::Value ProblemJson(const Problem& problem) {
     Json::Value json;
     json["subject"] = problem.subject;
     json["problem"] = problem.words;
-    if (problem.line != 0) {
-        json["line"] = Json::UInt64{problem.line};
-    }
     return json;
 }
 
@@ -87,32 +68,27 @@ std::string Row(const std::string& label, const std::string& text, const Cli::St
     return Cli::Pad(label, LABEL_WIDTH) + Cli::Wrap(text, LABEL_WIDTH, style.Width());
 }
 
-/** @param prefix stands before what tells one from another */
-std::string StateWords(const State& state, const Cli::Style& style, const std::string& prefix = "") {
-    const std::string duration = Cli::DurationText(state.secondsLeft);
-    const std::string detail =
-        state.detail.empty() ? "" : ", " + style(Colour::DIM, prefix + Cli::Escape(state.detail));
-    switch (state.kind) {
-        case Kind::VALID:
-            return style(Colour::GREEN, "valid") + ", " + duration + " left" + detail;
-        case Kind::EXPIRED:
-            return style(Colour::YELLOW, "ran out") + " " + duration + " ago" + detail;
-        default:  // why it is not readable is one of the problems
-            return style(state.IsReadable() ? Colour::PLAIN : Colour::RED, NameOf(state.kind));
-    }
+std::string StateText(const State& state, const Cli::Style& style) {
+    const Colour colour = state.kind == Kind::VALID     ? Colour::GREEN
+                          : state.kind == Kind::EXPIRED ? Colour::YELLOW
+                          : state.IsReadable()          ? Colour::PLAIN
+                                                        : Colour::RED;
+    const std::string detail = state.detail.empty() ? "" : ", " + style(Colour::DIM, state.detail);
+    return style(colour, state.Words()) + detail;
 }
 
-std::string UserText(const UserStatus& user, const Cli::Style& style) {
+std::string UserText(const UserStatus& user, bool isSignedIn, const Cli::Style& style) {
     std::string text =
-        "\n" + style(Colour::BOLD, Cli::Escape(user.user)) + (user.isSignedIn ? " (signed in)" : "") + "\n";
-    for (const UserRow& row : USER_ROWS) {
-        text += Row(std::string("  ") + row.label, StateWords(user.*row.state, style, row.prefix), style);
+        "\n" + style(Colour::BOLD, Cli::Escape(user.user)) + (isSignedIn ? " (signed in)" : "") + "\n";
+    for (const auto& [label, state] : USER_ROWS) {
+        text += Row(std::string("  ") + label, StateText(user.*state, style), style);
     }
-    const std::string mark = user.mark > 0 ? ", mark of the last run " + std::to_string(user.mark)
-                                           : ", no mark: the next run asks for all";
-    const std::string records = user.records.kind == Kind::STORED
-                                    ? Cli::Count(user.recordCount, "record") + mark
-                                    : StateWords(user.records, style);
+    const std::string mark = user.records.mark > 0
+                                 ? ", mark of the last run " + std::to_string(user.records.mark)
+                                 : ", no mark: the next run asks for all";
+    const std::string records = user.records.state.kind == Kind::STORED
+                                    ? Cli::Count(user.records.records.size(), "record") + mark
+                                    : StateText(user.records.state, style);
     return text + Row("  records", records, style);
 }
 
@@ -126,12 +102,6 @@ std::string BluetoothWords(const std::vector<BluetoothDevice>& devices, bool isP
     return Cli::Escape(Cli::Join(words, ", "));
 }
 
-std::string ProblemText(const Problem& problem, const Cli::Style& style) {
-    const std::string place = problem.line == 0 ? "" : ", line " + std::to_string(problem.line);
-    return style(Colour::RED, Cli::Escape(problem.subject + place + ": ")) +
-           Cli::Wrap(Cli::EscapeLines(problem.words), 4, style.Width());
-}
-
 }  // namespace
 
 Json::Value ToJson(const Status& status) {
@@ -140,16 +110,13 @@ Json::Value ToJson(const Status& status) {
     json["signed_in"] = status.isSignedIn;
     json["login_id"] = Cli::TextOrNull(status.loginId);
     json["users"] = Cli::JsonArray(status.users, &UserJson);
-    json["devices"] = StateJson(status.devices);
-    json["devices"]["count"] = Json::UInt64{status.deviceCount};
-    json["authorisation_code"] = StateJson(status.authCode);
+    json["devices"] = StateJson(status.devices.state);
+    json["devices"]["count"] = Json::UInt64{status.devices.devices.size()};
     json["factory_reset_requested"] = status.isFactoryResetRequested;
     json["bluetooth"] = Cli::JsonArray(status.bluetooth, &BluetoothJson);
-    json["cloud"]["folder"] = Cli::TextOrNull(status.cloud.folder);
-    json["cloud"]["port"] = status.cloud.port == 0 ? Json::Value() : Json::Value(status.cloud.port);
-    json["cloud"]["words"] = status.cloud.words;
+    json["cloud"] = status.cloud.words;
     json["last_run"] = status.lastRun ? status.lastRun->ToJson() : Json::Value();
-    json["next_run"]["requests"] = Cli::JsonArray(status.nextRun.requests, &RequestJson);
+    json["next_run"]["requests"] = Cli::JsonArray(status.nextRun.requests);
     json["next_run"]["words"] = status.nextRun.words;
     json["problems"] = Cli::JsonArray(status.problems, &ProblemJson);
     return json;
@@ -163,8 +130,9 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
         {"user", !status.isSignedIn       ? "nobody is signed in"
                  : status.loginId.empty() ? "signed in, without a login id"
                                           : Cli::Escape(status.loginId)},
-        {"device list", status.devices.kind == Kind::STORED ? Cli::Count(status.deviceCount, "device")
-                                                            : StateWords(status.devices, style)},
+        {"device list", status.devices.state.kind == Kind::STORED
+                            ? Cli::Count(status.devices.devices.size(), "device")
+                            : StateText(status.devices.state, style)},
         {"factory reset",
          status.isFactoryResetRequested ? style(Colour::YELLOW, "at the next run") : std::string()},
         {"paired", BluetoothWords(status.bluetooth, true)},
@@ -178,11 +146,12 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
         text += words.empty() ? "" : Row(label, words, style);
     }
     for (const UserStatus& user : status.users) {
-        text += UserText(user, style);
+        text += UserText(user, user.user == status.loginId, style);
     }
     text += status.problems.empty() ? "" : "\n";
     for (const Problem& problem : status.problems) {
-        text += ProblemText(problem, style);
+        text += style(Colour::RED, Cli::Escape(problem.subject) + ": ") +
+                Cli::Wrap(Cli::EscapeLines(problem.words), 4, style.Width());
     }
     return text;
 }

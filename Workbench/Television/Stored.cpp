@@ -10,6 +10,8 @@
 #include "AuthData/CDeviceInfo.h"
 #include "AuthData/CJsonWebToken.h"
 #include "Cli/Json.h"
+#include "Cli/Pattern.h"
+#include "Cli/Time.h"
 #include "Files.h"
 #include "Television/KeptRun.h"
 #include "TvFolder.h"
@@ -45,17 +47,16 @@ Document Read(const std::optional<std::string>& path,
 }
 
 UserRecords ReadUser(const Json::Value& entry) {
-    if (!entry.isObject()) {
-        return {0, Json::Value(Json::arrayValue), "the user's entry is no object"};
+    const Json::Value& records =
+        entry.isObject() ? entry[CDeviceInfo::RECORDS] : Json::Value::nullSingleton();
+    if (!entry.isObject() || !(records.isArray() || records.isNull())) {
+        return {{Kind::DAMAGED, "the user's entry is no object with an array of records"}};
     }
-    UserRecords found;
+    UserRecords found = {{Kind::STORED}};
     found.mark = InfoSyncUtil::ToInt64(
         InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP]);
-    const Json::Value& records = entry[CDeviceInfo::RECORDS];
     if (records.isArray()) {
         found.records = records;
-    } else if (!records.isNull()) {
-        found.problem = "the user's records are no array";
     }
     return found;
 }
@@ -78,6 +79,18 @@ Device ReadDevice(const Json::Value& entry) {
 }
 
 }  // namespace
+
+const char* State::Name() const {
+    constexpr const char* NAMES[] = {"none", "stored", "valid", "expired", "damaged", "forbidden"};
+    return NAMES[static_cast<int>(kind)];
+}
+
+std::string State::Words() const {
+    const std::string length = Cli::DurationText(secondsLeft);
+    return kind == Kind::VALID     ? "valid, " + length + " left"
+           : kind == Kind::EXPIRED ? "ran out " + length + " ago"
+                                   : Name();
+}
 
 std::string State::Complaint() const {
     return (kind == Kind::FORBIDDEN ? "not yours to read: " : "damaged: ") + problem;
@@ -112,10 +125,9 @@ DeviceList ReadDeviceList() {
     const Document document = ReadSetting(InfoSyncUtil::KEY_DEVICES);
     DeviceList list = {document.state, {}, ""};
     if (!list.state.IsReadable()) {
-        list.problem =
-            "the device list is " + list.state.Complaint() +
-            (list.state.kind == Kind::FORBIDDEN ? "\nSee the owner and the mode of the file"
-                                                : "\nA factory reset clears it: infosync-tv factory-reset");
+        list.problem = "the device list is " + list.state.Complaint();
+        list.problem +=
+            list.state.kind == Kind::DAMAGED ? "\nA factory reset clears it: infosync-tv factory-reset" : "";
     }
     for (const std::string& id : document.value.getMemberNames()) {
         list.devices.emplace(id, ReadDevice(document.value[id]));
@@ -137,30 +149,20 @@ Json::Value ToJson(const DeviceList& list) {
 }
 
 std::vector<std::string> StoredSecrets() {
-    constexpr std::size_t SHORTEST = 8;
     std::vector<std::string> secrets;
-    const auto add = [&secrets](const std::string& secret) {
-        if (secret.size() >= SHORTEST) {
-            secrets.push_back(secret);
-        }
-    };
     for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {
         // Also those of a document that is too heavy for the service.
         for (const Json::Value& entry : ReadKey(alias, InfoSyncUtil::Limits::NO_WEIGHT).value) {
             for (const char* name :
                  {CAccessToken::ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN, CJsonWebToken::TOKEN}) {
-                add(Cli::TextMember(entry, name));
+                secrets.push_back(Cli::TextMember(entry, name));
             }
         }
     }
-    Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE), [&add](const std::string& text) {
-        for (const char* name : {CAuthCode::AUTH_CODE, CAuthCode::CODE_VERIFIER}) {
-            const std::string tag = std::string("<") + name + ">";
-            for (auto at = text.find(tag); at != std::string::npos; at = text.find(tag, at + 1)) {
-                const auto begin = at + tag.size();
-                add(text.substr(begin, text.find('<', begin) - begin));
-            }
-        }
+    Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE), [&secrets](const std::string& text) {
+        const Cli::Pattern elements(std::string("<(?:") + CAuthCode::AUTH_CODE + "|" +
+                                    CAuthCode::CODE_VERIFIER + ")>(?<secret>[^<]*)");
+        elements.ForEach(text, [&secrets](const auto& match) { secrets.emplace_back(match["secret"]); });
         return Json::Value();
     });
     return secrets;

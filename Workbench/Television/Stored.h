@@ -24,12 +24,16 @@ struct State {
     std::string problem = {};
     /** Of what runs out; negative once it did. */
     std::int64_t secondsLeft = 0;
-    /** Enough of a token to tell it from another, or the device id of an activation. */
+    /** Enough of a token, or of an activation's device id, to tell it from another. */
     std::string detail = {};
 
     bool IsReadable() const {
         return kind != Kind::DAMAGED && kind != Kind::FORBIDDEN;
     }
+    /** "valid", or as the kind is called else. */
+    const char* Name() const;
+    /** The name, or how long it holds or when it ran out. */
+    std::string Words() const;
     /** "damaged: ...", of one that is not readable. */
     std::string Complaint() const;
 };
@@ -53,12 +57,12 @@ Document ReadSetting(const std::string& key);
 
 /** The records that were downloaded for a user. */
 struct UserRecords {
+    /** DAMAGED where the user's entry cannot be read. */
+    State state = {};
     /** What the next run asks from; 0 for none. */
     std::int64_t mark = 0;
     /** Always an array. */
     Json::Value records = Json::Value(Json::arrayValue);
-    /** Why the user's entry cannot be read; empty when it can. */
-    std::string problem;
 };
 
 struct RecordStore {
@@ -94,8 +98,7 @@ DeviceList ReadDeviceList();
 
 Json::Value ToJson(const DeviceList& list);
 
-/** Tokens of all users, the authorisation code and its verifier; those that are no common words by their
- * length. */
+/** Tokens of all users, the authorisation code and its verifier. */
 std::vector<std::string> StoredSecrets();
 
 /** The television's folder and what is in it of tv.ini, the records, the settings and the runs; what is in a

@@ -230,8 +230,8 @@ Inquiry Inquire(const std::string& device, std::int64_t now) {
             inquiry.mark = records.mark;
             inquiry.storedAt = RecordsTime();
         }
-        if (!records.problem.empty()) {
-            inquiry.notes.push_back("the records of " + user + " cannot be read: " + records.problem);
+        if (!records.state.IsReadable()) {
+            inquiry.notes.push_back("the records of " + user + " cannot be read: " + records.state.problem);
         }
         for (const Json::Value& record : records.records) {
             Verdict verdict = Decide(user, record, list, inquiry.user);

@@ -71,15 +71,6 @@ std::string Quoted(const std::string& text) {
     return '"' + text + '"';
 }
 
-/** The names of what the next run asks for. */
-std::vector<std::string> Planned(const Television::Plan& plan) {
-    std::vector<std::string> names;
-    for (const auto& request : plan.requests) {
-        names.push_back(request.name);
-    }
-    return names;
-}
-
 }  // namespace
 
 TEST_F(TelevisionTest, WhyGivesTheCauseThatTheServiceSees) {
@@ -174,29 +165,29 @@ TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
     };
     const Case cases[] = {
         {tokens(900, 900), "", {"download"}, "download (from mark 42)"},
-        {tokens(900, -9), "", {"token", "download"}, "refresh token ran out at "},
-        {tokens(-9, 900), code, {"refresh", "download"}, "refresh (access token ran out at "},
+        {tokens(900, -9), "", {"token", "download"}, "refresh token: ran out "},
+        {tokens(-9, 900), code, {"refresh", "download"}, "refresh (access token: ran out "},
         {tokens(-9, 900), "no document", {}, "fails: the access token ran out, and the sign-in document"},
         {tokens(-9, 900),
          R"(<rsp stat="ok"><auth_code>c</auth_code></rsp>)",
          {},
          "or after infosync-tv factory"},
-        {R"({"access_token":{}})", code, {"token", "download"}, "what is stored is damaged"},
-        {"{}", code, {"token", "download"}, "no access token is stored"},
+        {R"({"access_token":{}})", code, {"token", "download"}, "token (access token: damaged)"},
+        {"{}", code, {"token", "download"}, "token (access token: none)"},
     };
     for (const Case& c : cases) {
         PutKey("InfoSyncAccessToken", c.tokens);
         Put("keys/InfoSyncAuthCode", c.code);
         const Television::Plan plan = Television::ReadStatus(now).nextRun;
-        EXPECT_EQ(Planned(plan), c.requests) << c.tokens;
+        EXPECT_EQ(plan.requests, c.requests) << c.tokens;
         EXPECT_THAT(plan.words, HasSubstr(c.words));
     }
     PutKey("InfoSyncJWT", "{");
     PutKey("InfoSyncServiceActivationInfo", R"({"dvcId":"d","expireTime":5})");
-    EXPECT_THAT(Planned(Television::ReadStatus(now).nextRun),
+    EXPECT_THAT(Television::ReadStatus(now).nextRun.requests,
                 ElementsAre("token", "activation", "app", "download"));
     Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "1");
-    EXPECT_THAT(Planned(Television::ReadStatus(now).nextRun),
+    EXPECT_THAT(Television::ReadStatus(now).nextRun.requests,
                 ElementsAre("token", "activation", "app", "download"));
     Put("tv.ini", "[sso]\nstate=0\n");
     EXPECT_THAT(Television::ReadStatus(now).nextRun.words, HasSubstr("waits 20s"));
@@ -216,7 +207,7 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
     const std::string text = Television::StatusText(status, now, PLAIN);
     for (const char* line :
          {"  access token       valid, 1h left, top-", "  refresh token      ran out 1m ago",
-          "  activation         valid, 2d left, device id d1\n", "top-... (26 characters)\n",
+          "  activation         valid, 2d left, ... (2 characters)\n", "top-... (26 characters)\n",
           "  records            1 record, mark of the last run 42\n",
           "paired               AA:BB:CC:00:00:05 Phones\\x1b[31m 5, AA:BB:CC:00:00:09\n",
           "known, not paired    AA:BB:CC:00:00:77\n", "last run             none yet\n"}) {
@@ -237,12 +228,12 @@ TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
     ASSERT_EQ(utimes((m_folder + "/settings").c_str(), later), 0);
     std::vector<std::string> found;
     for (const Television::Problem& problem : Television::FindProblems(now)) {
-        found.push_back(problem.subject + " " + std::to_string(problem.line) + " " + problem.words);
+        found.push_back(problem.subject + ": " + problem.words);
     }
     EXPECT_THAT(found,
-                ElementsAre(HasSubstr("tv.ini 4 [log] level: “X” is none of"),
-                            HasSubstr("tv.ini 5 [log] file: “/nowhere/log” is no file"),
-                            HasSubstr("chmod go-w"), HasSubstr("certificates 0 "), HasSubstr("clock 0 ")));
+                ElementsAre(HasSubstr("tv.ini, line 4: [log] level: “X” is none of"),
+                            HasSubstr("tv.ini, line 5: [log] file: “/nowhere/log” is no file"),
+                            HasSubstr("chmod go-w"), HasSubstr("certificates: "), HasSubstr("clock: ")));
 }
 
 TEST_F(TelevisionTest, DamagedDocumentsAreToldAndNothingElseIs) {

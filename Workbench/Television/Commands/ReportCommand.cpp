@@ -106,15 +106,12 @@ public:
 
     /** @throws std::runtime_error when a stored secret is in it */
     void Add(const fs::path& name, const std::string& bytes) const {
-        for (const std::string& secret : m_secrets) {
-            const std::string quoted = Json::valueToQuotedString(secret.c_str());
-            if (bytes.find(secret) != std::string::npos ||
-                bytes.find(quoted.substr(1, quoted.size() - 2)) != std::string::npos) {
-                throw std::runtime_error("the secret " + Cli::Abbreviate(secret) + " was not masked in " +
-                                         name.string() +
-                                         ", so nothing was written\nThis is a fault of infosync-tv: please "
-                                         "tell its developers, without the television");
-            }
+        const std::string secret = m_masker.FindStored(bytes);
+        if (!secret.empty()) {
+            throw std::runtime_error("the secret " + Cli::Abbreviate(secret) + " was not masked in " +
+                                     name.string() +
+                                     ", so nothing was written\nThis is a fault of infosync-tv: please "
+                                     "tell its developers, without the television");
         }
         Files::Replace(m_staging.Path() / m_name / name, bytes);
     }
@@ -137,8 +134,7 @@ public:
 
 private:
     std::string m_name;
-    std::vector<std::string> m_secrets = Television::StoredSecrets();
-    Cli::Masker m_masker{m_secrets};
+    Cli::Masker m_masker{Television::StoredSecrets()};
     Staging m_staging;
 };
 
