@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "Cli/Text.h"
+
 namespace Cli {
 
 std::string_view Pattern::Match::operator[](const char* group) const {
@@ -42,6 +44,11 @@ void Pattern::ForEach(std::string_view text, const std::function<void(const Matc
         onMatch(match);
         match.m_matched = g_match_info_next(match.m_info.get(), nullptr) != FALSE;
     }
+}
+
+std::string Pattern::Replace(const std::string& text, const char* replacement) const {
+    return Taken(g_regex_replace_literal(m_regex.get(), text.data(), static_cast<gssize>(text.size()), 0,
+                                         replacement, GRegexMatchFlags{}, nullptr));
 }
 
 std::int64_t Number(std::string_view text) {

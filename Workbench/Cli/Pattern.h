@@ -34,6 +34,8 @@ public:
     explicit Pattern(const std::string& expression);
 
     Match Find(std::string_view text) const;
+    /** The text with this instead of each match. */
+    std::string Replace(const std::string& text, const char* replacement) const;
     void ForEach(std::string_view text, const std::function<void(const Match&)>& onMatch) const;
 
 private:

@@ -83,11 +83,6 @@ std::string EscapeLines(const std::string& text) {
     return EscapeAll(text, true);
 }
 
-std::string OneLine(std::string lines) {
-    const auto end = lines.find('\n');
-    return end == std::string::npos ? lines : lines.replace(end, 1, ". ");
-}
-
 std::size_t DisplayWidth(const std::string& text) {
     std::size_t width = 0;
     for (const char* at = text.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {

@@ -19,9 +19,6 @@ std::string Escape(const std::string& text);
 /** The same for a text that may have lines and tabs of its own. */
 std::string EscapeLines(const std::string& text);
 
-/** Two lines as two sentences on one. */
-std::string OneLine(std::string lines);
-
 /** Columns that an escaped text takes on a terminal: 2 for a wide character, none for a combining one. */
 std::size_t DisplayWidth(const std::string& text);
 

@@ -2,14 +2,13 @@
 
 #include <glib.h>
 
+#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
 
-#include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "CloudSite.h"
-#include "Files.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 
@@ -17,20 +16,11 @@ namespace Television {
 
 namespace fs = std::filesystem;
 
-std::string Quoted(const std::string& word) {
-    return Cli::Taken(g_shell_quote(word.c_str()));
-}
-
-std::string DefaultCloudFolder() {
-    return Cli::StateFolder("INFOSYNC_CLOUD_DIR", "infosync-cloud");
-}
-
 std::string RequireCloud(const std::string& folder) {
     std::string absolute = fs::absolute(folder).lexically_normal().string();
     if (!fs::exists(CloudSite{absolute}.CaFile())) {
-        throw std::runtime_error("there is no local cloud in " + Cli::Escape(absolute) +
-                                 "\nMake and start one: infosync-cloud serve --dir '" +
-                                 Cli::Escape(absolute) + "'");
+        throw std::runtime_error("there is no local cloud in " + absolute + ": infosync-cloud serve --dir '" +
+                                 absolute + "'");
     }
     return absolute;
 }
@@ -49,34 +39,16 @@ Cloud Cloud::Find() {
                 site.folder + ", on port " + std::to_string(port) +
                     (isOverridden ? "; but requests go where http.connect_to says" : "")};
     } catch (const std::exception& error) {
-        return {site.folder, 0, Cli::OneLine(error.what())};
+        return {site.folder, 0, error.what()};
     }
 }
 
 bool Cloud::Knows(const std::string& user) const {
     std::error_code error;
-    for (fs::directory_iterator at(fs::path(folder) / "users", error); !error && at != fs::end(at);
-         at.increment(error)) {
-        if (at->path().extension() == ".json" &&
-            Cli::Taken(g_uri_unescape_string(at->path().stem().c_str(), nullptr)) == user) {
-            return true;
-        }
-    }
-    return folder.empty() || static_cast<bool>(error);
-}
-
-std::string Cloud::Exchanges() const {
-    if (folder.empty()) {
-        return "";
-    }
-    // The cloud's tool is beside this one.
-    const std::string tool = fs::read_symlink("/proc/self/exe").replace_filename("infosync-cloud");
-    const std::string command = Quoted(tool) + " requests --json --dir=" + Quoted(folder);
-    char* output = nullptr;
-    char* said = nullptr;
-    g_spawn_command_line_sync(command.c_str(), &output, &said, nullptr, nullptr);
-    g_free(said);
-    return Cli::Taken(output);
+    const fs::directory_iterator users(fs::path(folder) / "users", error);
+    return folder.empty() || error || std::any_of(begin(users), end(users), [&user](const auto& file) {
+               return Cli::Taken(g_uri_unescape_string(file.path().stem().c_str(), nullptr)) == user;
+           });
 }
 
 }  // namespace Television

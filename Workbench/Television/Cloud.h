@@ -5,12 +5,6 @@
 
 namespace Television {
 
-/** As one word of a command line. */
-std::string Quoted(const std::string& word);
-
-/** $INFOSYNC_CLOUD_DIR, or infosync-cloud in the user's XDG state folder. */
-std::string DefaultCloudFolder();
-
 /** The folder as an absolute path. @throws std::runtime_error, saying how to make one, when no cloud is in it
  */
 std::string RequireCloud(const std::string& folder);
@@ -28,9 +22,6 @@ struct Cloud {
 
     /** Whether the user can sign in there; also where that cannot be told. */
     bool Knows(const std::string& user) const;
-
-    /** What it was asked and answered, as infosync-cloud tells it; empty where it does not. */
-    std::string Exchanges() const;
 };
 
 }  // namespace Television

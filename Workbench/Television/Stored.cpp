@@ -127,7 +127,7 @@ DeviceList ReadDeviceList() {
     if (!list.state.IsReadable()) {
         list.problem = "the device list is " + list.state.Complaint();
         list.problem +=
-            list.state.kind == Kind::DAMAGED ? "\nA factory reset clears it: infosync-tv factory-reset" : "";
+            list.state.kind == Kind::DAMAGED ? ". A factory reset clears it: infosync-tv factory-reset" : "";
     }
     for (const std::string& id : document.value.getMemberNames()) {
         list.devices.emplace(id, ReadDevice(document.value[id]));

@@ -183,7 +183,7 @@ std::vector<std::string> Notes(const std::string& user, const DeviceList& list) 
             "Bluetooth does not start, so no run gets as far as the list: see [bluetooth] in tv.ini");
     }
     if (!list.problem.empty()) {
-        notes.push_back(Cli::OneLine(list.problem));
+        notes.push_back(list.problem);
     }
     return notes;
 }

@@ -114,7 +114,7 @@ class ToolTest(ToolCase):
         subprocess.run(["tar", "xzf", archive, "-C", self.work], check=True)
         other = self.work / "theirs"
         files = {path.relative_to(other).as_posix(): path.read_text() for path in other.rglob("*") if path.is_file()}
-        self.assertLessEqual({"tv.ini", "versions.json", "exchanges.json", "runs/1.log", "keys/InfoSyncRecords"}, set(files))
+        self.assertLessEqual({"tv.ini", "versions.json", "runs/1.log", "keys/InfoSyncRecords"}, set(files))
         self.assertEqual([name for name, text in files.items() if SECRET in text], [])
         self.assertIn(reason, files["runs/1.log"])
         self.assertEqual((self.run_tool("devices", tv=other).stdout, self.run_tool("runs", tv=other).stdout),

@@ -15,6 +15,7 @@
 #include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Files.h"
 #include "Television/Cloud.h"
@@ -23,8 +24,6 @@
 #include "Television/Log/Message.h"
 #include "Television/Stored.h"
 #include "TvFolder.h"
-#include "Util/JsonUtil.h"
-#include "Util/SecurityUtil.h"
 
 namespace Commands {
 
@@ -32,99 +31,51 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** A folder for the time of packing. */
-class Staging {
-public:
-    Staging() {
-        const std::string path = Cli::Taken(g_dir_make_tmp("infosync-report-XXXXXX", nullptr));
-        if (path.empty()) {
-            throw std::runtime_error("no temporary folder could be made: see TMPDIR");
-        }
-        m_path = path;
-    }
-    ~Staging() {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
-    Staging(const Staging&) = delete;
-    Staging& operator=(const Staging&) = delete;
-
-    const fs::path& Path() const {
-        return m_path;
-    }
-
-private:
-    fs::path m_path;
-};
-
-/** A record of tokens or activations, all of which have run out; anything else as it is. */
-std::string RunOut(const std::string& alias, const std::string& record) {
-    // The member by which each ends: at the beginning of time.
-    const std::map<std::string, const char*> ends = {
-        {InfoSyncUtil::ALIAS_JWT, CJsonWebToken::EXPIRE_TIME},
-        {InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, CServiceActivationInfo::EXPIRE_TIME},
-        {InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::ISSUED_TIME}};
-    const auto end = ends.find(alias);
-    if (end == ends.end()) {
-        return record;
-    }
-    try {
-        Json::Value users = InfoSyncUtil::ParseStoredObject(record);
-        for (Json::Value& entry : users) {
-            if (entry.isObject()) {
-                entry[end->second] = 0;
-            }
-        }
-        return InfoSyncUtil::WriteJson(users);
-    } catch (const std::exception&) {
-        return record;
-    }
-}
-
-std::string Versions() {
-    Json::Value versions;
-    versions["infosync-tv"] = INFOSYNC_VERSION;
-    versions["written"] = Json::Int64{std::time(nullptr)};
-    struct utsname machine = {};
-    if (uname(&machine) == 0) {
-        versions["system"] = std::string(machine.sysname) + " " + machine.release + " " + machine.machine;
-    }
-    versions["distribution"] = Cli::Taken(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME));
-    return Cli::JsonText(versions);
-}
-
-/** Takes the television's files without their secrets. */
+/** The television's files without their secrets, in a folder for the time of packing. */
 class Packing {
 public:
-    explicit Packing(const std::string& name) : m_name(name) {}
-
-    void AddMasked(const fs::path& name, const std::string& bytes) {
-        const bool isLog = name.extension() == ".log";
-        const std::string masked = isLog ? Log::MaskLog(bytes, m_masker) : m_masker.Mask(bytes);
-        Add(name, name.parent_path() == "keys" ? RunOut(name.filename(), masked) : masked);
+    /** @param name of the one folder in the archive */
+    explicit Packing(const std::string& name)
+        : m_name(name), m_folder(Cli::Taken(g_dir_make_tmp("infosync-report-XXXXXX", nullptr))) {
+        if (m_folder.empty()) {
+            throw std::runtime_error("no temporary folder could be made: see TMPDIR");
+        }
     }
+    ~Packing() {
+        std::error_code ignored;
+        fs::remove_all(m_folder, ignored);
+    }
+    Packing(const Packing&) = delete;
+    Packing& operator=(const Packing&) = delete;
 
-    /** @throws std::runtime_error when a stored secret is in it */
+    /** @throws std::runtime_error when a stored secret is in it all the same */
     void Add(const fs::path& name, const std::string& bytes) const {
-        const std::string secret = m_masker.FindStored(bytes);
+        std::string masked =
+            name.extension() == ".log" ? Log::MaskLog(bytes, m_masker) : m_masker.Mask(bytes);
+        if (name.parent_path() == "keys") {
+            masked = m_ends.Replace(masked, "0");
+        }
+        const std::string secret = m_masker.FindStored(masked);
         if (!secret.empty()) {
             throw std::runtime_error("the secret " + Cli::Abbreviate(secret) + " was not masked in " +
                                      name.string() +
                                      ", so nothing was written\nThis is a fault of infosync-tv: please "
                                      "tell its developers, without the television");
         }
-        Files::Replace(m_staging.Path() / m_name / name, bytes);
+        Files::Replace(m_folder / m_name / name, masked);
     }
 
+    /** @return the archive's bytes */
     std::string Pack() const {
-        const std::string archive = m_staging.Path() / "archive";
+        const std::string archive = m_folder / "archive";
         // Whoever takes it out owns it.
-        const std::string command =
-            "tar --owner=0 --group=0 --numeric-owner -czf " + Television::Quoted(archive) + " -C " +
-            Television::Quoted(m_staging.Path()) + " -- " + Television::Quoted(m_name);
+        const char* const command[] = {"tar",  "--owner=0",     "--group=0", "--numeric-owner",
+                                       "-czf", archive.c_str(), "-C",        m_folder.c_str(),
+                                       "--",   m_name.c_str(),  nullptr};
         char* said = nullptr;
         int status = -1;
-        g_spawn_command_line_sync(command.c_str(), nullptr, &said, &status, nullptr);
+        g_spawn_sync(nullptr, const_cast<char**>(command), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
+                     nullptr, &said, &status, nullptr);
         const std::string problem = Cli::Taken(said);
         if (status != 0) {
             throw std::runtime_error("tar failed: " + (problem.empty() ? "is it installed?" : problem));
@@ -134,35 +85,53 @@ public:
 
 private:
     std::string m_name;
+    fs::path m_folder;
     Cli::Masker m_masker{Television::StoredSecrets()};
-    Staging m_staging;
+    /** What tokens and activations end by: at the beginning of time they have run out. */
+    Cli::Pattern m_ends{std::string(R"("(?:)") + CJsonWebToken::EXPIRE_TIME + "|" +
+                        CServiceActivationInfo::EXPIRE_TIME + "|" + CAccessToken::ISSUED_TIME +
+                        R"re()"\s*:\s*\K[^,}\s]+)re"};
 };
 
+/** Of what made it. */
+std::string Versions() {
+    Json::Value versions;
+    versions["infosync-tv"] = INFOSYNC_VERSION;
+    versions["written"] = Json::Int64{std::time(nullptr)};
+    versions["distribution"] = Cli::Taken(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME));
+    struct utsname machine = {};
+    if (uname(&machine) == 0) {
+        versions["system"] = std::string(machine.sysname) + " " + machine.release + " " + machine.machine;
+    }
+    return Cli::JsonText(versions);
+}
+
 /**
- * Packs the television, with what its local cloud was asked and the versions of what made it beside it.
- * @param name of the one folder in the archive
+ * The television, with what its local cloud was asked and the versions of what made it beside it.
  * @param leftOut gets a line for each file that could not be read
- * @return the archive's bytes
- * @throws std::runtime_error when a stored secret is still in it
  */
 std::string PackReport(const std::string& name, std::vector<std::string>& leftOut) {
-    Packing packing(name);
+    const Packing packing(name);
+    const std::string cloud = Television::Cloud::Find().folder;
+    std::map<fs::path, fs::path> files = {{"exchanges.jsonl", cloud + "/state/exchanges.jsonl"}};
     for (const fs::path& path : Television::TelevisionPaths()) {
+        files[path.lexically_relative(TvFolder::Path())] = path;
+    }
+    for (const auto& [packed, path] : files) {
         std::optional<std::string> bytes;
         try {
-            if (!fs::is_directory(path)) {
-                bytes = Files::Read(path);
+            if (fs::is_directory(path)) {
+                fs::directory_iterator{path};  // what is in it comes by itself, if it can be read
             } else {
-                fs::directory_iterator{path};  // what is in it comes next, if it can be read
+                bytes = packed == "exchanges.jsonl" ? Files::ReadIfThere(path) : Files::Read(path);
             }
         } catch (const std::exception& error) {
             leftOut.push_back(Cli::Reason(error));
         }
         if (bytes) {
-            packing.AddMasked(path.lexically_relative(TvFolder::Path()), *bytes);
+            packing.Add(packed, *bytes);
         }
     }
-    packing.AddMasked("exchanges.json", Television::Cloud::Find().Exchanges());
     packing.Add("versions.json", Versions());
     return packing.Pack();
 }
@@ -204,8 +173,8 @@ void AddReport(Cli::Tool& tool) {
     tool.Add(
         "report", "Write the whole television to an archive, to attach to a bug report",
         R"(The television's folder with tv.ini, the settings, the stored records and the
-runs that are kept, and beside it versions.json and exchanges.json, the last
-requests to its local cloud. Tokens, codes and verifiers are masked, and masked
+runs that are kept, and beside it versions.json and exchanges.jsonl, the
+last requests to its local cloud. Tokens, codes and verifiers are masked, and masked
 tokens have run out in it; user, device names and addresses are as they are.
 Nothing is written when a stored secret is found in it. What tv.ini names
 outside of the folder, such as a certificate file, is not part of it.

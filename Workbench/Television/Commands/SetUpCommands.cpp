@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Files.h"
 #include "Television/Cloud.h"
@@ -46,7 +47,7 @@ struct InitArguments {
 
 /** That of the cloud that was named, or of the default one where there is one; else empty. */
 std::string CloudFolder(const std::string& named) {
-    const std::string usual = Television::DefaultCloudFolder();
+    const std::string usual = Cli::StateFolder("INFOSYNC_CLOUD_DIR", "infosync-cloud");
     return !named.empty()                   ? Television::RequireCloud(named)
            : std::filesystem::exists(usual) ? Television::RequireCloud(usual)
                                             : "";
