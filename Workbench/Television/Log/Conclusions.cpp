@@ -83,7 +83,7 @@ Story RunReader::Finish() {
 
 /** A run that ends without a word of why. */
 void RunReader::FindSilentFailure() {
-    if (!story.sawEnd || story.failure || Of(Part::DOWNLOAD).status == STATUS_OK) {
+    if (!story.sawEnd || story.failure || In(Part::DOWNLOAD).status == STATUS_OK) {
         return;
     }
     const auto store = std::find_if(m_faults.begin(), m_faults.end(), [](const Fault& fault) {
@@ -192,14 +192,13 @@ void RunReader::ConcludeRequest(Part part) {
 /** How the answer went. */
 void RunReader::ConcludeAnswer(Part part) {
     Chapter& chapter = In(part);
-    const Request& request = Of(part);
     const PartSteps& steps = StepsOf(part);
-    SayTime(part, About::TOOK, "answered after ", request.milliseconds);
+    SayTime(part, About::TOOK, "answered after ", chapter.milliseconds);
     const bool isToken = part == Part::TOKEN;
     const bool isDownload = part == Part::DOWNLOAD;
     const bool hasFailed = !(isDownload && IsOfStoring()) && ConcludeFailure(part, steps.first, steps.last);
     const bool isOver = m_reached > steps.last || (isDownload && story.sawEnd);
-    const bool isGood = isToken ? m_gotToken == true : !isDownload || request.status == STATUS_OK;
+    const bool isGood = isToken ? m_gotToken == true : !isDownload || chapter.status == STATUS_OK;
     if (isToken && Has(part, About::CODE)) {
         chapter.sign = Sign::FAULT;
         Say(part, About::RESULT, "refused");
@@ -208,9 +207,9 @@ void RunReader::ConcludeAnswer(Part part) {
         Say(part, About::RESULT, isGood ? "the authorisation server gave one" : "the answer holds none");
     } else if (isOver && isGood && !hasFailed) {
         chapter.sign = Sign::FINE;
-    } else if (!hasFailed && (request.asked || isToken)) {
+    } else if (!hasFailed && (IsAsked(part) || isToken)) {
         Add(chapter.untold, isToken && isOver ? "what the answer holds: level I"
-                            : request.status  ? "what came of it: the log ends before that"
+                            : chapter.status  ? "what came of it: the log ends before that"
                                               : "its answer: the log ends before it");
     }
 }
@@ -228,8 +227,8 @@ void RunReader::ConcludeList() {
         Say(Part::LIST, About::ALSO,
             listing == Listing::NOT_TOLD ? "" : std::to_string(count) + " " + ListingName(listing));
     }
-    const bool isRefused = Of(Part::DOWNLOAD).status.value_or(STATUS_OK) != STATUS_OK;
-    const bool isEmpty = m_sawList && Of(Part::DOWNLOAD).status == STATUS_OK && !story.user.empty() &&
+    const bool isRefused = In(Part::DOWNLOAD).status.value_or(STATUS_OK) != STATUS_OK;
+    const bool isEmpty = m_sawList && In(Part::DOWNLOAD).status == STATUS_OK && !story.user.empty() &&
                          devices.Counts().empty();
     Say(Part::LIST, About::ALSO, m_sawList && isRefused ? "left as it was" : isEmpty ? "no records" : "");
     if (FailedIn(Step::LIST, Step::END) || (IsOfStoring() && FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
@@ -246,6 +245,17 @@ void RunReader::ConcludeList() {
 void RunReader::Gather() {
     const bool hasList = m_sawList || story.outcome == SUCCESS || IsOfStoring();
     const std::string source = Said(Part::TOKEN, About::WHETHER);
+    for (const Part part : m_sent) {
+        In(part).request = part != Part::TOKEN         ? StepsOf(part).name
+                           : source == REFRESHED_TOKEN ? "refresh"
+                           : source == NEW_TOKEN       ? "token"
+                                                       : "token or refresh";
+        // A picture has their steps, though no line may tell of them.
+        story.lines[StepsOf(part).asking];
+        if (StepsOf(part).last < m_reached) {
+            story.lines[StepsOf(part).last];
+        }
+    }
     for (Chapter& chapter : m_chapters) {
         const bool isRequest = chapter.part == Part::ACTIVATION || chapter.part == Part::APP;
         const Step needed = chapter.part <= Part::SIGN_IN           ? Step::START
@@ -254,21 +264,6 @@ void RunReader::Gather() {
                                                                     : StepsOf(chapter.part).first;
         if (m_reached >= needed) {
             story.chapters.push_back(std::move(chapter));
-        }
-    }
-    for (const Part part : REQUESTS) {
-        Request& request = Of(part);
-        if (request.sent) {
-            request.name = part != Part::TOKEN         ? StepsOf(part).name
-                           : source == REFRESHED_TOKEN ? "refresh"
-                           : source == NEW_TOKEN       ? "token"
-                                                       : "token or refresh";
-            story.requests.push_back(request);
-            // A picture has their steps, though no line may tell of them.
-            story.lines[StepsOf(part).asking];
-            if (StepsOf(part).last < m_reached) {
-                story.lines[StepsOf(part).last];
-            }
         }
     }
     story.records = devices.Records();

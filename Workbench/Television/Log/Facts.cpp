@@ -50,7 +50,7 @@ void RunReader::SayTime(Part part, About about, const char* what, const Moment& 
 }
 
 void RunReader::Ask(Part request, const char* why) {
-    Of(request).asked = true;
+    m_asked.insert(request);
     const bool mayHold = request == Part::ACTIVATION || request == Part::APP;
     Say(request, About::WHETHER, mayHold ? ASKED : "");
     Say(request, About::WHY, why);
@@ -58,7 +58,7 @@ void RunReader::Ask(Part request, const char* why) {
 
 void RunReader::AskToken(const char* source, const char* why) {
     const bool isNew = source == Text(NEW_TOKEN);
-    Of(Part::TOKEN).asked = true;
+    m_asked.insert(Part::TOKEN);
     Say(Part::TOKEN, About::WHETHER, source);
     Say(Part::TOKEN, About::WHY, why);
     if (*why != '\0') {
@@ -129,11 +129,6 @@ void RunReader::TakeFailedCheck(std::int64_t count) {
     m_checkFailedAt = m_checkFailedAt ? m_checkFailedAt : m_now;
 }
 
-Request* RunReader::Answered() {
-    const auto request = RequestOf(m_step);
-    return request && IsAnswer(m_step) ? &Of(*request) : nullptr;
-}
-
 void RunReader::Send() {
     const auto request = RequestOf(m_step);
     m_sentAt = m_now;
@@ -141,28 +136,28 @@ void RunReader::Send() {
     if (!request || IsAnswer(m_step)) {
         return;
     }
-    if (*request == Part::DOWNLOAD && Of(*request).asked && Said(Part::DOWNLOAD, About::WHETHER).empty()) {
-        Say(Part::DOWNLOAD, About::WHETHER, EVERYTHING);
-    }
-    Of(*request).sent = true;
+    Conclude(Part::DOWNLOAD, About::WHETHER, *request == Part::DOWNLOAD && IsAsked(*request), EVERYTHING);
+    m_sent.insert(*request);
     Advance(StepsOf(*request).last);
 }
 
 void RunReader::TakeAnswer() {
     m_answerTook = Since(m_sentAt);
-    if (Request* request = Answered()) {
-        request->answered = true;
-        request->milliseconds = m_answerTook;
+    const auto request = RequestOf(m_step);
+    if (request && IsAnswer(m_step)) {
+        In(*request).answered = true;
+        In(*request).milliseconds = m_answerTook;
     }
 }
 
 void RunReader::TakeStatus(Part part, Text rest) {
-    Request& request = Of(part);
-    request.sent = request.answered = true;
-    request.status = FirstNumber(rest);
-    request.milliseconds = m_answerTook;
+    Chapter& chapter = In(part);
+    m_sent.insert(part);
+    chapter.answered = true;
+    chapter.status = FirstNumber(rest);
+    chapter.milliseconds = m_answerTook;
     Ask(part);
-    Say(part, About::STATUS, "status " + std::to_string(*request.status));
+    Say(part, About::STATUS, "status " + std::to_string(*chapter.status));
     // The client got through this time.
     m_causes.erase("NXCURL");
     m_causes.erase("");
@@ -236,18 +231,18 @@ void RunReader::Locate() {
     const auto client = m_causes.find("NXCURL");
     const std::string url = client == m_causes.end() ? "" : client->second;
     const auto isOf = [&](Part part, const char* path) {
-        return url.find(path) != std::string::npos || (Of(part).asked && !Of(part).status);
+        return url.find(path) != std::string::npos || (IsAsked(part) && !In(part).status);
     };
     const bool isCaught = Cli::StartsWith(m_message->lines[m_at].message, "exception : ");
     const bool isDownload =
-        isOf(Part::DOWNLOAD, "/data/") || Of(Part::APP).status || (sawStart && Shows('W'));
+        isOf(Part::DOWNLOAD, "/data/") || In(Part::APP).status || (sawStart && Shows('W'));
     const auto part = isCaught                              ? std::optional(Part::TOKEN)
                       : isOf(Part::ACTIVATION, "/activate") ? std::optional(Part::ACTIVATION)
                       : isOf(Part::APP, "/tokens/")         ? std::optional(Part::APP)
                       : isDownload                          ? std::optional(Part::DOWNLOAD)
                                                             : std::nullopt;
     if (part) {
-        Of(*part).sent = true;
+        m_sent.insert(*part);
         Ask(*part);
         Advance(StepsOf(*part).last);
     }

@@ -16,7 +16,7 @@ void RunReader::ConcludeOutcome() {
     const bool isWaiting = FailedIn(Step::CODE, Step::CODE) && failure->known != nullptr &&
                            failure->known->kind == Kind::FAILURE && !story.sawEnd;
     const bool isSuccess =
-        story.sawEnd && Of(Part::DOWNLOAD).status == STATUS_OK && (m_sawList || !Shows('I'));
+        story.sawEnd && In(Part::DOWNLOAD).status == STATUS_OK && (m_sawList || !Shows('I'));
     story.outcome = failure && !isWaiting ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
     if (failure) {
         story.reason = Reason();
@@ -60,7 +60,7 @@ Words RunReader::Reason() const {
 
 std::string RunReader::RefusalRemedy(const KnownLine& known, Part part) const {
     constexpr std::int64_t SERVER_ERROR = 500;
-    const std::int64_t status = Of(part).status.value_or(0);
+    const std::int64_t status = In(part).status.value_or(0);
     const std::string code = Said(part, About::CODE);
     return part == Part::DOWNLOAD && IsDropped() ? "nothing: the next run downloads everything"
            : part == Part::TOKEN                 ? std::string(known.remedy)
@@ -83,7 +83,7 @@ std::string RunReader::Remedy(const Fault& fault) const {
                    : "the next run asks with a new code; if that is refused, too, sign out and in again";
     }
     const auto part = RequestOf(known.kind == Kind::REFUSED ? known.step : fault.step.value_or(Step::END));
-    const bool isRefused = part && Of(*part).status.value_or(STATUS_OK) != STATUS_OK;
+    const bool isRefused = part && In(*part).status.value_or(STATUS_OK) != STATUS_OK;
     if (known.kind == Kind::REFUSED || (known.kind == Kind::UNREADABLE && isRefused)) {
         return RefusalRemedy(known, part.value_or(Part::TOKEN));
     }

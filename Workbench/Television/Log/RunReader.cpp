@@ -76,7 +76,7 @@ void RunReader::TakeOther(const Line& line) {
     const bool isStore = IsOneOf(line.tag, {"VCONF", "CKMC"});
     const bool isPlatform = IsOneOf(line.tag, {"BLUETOOTH", "NXCURL", "SSO", "TV"});
     // The service itself does not look at what becomes of the list.
-    const bool isOfList = line.tag == "VCONF" && Of(Part::DOWNLOAD).status == STATUS_OK;
+    const bool isOfList = line.tag == "VCONF" && In(Part::DOWNLOAD).status == STATUS_OK;
     Advance(isOfList ? Step::LIST : Step::START);
     Keep(line, line.tag + ": " + line.message);
     const bool mayBeCause = isPlatform && (line.priority == 'W' || line.priority == '\0');
@@ -130,7 +130,7 @@ RunReader::Moment RunReader::Since(const Moment& moment) const {
 
 void RunReader::Advance(Step step) {
     // After a refused download the list is written once more, as it was.
-    const bool isRefused = step == Step::LIST && Of(Part::DOWNLOAD).status.value_or(STATUS_OK) != STATUS_OK;
+    const bool isRefused = step == Step::LIST && In(Part::DOWNLOAD).status.value_or(STATUS_OK) != STATUS_OK;
     m_step = std::max(m_step, isRefused ? Step::DOWNLOAD_ANSWER : step);
     m_reached = m_step == Step::END ? m_reached : m_step;
     if (m_reached > Step::SIGN_IN && m_checkFailedAt) {
@@ -173,7 +173,7 @@ std::optional<Step> RunReader::StepOf(const Line& line, const KnownLine* known) 
         return known->step;
     }
     const auto request = RequestOf(m_step);
-    const bool isAnswered = request && Of(*request).status;
+    const bool isAnswered = request && In(*request).status;
     const bool isOver =
         isAnswered && known != nullptr &&
         (known->kind == KnownLine::Kind::FAILURE || known->kind == KnownLine::Kind::NO_ANSWER);

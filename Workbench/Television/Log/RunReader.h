@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -84,14 +85,9 @@ private:
     void TakeFault(const Line& line, const KnownLine* known);
     std::optional<Step> StepOf(const Line& line, const KnownLine* known) const;
     std::string Cause() const;
-    Request& Of(Part part) {
-        return m_requests[static_cast<std::size_t>(part)];
+    bool IsAsked(Part part) const {
+        return m_asked.count(part) > 0;
     }
-    const Request& Of(Part part) const {
-        return m_requests[static_cast<std::size_t>(part)];
-    }
-    Request* Answered();
-
     Chapter& In(Part part) {
         return m_chapters[static_cast<std::size_t>(part)];
     }
@@ -144,7 +140,9 @@ private:
     Step m_step = Step::START;
     Step m_reached = Step::START;
     std::array<Chapter, static_cast<std::size_t>(Part::COUNT)> m_chapters;
-    std::array<Request, static_cast<std::size_t>(Part::COUNT)> m_requests;
+    /** The requests that the run came to, and those of them that went out. */
+    std::set<Part> m_asked;
+    std::set<Part> m_sent;
     std::vector<Fault> m_faults;
     /** What the platform said went wrong, by its tag: the stores at first, others last. */
     std::map<std::string, std::string> m_causes;

@@ -69,6 +69,14 @@ Json::Value ChapterJson(const Chapter& chapter) {
     json["sign"] = chapter.sign == Sign::FINE ? "fine" : chapter.sign == Sign::FAULT ? "fault" : "unknown";
     json["told"] = Cli::JsonArray(chapter.told, [](const auto& told) { return Json::Value(told.second); });
     json["not_told"] = Cli::JsonArray(chapter.untold);
+    if (!chapter.request.empty()) {
+        json["request"] = chapter.request;
+        json["answered"] = chapter.answered;
+        json["status"] = OrNull(chapter.status);
+        json["seconds"] = chapter.milliseconds
+                              ? Json::Value(static_cast<double>(*chapter.milliseconds) / MILLISECONDS)
+                              : Json::Value();
+    }
     return json;
 }
 
@@ -138,12 +146,14 @@ std::string OutcomeWords(const Story& story) {
 
 std::string RequestsWords(const Story& story) {
     Words all;
-    for (const Request& request : story.requests) {
-        const bool hasMark = story.mark && request.name == StepsOf(Part::DOWNLOAD).name;
-        all.push_back(request.name + (hasMark ? " from mark " + std::to_string(*story.mark) : "") +
-                      (!request.answered ? " (no answer)"
-                       : request.status  ? " " + std::to_string(*request.status)
-                                         : ""));
+    for (const Chapter& chapter : story.chapters) {
+        const bool hasMark = story.mark && chapter.request == StepsOf(Part::DOWNLOAD).name;
+        Add(all, chapter.request.empty()
+                     ? ""
+                     : chapter.request + (hasMark ? " from mark " + std::to_string(*story.mark) : "") +
+                           (!chapter.answered ? " (no answer)"
+                            : chapter.status  ? " " + std::to_string(*chapter.status)
+                                              : ""));
     }
     return Cli::Join(all, ", ");
 }
@@ -189,17 +199,6 @@ Json::Value StoryJson(const Story& story) {
     json["what_to_do"] = Cli::JsonArray(story.remedies);
     json["heading"] = Cli::JsonArray(story.heading);
     json["story"] = Cli::JsonArray(story.chapters, &ChapterJson);
-    json["requests"] = Cli::JsonArray(story.requests, [&story](const Request& request) {
-        Json::Value each;
-        each["request"] = request.name;
-        each["answered"] = request.answered;
-        each["status"] = OrNull(request.status);
-        each["seconds"] = request.milliseconds
-                              ? Json::Value(static_cast<double>(*request.milliseconds) / MILLISECONDS)
-                              : Json::Value();
-        each["mark"] = request.name == StepsOf(Part::DOWNLOAD).name ? OrNull(story.mark) : Json::Value();
-        return each;
-    });
     json["mark"] = OrNull(story.mark);
     json["next_mark"] = OrNull(story.nextMark);
     json["records"] = Cli::JsonArray(story.records, &RecordJson);
@@ -225,11 +224,12 @@ Story StoryFromJson(const Json::Value& json) {
     story.reason = words("reason");
     story.remedies = words("what_to_do");
     story.mark = number(json, "mark");
-    for (const Json::Value& each : json["requests"].isArray() ? json["requests"] : Json::Value()) {
+    for (const Json::Value& each : json["story"].isArray() ? json["story"] : Json::Value()) {
         if (each.isObject()) {
-            const bool isAnswered = each["answered"] == Json::Value(true);
-            story.requests.push_back(
-                {Cli::TextMember(each, "request"), true, true, isAnswered, number(each, "status"), {}});
+            Chapter& chapter = story.chapters.emplace_back();
+            chapter.request = Cli::TextMember(each, "request");
+            chapter.answered = each["answered"] == Json::Value(true);
+            chapter.status = number(each, "status");
         }
     }
     return story;

@@ -73,6 +73,12 @@ enum class Sign { FINE, FAULT, UNKNOWN };
 /** @see StepsOf() for its name */
 struct Chapter {
     Part part = Part::START;
+    // Of a request that was sent, its name: token, refresh, activation, app or download; "token or refresh"
+    // where the log does not tell which. And what became of it.
+    std::string request = {};
+    bool answered = false;
+    std::optional<std::int64_t> status = {};
+    std::optional<std::int64_t> milliseconds = {};
     Sign sign = Sign::UNKNOWN;
     /** What the log tells, each a statement that holds by itself; one of each kind, but for ALSO. */
     std::multimap<About, std::string> told = {};
@@ -90,16 +96,6 @@ inline constexpr char NEW_TOKEN[] = "new";
 inline constexpr char REFRESHED_TOKEN[] = "refreshed";
 inline constexpr char ASKED[] = "asked for";
 inline constexpr char EVERYTHING[] = "of everything";
-
-struct Request {
-    /** token, refresh, activation, app or download; "token or refresh" where the log does not tell which */
-    std::string name;
-    bool asked = false;
-    bool sent = false;
-    bool answered = false;
-    std::optional<std::int64_t> status;
-    std::optional<std::int64_t> milliseconds;
-};
 
 struct KnownLine;
 
@@ -142,8 +138,6 @@ struct Story {
     /** Process, times, level and lines, as far as the log tells; odd times among them. */
     Words heading;
     std::vector<Chapter> chapters;
-    /** Those that were sent. */
-    std::vector<Request> requests;
     /** What the download asks from; nothing where that is everything, or not told. And what the next one
      * will. */
     std::optional<std::int64_t> mark;
