@@ -33,4 +33,10 @@ private:
 /** What the error says, which is in the library's words for one of std::filesystem: those are put better. */
 std::string Reason(const std::exception& error);
 
+/**
+ * The last error that was logged; empty for none. In the tools the service's code and the platform's
+ * stand-ins are asked, not run: what else they would log says nothing to whoever asked, and is not written.
+ */
+const std::string& LastLoggedError();
+
 }  // namespace Cli

@@ -1,16 +1,12 @@
 #include <NxCurl.h>
-#include <dlog.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdarg>
-#include <cstdio>
 #include <ctime>
 #include <iostream>
 #include <stdexcept>
-#include <string_view>
 
 #include "Cli/Display.h"
+#include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "GateSite.h"
@@ -25,12 +21,6 @@ namespace Commands {
 namespace {
 
 using Television::Problem;
-
-/** The last error that the HTTP client told. */
-std::string& HttpError() {
-    static std::string error;
-    return error;
-}
 
 struct DevicesArguments {
     bool json = false;
@@ -95,7 +85,7 @@ void AskCloud(std::vector<Problem>& problems) {
             NXCURL_OPTION_WRITEFUNCTION, +[](char* /*data*/, std::size_t size, std::size_t count,
                                              void* /*unused*/) { return size * count; });
         if (!client.send()) {
-            problems.push_back({"cloud", HttpError()});
+            problems.push_back({"cloud", Cli::LastLoggedError()});
         }
     } catch (const std::exception& error) {
         problems.push_back({"cloud", error.what()});
@@ -127,26 +117,6 @@ void DeclareStatus(Cli::Command& command, StatusArguments& arguments) {
 }
 
 }  // namespace
-
-}  // namespace Commands
-
-/**
- * The service's code and the platform's stand-ins are asked here, not run: what they would log says nothing
- * to whoever asked, but for why a request failed.
- */
-int __dlog_print(log_id_t /*log_id*/, int prio, const char* tag, const char* fmt, ...) {
-    if (prio == DLOG_ERROR && std::string_view(tag) == "NXCURL") {
-        std::array<char, 1024> text = {};
-        va_list arguments;
-        va_start(arguments, fmt);
-        static_cast<void>(std::vsnprintf(text.data(), text.size(), fmt, arguments));
-        va_end(arguments);
-        Commands::HttpError() = text.data();
-    }
-    return 0;
-}
-
-namespace Commands {
 
 void AddShow(Cli::Tool& tool) {
     tool.Add("devices", "List the device list, as the set's components read it",
