@@ -1,7 +1,5 @@
 #include "Television/Why.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <iterator>
 #include <sstream>
@@ -10,14 +8,11 @@
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Cli/Time.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/Devices.h"
 #include "Television/Status.h"
 #include "Television/Stored.h"
-#include "TvFolder.h"
 #include "Util/BluetoothUtil.h"
-#include "Util/SecurityUtil.h"
 
 namespace Television {
 
@@ -38,32 +33,26 @@ struct Reason {
     std::string words;
 };
 
-/** The first that holds counts; a record that is listed already may stay so against the rules. */
+/** The first that holds counts; what is listed already may stay so against it. */
 std::vector<Reason> ReasonsFor(const Verdict& of, const Json::Value& record, bool isSignedIn) {
-    const bool isListed = std::find(of.listedFor.begin(), of.listedFor.end(), of.user) != of.listedFor.end();
+    const bool isListed = of.listedFor.count(of.user) != 0;
     const bool isUsable = CDeviceInfo::IsUsable(record);
-    const bool isDeleted = isUsable && !record.isMember(CDeviceInfo::ADDRESS);
     const bool isSink = isUsable && CDeviceInfo::IsAudioSink(record);
-    const bool isPaired = isSink && !isDeleted && !IsForList(record);
-    const std::string noSink = Log::NoSinkWords(Cli::TextMember(record, CDeviceInfo::UUIDS));
-    const std::string run =
-        isSignedIn ? "takes it off: infosync-tv run" : "with " + of.user + " signed in takes it off";
+    const std::string run = isSignedIn ? "the next run" : "a run with " + of.user + " signed in";
+    const auto but = [isListed](const std::string& listed, const std::string& unlisted) {
+        return isListed ? listed : unlisted;
+    };
+    const std::string stays = ". It was listed before that, and stays so";
     return {
-        {!isUsable && isListed, "malformed",
-         "listed from an older record; in the one stored now, record_id, name, address or uuids is no text. "
-         "The entry stays as it is"},
         {!isUsable, "malformed",
-         "record_id, name, address or uuids is no text: mend the record in the cloud"},
-        {isDeleted && isListed, "deleted", "deleted in the cloud; the next run " + run},
-        {isDeleted, "deleted", "deleted in the cloud: its record has no address any more"},
-        {!isSink && isListed, "no audio sink",
-         "listed when it was one; now " + noSink + ". The entry stays as it is"},
-        {!isSink, "no audio sink", noSink},
-        {isPaired && isListed, "paired",
-         "listed before it was paired with the set; the entry stays as it is"},
-        {isPaired, "paired",
-         "paired with the set, which knows it already. To see it listed: infosync-tv unbond " + of.address +
-             ", then infosync-tv run"},
+         "record_id, name, address or uuids is no text: mend the record in the cloud" + but(stays, "")},
+        {isUsable && !record.isMember(CDeviceInfo::ADDRESS), "deleted",
+         "deleted in the cloud" + but("; " + run + " takes it off", ": its record has no address any more")},
+        {!isSink, "no audio sink",
+         Log::NoSinkWords(Cli::TextMember(record, CDeviceInfo::UUIDS)) + but(stays, "")},
+        {isSink && !IsForList(record), "paired",
+         "paired with the set, which knows it already" +
+             but(stays, ". To see it listed: infosync-tv unbond " + of.address + ", then infosync-tv run")},
         {isListed, "audio sink", "an audio sink that is not paired with the set"},
         {of.listed == Listed::UNKNOWN, "list unreadable",
          "nothing is against it, but a run ends at a list that it cannot read: infosync-tv factory-reset, "
@@ -76,29 +65,29 @@ std::vector<Reason> ReasonsFor(const Verdict& of, const Json::Value& record, boo
 
 Verdict Decide(const std::string& user, const Json::Value& record, const DeviceList& list,
                const std::string& signedIn) {
-    const auto text = [&record](const char* name) { return Cli::TextMember(record, name); };
     Verdict verdict;
     verdict.user = user;
-    verdict.id = text(CDeviceInfo::RECORD_ID);
-    verdict.name = text(CDeviceInfo::NAME);
-    verdict.address = text(CDeviceInfo::ADDRESS);
-    verdict.services = Log::ServicesOf(text(CDeviceInfo::UUIDS));
+    verdict.id = Cli::TextMember(record, CDeviceInfo::RECORD_ID);
+    verdict.name = Cli::TextMember(record, CDeviceInfo::NAME);
+    verdict.address = Cli::TextMember(record, CDeviceInfo::ADDRESS);
     const auto entry = list.devices.find(verdict.id);
-    verdict.listedFor = entry == list.devices.end() ? std::vector<std::string>() : entry->second.users;
+    if (entry != list.devices.end()) {
+        verdict.listedFor.insert(entry->second.users.begin(), entry->second.users.end());
+    }
     const auto& users = verdict.listedFor;
-    verdict.listed = !list.problem.empty()                                        ? Listed::UNKNOWN
-                     : std::find(users.begin(), users.end(), user) != users.end() ? Listed::YES
-                     : users.empty()                                              ? Listed::NO
-                                                                                  : Listed::OTHERS;
+    verdict.words = user == signedIn ? "" : "belongs to " + user + ", who is not signed in; ";
+    if (!list.problem.empty()) {
+        verdict.words += "the device list cannot be read; by the rules: ";
+    } else if (!users.empty() && users.count(user) == 0) {
+        verdict.listed = Listed::OTHERS;
+        verdict.words += "listed by the record of " + Cli::Join({users.begin(), users.end()}, ", ") +
+                         " only; for " + user + ": ";
+    } else {
+        verdict.listed = users.empty() ? Listed::NO : Listed::YES;
+    }
     const std::vector<Reason> reasons = ReasonsFor(verdict, record, user == signedIn);
     const Reason& reason = *std::find_if(reasons.begin(), reasons.end(), [](auto& r) { return r.holds; });
     verdict.why = reason.why;
-    verdict.words = user == signedIn ? "" : "belongs to " + user + ", who is not signed in; ";
-    if (verdict.listed == Listed::UNKNOWN) {
-        verdict.words += "the device list cannot be read; by the rules: ";
-    } else if (verdict.listed == Listed::OTHERS) {
-        verdict.words += "listed by the record of " + Cli::Join(users, ", ") + " only; for " + user + ": ";
-    }
     verdict.words += reason.words;
     return verdict;
 }
@@ -108,13 +97,6 @@ bool IsMeant(const std::string& device, const std::string& id, const std::string
     const std::string folded = Cli::CaseFolded(device);
     return id == device || Cli::CaseFolded(address) == folded ||
            Cli::CaseFolded(name).find(folded) != std::string::npos;
-}
-
-/** When the records were stored last; 0 when there are none. */
-std::int64_t RecordsTime() {
-    struct stat status = {};
-    const auto path = TvFolder::KeyPath(InfoSyncUtil::ALIAS_RECORDS);
-    return stat(path.value().c_str(), &status) == 0 ? static_cast<std::int64_t>(status.st_mtime) : 0;
 }
 
 /** What the television knows of a device that no record is of. */
@@ -130,8 +112,7 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
         for (const Json::Value& change : run.changes) {
             const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
             if (IsMeant(device, text("id"), text("name"), text("address"))) {
-                traces = "Run " + std::to_string(run.number) + " " + text("change") + " it" +
-                         (text("change") == "removed" ? ": it was deleted in the cloud. " : ". ");
+                traces = "Run " + std::to_string(run.number) + " " + text("change") + " it. ";
             }
         }
     }
@@ -139,32 +120,19 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
 }
 
 /** Whole names of which the word may be a misspelling, or one of their words. */
-std::string NearestNames(const std::string& device, const RecordStore& store) {
+std::string NearestNames(const std::string& device, const std::vector<Verdict>& verdicts) {
     constexpr std::size_t MOST_SHOWN = 3;
     std::vector<std::string> near;
-    for (const auto& [user, records] : store.users) {
-        for (const Json::Value& record : records.records) {
-            const std::string name = Cli::TextMember(record, CDeviceInfo::NAME);
-            std::istringstream folded(Cli::CaseFolded(name));
-            std::vector<std::string> words{std::istream_iterator<std::string>(folded), {}};
-            words.push_back(folded.str());
-            words.push_back(Cli::TextMember(record, CDeviceInfo::RECORD_ID));
-            if (near.size() < MOST_SHOWN && !Cli::Nearest(Cli::CaseFolded(device), words).empty()) {
-                near.push_back(name);
-            }
+    for (const Verdict& verdict : verdicts) {
+        std::istringstream folded(Cli::CaseFolded(verdict.name));
+        std::vector<std::string> words{std::istream_iterator<std::string>(folded), {}};
+        words.push_back(folded.str());
+        words.push_back(verdict.id);
+        if (near.size() < MOST_SHOWN && !Cli::Nearest(Cli::CaseFolded(device), words).empty()) {
+            near.push_back(verdict.name);
         }
     }
     return near.empty() ? "" : "Nearest: " + Cli::Join(near, ", ") + ". ";
-}
-
-/** @param hints sentences, each with a blank behind it */
-std::string NotDownloaded(const Inquiry& inquiry, std::int64_t now, const std::string& hints) {
-    const std::string last =
-        inquiry.storedAt == 0
-            ? "nothing was downloaded so far"
-            : "the last download, " + Cli::DurationText(Cli::Difference(now, inquiry.storedAt)) + " ago, " +
-                  (inquiry.mark > 0 ? "came to mark " + std::to_string(inquiry.mark) : "left no mark");
-    return last + ". " + hints + "What the cloud has, the next run brings: infosync-tv run";
 }
 
 /** What holds for every device. */
@@ -194,7 +162,6 @@ Json::Value VerdictJson(const Verdict& verdict) {
     json["id"] = verdict.id;
     json["name"] = verdict.name;
     json["address"] = verdict.address;
-    json["services"] = Cli::JsonArray(verdict.services);
     json["listed"] =
         verdict.listed == Listed::UNKNOWN ? Json::Value() : Json::Value(verdict.listed == Listed::YES);
     json["listed_for"] = Cli::JsonArray(verdict.listedFor);
@@ -215,7 +182,7 @@ std::string VerdictText(const Verdict& verdict, const Cli::Style& style) {
 
 }  // namespace
 
-Inquiry Inquire(const std::string& device, std::int64_t now) {
+Inquiry Inquire(const std::string& device) {
     const DeviceList list = ReadDeviceList();
     const RecordStore store = ReadRecords();
     if (!store.state.IsReadable()) {
@@ -225,26 +192,24 @@ Inquiry Inquire(const std::string& device, std::int64_t now) {
     Inquiry inquiry;
     inquiry.user = SignedInUser();
     inquiry.notes = Notes(inquiry.user, list);
+    std::vector<Verdict> all;
     for (const auto& [user, records] : store.users) {
-        if (user == inquiry.user) {
-            inquiry.mark = records.mark;
-            inquiry.storedAt = RecordsTime();
-        }
         if (!records.state.IsReadable()) {
             inquiry.notes.push_back("the records of " + user + " cannot be read: " + records.state.problem);
         }
         for (const Json::Value& record : records.records) {
-            Verdict verdict = Decide(user, record, list, inquiry.user);
-            if (device.empty() || IsMeant(device, verdict.id, verdict.name, verdict.address)) {
-                inquiry.verdicts.push_back(std::move(verdict));
-            }
+            all.push_back(Decide(user, record, list, inquiry.user));
         }
     }
+    std::copy_if(all.begin(), all.end(), std::back_inserter(inquiry.verdicts),
+                 [&device](const Verdict& verdict) {
+                     return device.empty() || IsMeant(device, verdict.id, verdict.name, verdict.address);
+                 });
     if (inquiry.verdicts.empty()) {
-        inquiry.notes.push_back(
-            (device.empty() ? "no record is stored; " : "no record of it is stored; ") +
-            NotDownloaded(inquiry, now,
-                          device.empty() ? "" : NearestNames(device, store) + TracesOf(device, list)));
+        inquiry.notes.push_back((device.empty() ? "no record is stored. "
+                                                : "no record of it is stored. " + NearestNames(device, all) +
+                                                      TracesOf(device, list)) +
+                                "What the cloud has, the next run brings: infosync-tv run");
     }
     return inquiry;
 }
@@ -252,8 +217,6 @@ Inquiry Inquire(const std::string& device, std::int64_t now) {
 Json::Value ToJson(const Inquiry& inquiry) {
     Json::Value json;
     json["user"] = Cli::TextOrNull(inquiry.user);
-    json["mark"] = Json::Int64{inquiry.mark};
-    json["stored_at"] = Json::Int64{inquiry.storedAt};
     json["notes"] = Cli::JsonArray(inquiry.notes);
     json["devices"] = Cli::JsonArray(inquiry.verdicts, &VerdictJson);
     return json;

@@ -3,7 +3,7 @@
 
 #include <json/json.h>
 
-#include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,11 +20,9 @@ struct Verdict {
     std::string id;
     std::string name;
     std::string address;
-    /** As the record has them, the audio sink in words. */
-    std::vector<std::string> services;
     Listed listed = Listed::UNKNOWN;
     /** The users for whom it is listed. */
-    std::vector<std::string> listedFor;
+    std::set<std::string> listedFor;
     /** A few words, always the same for one reason. */
     std::string why;
     /** Sentences, with what helps. */
@@ -34,9 +32,6 @@ struct Verdict {
 struct Inquiry {
     /** Who is signed in; empty for nobody. */
     std::string user;
-    /** The mark of that user's last download, and when it was stored; 0 for none. */
-    std::int64_t mark = 0;
-    std::int64_t storedAt = 0;
     /** What holds for all of it, such as that nobody is signed in. */
     std::vector<std::string> notes;
     std::vector<Verdict> verdicts;
@@ -45,10 +40,9 @@ struct Inquiry {
 /**
  * Asks the Bluetooth adapter; writes nothing.
  * @param device an address, a record's id, or a part of a name; empty for all records of all users
- * @param now seconds since the epoch
  * @throws std::runtime_error when the records cannot be read
  */
-Inquiry Inquire(const std::string& device, std::int64_t now);
+Inquiry Inquire(const std::string& device);
 
 Json::Value ToJson(const Inquiry& inquiry);
 

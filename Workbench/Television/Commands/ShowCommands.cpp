@@ -53,7 +53,7 @@ struct WhyArguments {
 
 void Why(const WhyArguments& arguments) {
     Television::Require();
-    const Television::Inquiry inquiry = Television::Inquire(arguments.device, std::time(nullptr));
+    const Television::Inquiry inquiry = Television::Inquire(arguments.device);
     const bool isOfAll = arguments.device.empty();
     std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(inquiry))
                                  : Television::InquiryText(inquiry, isOfAll, Cli::Style(STDOUT_FILENO)));
