@@ -1,6 +1,7 @@
 #include "Television/IniFile.h"
 
 #include <filesystem>
+#include <iostream>
 #include <stdexcept>
 #include <system_error>
 
@@ -74,8 +75,7 @@ void Require() {
                                      "\nMake one: infosync-tv init   (or name another folder with --dir)");
         }
         if (error.code() == std::errc::permission_denied) {
-            throw std::runtime_error("the television is not yours to read: " + std::string(error.what()) +
-                                     "\nSee the owner and the mode of the folder and of the file");
+            throw;
         }
         // It is there: a television that is damaged, which is for each command to deal with.
     }
@@ -88,21 +88,20 @@ std::shared_ptr<const TvIni> RequireSound() {
     return ini;
 }
 
-std::vector<TvProblem> CheckIni() {
+std::vector<std::string> IniProblems() {
     const auto ini = TvFolder::ReadIni();
-    std::vector<TvProblem> problems = ProblemsOf(*ini);
-    for (TvProblem& problem : problems) {
-        problem.words += problem.isUnset && !ini->IsDamaged() ? TvProblem::UNSET : "";
+    std::vector<std::string> lines;
+    for (const TvProblem& problem : ProblemsOf(*ini)) {
+        lines.push_back("line " + std::to_string(problem.line) + ": " + problem.words +
+                        (problem.isUnset && !ini->IsDamaged() ? TvProblem::UNSET : ""));
     }
-    return problems;
+    return lines;
 }
 
-std::string IniWarnings() {
-    std::string text;
-    for (const TvProblem& problem : CheckIni()) {
-        text += "infosync-tv: tv.ini, line " + std::to_string(problem.line) + ": " + problem.words + "\n";
+void WarnOfIni() {
+    for (const std::string& problem : IniProblems()) {
+        std::cerr << "infosync-tv: tv.ini, " << problem << "\n";
     }
-    return text;
 }
 
 IniFile::IniFile(const char* text) {

@@ -19,11 +19,11 @@ void Require();
 /** What tv.ini says. @throws std::runtime_error as Require, also when tv.ini cannot be read */
 std::shared_ptr<const TvIni> RequireSound();
 
-/** What is wrong with tv.ini, files that cannot be used among it, for people to read. */
-std::vector<TvProblem> CheckIni();
+/** What is wrong with tv.ini, files that cannot be used among it, each with its line, for people to read. */
+std::vector<std::string> IniProblems();
 
-/** The same as lines for standard error. */
-std::string IniWarnings();
+/** Writes the same to standard error. */
+void WarnOfIni();
 
 /** While one lives, other processes wait for theirs: what it saves is based on what it read. */
 class IniFile {

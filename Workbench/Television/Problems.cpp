@@ -72,8 +72,8 @@ std::string ProblemOfClock(const std::vector<fs::path>& paths, std::int64_t now)
 
 std::vector<Problem> FindProblems(std::int64_t now) {
     std::vector<Problem> problems;
-    for (const TvProblem& problem : CheckIni()) {
-        problems.push_back({"tv.ini, line " + std::to_string(problem.line), problem.words});
+    for (const std::string& problem : IniProblems()) {
+        problems.push_back({"tv.ini", problem});
     }
     const std::vector<fs::path> paths = TelevisionPaths();
     for (const fs::path& path : paths) {

@@ -1,7 +1,5 @@
 #include "Television/Status.h"
 
-#include <glib.h>
-
 #include <exception>
 #include <map>
 #include <utility>
@@ -9,7 +7,6 @@
 #include "AdapterDevices.h"
 #include "AuthData/CAccessToken.h"
 #include "AuthData/CAuthCode.h"
-#include "AuthData/CDeviceInfo.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
 #include "CBtInfoSync.h"
@@ -120,23 +117,6 @@ std::vector<UserStatus> ReadUsers(Documents& documents, const RecordStore& recor
     return list;
 }
 
-std::vector<BluetoothDevice> ReadBluetooth(const RecordStore& store) {
-    std::map<std::string, std::string> names;
-    for (const auto& [user, records] : store.users) {
-        for (const Json::Value& record : records.records) {
-            const std::string address = Cli::TextMember(record, CDeviceInfo::ADDRESS);
-            names[Cli::Taken(g_ascii_strup(address.c_str(), -1))] =
-                Cli::TextMember(record, CDeviceInfo::NAME);
-        }
-    }
-    BluetoothUtil::Initialize();
-    std::vector<BluetoothDevice> devices;
-    for (const auto& [address, isPaired] : AdapterDevices()) {
-        devices.push_back({address, isPaired, names[address]});
-    }
-    return devices;
-}
-
 /** What the stored sign-in document lacks for a refresh; empty for nothing. */
 std::string WhyNoRefresh() {
     CAuthCode code;
@@ -219,7 +199,8 @@ Status ReadStatus(std::int64_t now) {
     status.users = ReadUsers(documents, records, status.loginId, now);
     status.devices = ReadDeviceList();
     status.isFactoryResetRequested = InfoSyncUtil::GetFactoryResetFlag() == 1;
-    status.bluetooth = ReadBluetooth(records);
+    BluetoothUtil::Initialize();
+    status.bluetooth = AdapterDevices();
     status.cloud = Cloud::Find();
     status.lastRun = ReadNewestRun();
     status.nextRun = PlanNextRun(status);

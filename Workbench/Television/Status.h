@@ -5,6 +5,7 @@
 #include <json/json.h>
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,7 +28,7 @@ struct UserStatus {
 
 /** Something that is wrong with the television. */
 struct Problem {
-    /** tv.ini with the line, a stored document, the folder, the certificates, the clock or the cloud. */
+    /** tv.ini, a stored document, the folder, the certificates, the clock or the cloud. */
     std::string subject;
     /** With what helps. */
     std::string words;
@@ -43,13 +44,6 @@ struct Plan {
     std::string words;
 };
 
-struct BluetoothDevice {
-    std::string address;
-    bool isPaired = false;
-    /** That of a record; may be empty. */
-    std::string name;
-};
-
 struct Status {
     std::string folder;
     bool isSignedIn = false;
@@ -58,7 +52,8 @@ struct Status {
     std::vector<UserStatus> users;
     DeviceList devices;
     bool isFactoryResetRequested = false;
-    std::vector<BluetoothDevice> bluetooth;
+    /** The addresses that the adapter knows, and whether each is paired. */
+    std::map<std::string, bool> bluetooth;
     Cloud cloud;
     std::optional<KeptRun> lastRun;
     Plan nextRun;

@@ -49,14 +49,6 @@ Json::Value UserJson(const UserStatus& user) {
     return json;
 }
 
-Json::Value BluetoothJson(const BluetoothDevice& device) {
-    Json::Value json;
-    json["address"] = device.address;
-    json["paired"] = device.isPaired;
-    json["name"] = Cli::TextOrNull(device.name);
-    return json;
-}
-
 Json::Value ProblemJson(const Problem& problem) {
     Json::Value json;
     json["subject"] = problem.subject;
@@ -92,14 +84,14 @@ std::string UserText(const UserStatus& user, bool isSignedIn, const Cli::Style& 
     return text + Row("  records", records, style);
 }
 
-std::string BluetoothWords(const std::vector<BluetoothDevice>& devices, bool isPaired) {
-    std::vector<std::string> words;
-    for (const BluetoothDevice& device : devices) {
-        if (device.isPaired == isPaired) {
-            words.push_back(device.address + (device.name.empty() ? "" : " " + device.name));
+std::string Addresses(const std::map<std::string, bool>& devices, bool arePaired) {
+    std::vector<std::string> addresses;
+    for (const auto& [address, isPaired] : devices) {
+        if (isPaired == arePaired) {
+            addresses.push_back(address);
         }
     }
-    return Cli::Escape(Cli::Join(words, ", "));
+    return Cli::Escape(Cli::Join(addresses, ", "));
 }
 
 }  // namespace
@@ -113,7 +105,10 @@ Json::Value ToJson(const Status& status) {
     json["devices"] = StateJson(status.devices.state);
     json["devices"]["count"] = Json::UInt64{status.devices.devices.size()};
     json["factory_reset_requested"] = status.isFactoryResetRequested;
-    json["bluetooth"] = Cli::JsonArray(status.bluetooth, &BluetoothJson);
+    json["bluetooth"] = Json::objectValue;
+    for (const auto& [address, isPaired] : status.bluetooth) {
+        json["bluetooth"][address] = isPaired ? "paired" : "known";
+    }
     json["cloud"] = status.cloud.words;
     json["last_run"] = status.lastRun ? status.lastRun->ToJson() : Json::Value();
     json["next_run"]["requests"] = Cli::JsonArray(status.nextRun.requests);
@@ -135,8 +130,8 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
                             : StateText(status.devices.state, style)},
         {"factory reset",
          status.isFactoryResetRequested ? style(Colour::YELLOW, "at the next run") : std::string()},
-        {"paired", BluetoothWords(status.bluetooth, true)},
-        {"known, not paired", BluetoothWords(status.bluetooth, false)},
+        {"paired", Addresses(status.bluetooth, true)},
+        {"known, not paired", Addresses(status.bluetooth, false)},
         {"cloud", Cli::Escape(status.cloud.words)},
         {"last run", status.lastRun ? KeptRunWords(*status.lastRun, now, style) : "none yet"},
         {"", requests.empty() ? "" : Cli::Escape("it asked for: " + requests)},

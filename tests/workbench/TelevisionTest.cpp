@@ -208,7 +208,7 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
          {"  access token       valid, 1h left, top-", "  refresh token      ran out 1m ago",
           "  activation         valid, 2d left, ... (2 characters)\n", "top-... (26 characters)\n",
           "  records            1 record, mark of the last run 42\n",
-          "paired               AA:BB:CC:00:00:05 Phones\\x1b[31m 5, AA:BB:CC:00:00:09\n",
+          "paired               AA:BB:CC:00:00:05, AA:BB:CC:00:00:09\n",
           "known, not paired    AA:BB:CC:00:00:77\n", "last run             none yet\n"}) {
         EXPECT_THAT(text, HasSubstr(line));
     }
@@ -230,8 +230,8 @@ TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
         found.push_back(problem.subject + ": " + problem.words);
     }
     EXPECT_THAT(found,
-                ElementsAre(HasSubstr("tv.ini, line 4: [log] level: “X” is none of"),
-                            HasSubstr("tv.ini, line 5: [log] file: “/nowhere/log” is no file"),
+                ElementsAre(HasSubstr("tv.ini: line 4: [log] level: “X” is none of"),
+                            HasSubstr("tv.ini: line 5: [log] file: “/nowhere/log” is no file"),
                             HasSubstr("chmod go-w"), HasSubstr("certificates: "), HasSubstr("clock: ")));
 }
 

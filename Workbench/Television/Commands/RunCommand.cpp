@@ -167,7 +167,7 @@ void Run(const RunArguments& arguments) {
     if (!lock.IsHeld()) {
         throw std::runtime_error("a run of this television is under way\nWatch it: infosync-tv log -f");
     }
-    std::cerr << Television::IniWarnings();
+    Television::WarnOfIni();
 
     const Television::DeviceList before = Television::ReadDeviceList();
     // Begun when the service is: what did not start is no run.

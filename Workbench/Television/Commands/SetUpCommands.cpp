@@ -140,7 +140,7 @@ void Set(const SetArguments& arguments) {
     ini.Save();
     std::cout << arguments.key << (arguments.unset ? " is no longer set: it reads as " : " is now ")
               << Reading(key) << "\n";
-    std::cerr << Television::IniWarnings();
+    Television::WarnOfIni();
 }
 
 void DeclareSet(Cli::Command& command, SetArguments& arguments) {
