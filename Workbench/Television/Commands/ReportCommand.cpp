@@ -172,12 +172,10 @@ void Report(const ReportArguments& arguments) {
 void AddReport(Cli::Tool& tool) {
     tool.Add(
         "report", "Write the whole television to an archive, to attach to a bug report",
-        R"(The television's folder with tv.ini, the settings, the stored records and the
-runs that are kept, and beside it versions.json and exchanges.jsonl, the
-last requests to its local cloud. Tokens, codes and verifiers are masked, and masked
+        R"(The television's folder, and beside it versions.json and exchanges.jsonl, the
+last requests to its local cloud. Tokens, codes and verifiers are masked, and
 tokens have run out in it; user, device names and addresses are as they are.
-Nothing is written when a stored secret is found in it. What tv.ini names
-outside of the folder, such as a certificate file, is not part of it.
+Nothing is written when a stored secret is found in it.
 
 Example:
   infosync-tv report tv.tar.gz

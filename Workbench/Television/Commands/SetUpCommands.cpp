@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 
+#include "Cli/Pattern.h"
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Files.h"
@@ -45,23 +46,18 @@ struct InitArguments {
     bool force = false;
 };
 
-/** That of the cloud that was named, or of the default one where there is one; else empty. */
-std::string CloudFolder(const std::string& named) {
-    const std::string usual = Cli::StateFolder("INFOSYNC_CLOUD_DIR", "infosync-cloud");
-    return !named.empty()                   ? Television::RequireCloud(named)
-           : std::filesystem::exists(usual) ? Television::RequireCloud(usual)
-                                            : "";
-}
-
 /** An id as the set's maker gives it: another one for each television. */
 std::string NewTizenId() {
-    std::string id = Cli::Taken(g_uuid_string_random());
-    id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
-    return id;
+    const Cli::Pattern dash("-");
+    return dash.Replace(Cli::Taken(g_uuid_string_random()), "");
 }
 
 void Init(const InitArguments& arguments) {
-    const std::string cloud = CloudFolder(arguments.cloud);
+    // The default one only where there is one.
+    const std::string usual = Cli::StateFolder("INFOSYNC_CLOUD_DIR", "infosync-cloud");
+    const std::string& named = arguments.cloud.empty() ? usual : arguments.cloud;
+    const bool isMeant = !arguments.cloud.empty() || std::filesystem::exists(usual);
+    const std::string cloud = isMeant ? Television::RequireCloud(named) : "";
     const bool isThere = !arguments.force && std::filesystem::exists(TvFolder::IniPath());
     if (isThere) {
         Television::RequireSound();
@@ -85,12 +81,6 @@ void Init(const InitArguments& arguments) {
                       ? "To give it another one: infosync-tv set http.cloud '" + Cli::Escape(cloud) + "'\n"
                       : "")
               << (isThere ? "" : "Next: infosync-tv sign-in USER, then infosync-tv run\n");
-}
-
-void DeclareInit(Cli::Command& command, InitArguments& arguments) {
-    command.Option("--cloud", "DIR", arguments.cloud,
-                   "the local cloud's folder (default: $INFOSYNC_CLOUD_DIR or infosync-cloud's own)");
-    command.Flag("--force", arguments.force, "write tv.ini anew; what the service stored stays");
 }
 
 struct SetArguments {
@@ -143,36 +133,38 @@ void Set(const SetArguments& arguments) {
     Television::WarnOfIni();
 }
 
-void DeclareSet(Cli::Command& command, SetArguments& arguments) {
-    command.Operand("GROUP.KEY", arguments.key).Required().Must(&IsKey);
-    command.Operand("VALUE", arguments.value);
-    command.Flag("--unset", arguments.unset, "remove the key instead");
-}
-
 }  // namespace
 
 void AddSetUp(Cli::Tool& tool) {
-    tool.Add("init", "Make a television in the folder",
-             R"(Writes tv.ini, with a Tizen ID of its own and the folder of the local cloud that
+    tool.Add<InitArguments>(
+        "init", "Make a television in the folder",
+        R"(Writes tv.ini, with a Tizen ID of its own and the folder of the local cloud that
 it belongs to. A television that is there stays as it is.
 
-Examples:
-  infosync-tv init
+Example:
   infosync-tv --dir /tmp/tv init --cloud /tmp/cloud)",
-             &DeclareInit, &Init);
-    tool.Add("set", "Set a value of tv.ini",
-             R"(Takes effect at once, also while the service runs. The items of a list are
-separated by ;.
-
-)" + Cli::Wrap("Keys: " + Cli::Join(KeyNames(), ", "), 0, Cli::HELP_WIDTH) +
-                 R"(
+        [](Cli::Command& command, InitArguments& arguments) {
+            command.Option("--cloud", "DIR", arguments.cloud,
+                           "the local cloud's folder (default: $INFOSYNC_CLOUD_DIR or infosync-cloud's own)");
+            command.Flag("--force", arguments.force, "write tv.ini anew; what the service stored stays");
+        },
+        &Init);
+    tool.Add<SetArguments>(
+        "set", "Set a value of tv.ini",
+        "Takes effect at once, also while the service runs. The items of a list are\n"
+        "separated by ;.\n\n" +
+            Cli::Wrap("Keys: " + Cli::Join(KeyNames(), ", "), 0, Cli::HELP_WIDTH) + R"(
 Examples:
   infosync-tv set log.level D
-  infosync-tv set http.cloud /tmp/cloud
   infosync-tv set bluetooth.known 'AA:BB:CC:00:11:22;AA:BB:CC:00:11:33'
   infosync-tv set sso.result -- -1
   infosync-tv set system.tizen_id --unset)",
-             &DeclareSet, &Set);
+        [](Cli::Command& command, SetArguments& arguments) {
+            command.Operand("GROUP.KEY", arguments.key).Required().Must(&IsKey);
+            command.Operand("VALUE", arguments.value);
+            command.Flag("--unset", arguments.unset, "remove the key instead");
+        },
+        &Set);
 }
 
 }  // namespace Commands

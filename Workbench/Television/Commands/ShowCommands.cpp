@@ -1,6 +1,7 @@
 #include <NxCurl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <ctime>
 #include <iostream>
 #include <stdexcept>
@@ -42,10 +43,6 @@ void ShowDevices(const DevicesArguments& arguments) {
                                          : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
-void DeclareDevices(Cli::Command& command, DevicesArguments& arguments) {
-    command.Json(arguments.json);
-}
-
 struct WhyArguments {
     std::string device;
     bool json = false;
@@ -60,11 +57,6 @@ void Why(const WhyArguments& arguments) {
     if (!isOfAll && inquiry.verdicts.empty()) {
         throw Cli::ToldAlready();
     }
-}
-
-void DeclareWhy(Cli::Command& command, WhyArguments& arguments) {
-    command.Operand("ADDRESS|ID|NAME", arguments.device);
-    command.Json(arguments.json);
 }
 
 struct StatusArguments {
@@ -101,55 +93,48 @@ void ShowStatus(const StatusArguments& arguments) {
     }
     std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(status))
                                  : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
-    for (const Problem& problem : status.problems) {
-        if (problem.isForbidden) {
-            throw std::runtime_error("not all of the television is yours to read");
-        }
+    const auto isForbidden = [](const Problem& problem) { return problem.isForbidden; };
+    if (std::any_of(status.problems.begin(), status.problems.end(), isForbidden)) {
+        throw std::runtime_error("not all of the television is yours to read");
     }
     if (arguments.check && !status.problems.empty()) {
         throw Cli::ToldAlready();
     }
 }
 
-void DeclareStatus(Cli::Command& command, StatusArguments& arguments) {
-    command.Flag("--check", arguments.check, "ask the cloud, too; exit status 1 when anything is wrong");
-    command.Json(arguments.json);
-}
-
 }  // namespace
 
 void AddShow(Cli::Tool& tool) {
-    tool.Add("devices", "List the device list, as the set's components read it",
-             R"(With --json: an array of objects with id, name, address, users and
-deleted_on_tv.
-
-Examples:
-  infosync-tv devices
-  infosync-tv devices --json)",
-             &DeclareDevices, &ShowDevices);
-    tool.Add("why", "Say why a device is on the device list, or is not",
-             R"(For the records of all users, or for those that the argument names by address,
+    tool.Add<DevicesArguments>(
+        "devices", "List the device list, as the set's components read it", "",
+        [](Cli::Command& command, DevicesArguments& arguments) { command.Json(arguments.json); },
+        &ShowDevices);
+    tool.Add<WhyArguments>(
+        "why", "Say why a device is on the device list, or is not",
+        R"(For the records of all users, or for those that the argument names by address,
 id or a part of the name. The service's own rules are asked against what is
 stored now; nothing is run or changed. The exit status is 1 when no record is of
 the device.
 
 Examples:
   infosync-tv why
-  infosync-tv why kitchen
-  infosync-tv why AA:BB:CC:00:11:22 --json)",
-             &DeclareWhy, &Why);
-    tool.Add("status", "Show who is signed in, what is stored, and what is wrong",
-             R"(Who is signed in, what is stored for each user and how long it holds, what the
-Bluetooth adapter knows, the last run and what the next one will ask for. What
-is wrong with tv.ini (with its line), the folder, the certificates, the clock or
-a stored document stands at the end; the exit status is 1 when something is not
-yours to read. With --check the cloud is asked by the service's own way.
-
-Examples:
-  infosync-tv status
-  infosync-tv status --check
-  infosync-tv status --json)",
-             &DeclareStatus, &ShowStatus);
+  infosync-tv why kitchen)",
+        [](Cli::Command& command, WhyArguments& arguments) {
+            command.Operand("ADDRESS|ID|NAME", arguments.device);
+            command.Json(arguments.json);
+        },
+        &Why);
+    tool.Add<StatusArguments>(
+        "status", "Show who is signed in, what is stored, and what is wrong",
+        R"(What is wrong with tv.ini, the folder, the certificates, the clock or a stored
+document stands at the end; the exit status is 1 when something is not yours to
+read. With --check the cloud is asked by the service's own way.)",
+        [](Cli::Command& command, StatusArguments& arguments) {
+            command.Flag("--check", arguments.check,
+                         "ask the cloud, too; exit status 1 when anything is wrong");
+            command.Json(arguments.json);
+        },
+        &ShowStatus);
 }
 
 }  // namespace Commands

@@ -1,5 +1,3 @@
-#include <strings.h>
-
 #include <algorithm>
 #include <iostream>
 
@@ -51,7 +49,7 @@ void ChangeBond(const std::string& address, bool bonded) {
     const auto television = TvFolder::ReadIni();
     std::vector<std::string> list = television->List(TvKeys::BONDED);
     const auto others = std::remove_if(list.begin(), list.end(), [&address](const std::string& item) {
-        return strcasecmp(item.c_str(), address.c_str()) == 0;  // in whatever case
+        return Cli::CaseFolded(item) == Cli::CaseFolded(address);
     });
     const bool wasBonded = others != list.end();
     list.erase(others, list.end());
@@ -69,10 +67,6 @@ void ChangeBond(const std::string& address, bool bonded) {
     }
 }
 
-void DeclareAddress(Cli::Command& command, DeviceArguments& arguments) {
-    command.Operand("ADDRESS", arguments.address).Required().Must(&Cli::IsBluetoothAddress);
-}
-
 void FactoryReset() {
     Television::Require();
     Files::Replace(TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG).value(), "1");
@@ -85,26 +79,19 @@ void AddState(Cli::Tool& tool) {
     tool.Add<UserArguments>(
         "sign-in", "Sign a user in on the television",
         R"(USER is the login id. A user who was signed in before is signed out; what is
-stored for each stays.
-
-Example:
-  infosync-tv sign-in ann@example.com)",
+stored for each stays.)",
         [](Cli::Command& command, UserArguments& arguments) {
             command.Operand("USER", arguments.user).Required().Must(&Cli::IsNotEmpty).Must(&Cli::IsUtf8);
         },
         &SignIn);
     tool.Add("sign-out", "Sign the user out", "", &SignOut);
+    const auto declare = +[](Cli::Command& command, DeviceArguments& arguments) {
+        command.Operand("ADDRESS", arguments.address).Required().Must(&Cli::IsBluetoothAddress);
+    };
     tool.Add<DeviceArguments>("bond", "Pair a Bluetooth device with the television",
-                              R"(A device that is paired is not taken into the device list.
-
-Example:
-  infosync-tv bond AA:BB:CC:00:11:22)",
-                              &DeclareAddress,
+                              "A device that is paired is not taken into the device list.", declare,
                               [](const DeviceArguments& arguments) { ChangeBond(arguments.address, true); });
-    tool.Add<DeviceArguments>("unbond", "Undo the pairing of a Bluetooth device",
-                              R"(Example:
-  infosync-tv unbond AA:BB:CC:00:11:22)",
-                              &DeclareAddress,
+    tool.Add<DeviceArguments>("unbond", "Undo the pairing of a Bluetooth device", "", declare,
                               [](const DeviceArguments& arguments) { ChangeBond(arguments.address, false); });
     tool.Add("factory-reset", "Ask for a wipe at the next run",
              R"(Sets the flag that the service looks at when it starts: it then removes all that
