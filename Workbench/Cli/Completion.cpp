@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <numeric>
+#include <set>
 
 #include "Cli/Text.h"
 
@@ -9,15 +11,15 @@ namespace Cli {
 
 namespace {
 
-// FUNCTION and TOOL stand for the tool's name; it is asked as it was typed.
-constexpr char BASH[] = R"sh(FUNCTION() {
+// TOOL stands for the tool's name; it is asked as it was typed.
+constexpr char BASH[] = R"sh(_TOOL() {
     local word
     COMPREPLY=()
     while IFS=$'\t' read -r word _; do
         COMPREPLY+=("$word")
     done < <("${1/#\~/$HOME}" __complete "${COMP_WORDS[@]:1:COMP_CWORD}" 2>/dev/null)
 }
-complete -o default -F FUNCTION TOOL
+complete -o default -F _TOOL TOOL
 )sh";
 
 // Works from a folder of fpath, where loading it calls it, and when it is read with source.
@@ -37,22 +39,6 @@ std::string Replaced(std::string text, const std::string& mark, const std::strin
         text.replace(at, mark.size(), by);
     }
     return text;
-}
-
-/** A line with a tab and the meaning, of what begins as what was typed. */
-std::string Offer(const std::string& name, const std::string& meaning, const std::string& typed) {
-    return StartsWith(name, typed) ? name + "\t" + Replaced(meaning, "\n", " ") + "\n" : "";
-}
-
-std::string OfferOptions(const CLI::App& app, const std::string& typed, bool onlyWithValue) {
-    std::string lines;
-    for (const CLI::Option* option : app.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            const bool isLeftOut = onlyWithValue && option->get_items_expected() == 0;
-            lines += isLeftOut ? "" : Offer("--" + name, option->get_description(), typed);
-        }
-    }
-    return lines;
 }
 
 bool AwaitsValue(const CLI::App& app, const std::string& word) {
@@ -81,20 +67,29 @@ std::string Complete(const CLI::App& tool, std::vector<std::string> words) {
     if (isValue) {
         return "";
     }
-    if (StartsWith(typed, "-")) {
-        return OfferOptions(*command, typed, false) +
-               (command == &tool ? "" : OfferOptions(tool, typed, true));
-    }
-    std::string lines;
+    std::set<std::string> lines;
+    const auto offer = [&lines, &typed](const std::string& name, const std::string& meaning) {
+        if (StartsWith(name, typed)) {
+            lines.insert(name + "\t" + Replaced(meaning, "\n", " ") + "\n");
+        }
+    };
     for (const CLI::App* next : Below(*command)) {
-        lines += Offer(next->get_name(), next->get_description(), typed);
+        offer(next->get_name(), next->get_description());
     }
-    return lines;
+    for (const CLI::App* app : {command, &tool}) {
+        for (const CLI::Option* option : app->get_options()) {
+            for (const std::string& name : option->get_lnames()) {
+                if (!typed.empty()) {
+                    offer("--" + name, option->get_description());
+                }
+            }
+        }
+    }
+    return std::accumulate(lines.begin(), lines.end(), std::string());
 }
 
 std::string CompletionScript(const std::string& tool, const std::string& shell) {
-    const std::string function = "_" + Replaced(tool, "-", "_");
-    return Replaced(Replaced(shell == "zsh" ? ZSH : BASH, "FUNCTION", function), "TOOL", tool);
+    return Replaced(shell == "zsh" ? ZSH : BASH, "TOOL", tool);
 }
 
 }  // namespace Cli

@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,15 +23,10 @@ namespace fs = std::filesystem;
 
 /** Why a file or a folder is not as it should be; empty when it is. */
 std::string ProblemOfPath(const fs::path& path) {
-    std::string foreign = WhyNotOurs(path);
-    std::error_code ignored;
-    if (!foreign.empty() || fs::is_symlink(path, ignored)) {
-        return foreign;
-    }
-    const int needed = fs::is_directory(path, ignored) ? R_OK | W_OK | X_OK : R_OK | W_OK;
-    return faccessat(AT_FDCWD, path.c_str(), needed, AT_EACCESS) == 0 || errno == ENOENT
-               ? ""
-               : path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'";
+    const std::string foreign = WhyNotOurs(path);
+    return foreign.empty() && access(path.c_str(), R_OK | W_OK) != 0 && errno != ENOENT
+               ? path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'"
+               : foreign;
 }
 
 /** What is missing altogether is told where it is named. */
