@@ -3,7 +3,6 @@
 
 #include <json/json.h>
 
-#include <map>
 #include <string>
 
 #include "Cli/Display.h"
@@ -11,22 +10,13 @@
 
 namespace Television {
 
-struct DeviceChange {
-    /** "added", "removed", "renamed" or, for its users and the rest, "changed". */
-    std::string kind;
-    /** As it is now, or as it was last. */
-    Device device;
-    std::string formerName;
-};
-
-/** By record id. */
-using DeviceChanges = std::map<std::string, DeviceChange>;
-
-DeviceChanges Compare(const DeviceList& before, const DeviceList& after);
-
-Json::Value ToJson(const DeviceChanges& changes);
+/**
+ * An array of "change" ("added", "removed", "renamed" or, for its users and the rest, "changed"), "id",
+ * "name" and "address" as they are now or were last, "was" for the former name, and "users".
+ */
+Json::Value Compare(const DeviceList& before, const DeviceList& after);
 
 /** The same for people, below how long the list is now. */
-std::string ChangesText(const DeviceList& after, const DeviceChanges& changes, const Cli::Style& style);
+std::string ChangesText(const DeviceList& after, const Json::Value& changes, const Cli::Style& style);
 
 }  // namespace Television

@@ -3,7 +3,6 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <cmath>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
@@ -24,6 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char UNREADABLE[] = "unreadable";
 constexpr std::int64_t MICROSECONDS = 1'000'000;
 
 std::string FileOf(std::int64_t number, const char* suffix) {
@@ -40,8 +40,58 @@ std::int64_t NumberOf(const fs::path& file) {
     return isOfRun ? number : 0;
 }
 
-/** The numbers of the runs that a log is kept of, ascending. @throws when the folder cannot be read */
-std::vector<std::int64_t> Numbers() {
+/** A run of which no more is known. */
+KeptRun Unknown(const char* outcome, const std::string& reason) {
+    Log::Story story;
+    story.outcome = outcome;
+    Log::Add(story.reason, reason);
+    return MakeKeptRun(story);
+}
+
+KeptRun ReadNote(std::int64_t number) {
+    try {
+        const auto text = Files::ReadIfThere(FileOf(number, ".json"));
+        if (!text) {
+            return Unknown(IsUnderWay(number) ? "under way" : "unfinished", "");
+        }
+        if (text->empty()) {
+            return Unknown("not kept", "how it ended could not be written: the disk may have been full");
+        }
+        KeptRun run = InfoSyncUtil::ParseStoredObject(*text);
+        if (run["outcome"].isString()) {
+            return run;
+        }
+    } catch (const std::system_error& error) {
+        return Unknown(UNREADABLE, error.what());
+    } catch (const std::exception&) {
+        // As below: it is no JSON.
+    }
+    return Unknown(UNREADABLE, "its note is damaged");
+}
+
+KeptRun ReadRun(std::int64_t number) {
+    KeptRun run = ReadNote(number);
+    run["number"] = Json::Int64{number};
+    return run;
+}
+
+}  // namespace
+
+KeptRun MakeKeptRun(const Log::Story& story) {
+    KeptRun run = Log::StoryJson(story);
+    run.removeMember("run");
+    for (const char* member : {"number", "finished", "seconds", "level"}) {
+        run[member] = Json::Value();
+    }
+    run["changes"] = Json::Value(Json::arrayValue);
+    return run;
+}
+
+bool IsSuccess(const KeptRun& run) {
+    return run["outcome"] == Log::SUCCESS;
+}
+
+std::vector<std::int64_t> KeptRunNumbers() {
     std::vector<std::int64_t> numbers;
     const std::string folder = TvFolder::Resolve(RUNS_FOLDER);
     if (!fs::exists(fs::symlink_status(folder))) {
@@ -57,65 +107,9 @@ std::vector<std::int64_t> Numbers() {
     return numbers;
 }
 
-/** A run of which no more is known. */
-KeptRun Unknown(std::int64_t number, const char* outcome, const std::string& reason) {
-    KeptRun run;
-    run.number = number;
-    run.story.outcome = outcome;
-    run.story.reason = reason.empty() ? run.story.reason : std::vector<std::string>{reason};
-    return run;
-}
-
-KeptRun FromJson(std::int64_t number, const Json::Value& json) {
-    KeptRun run;
-    run.number = number;
-    run.story = Log::StoryFromJson(json);
-    run.finished = InfoSyncUtil::ToInt64(json["finished"]);
-    run.seconds = json["seconds"].isNumeric() ? json["seconds"].asDouble() : 0;
-    run.level = (Cli::TextMember(json, "level") + '\0').front();
-    run.changes = json["changes"].isArray() ? json["changes"] : run.changes;
-    return run;
-}
-
-KeptRun ReadRun(std::int64_t number) {
-    constexpr char UNREADABLE[] = "unreadable";
-    try {
-        const auto text = Files::ReadIfThere(FileOf(number, ".json"));
-        if (!text) {
-            return Unknown(number, IsUnderWay(number) ? "under way" : "unfinished", "");
-        }
-        if (text->empty()) {
-            return Unknown(number, "not kept",
-                           "how it ended could not be written: the disk may have been full");
-        }
-        const Json::Value json = InfoSyncUtil::ParseStoredObject(*text);
-        if (json["outcome"].isString()) {
-            return FromJson(number, json);
-        }
-    } catch (const std::system_error& error) {
-        return Unknown(number, UNREADABLE, error.what());
-    } catch (const std::exception&) {
-        // As below: it is no JSON.
-    }
-    return Unknown(number, UNREADABLE, "its note is damaged");
-}
-
-}  // namespace
-
-Json::Value KeptRun::ToJson() const {
-    Json::Value json = Log::StoryJson(story);
-    json.removeMember("run");
-    json["number"] = Json::Int64{number};
-    json["finished"] = finished == 0 ? Json::Value() : Json::Value(Json::Int64{finished});
-    json["seconds"] = std::round(seconds * 1000) / 1000;
-    json["level"] = level == '\0' ? Json::Value() : Json::Value(std::string(1, level));
-    json["changes"] = changes;
-    return json;
-}
-
 RunKeeper::RunKeeper() {
     try {
-        const std::vector<std::int64_t> numbers = Numbers();
+        const std::vector<std::int64_t> numbers = KeptRunNumbers();
         m_number = numbers.empty() ? m_number : numbers.back() + 1;
         Files::MakeFolder(TvFolder::Resolve(RUNS_FOLDER));
         // The lock makes the log, for its owner alone.
@@ -133,17 +127,17 @@ void RunKeeper::Take(const Log::Line& line) {
 }
 
 void RunKeeper::Keep(KeptRun& run) {
-    run.number = m_number;
-    run.finished = g_get_real_time() / MICROSECONDS;
+    run["number"] = Json::Int64{m_number};
+    run["finished"] = Json::Int64{g_get_real_time() / MICROSECONDS};
     const std::string note = FileOf(m_number, ".json");
     try {
-        Files::Replace(note, Cli::JsonText(run.ToJson()));
+        Files::Replace(note, Cli::JsonText(run));
     } catch (const std::exception&) {
         // An empty note takes no room: it says that the run ended.
         std::ofstream(note).close();
         throw;
     }
-    std::vector<std::int64_t> numbers = Numbers();
+    std::vector<std::int64_t> numbers = KeptRunNumbers();
     numbers.resize(numbers.size() - std::min(numbers.size(), MOST_KEPT_RUNS));
     for (const std::int64_t number : numbers) {
         std::error_code ignored;
@@ -158,18 +152,18 @@ void RunKeeper::Keep(KeptRun& run) {
 
 std::vector<KeptRun> ReadKeptRuns() {
     std::vector<KeptRun> runs;
-    for (const std::int64_t number : Numbers()) {
+    for (const std::int64_t number : KeptRunNumbers()) {
         runs.push_back(ReadRun(number));
     }
     return runs;
 }
 
-std::optional<KeptRun> ReadNewestRun() {
+KeptRun ReadNewestRun() {
     try {
-        const std::vector<std::int64_t> numbers = Numbers();
-        return numbers.empty() ? std::nullopt : std::optional(ReadRun(numbers.back()));
+        const std::vector<std::int64_t> numbers = KeptRunNumbers();
+        return numbers.empty() ? KeptRun() : ReadRun(numbers.back());
     } catch (const std::exception& error) {
-        return Unknown(0, "unreadable", Cli::Reason(error));
+        return Unknown(UNREADABLE, Cli::Reason(error));
     }
 }
 
@@ -182,10 +176,10 @@ std::string KeptLogPath(std::int64_t number) {
 }
 
 std::string KeptRunWords(const KeptRun& run, std::int64_t now, const Cli::Style& style) {
-    const std::string words = style(run.IsSuccess() ? Cli::Colour::GREEN : Cli::Colour::RED,
-                                    Cli::Escape(Log::OutcomeWords(run.story)));
-    return run.finished == 0 ? words
-                             : words + ", " + Cli::DurationText(Cli::Difference(now, run.finished)) + " ago";
+    const std::string words =
+        style(IsSuccess(run) ? Cli::Colour::GREEN : Cli::Colour::RED, Cli::Escape(Log::OutcomeWords(run)));
+    const std::int64_t finished = Cli::IntegerMember(run, "finished");
+    return finished == 0 ? words : words + ", " + Cli::DurationText(Cli::Difference(now, finished)) + " ago";
 }
 
 }  // namespace Television

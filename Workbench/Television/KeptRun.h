@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <fstream>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,26 +23,17 @@ inline constexpr std::size_t MOST_KEPT_RUNS = 20;
 /** The name of a file in the television's folder, held by the run that is under way. */
 inline constexpr char RUN_LOCK_FILE[] = "run.lock";
 
-struct KeptRun {
-    std::int64_t number = 0;
-    /**
-     * Its outcome may also be "crashed", "timed out" or "interrupted", and of a run that left no note "under
-     * way", "unfinished" (the tool was killed), "not kept" (no more could be written) or "unreadable".
-     */
-    Log::Story story;
-    /** Seconds since the epoch; 0 where that is not known. */
-    std::int64_t finished = 0;
-    double seconds = 0;
-    char level = '\0';
-    /** Of the device list, each with "change", "id", "name" and "address". */
-    Json::Value changes = Json::Value(Json::arrayValue);
+/**
+ * A run as it is kept, and as --json shows it: an object with the story and "number", "finished" (in seconds
+ * since the epoch), "seconds", "level" and "changes", each null where it is not known. The outcome may also
+ * be "crashed", "timed out" or "interrupted", and of a run that left no note "under way", "unfinished" (the
+ * tool was killed), "not kept" (no more could be written) or "unreadable".
+ */
+using KeptRun = Json::Value;
 
-    /** As it is kept, and as --json shows it. */
-    Json::Value ToJson() const;
-    bool IsSuccess() const {
-        return story.outcome == Log::SUCCESS;
-    }
-};
+KeptRun MakeKeptRun(const Log::Story& story);
+
+bool IsSuccess(const KeptRun& run);
 
 /** Keeps the run that is under way. */
 class RunKeeper {
@@ -66,11 +56,14 @@ private:
     std::unique_ptr<Cli::FileLock> m_lock;
 };
 
-/** The runs that are kept, oldest first. @throws std::exception when the folder cannot be read */
+/** Of the runs that a log is kept of, ascending. @throws std::exception when the folder cannot be read */
+std::vector<std::int64_t> KeptRunNumbers();
+
+/** Those runs. @throws std::exception when the folder cannot be read */
 std::vector<KeptRun> ReadKeptRuns();
 
-/** The newest; of the number 0 and "unreadable" where the folder is that; nothing when there is none. */
-std::optional<KeptRun> ReadNewestRun();
+/** The newest; "unreadable" and without a number where the folder is that; null when there is none. */
+KeptRun ReadNewestRun();
 
 /** Whether the run has not ended yet, nor been killed. */
 bool IsUnderWay(std::int64_t number);

@@ -214,8 +214,8 @@ Status ReadStatus(std::int64_t now) {
                 {name, document.state.Complaint(), document.state.kind == Kind::FORBIDDEN});
         }
     }
-    if (status.lastRun && status.lastRun->number == 0) {  // not even the folder can be read
-        status.problems.push_back({"runs", Cli::Join(status.lastRun->story.reason, "; "), true});
+    if (!status.lastRun.isNull() && status.lastRun["number"].isNull()) {  // not even the folder can be read
+        status.problems.push_back({"runs", status.lastRun["reason"][0].asString(), true});
     }
     return status;
 }

@@ -55,7 +55,8 @@ struct Status {
     /** The addresses that the adapter knows, and whether each is paired. */
     std::map<std::string, bool> bluetooth;
     Cloud cloud;
-    std::optional<KeptRun> lastRun;
+    /** Null for none. */
+    KeptRun lastRun;
     Plan nextRun;
     std::vector<Problem> problems;
 };

@@ -110,7 +110,7 @@ Json::Value ToJson(const Status& status) {
         json["bluetooth"][address] = isPaired ? "paired" : "known";
     }
     json["cloud"] = status.cloud.words;
-    json["last_run"] = status.lastRun ? status.lastRun->ToJson() : Json::Value();
+    json["last_run"] = status.lastRun;
     json["next_run"]["requests"] = Cli::JsonArray(status.nextRun.requests);
     json["next_run"]["words"] = status.nextRun.words;
     json["problems"] = Cli::JsonArray(status.problems, &ProblemJson);
@@ -118,7 +118,7 @@ Json::Value ToJson(const Status& status) {
 }
 
 std::string StatusText(const Status& status, std::int64_t now, const Cli::Style& style) {
-    const std::string requests = status.lastRun ? Log::RequestsWords(status.lastRun->story) : "";
+    const std::string requests = Log::RequestsWords(status.lastRun);
     // Of these, what is empty is left out.
     const std::pair<const char*, std::string> rows[] = {
         {"television", Cli::Escape(status.folder)},
@@ -133,7 +133,7 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
         {"paired", Addresses(status.bluetooth, true)},
         {"known, not paired", Addresses(status.bluetooth, false)},
         {"cloud", Cli::Escape(status.cloud.words)},
-        {"last run", status.lastRun ? KeptRunWords(*status.lastRun, now, style) : "none yet"},
+        {"last run", status.lastRun.isNull() ? "none yet" : KeptRunWords(status.lastRun, now, style)},
         {"", requests.empty() ? "" : Cli::Escape("it asked for: " + requests)},
         {"next run", Cli::Escape(status.nextRun.words)}};
     std::string text;

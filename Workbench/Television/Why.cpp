@@ -109,10 +109,10 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
     }
     std::string traces;
     for (const KeptRun& run : ReadKeptRuns()) {
-        for (const Json::Value& change : run.changes) {
+        for (const Json::Value& change : run["changes"]) {
             const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
             if (IsMeant(device, text("id"), text("name"), text("address"))) {
-                traces = "Run " + std::to_string(run.number) + " " + text("change") + " it. ";
+                traces = "Run " + Cli::TextMember(run, "number") + " " + text("change") + " it. ";
             }
         }
     }
@@ -138,9 +138,9 @@ std::string NearestNames(const std::string& device, const std::vector<Verdict>& 
 /** What holds for every device. */
 std::vector<std::string> Notes(const std::string& user, const DeviceList& list) {
     std::vector<std::string> notes;
-    const std::optional<KeptRun> lastRun = ReadNewestRun();
-    if (lastRun && !lastRun->IsSuccess()) {
-        notes.push_back("the last run: " + Log::OutcomeWords(lastRun->story) +
+    const KeptRun lastRun = ReadNewestRun();
+    if (!lastRun.isNull() && !IsSuccess(lastRun)) {
+        notes.push_back("the last run: " + Log::OutcomeWords(lastRun) +
                         ". What it did: infosync-tv log | infosync-tv explain");
     }
     if (user.empty()) {

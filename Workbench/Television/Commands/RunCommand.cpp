@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -140,12 +141,13 @@ Log::Story Tell(Log::Story story, const Television::Ending& ending) {
 
 std::string EndText(const Television::KeptRun& run, const Style& style) {
     std::string text;
-    for (const std::string& remedy : run.story.remedies) {
-        text += Cli::Wrap("to do: " + Cli::Escape(remedy), 7, style.Width());
+    for (const Json::Value& remedy : run["what_to_do"]) {
+        text += Cli::Wrap("to do: " + Cli::Escape(remedy.asString()), 7, style.Width());
     }
-    const std::string ended =
-        "run: " + Cli::Escape(Log::OutcomeWords(run.story)) + " (" + Cli::DurationText(run.seconds) + ")";
-    return text + style(run.IsSuccess() ? Colour::GREEN : Colour::RED, Cli::Wrap(ended, 5, style.Width()));
+    const std::string ended = "run: " + Cli::Escape(Log::OutcomeWords(run)) + " (" +
+                              Cli::DurationText(run["seconds"].asDouble()) + ")";
+    return text + style(Television::IsSuccess(run) ? Colour::GREEN : Colour::RED,
+                        Cli::Wrap(ended, 5, style.Width()));
 }
 
 /** What television and arguments ask for; how a run ended is told by lines of I and above, but of a log file
@@ -187,12 +189,12 @@ void Run(const RunArguments& arguments) {
     messages.Flush();
 
     const Television::DeviceList after = Television::ReadDeviceList();
-    const Television::DeviceChanges changes = Television::Compare(before, after);
-    Television::KeptRun run;
-    run.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    run.story = Tell(watcher.Finish(), ending);
-    run.level = options.level;
-    run.changes = Television::ToJson(changes);
+    const Json::Value changes = Television::Compare(before, after);
+    const auto took = std::chrono::duration<double>(std::chrono::steady_clock::now() - started);
+    Television::KeptRun run = Television::MakeKeptRun(Tell(watcher.Finish(), ending));
+    run["seconds"] = std::round(took.count() * 1000) / 1000;
+    run["level"] = std::string(1, options.level);
+    run["changes"] = changes;
     std::string unkept;
     try {
         keeper->Keep(run);
@@ -200,12 +202,12 @@ void Run(const RunArguments& arguments) {
         unkept = error.what();
     }
     const Style style(STDOUT_FILENO);
-    std::cout << (arguments.json ? Cli::JsonText(run.ToJson())
+    std::cout << (arguments.json ? Cli::JsonText(run)
                                  : Television::ChangesText(after, changes, style) + EndText(run, style));
     if (!unkept.empty()) {
         throw std::runtime_error("how the run ended could not be kept: " + unkept);
     }
-    if (!run.IsSuccess()) {
+    if (!Television::IsSuccess(run)) {
         // As a shell tells of what a signal ended.
         constexpr int SIGNALLED = 128;
         throw Cli::ToldAlready(ending.signal != 0 ? SIGNALLED + ending.signal : Cli::EXIT_FAILED);

@@ -33,9 +33,11 @@ std::string RunsText(const std::vector<Television::KeptRun>& runs) {
     const Cli::Style style(STDOUT_FILENO);
     Cli::Table table({"N", "ENDED", "CHANGES", "OUTCOME"});
     for (const Television::KeptRun& run : runs) {
-        const std::string words = Cli::Escape(Log::OutcomeWords(run.story));
-        table.Add({std::to_string(run.number), run.finished == 0 ? "" : Cli::DateTime(run.finished),
-                   std::to_string(run.changes.size()), Cli::Shorten(words, style.Width() - OTHER_COLUMNS)});
+        const std::string words = Cli::Escape(Log::OutcomeWords(run));
+        const std::int64_t finished = Cli::IntegerMember(run, "finished");
+        table.Add({Cli::TextMember(run, "number"), finished == 0 ? "" : Cli::DateTime(finished),
+                   std::to_string(run["changes"].size()),
+                   Cli::Shorten(words, style.Width() - OTHER_COLUMNS)});
     }
     return table.Text(style);
 }
@@ -51,11 +53,7 @@ void DeclareRuns(Cli::Command& command, RunsArguments& arguments) {
 void Runs(const RunsArguments& arguments) {
     Television::Require();
     const std::vector<Television::KeptRun> runs = Television::ReadKeptRuns();
-    Json::Value all(Json::arrayValue);
-    for (const Television::KeptRun& run : runs) {
-        all.append(run.ToJson());
-    }
-    std::cout << (arguments.json ? Cli::JsonText(all)
+    std::cout << (arguments.json ? Cli::JsonText(Cli::JsonArray(runs, [](const auto& run) { return run; }))
                   : runs.empty() ? "no runs yet: infosync-tv run\n"
                                  : RunsText(runs));
 }
@@ -70,14 +68,13 @@ struct LogArguments {
 
 /** @throws std::runtime_error when the run that is meant is not kept */
 std::int64_t FindRun(std::int64_t number) {
-    const std::vector<Television::KeptRun> runs = Television::ReadKeptRuns();
-    const auto isMeant = [number](const Television::KeptRun& run) { return run.number == number; };
-    if (number == 0 ? runs.empty() : std::none_of(runs.begin(), runs.end(), isMeant)) {
+    const std::vector<std::int64_t> runs = Television::KeptRunNumbers();
+    if (number == 0 ? runs.empty() : std::find(runs.begin(), runs.end(), number) == runs.end()) {
         throw std::runtime_error(number == 0 ? "no run is kept\nStart one: infosync-tv run"
                                              : "the run " + std::to_string(number) +
                                                    " is not kept\nThose that are: infosync-tv runs");
     }
-    return number == 0 ? runs.back().number : number;
+    return number == 0 ? runs.back() : number;
 }
 
 void ShowLog(const LogArguments& arguments) {

@@ -140,24 +140,6 @@ void StepLines::Add(const std::string& line) {
     }
 }
 
-std::string OutcomeWords(const Story& story) {
-    return Cli::Join({story.outcome, Cli::Join(story.reason, "; ")}, story.reason.empty() ? "" : ": ");
-}
-
-std::string RequestsWords(const Story& story) {
-    Words all;
-    for (const Chapter& chapter : story.chapters) {
-        const bool hasMark = story.mark && chapter.request == StepsOf(Part::DOWNLOAD).name;
-        Add(all, chapter.request.empty()
-                     ? ""
-                     : chapter.request + (hasMark ? " from mark " + std::to_string(*story.mark) : "") +
-                           (!chapter.answered ? " (no answer)"
-                            : chapter.status  ? " " + std::to_string(*chapter.status)
-                                              : ""));
-    }
-    return Cli::Join(all, ", ");
-}
-
 void Narrow(Story& story, const std::string& device) {
     const std::string wanted = Cli::CaseFolded(device);
     const auto isOther = [&wanted](const Record& record) {
@@ -205,34 +187,29 @@ Json::Value StoryJson(const Story& story) {
     return json;
 }
 
-Story StoryFromJson(const Json::Value& json) {
-    const auto words = [&json](const char* name) {
-        Words texts;
-        for (const Json::Value& text : json[name].isArray() ? json[name] : Json::Value()) {
-            texts.push_back(text.isString() ? text.asString() : "");
-        }
-        return texts;
-    };
-    const auto number = [](const Json::Value& value, const char* name) {
-        return value.isMember(name) && value[name].isInt64()
-                   ? std::optional<std::int64_t>(value[name].asInt64())
-                   : std::nullopt;
-    };
-    Story story;
-    story.outcome = Cli::TextMember(json, "outcome");
-    story.user = Cli::TextMember(json, "user");
-    story.reason = words("reason");
-    story.remedies = words("what_to_do");
-    story.mark = number(json, "mark");
-    for (const Json::Value& each : json["story"].isArray() ? json["story"] : Json::Value()) {
-        if (each.isObject()) {
-            Chapter& chapter = story.chapters.emplace_back();
-            chapter.request = Cli::TextMember(each, "request");
-            chapter.answered = each["answered"] == Json::Value(true);
-            chapter.status = number(each, "status");
+std::string OutcomeWords(const Json::Value& story) {
+    Words reason;
+    for (const Json::Value& words : story["reason"]) {
+        Add(reason, words.isString() ? words.asString() : "");
+    }
+    return Cli::TextMember(story, "outcome") + (reason.empty() ? "" : ": ") + Cli::Join(reason, "; ");
+}
+
+std::string RequestsWords(const Json::Value& story) {
+    Words requests;
+    for (const Json::Value& chapter : story["story"]) {
+        const std::string request = Cli::TextMember(chapter, "request");
+        const std::string mark =
+            request == StepsOf(Part::DOWNLOAD).name ? Cli::TextMember(story, "mark") : "";
+        const std::string status = Cli::TextMember(chapter, "status");
+        if (!request.empty()) {
+            requests.push_back(request + (mark.empty() ? "" : " from mark " + mark) +
+                               (Cli::TextMember(chapter, "answered") != "true" ? " (no answer)"
+                                : status.empty()                               ? ""
+                                                                               : " " + status));
         }
     }
-    return story;
+    return Cli::Join(requests, ", ");
 }
 
 }  // namespace Log

@@ -153,12 +153,6 @@ struct Story {
 /** Adds what is not there yet, and not empty. */
 void Add(Words& words, const std::string& more);
 
-/** "failed: the cloud refused the activation; status 401" */
-std::string OutcomeWords(const Story& story);
-
-/** "token, activation 200, download from mark 1795 200" */
-std::string RequestsWords(const Story& story);
-
 /** What is told of the records whose name, address or id has the text in it; empty for all. */
 void Narrow(Story& story, const std::string& device);
 
@@ -167,7 +161,12 @@ std::string StoryText(const Story& story, const Cli::Style& style);
 
 Json::Value StoryJson(const Story& story);
 
-/** The part of a story that a kept run has of it: outcome, reason, requests, user and what to do. */
-Story StoryFromJson(const Json::Value& json);
+// Of an object of that form, however damaged:
+
+/** "failed: the cloud refused the activation; status 401" */
+std::string OutcomeWords(const Json::Value& story);
+
+/** "token, activation 200, download from mark 1795 200" */
+std::string RequestsWords(const Json::Value& story);
 
 }  // namespace Log
