@@ -28,61 +28,50 @@ namespace {
 
 using Kind = State::Kind;
 
-constexpr std::int64_t MILLISECONDS = 1000;
+constexpr char ACCESS_TOKEN[] = "access token";
+constexpr char REFRESH_TOKEN[] = "refresh token";
+constexpr char ACTIVATION[] = "activation";
+constexpr char APP_TOKEN[] = "application token";
+
+/** What the service keeps of a user that runs out, and by what. */
+struct Holding {
+    const char* name;
+    const char* alias;
+    /** The members of a user's entry: what is sent, and when it ends, or how long after another one. */
+    const char* sent;
+    const char* end;
+    const char* begin;
+    std::int64_t perSecond;
+    /** So many seconds before the end it no longer holds. */
+    std::int64_t leastLeft;
+};
+constexpr Holding HOLDINGS[] = {
+    {ACCESS_TOKEN, InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::ACCESS_TOKEN,
+     CAccessToken::ACCESS_TOKEN_LIFETIME, CAccessToken::ISSUED_TIME, 1, 0},
+    {REFRESH_TOKEN, InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN,
+     CAccessToken::REFRESH_TOKEN_LIFETIME, CAccessToken::ISSUED_TIME, 1, 0},
+    {ACTIVATION, InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, CServiceActivationInfo::DEVICE_ID,
+     CServiceActivationInfo::EXPIRE_TIME, "", 1000, 1},
+    {APP_TOKEN, InfoSyncUtil::ALIAS_JWT, CJsonWebToken::TOKEN, CJsonWebToken::EXPIRE_TIME, "", 1, 1}};
 
 /** The documents of tokens and the activation, by their aliases. */
 using Documents = std::map<std::string, Document>;
 
-/**
- * Of a user's entry, how long it holds.
- * @param member what the service sends of it
- * @param isValid as the service has it
- * @param secondsLeft by the entry
- */
-State Until(const Document& document, const std::string& user, const char* member, bool isValid,
-            std::int64_t secondsLeft) {
-    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
+State ReadHolding(const Holding& holding, const Document& document, const std::string& user,
+                  std::int64_t now) {
     if (document.state.kind != Kind::STORED || !document.value.isMember(user)) {
         return document.state.IsReadable() ? State() : document.state;
     }
-    const std::string text = Cli::TextMember(entry, member);
-    if (!entry.isObject() || (text.empty() && entry.isMember(member))) {
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
+    const std::string sent = Cli::TextMember(entry, holding.sent);
+    if (!entry.isObject() || (sent.empty() && entry.isMember(holding.sent))) {
         return {Kind::DAMAGED, "the user's entry is no object, or no text is in it"};
     }
-    return text.empty()
-               ? State()
-               : State{isValid ? Kind::VALID : Kind::EXPIRED, "", secondsLeft, Cli::Abbreviate(text)};
-}
-
-void ReadTokens(const Document& document, UserStatus& user, std::int64_t now) {
-    using Token = CAccessToken;
-    Token token;
-    token.Init(user.user);
-    try {
-        token.ReadFromSecureStorage();
-    } catch (const std::exception&) {
-        // As the service has it: what cannot be read is no token.
-    }
-    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user.user);
-    const auto left = [&entry, now](const char* lifetime) {
-        const std::int64_t issued = InfoSyncUtil::ToInt64(entry[Token::ISSUED_TIME]);
-        return Cli::Difference(Cli::Sum(issued, InfoSyncUtil::ToInt64(entry[lifetime])), now);
-    };
-    user.accessToken = Until(document, user.user, Token::ACCESS_TOKEN, !token.IsTokenExpired(),
-                             left(Token::ACCESS_TOKEN_LIFETIME));
-    user.refreshToken = Until(document, user.user, Token::REFRESH_TOKEN, !token.IsRefreshTokenExpired(),
-                              left(Token::REFRESH_TOKEN_LIFETIME));
-}
-
-/** @param unit of the time in the entry, in seconds @param member what the service sends of it */
-template <typename Kept>
-State ReadKept(const Document& document, const std::string& user, const char* member, std::int64_t perSecond,
-               std::int64_t now) {
-    Kept kept;
-    kept.Init(user);
-    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
-    const std::int64_t end = InfoSyncUtil::ToInt64(entry[Kept::EXPIRE_TIME]) / perSecond;
-    return Until(document, user, member, kept.IsValid(), Cli::Difference(end, now));
+    const auto number = [&entry](const char* name) { return InfoSyncUtil::ToInt64(entry[name]); };
+    const std::int64_t end = Cli::Sum(number(holding.begin), number(holding.end) / holding.perSecond);
+    const std::int64_t left = Cli::Difference(end, now);
+    const Kind kind = left >= holding.leastLeft ? Kind::VALID : Kind::EXPIRED;
+    return sent.empty() ? State() : State{kind, "", left, Cli::Abbreviate(sent)};
 }
 
 std::vector<UserStatus> ReadUsers(Documents& documents, const RecordStore& records,
@@ -103,12 +92,9 @@ std::vector<UserStatus> ReadUsers(Documents& documents, const RecordStore& recor
     list.reserve(users.size());
     for (auto& [name, user] : users) {
         user.user = name;
-        ReadTokens(documents[InfoSyncUtil::ALIAS_ACCESS_TOKEN], user, now);
-        user.activation =
-            ReadKept<CServiceActivationInfo>(documents[InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO], name,
-                                             CServiceActivationInfo::DEVICE_ID, MILLISECONDS, now);
-        user.appToken =
-            ReadKept<CJsonWebToken>(documents[InfoSyncUtil::ALIAS_JWT], name, CJsonWebToken::TOKEN, 1, now);
+        for (const Holding& holding : HOLDINGS) {
+            user.holdings[holding.name] = ReadHolding(holding, documents[holding.alias], name, now);
+        }
         if (!records.state.IsReadable()) {
             user.records.state = records.state;
         }
@@ -137,28 +123,31 @@ Plan PlanFor(const UserStatus& user) {
         plan.requests.emplace_back(request);
         plan.words += (plan.words.empty() ? "" : ", ") + plan.requests.back() + " (" + why + ")";
     };
-    const bool hasToken = user.accessToken.kind == Kind::VALID || user.accessToken.kind == Kind::EXPIRED;
-    if (!hasToken) {
-        ask("token", "access token: " + user.accessToken.Words());
-    } else if (user.refreshToken.kind != Kind::VALID) {
-        ask("token", "refresh token: " + user.refreshToken.Words());
-    } else if (user.accessToken.kind == Kind::EXPIRED) {
-        const std::string problem = WhyNoRefresh();
-        if (!problem.empty()) {
-            return {{},
-                    "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
-                    "cannot be used (" +
-                        problem + "). A new one comes when the refresh token has run out, in " +
-                        Cli::DurationText(user.refreshToken.secondsLeft) +
-                        ", or after infosync-tv factory-reset"};
+    const auto state = [&user](const char* name) {
+        const auto found = user.holdings.find(name);
+        return found == user.holdings.end() ? State() : found->second;
+    };
+    const State access = state(ACCESS_TOKEN);
+    const State refresh = state(REFRESH_TOKEN);
+    const std::string problem = WhyNoRefresh();
+    if (access.kind != Kind::VALID && access.kind != Kind::EXPIRED) {
+        ask("token", "access token: " + access.Words());
+    } else if (refresh.kind != Kind::VALID) {
+        ask("token", "refresh token: " + refresh.Words());
+    } else if (access.kind == Kind::EXPIRED && !problem.empty()) {
+        plan.words =
+            "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
+            "cannot be used (" +
+            problem + "). A new one comes when the refresh token has run out, in " +
+            Cli::DurationText(refresh.secondsLeft) + ", or after infosync-tv factory-reset";
+        return plan;
+    } else if (access.kind == Kind::EXPIRED) {
+        ask("refresh", "access token: " + access.Words());
+    }
+    for (const auto& [request, name] : {std::pair("activation", ACTIVATION), std::pair("app", APP_TOKEN)}) {
+        if (state(name).kind != Kind::VALID) {
+            ask(request, state(name).Words());
         }
-        ask("refresh", "access token: " + user.accessToken.Words());
-    }
-    if (user.activation.kind != Kind::VALID) {
-        ask("activation", user.activation.Words());
-    }
-    if (user.appToken.kind != Kind::VALID) {
-        ask("app", user.appToken.Words());
     }
     ask("download",
         user.records.mark >= 1 ? "from mark " + std::to_string(user.records.mark) : "all records: no mark");
@@ -187,9 +176,8 @@ std::string SignedInUser() {
 
 Status ReadStatus(std::int64_t now) {
     Documents documents;
-    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO,
-                              InfoSyncUtil::ALIAS_JWT}) {
-        documents[alias] = ReadKey(alias);
+    for (const Holding& holding : HOLDINGS) {
+        documents[holding.alias] = ReadKey(holding.alias);
     }
     const RecordStore records = ReadRecords();
     Status status;

@@ -19,10 +19,8 @@ namespace Television {
 
 struct UserStatus {
     std::string user;
-    State accessToken = {};
-    State refreshToken = {};
-    State activation = {};
-    State appToken = {};
+    /** What runs out: access token, refresh token, activation, application token. */
+    std::map<std::string, State> holdings = {};
     UserRecords records = {};
 };
 

@@ -15,13 +15,6 @@ using Kind = State::Kind;
 
 constexpr std::size_t LABEL_WIDTH = 21;
 
-/** What runs out of what is kept for a user; in JSON with _ for blanks. */
-constexpr std::pair<const char*, State UserStatus::*> USER_ROWS[] = {
-    {"access token", &UserStatus::accessToken},
-    {"refresh token", &UserStatus::refreshToken},
-    {"activation", &UserStatus::activation},
-    {"application token", &UserStatus::appToken}};
-
 Json::Value StateJson(const State& state) {
     Json::Value json;
     json["state"] = state.Name();
@@ -38,10 +31,10 @@ Json::Value StateJson(const State& state) {
 Json::Value UserJson(const UserStatus& user) {
     Json::Value json;
     json["user"] = user.user;
-    for (const auto& [label, state] : USER_ROWS) {
-        std::string member = label;
+    for (const auto& [name, state] : user.holdings) {
+        std::string member = name;
         std::replace(member.begin(), member.end(), ' ', '_');
-        json[member] = StateJson(user.*state);
+        json[member] = StateJson(state);
     }
     json["records"] = StateJson(user.records.state);
     json["records"]["count"] = Json::UInt64{user.records.records.size()};
@@ -72,8 +65,8 @@ std::string StateText(const State& state, const Cli::Style& style) {
 std::string UserText(const UserStatus& user, bool isSignedIn, const Cli::Style& style) {
     std::string text =
         "\n" + style(Colour::BOLD, Cli::Escape(user.user)) + (isSignedIn ? " (signed in)" : "") + "\n";
-    for (const auto& [label, state] : USER_ROWS) {
-        text += Row(std::string("  ") + label, StateText(user.*state, style), style);
+    for (const auto& [name, state] : user.holdings) {
+        text += Row("  " + name, StateText(state, style), style);
     }
     const std::string mark = user.records.mark > 0
                                  ? ", mark of the last run " + std::to_string(user.records.mark)
