@@ -111,7 +111,6 @@ Json::Value ToJson(const Status& status) {
 }
 
 std::string StatusText(const Status& status, std::int64_t now, const Cli::Style& style) {
-    const std::string requests = Log::RequestsWords(status.lastRun);
     // Of these, what is empty is left out.
     const std::pair<const char*, std::string> rows[] = {
         {"television", Cli::Escape(status.folder)},
@@ -127,7 +126,6 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
         {"known, not paired", Addresses(status.bluetooth, false)},
         {"cloud", Cli::Escape(status.cloud.words)},
         {"last run", status.lastRun.isNull() ? "none yet" : KeptRunWords(status.lastRun, now, style)},
-        {"", requests.empty() ? "" : Cli::Escape("it asked for: " + requests)},
         {"next run", Cli::Escape(status.nextRun.words)}};
     std::string text;
     for (const auto& [label, words] : rows) {

@@ -5,7 +5,6 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <map>
 #include <optional>
 #include <stdexcept>
 
@@ -106,34 +105,37 @@ std::string Versions() {
     return Cli::JsonText(versions);
 }
 
-/**
- * The television, with what its local cloud was asked and the versions of what made it beside it.
- * @param leftOut gets a line for each file that could not be read
- */
-std::string PackReport(const std::string& name, std::vector<std::string>& leftOut) {
-    const Packing packing(name);
-    const std::string cloud = Television::Cloud::Find().folder;
-    std::map<fs::path, fs::path> files = {{"exchanges.jsonl", cloud + "/state/exchanges.jsonl"}};
-    for (const fs::path& path : Television::TelevisionPaths()) {
-        files[path.lexically_relative(TvFolder::Path())] = path;
+/** The bytes of a file; nothing for a folder. @throws std::exception when it cannot be read */
+std::optional<std::string> ReadPart(const fs::path& path) {
+    if (fs::is_directory(path)) {
+        fs::directory_iterator{path};  // what is in it comes by itself, if it can be read
+        return std::nullopt;
     }
-    for (const auto& [packed, path] : files) {
+    return Files::Read(path);
+}
+
+/**
+ * Packs the television, with what its local cloud was asked and the versions of what made it beside it.
+ * @return whether all of it could be read; what could not is left out and told
+ */
+bool PackTelevision(const Packing& packing) {
+    bool isWhole = true;
+    for (const fs::path& path : Television::TelevisionPaths()) {
         std::optional<std::string> bytes;
         try {
-            if (fs::is_directory(path)) {
-                fs::directory_iterator{path};  // what is in it comes by itself, if it can be read
-            } else {
-                bytes = packed == "exchanges.jsonl" ? Files::ReadIfThere(path) : Files::Read(path);
-            }
+            bytes = ReadPart(path);
         } catch (const std::exception& error) {
-            leftOut.push_back(Cli::Reason(error));
+            std::cerr << "infosync-tv: left out: " << Cli::Escape(Cli::Reason(error)) << "\n";
+            isWhole = false;
         }
         if (bytes) {
-            packing.Add(packed, *bytes);
+            packing.Add(path.lexically_relative(TvFolder::Path()), *bytes);
         }
     }
+    const std::string exchanges = Television::Cloud::Find().folder + "/state/exchanges.jsonl";
+    packing.Add("exchanges.jsonl", Files::ReadIfThere(exchanges).value_or(""));
     packing.Add("versions.json", Versions());
-    return packing.Pack();
+    return isWhole;
 }
 
 struct ReportArguments {
@@ -153,16 +155,14 @@ void Report(const ReportArguments& arguments) {
     }
     const std::string fileName = file.filename().string();
     const std::string name = fileName.substr(0, fileName.find('.', 1));
-    std::vector<std::string> leftOut;
-    Files::Replace(file, PackReport(name, leftOut));
+    const Packing packing(name);
+    const bool isWhole = PackTelevision(packing);
+    Files::Replace(file, packing.Pack());
     std::cout << Cli::Escape(arguments.file)
               << ": the television, its secrets masked\nTo look into it: tar xzf "
               << Cli::Escape(arguments.file) << ", then infosync-tv --dir " << Cli::Escape(name)
               << " status\n";
-    for (const std::string& problem : leftOut) {
-        std::cerr << "infosync-tv: left out: " << Cli::Escape(problem) << "\n";
-    }
-    if (!leftOut.empty()) {
+    if (!isWhole) {
         throw Cli::ToldAlready();
     }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <optional>
 #include <stdexcept>
@@ -46,12 +47,6 @@ struct InitArguments {
     bool force = false;
 };
 
-/** An id as the set's maker gives it: another one for each television. */
-std::string NewTizenId() {
-    const Cli::Pattern dash("-");
-    return dash.Replace(Cli::Taken(g_uuid_string_random()), "");
-}
-
 void Init(const InitArguments& arguments) {
     // The default one only where there is one.
     const std::string usual = Cli::StateFolder("INFOSYNC_CLOUD_DIR", "infosync-cloud");
@@ -69,7 +64,9 @@ void Init(const InitArguments& arguments) {
               << Cli::Escape(TvFolder::Path()) << "\n";
     if (!isThere) {
         Television::IniFile ini(TEMPLATE);
-        ini.Set(TvKeys::TIZEN_ID, NewTizenId());
+        // As the set's maker gives it: another one for each television.
+        const std::string id = Cli::Taken(g_uuid_string_random());
+        ini.Set(TvKeys::TIZEN_ID, Cli::Pattern("-").Replace(id, ""));
         if (!cloud.empty()) {
             ini.Set(TvKeys::CLOUD, cloud);
         }
@@ -91,26 +88,20 @@ struct SetArguments {
 
 std::vector<std::string> KeyNames() {
     std::vector<std::string> names;
-    for (const TvKey* key : TvKeys::ALL) {
-        names.push_back(key->FullName());
-    }
+    std::transform(std::begin(TvKeys::ALL), std::end(TvKeys::ALL), std::back_inserter(names),
+                   std::mem_fn(&TvKey::FullName));
     return names;
 }
 
-std::string IsKey(const std::string& word) {
-    const std::vector<std::string> names = KeyNames();
-    return std::find(names.begin(), names.end(), word) != names.end()
-               ? ""
-               : "\"" + word + "\" is no key of tv.ini" + Cli::Nearest(word, names);
+/** Null for a word that is none. */
+const TvKey* FindKey(const std::string& word) {
+    const auto dot = std::min(word.find('.'), word.size() - 1);
+    return TvKeys::Find(word.substr(0, dot), word.substr(dot + 1));
 }
 
-/** What the key reads as now. */
-std::string Reading(const TvKey& key) {
-    const auto ini = TvFolder::ReadIni();
-    const std::string value = key.IsList()                       ? Cli::Join(ini->List(key), "; ")
-                              : key.type == TvKey::Type::Integer ? std::to_string(ini->Integer(key))
-                                                                 : ini->Text(key).value_or("");
-    return value.empty() ? "empty" : Cli::Escape(value);
+std::string IsKey(const std::string& word) {
+    return FindKey(word) != nullptr ? ""
+                                    : "\"" + word + "\" is no key of tv.ini" + Cli::Nearest(word, KeyNames());
 }
 
 void Set(const SetArguments& arguments) {
@@ -118,9 +109,7 @@ void Set(const SetArguments& arguments) {
         throw Cli::UsageError(arguments.unset ? "a VALUE and --unset exclude each other"
                                               : "VALUE is missing");
     }
-    const std::vector<std::string> names = KeyNames();
-    const auto at = std::find(names.begin(), names.end(), arguments.key) - names.begin();
-    const TvKey& key = *TvKeys::ALL[at];
+    const TvKey& key = *FindKey(arguments.key);
     Television::IniFile ini;
     try {
         arguments.unset ? ini.Unset(key) : ini.Set(key, *arguments.value);
@@ -128,8 +117,8 @@ void Set(const SetArguments& arguments) {
         throw Cli::UsageError(error.what());
     }
     ini.Save();
-    std::cout << arguments.key << (arguments.unset ? " is no longer set: it reads as " : " is now ")
-              << Reading(key) << "\n";
+    std::cout << arguments.key
+              << (arguments.unset ? " is no longer set" : " is now " + Cli::Escape(*arguments.value)) << "\n";
     Television::WarnOfIni();
 }
 
