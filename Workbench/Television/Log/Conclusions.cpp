@@ -99,14 +99,12 @@ void RunReader::FindSilentFailure() {
     }
 }
 
-/** Says what follows where no line said anything about that. */
-void RunReader::Conclude(Part part, About about, bool follows, const char* conclusion) {
-    Say(part, about, !Has(part, about) && follows ? conclusion : "");
-}
-
-/** Tells what would tell it, where nothing was said about that. */
-void RunReader::LeaveUntold(Part part, About about, const char* untold) {
-    Add(In(part).untold, Has(part, about) ? "" : untold);
+/** Where no line said anything about that: says what follows, or what would tell it. */
+void RunReader::Conclude(Part part, About about, bool follows, const char* conclusion, const char* untold) {
+    if (!Has(part, about)) {
+        Say(part, about, follows ? conclusion : "");
+        Add(In(part).untold, follows ? "" : untold);
+    }
 }
 
 /** Whether the run failed in these steps: then that is what the chapter tells. */
@@ -122,7 +120,7 @@ bool RunReader::ConcludeFailure(Part part, Step first, Step last) {
 void RunReader::ConcludeStart() {
     In(Part::START).sign = sawStart ? Sign::FINE : Sign::UNKNOWN;
     if (sawStart) {
-        LeaveUntold(Part::START, About::WHETHER, "whether a factory reset was asked for");
+        Conclude(Part::START, About::WHETHER, false, "", "whether a factory reset was asked for");
     } else {
         In(Part::START).untold = {"the log begins in the middle of this run"};
     }
@@ -134,14 +132,13 @@ void RunReader::ConcludeSignIn() {
         return;
     }
     const bool isOver = m_reached > Step::SIGN_IN;
-    Conclude(Part::SIGN_IN, About::WHY, isOver, "signed in");
-    LeaveUntold(Part::SIGN_IN, About::WHY, "whether anybody was signed in");
+    Conclude(Part::SIGN_IN, About::WHY, isOver, "signed in", "whether anybody was signed in");
     if (isOver) {
         In(Part::SIGN_IN).sign = Sign::FINE;
     }
     if (isOver && !Has(Part::SIGN_IN, About::WHETHER)) {
-        Conclude(Part::SIGN_IN, About::LEFT, HasAllBefore(Step::SIGN_IN, 'W'), "at the first check");
-        LeaveUntold(Part::SIGN_IN, About::LEFT, "after how many checks: level W");
+        Conclude(Part::SIGN_IN, About::LEFT, HasAllBefore(Step::SIGN_IN, 'W'), "at the first check",
+                 "after how many checks: level W");
     }
 }
 
@@ -162,8 +159,7 @@ void RunReader::ConcludeToken() {
         Say(Part::TOKEN, About::WHY, "since none that can be used was stored for this user");
     }
     Conclude(Part::TOKEN, About::WHETHER, m_reached >= Step::ASK_ACTIVATION && HasAllBefore(Step::TOKEN, 'W'),
-             HOLDS);
-    LeaveUntold(Part::TOKEN, About::WHETHER, "whether it was stored, refreshed or new: level W");
+             HOLDS, "whether it was stored, refreshed or new: level W");
     if (Said(Part::TOKEN, About::WHETHER) == HOLDS) {
         chapter.sign = Sign::FINE;
     } else if (Has(Part::TOKEN, About::WHETHER) || FailedIn(Step::TOKEN, Step::TOKEN_ANSWER)) {
@@ -173,16 +169,15 @@ void RunReader::ConcludeToken() {
 
 /** The activation or the application token. */
 void RunReader::ConcludeRequest(Part part) {
-    Conclude(part, About::WHETHER, HasAllBefore(StepsOf(part).last, 'E'), HOLDS);
-    LeaveUntold(part, About::WHETHER,
-                IsUnlocated() ? "whether it was asked for, and whether it is what failed: level W"
-                              : "whether it was asked for or still valid: level W");
+    Conclude(part, About::WHETHER, HasAllBefore(StepsOf(part).last, 'E'), HOLDS,
+             IsUnlocated() ? "whether it was asked for, and whether it is what failed: level W"
+                           : "whether it was asked for or still valid: level W");
     if (Said(part, About::WHETHER) == HOLDS) {
         In(part).sign = Sign::FINE;
         return;
     }
     if (Has(part, About::WHETHER)) {
-        LeaveUntold(part, About::WHY, "why: level W");
+        Conclude(part, About::WHY, false, "", "why: level W");
     } else {
         In(part).told.erase(About::LEFT);
     }
@@ -215,7 +210,7 @@ void RunReader::ConcludeAnswer(Part part) {
 }
 
 void RunReader::ConcludeDownload() {
-    LeaveUntold(Part::DOWNLOAD, About::WHETHER, "from which mark: level I");
+    Conclude(Part::DOWNLOAD, About::WHETHER, false, "", "from which mark: level I");
     ConcludeAnswer(Part::DOWNLOAD);
     Say(Part::DOWNLOAD, About::ALSO, IsDropped() ? "the stored records were dropped" : "");
 }

@@ -109,8 +109,7 @@ private:
     bool IsOfStoring() const;
     bool IsDropped() const;
     void FindSilentFailure();
-    void Conclude(Part part, About about, bool follows, const char* conclusion);
-    void LeaveUntold(Part part, About about, const char* untold);
+    void Conclude(Part part, About about, bool follows, const char* conclusion, const char* untold = "");
     bool ConcludeFailure(Part part, Step first, Step last);
     void ConcludeStart();
     void ConcludeSignIn();
