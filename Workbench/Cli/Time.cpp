@@ -113,14 +113,9 @@ std::string TimeOfDay(const std::string& timestamp) {
 }
 
 std::optional<std::string> ParseMoment(const std::string& text) {
-    const Moment now = Owned(g_date_time_new_now_local());
     const auto ago = ParseDuration(text);
-    const bool isTimeOfDay = text.find('T') == std::string::npos;
-    const bool isShort = std::count(text.begin(), text.end(), ':') == 1;
-    const std::string moment =
-        UtcText(ago ? Owned(g_date_time_add_seconds(now.get(), -*ago))
-                    : Parsed((isTimeOfDay ? Taken(g_date_time_format(now.get(), "%FT")) : "") + text +
-                             (isShort ? ":00" : "")));
+    const Moment now = Owned(g_date_time_new_now_utc());
+    const std::string moment = UtcText(ago ? Owned(g_date_time_add_seconds(now.get(), -*ago)) : Parsed(text));
     return moment.empty() ? std::nullopt : std::optional(moment);
 }
 

@@ -29,7 +29,7 @@ std::string Timestamp();
 /** The local time of day of an ISO 8601 text, HH:MM:SS; question marks where it is none. */
 std::string TimeOfDay(const std::string& timestamp);
 
-/** In the form of Timestamp(): "10m" ago, "14:02" today or an ISO 8601 time; nothing for another text. */
+/** In the form of Timestamp(): "10m" ago or an ISO 8601 time; nothing for another text. */
 std::optional<std::string> ParseMoment(const std::string& text);
 
 }  // namespace Cli

@@ -172,11 +172,10 @@ Json::Value VerdictJson(const Verdict& verdict) {
 
 std::string VerdictText(const Verdict& verdict, const Cli::Style& style) {
     constexpr const char* LISTED[] = {"listed", "not listed", "listed for others", "not known"};
-    const std::string place = (verdict.address.empty() ? "" : "  " + Cli::Escape(verdict.address)) + "  (" +
-                              Cli::Escape(verdict.id) + ")  " + LISTED[static_cast<int>(verdict.listed)];
-    const std::size_t used = std::min(Cli::DisplayWidth(place), style.Width() / 2);
-    const std::string head = Cli::Shorten(Cli::Escape(verdict.name), style.Width() - used) + place;
-    return style(verdict.listed == Listed::YES ? Cli::Colour::GREEN : Cli::Colour::YELLOW, head) + "\n    " +
+    const std::string address = verdict.address.empty() ? "" : "  " + verdict.address;
+    const std::string head = verdict.name + address + "  (" + verdict.id + ")  ";
+    const auto colour = verdict.listed == Listed::YES ? Cli::Colour::GREEN : Cli::Colour::YELLOW;
+    return style(colour, Cli::Escape(head) + LISTED[static_cast<int>(verdict.listed)]) + "\n    " +
            Cli::Wrap(Cli::Escape(verdict.words), 4, style.Width());
 }
 
@@ -222,19 +221,13 @@ Json::Value ToJson(const Inquiry& inquiry) {
     return json;
 }
 
-std::string InquiryText(const Inquiry& inquiry, bool byUser, const Cli::Style& style) {
+std::string InquiryText(const Inquiry& inquiry, const Cli::Style& style) {
     std::string text;
     for (const std::string& note : inquiry.notes) {
         text += Cli::Wrap(Cli::Escape(note), 0, style.Width());
     }
-    std::string last;
     for (const Verdict& verdict : inquiry.verdicts) {
-        if (byUser && (&verdict == &inquiry.verdicts.front() || last != verdict.user)) {
-            text += (text.empty() ? "" : "\n") + style(Cli::Colour::BOLD, Cli::Escape(verdict.user)) +
-                    (verdict.user == inquiry.user ? " (signed in)" : "") + "\n";
-        }
         text += VerdictText(verdict, style);
-        last = verdict.user;
     }
     return text;
 }

@@ -46,7 +46,7 @@ Inquiry Inquire(const std::string& device);
 
 Json::Value ToJson(const Inquiry& inquiry);
 
-/** The same for people. @param byUser with a heading for each user */
-std::string InquiryText(const Inquiry& inquiry, bool byUser, const Cli::Style& style);
+/** The same for people. */
+std::string InquiryText(const Inquiry& inquiry, const Cli::Style& style);
 
 }  // namespace Television

@@ -254,9 +254,8 @@ TEST(Moment, IsReadAsPeopleWriteIt) {
     EXPECT_LT(ago("1d"), ago("2h"));
     EXPECT_LT(ago("2h"), ago("61m"));
     EXPECT_LT(ago("61m"), ago("59s"));
-    EXPECT_EQ(Cli::TimeOfDay(ago("14:02")), "14:02:00");
-    EXPECT_EQ(Cli::TimeOfDay(ago("14:02:03")), "14:02:03");
-    for (const char* text : {"", "m", "10", "-5m", "99999999999d", "25:00", "noon", "2026-01-31"}) {
+    EXPECT_EQ(Cli::TimeOfDay("2026-01-31T14:02:03"), "14:02:03");
+    for (const char* text : {"", "m", "10", "-5m", "99999999999d", "14:02", "noon", "2026-01-31"}) {
         EXPECT_EQ(Cli::ParseMoment(text), std::nullopt) << text;
     }
     EXPECT_EQ(Cli::TimeOfDay("noon"), "??:??:??");

@@ -32,7 +32,7 @@ struct RequestsArguments {
 };
 
 std::string IsMoment(const std::string& text) {
-    return Cli::ParseMoment(text) ? "" : "a time is 10m (ago), 14:02 or 2026-01-31T14:02:03Z";
+    return Cli::ParseMoment(text) ? "" : "a time is 10m (ago) or 2026-01-31T14:02:03Z";
 }
 
 void Mask(Json::Value& exchange, const Cli::Masker& masker) {
@@ -126,7 +126,7 @@ void DeclareRequests(Cli::Command& command, RequestsArguments& arguments) {
     const Cli::Parameter number =
         command.Operand("NUMBER", arguments.number, "the request to show whole").Between(1, HIGHEST_NUMBER);
     command.Flag("-f,--follow", arguments.follow, "go on with those that come").Excludes(number);
-    command.Option("--since", "TIME", arguments.since, "from a time on: 10m (ago), 14:02 or an ISO 8601 time")
+    command.Option("--since", "TIME", arguments.since, "from a time on: 10m (ago) or an ISO 8601 time")
         .Must(&IsMoment)
         .Excludes(number);
     command.Flag("--show-secrets", arguments.showSecrets, "mask nothing");

@@ -51,10 +51,9 @@ struct WhyArguments {
 void Why(const WhyArguments& arguments) {
     Television::Require();
     const Television::Inquiry inquiry = Television::Inquire(arguments.device);
-    const bool isOfAll = arguments.device.empty();
     std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(inquiry))
-                                 : Television::InquiryText(inquiry, isOfAll, Cli::Style(STDOUT_FILENO)));
-    if (!isOfAll && inquiry.verdicts.empty()) {
+                                 : Television::InquiryText(inquiry, Cli::Style(STDOUT_FILENO)));
+    if (!arguments.device.empty() && inquiry.verdicts.empty()) {
         throw Cli::ToldAlready();
     }
 }
