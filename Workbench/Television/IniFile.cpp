@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Files.h"
 #include "TvFolder.h"
@@ -22,37 +23,19 @@ std::string ProblemOfFile(const TvKey& key, const TvIni& ini) {
     namespace fs = std::filesystem;
     const bool isOutput = key.type == TvKey::Type::Output;
     const auto name = key.type == TvKey::Type::File || isOutput ? ini.Text(key) : std::nullopt;
-    if (!name) {
-        return "";
-    }
-    const fs::path file(TvFolder::Resolve(*name));
+    const fs::path file(TvFolder::Resolve(name.value_or("")));
+    const std::string problem = std::string("[") + key.group + "] " + key.name + ": ";
     std::error_code error;
-    if (isOutput) {
-        return fs::is_directory(file, error) || !fs::is_directory(file.parent_path(), error)
-                   ? "“" + *name + "” is no file in a folder that is there"
-                   : "";
-    }
     try {
-        Files::ReadBytes(file);
-        return "";
-    } catch (const std::exception& problem) {
-        return problem.what();
-    }
-}
-
-std::vector<TvProblem> ProblemsOf(const TvIni& ini) {
-    std::vector<TvProblem> problems = ini.Problems();
-    for (const TvKey* key : TvKeys::ALL) {
-        const std::string problem = ProblemOfFile(*key, ini);
-        if (!problem.empty()) {
-            problems.push_back(
-                {ini.LineOf(*key), std::string("[") + key->group + "] " + key->name + ": " + problem});
+        if (name && !isOutput) {
+            Files::ReadBytes(file);
+        } else if (name && (fs::is_directory(file, error) || !fs::is_directory(file.parent_path(), error))) {
+            return problem + "“" + *name + "” is no file in a folder that is there";
         }
+        return "";
+    } catch (const std::exception& unreadable) {
+        return problem + unreadable.what();
     }
-    for (TvProblem& problem : problems) {
-        problem.words = Cli::Escape(problem.words);
-    }
-    return problems;
 }
 
 /** @throws std::runtime_error, saying what to do, when nothing of it could be read */
@@ -90,10 +73,16 @@ std::shared_ptr<const TvIni> RequireSound() {
 
 std::vector<std::string> IniProblems() {
     const auto ini = TvFolder::ReadIni();
+    std::vector<TvProblem> problems = ini->Problems();
+    for (const TvKey* key : TvKeys::ALL) {
+        problems.push_back({ini->LineOf(*key), ProblemOfFile(*key, *ini)});
+    }
     std::vector<std::string> lines;
-    for (const TvProblem& problem : ProblemsOf(*ini)) {
-        lines.push_back("line " + std::to_string(problem.line) + ": " + problem.words +
-                        (problem.isUnset && !ini->IsDamaged() ? TvProblem::UNSET : ""));
+    for (const TvProblem& problem : problems) {
+        if (!problem.words.empty()) {
+            lines.push_back("line " + std::to_string(problem.line) + ": " + Cli::Escape(problem.words) +
+                            (problem.isUnset && !ini->IsDamaged() ? TvProblem::UNSET : ""));
+        }
     }
     return lines;
 }
@@ -120,9 +109,11 @@ IniFile::IniFile(const char* text) {
 void IniFile::Set(const TvKey& key, const std::string& value) {
     const decltype(m_file) alone(g_key_file_new(), &g_key_file_unref);
     g_key_file_set_string(alone.get(), key.group, key.name, value.c_str());
-    const std::vector<TvProblem> problems = ProblemsOf(TvIni(TextOf(alone.get()), ""));
-    if (!problems.empty()) {
-        throw std::invalid_argument(problems.front().words);
+    const TvIni ini(TextOf(alone.get()), "");
+    const std::string problem =
+        ini.Problems().empty() ? ProblemOfFile(key, ini) : ini.Problems().front().words;
+    if (!problem.empty()) {
+        throw std::invalid_argument(problem);
     }
     g_key_file_set_string(m_file.get(), key.group, key.name, value.c_str());
 }
@@ -132,12 +123,8 @@ void IniFile::Unset(const TvKey& key) {
 }
 
 void IniFile::Save() const {
-    std::string text = TextOf(m_file.get());
     // GLib puts a blank line before each group, also where there is one already.
-    for (auto at = text.find("\n\n\n"); at != std::string::npos; at = text.find("\n\n\n", at)) {
-        text.erase(at, 1);
-    }
-    Files::Replace(TvFolder::IniPath(), text);
+    Files::Replace(TvFolder::IniPath(), Cli::Pattern("\n{3,}").Replace(TextOf(m_file.get()), "\n\n"));
 }
 
 }  // namespace Television

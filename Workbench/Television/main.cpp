@@ -20,8 +20,8 @@ More on a command: infosync-tv COMMAND --help)");
     tool.AddFolder(
         "INFOSYNC_TV_DIR", "infosync-tv",
         "the television's folder (default: $INFOSYNC_TV_DIR, else infosync-tv in the state folder)");
-    for (const auto add : {&Commands::AddSetUp, &Commands::AddState, &Commands::AddRun, &Commands::AddRunLog,
-                           &Commands::AddShow, &Commands::AddExplain, &Commands::AddReport}) {
+    for (const auto add : {&Commands::AddChanges, &Commands::AddRun, &Commands::AddRunLog, &Commands::AddShow,
+                           &Commands::AddExplain, &Commands::AddReport}) {
         add(tool);
     }
     return tool.Run(argc, argv);

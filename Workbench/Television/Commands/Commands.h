@@ -5,11 +5,8 @@
 
 namespace Commands {
 
-/** init, set */
-void AddSetUp(Cli::Tool& tool);
-
-/** sign-in, sign-out, bond, unbond, factory-reset */
-void AddState(Cli::Tool& tool);
+/** init, set, sign-in, sign-out, bond, unbond, factory-reset */
+void AddChanges(Cli::Tool& tool);
 
 void AddRun(Cli::Tool& tool);
 
