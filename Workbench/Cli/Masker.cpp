@@ -3,7 +3,6 @@
 #include <json/writer.h>
 
 #include <algorithm>
-#include <map>
 #include <utility>
 
 #include "Cli/Pattern.h"
@@ -58,6 +57,9 @@ std::string Abbreviate(const std::string& secret) {
 Masker::Masker(std::vector<std::string> stored) : m_stored(std::move(stored)) {
     const auto isShort = [](const std::string& secret) { return secret.size() < SHORTEST_STORED; };
     m_stored.erase(std::remove_if(m_stored.begin(), m_stored.end(), isShort), m_stored.end());
+    // One may be the beginning of another.
+    std::sort(m_stored.begin(), m_stored.end(),
+              [](const auto& a, const auto& b) { return a.size() > b.size(); });
 }
 
 std::string Masker::FindStored(const std::string& text) const {
@@ -72,37 +74,25 @@ std::string Masker::FindStored(const std::string& text) const {
 
 std::string Masker::Mask(std::string_view message) const {
     static const Pattern secrets(SECRETS);
-    // Where the secrets are: by where each begins, the furthest end.
-    std::map<std::size_t, std::size_t> places;
-    const auto add = [&places](std::size_t begin, std::size_t size) {
-        std::size_t& end = places[begin];
-        end = std::max(end, begin + size);
-    };
-    secrets.ForEach(message, [&](const Pattern::Match& match) {
-        const std::string_view value = match["v"];
-        if (!value.empty() && !IsAbbreviated(value)) {
-            add(static_cast<std::size_t>(value.data() - message.data()), value.size());
-        }
-    });
+    std::string text(message);
     for (const std::string& secret : m_stored) {
-        for (auto at = message.find(secret); at != std::string_view::npos;
-             at = message.find(secret, at + 1)) {
-            add(at, secret.size());
+        const std::string shown = Abbreviate(secret);
+        for (auto at = text.find(secret); at != std::string::npos;
+             at = text.find(secret, at + shown.size())) {
+            text.replace(at, secret.size(), shown);
         }
     }
     std::string masked;
     std::size_t from = 0;
-    for (auto place = places.begin(); place != places.end();) {
-        auto [begin, end] = *place;
-        // Those that overlap or touch are one.
-        while (++place != places.end() && place->first <= end) {
-            end = std::max(end, place->second);
+    secrets.ForEach(text, [&](const Pattern::Match& match) {
+        const std::string_view value = match["v"];
+        if (!value.empty() && !IsAbbreviated(value)) {
+            const auto begin = static_cast<std::size_t>(value.data() - text.data());
+            masked.append(text, from, begin - from).append(Abbreviate(std::string(value)));
+            from = begin + value.size();
         }
-        masked.append(message, from, begin - from)
-            .append(Abbreviate(std::string(message.substr(begin, end - begin))));
-        from = end;
-    }
-    return masked.append(message, from);
+    });
+    return masked.append(text, from);
 }
 
 }  // namespace Cli

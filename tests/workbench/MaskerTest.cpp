@@ -72,9 +72,10 @@ TEST(Masker, LeavesWhatIsNoSecret) {
 }
 
 TEST(Masker, MasksWhatIsStoredWhereverItStands) {
-    const Masker masker({SECRET, "short"});
+    const Masker masker({SECRET, SECRET + "99", "short"});
     EXPECT_EQ(masker.Mask(WithSecret("it was SECRET.")), "it was Zq9x... (22 characters).");
-    EXPECT_EQ(masker.Mask(WithSecret("SECRETSECRET")), "Zq9x... (44 characters)");
+    EXPECT_EQ(masker.Mask(WithSecret("SECRET99SECRET")), "Zq9x... (24 characters)Zq9x... (22 characters)");
+    EXPECT_EQ(masker.Mask(WithSecret("accessToken : SECRET")), "accessToken : Zq9x... (22 characters)");
     EXPECT_EQ(masker.Mask("a short text"), "a short text");
 }
 
