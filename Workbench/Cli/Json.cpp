@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "Cli/Pattern.h"
 #include "Util/CInfoSyncException.h"
 #include "Util/JsonUtil.h"
 
@@ -25,14 +26,10 @@ const Json::Value& Member(const Json::Value& value, const std::string& name) {
 }  // namespace
 
 std::string JsonText(const Json::Value& value) {
-    constexpr char DELETE = 0x7f;  // the one control character that the library lets through
     Json::StreamWriterBuilder writer = Writer("  ", false);
     writer["precision"] = 15;  // as many digits as a number survives with: 0.241, not 0.24099999999999999
-    std::string text = Json::writeString(writer, value) + "\n";
-    for (auto at = text.find(DELETE); at != std::string::npos; at = text.find(DELETE, at)) {
-        text.replace(at, 1, "\\u007f");
-    }
-    return text;
+    // DEL is the one control character that the library lets through.
+    return Pattern("\x7f").Replace(Json::writeString(writer, value), "\\u007f") + "\n";
 }
 
 std::string EditableJson(const Json::Value& value) {

@@ -21,12 +21,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** Why a file or a folder is not as it should be; empty when it is. */
-std::string ProblemOfPath(const fs::path& path) {
+/** What is wrong with a file or a folder; with the empty text when nothing is. */
+Problem ProblemOfPath(const fs::path& path) {
     const std::string foreign = WhyNotOurs(path);
-    return foreign.empty() && access(path.c_str(), R_OK | W_OK) != 0 && errno != ENOENT
-               ? path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'"
-               : foreign;
+    if (!foreign.empty() || access(path.c_str(), R_OK | W_OK) == 0 || errno == ENOENT) {
+        return {"folder", foreign};
+    }
+    return {"folder", path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'",
+            true};
 }
 
 /** What is missing altogether is told where it is named. */
@@ -71,7 +73,7 @@ std::vector<Problem> FindProblems(std::int64_t now) {
     }
     const std::vector<fs::path> paths = TelevisionPaths();
     for (const fs::path& path : paths) {
-        problems.push_back({"folder", ProblemOfPath(path)});
+        problems.push_back(ProblemOfPath(path));
     }
     problems.push_back({"certificates", ProblemOfCertificates()});
     problems.push_back({"clock", ProblemOfClock(paths, now)});

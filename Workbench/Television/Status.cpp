@@ -194,16 +194,11 @@ Status ReadStatus(std::int64_t now) {
     status.nextRun = PlanNextRun(status);
     status.problems = FindProblems(now);
     documents[InfoSyncUtil::ALIAS_RECORDS].state = records.state;
-    documents[InfoSyncUtil::ALIAS_AUTH_CODE] = ReadAuthCode();
     documents["devices"].state = status.devices.state;
     for (const auto& [name, document] : documents) {
-        if (!document.state.IsReadable()) {
-            status.problems.push_back(
-                {name, document.state.Complaint(), document.state.kind == Kind::FORBIDDEN});
+        if (document.state.kind == Kind::DAMAGED) {
+            status.problems.push_back({name, document.state.Complaint()});
         }
-    }
-    if (!status.lastRun.isNull() && status.lastRun["number"].isNull()) {  // not even the folder can be read
-        status.problems.push_back({"runs", status.lastRun["reason"][0].asString(), true});
     }
     return status;
 }

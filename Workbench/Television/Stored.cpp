@@ -101,11 +101,6 @@ Document ReadKey(const std::string& alias, const InfoSyncUtil::JsonLimits& limit
                 [&limits](const std::string& text) { return InfoSyncUtil::ParseStoredObject(text, limits); });
 }
 
-Document ReadAuthCode() {
-    return Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE),
-                [](const std::string& /*text*/) { return Json::Value(Json::objectValue); });
-}
-
 Document ReadSetting(const std::string& key) {
     return Read(TvFolder::SettingPath(key), [](const std::string& text) {
         return text.empty() || text == "null" ? Json::Value() : InfoSyncUtil::ParseStoredObject(text);

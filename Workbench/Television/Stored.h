@@ -49,9 +49,6 @@ struct Document {
 Document ReadKey(const std::string& alias,
                  const InfoSyncUtil::JsonLimits& limits = InfoSyncUtil::Limits::TOKENS);
 
-/** The same for the sign-in service's document, whose value stays empty. */
-Document ReadAuthCode();
-
 /** As ReadKey; the empty text and null, which stand for no value, read as a missing document. */
 Document ReadSetting(const std::string& key);
 
