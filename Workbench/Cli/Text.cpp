@@ -3,7 +3,6 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <map>
 #include <numeric>
 #include <sstream>
 #include <utility>
@@ -177,24 +176,14 @@ std::string IsUtf8(const std::string& value) {
 
 std::string Nearest(const std::string& misspelt, const std::vector<std::string>& words) {
     constexpr std::size_t MOST_SHOWN = 3;
-    // Beyond this length a word is no misspelling, and the comparison takes its square.
-    constexpr std::size_t LONGEST = 40;
-    std::multimap<std::size_t, std::string> near;
+    std::vector<std::string> near;
     for (const std::string& word : words) {
-        const std::size_t distance = misspelt.size() > LONGEST ? word.size() : Distance(misspelt, word);
         const bool isBeginning = !misspelt.empty() && StartsWith(word, misspelt);
-        if (isBeginning ||
-            (distance <= std::max<std::size_t>(1, word.size() / 3) && distance < word.size())) {
-            near.emplace(distance, word);
+        if (near.size() < MOST_SHOWN && (isBeginning || Distance(misspelt, word) <= word.size() / 3)) {
+            near.push_back(word);
         }
     }
-    std::vector<std::string> shown;
-    for (const auto& [distance, word] : near) {
-        if (shown.size() < MOST_SHOWN) {
-            shown.push_back(word);
-        }
-    }
-    return shown.empty() ? "" : "; nearest: " + Join(shown, ", ");
+    return near.empty() ? "" : "; nearest: " + Join(near, ", ");
 }
 
 }  // namespace Cli

@@ -39,15 +39,10 @@ void RefuseEmptyValues(int argc, char** argv) {
     throw UsageError("a command is missing");
 }
 
-/** The command that the words have led to. */
-const CLI::App& Selected(const CLI::App& tool) {
-    const auto selected = tool.get_subcommands();
-    return selected.empty() ? tool : Selected(*selected.back());
-}
-
-std::string FullName(const CLI::App& command) {
-    const CLI::App* parent = command.get_parent();
-    return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
+/** The names of the commands that the words have led to. */
+std::string Called(const CLI::App& app) {
+    const auto next = app.get_subcommands();
+    return app.get_name() + (next.empty() ? "" : " " + Called(*next.back()));
 }
 
 }  // namespace
@@ -212,7 +207,7 @@ int Tool::Report(const std::string& message, ExitStatus status) const {
 }
 
 int Tool::Refuse(const std::string& problem) const {
-    return Report(problem + "\nTry: " + FullName(Selected(*m_app)) + " --help", EXIT_USAGE);
+    return Report(problem + "\nTry: " + Called(*m_app) + " --help", EXIT_USAGE);
 }
 
 }  // namespace Cli
