@@ -177,7 +177,7 @@ std::string SignedInUser() {
 Status ReadStatus(std::int64_t now) {
     Documents documents;
     for (const Holding& holding : HOLDINGS) {
-        documents[holding.alias] = ReadKey(holding.alias);
+        documents[holding.alias] = ReadDocument(TvFolder::KeyPath(holding.alias));
     }
     const RecordStore records = ReadRecords();
     Status status;

@@ -1,7 +1,6 @@
 #include "Television/Stored.h"
 
 #include <exception>
-#include <functional>
 #include <optional>
 #include <system_error>
 
@@ -25,26 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Kind = State::Kind;
-
-Document Read(const std::optional<std::string>& path,
-              const std::function<Json::Value(const std::string&)>& parse) {
-    Document document;
-    try {
-        Json::Value value = parse(Files::Read(path.value()));
-        if (!value.isNull()) {
-            document.value = std::move(value);
-            document.state.kind = Kind::STORED;
-        }
-    } catch (const std::system_error& error) {
-        if (error.code() != std::errc::no_such_file_or_directory) {
-            const bool isForbidden = error.code() == std::errc::permission_denied;
-            document.state = {isForbidden ? Kind::FORBIDDEN : Kind::DAMAGED, error.what()};
-        }
-    } catch (const std::exception& error) {
-        document.state = {Kind::DAMAGED, error.what()};
-    }
-    return document;
-}
 
 UserRecords ReadUser(const Json::Value& entry) {
     const Json::Value& records =
@@ -96,19 +75,22 @@ std::string State::Complaint() const {
     return (kind == Kind::FORBIDDEN ? "not yours to read: " : "damaged: ") + problem;
 }
 
-Document ReadKey(const std::string& alias, const InfoSyncUtil::JsonLimits& limits) {
-    return Read(TvFolder::KeyPath(alias),
-                [&limits](const std::string& text) { return InfoSyncUtil::ParseStoredObject(text, limits); });
-}
-
-Document ReadSetting(const std::string& key) {
-    return Read(TvFolder::SettingPath(key), [](const std::string& text) {
-        return text.empty() || text == "null" ? Json::Value() : InfoSyncUtil::ParseStoredObject(text);
-    });
+Document ReadDocument(const std::optional<std::string>& path, const InfoSyncUtil::JsonLimits& limits) {
+    try {
+        const std::string text = Files::ReadIfThere(path.value()).value_or("");
+        Json::Value value = text.empty() ? Json::Value() : InfoSyncUtil::ParseStoredObject(text, limits);
+        return value.isNull() ? Document() : Document{{Kind::STORED}, std::move(value)};
+    } catch (const std::system_error& error) {
+        const bool isForbidden = error.code() == std::errc::permission_denied;
+        return {{isForbidden ? Kind::FORBIDDEN : Kind::DAMAGED, error.what()}};
+    } catch (const std::exception& error) {
+        return {{Kind::DAMAGED, error.what()}};
+    }
 }
 
 RecordStore ReadRecords() {
-    const Document document = ReadKey(InfoSyncUtil::ALIAS_RECORDS, InfoSyncUtil::Limits::RECORDS);
+    const Document document =
+        ReadDocument(TvFolder::KeyPath(InfoSyncUtil::ALIAS_RECORDS), InfoSyncUtil::Limits::RECORDS);
     RecordStore store = {document.state, {}};
     for (const std::string& name : document.value.getMemberNames()) {
         store.users[name] = ReadUser(document.value[name]);
@@ -117,7 +99,7 @@ RecordStore ReadRecords() {
 }
 
 DeviceList ReadDeviceList() {
-    const Document document = ReadSetting(InfoSyncUtil::KEY_DEVICES);
+    const Document document = ReadDocument(TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES));
     DeviceList list = {document.state, {}, ""};
     if (!list.state.IsReadable()) {
         list.problem = "the device list is " + list.state.Complaint();
@@ -147,19 +129,23 @@ std::vector<std::string> StoredSecrets() {
     std::vector<std::string> secrets;
     for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {
         // Also those of a document that is too heavy for the service.
-        for (const Json::Value& entry : ReadKey(alias, InfoSyncUtil::Limits::NO_WEIGHT).value) {
+        for (const Json::Value& entry :
+             ReadDocument(TvFolder::KeyPath(alias), InfoSyncUtil::Limits::NO_WEIGHT).value) {
             for (const char* name :
                  {CAccessToken::ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN, CJsonWebToken::TOKEN}) {
                 secrets.push_back(Cli::TextMember(entry, name));
             }
         }
     }
-    Read(TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE), [&secrets](const std::string& text) {
+    try {
+        const auto path = TvFolder::KeyPath(InfoSyncUtil::ALIAS_AUTH_CODE);
         const Cli::Pattern elements(std::string("<(?:") + CAuthCode::AUTH_CODE + "|" +
                                     CAuthCode::CODE_VERIFIER + ")>(?<secret>[^<]*)");
+        const std::string text = Files::ReadIfThere(path.value()).value_or("");
         elements.ForEach(text, [&secrets](const auto& match) { secrets.emplace_back(match["secret"]); });
-        return Json::Value();
-    });
+    } catch (const std::exception&) {
+        // What cannot be read is not shown either.
+    }
     return secrets;
 }
 

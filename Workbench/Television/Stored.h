@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -45,12 +46,12 @@ struct Document {
     Json::Value value = Json::Value(Json::objectValue);
 };
 
-/** Never throws for what is stored: a file that cannot be read is a damaged document, or a forbidden one. */
-Document ReadKey(const std::string& alias,
-                 const InfoSyncUtil::JsonLimits& limits = InfoSyncUtil::Limits::TOKENS);
-
-/** As ReadKey; the empty text and null, which stand for no value, read as a missing document. */
-Document ReadSetting(const std::string& key);
+/**
+ * Never throws for what is stored: a file that cannot be read is a damaged document, or a forbidden one. The
+ * empty text and null stand for no document.
+ */
+Document ReadDocument(const std::optional<std::string>& path,
+                      const InfoSyncUtil::JsonLimits& limits = InfoSyncUtil::Limits::TOKENS);
 
 /** The records that were downloaded for a user. */
 struct UserRecords {

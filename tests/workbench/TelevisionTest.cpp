@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <functional>
 
 #include "Cli/Display.h"
 #include "Files.h"
@@ -237,15 +236,11 @@ TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
 
 TEST_F(TelevisionTest, DamagedDocumentsAreToldAndNothingElseIs) {
     using Kind = Television::State::Kind;
-    std::vector<std::pair<std::string, std::function<Television::Document()>>> documents = {
-        {*TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES),
-         [] { return Television::ReadSetting(InfoSyncUtil::KEY_DEVICES); }}};
-    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_RECORDS}) {
-        documents.emplace_back(*TvFolder::KeyPath(alias), [alias] { return Television::ReadKey(alias); });
-    }
     const std::string damages[] = {
         R"({"a":1)", "[]", "7", std::string("\xFF\xFE\0", 3), std::string(100'000, '['), "a folder"};
-    for (const auto& [path, read] : documents) {
+    for (const std::string& path :
+         {*TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES), *TvFolder::KeyPath(InfoSyncUtil::ALIAS_JWT)}) {
+        const auto read = [&path] { return Television::ReadDocument(path); };
         EXPECT_EQ(read().state.kind, Kind::NONE) << path;
         for (const std::string& damage : damages) {
             std::filesystem::remove(path);

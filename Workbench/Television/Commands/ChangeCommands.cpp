@@ -106,9 +106,8 @@ std::string IsKey(const std::string& word) {
 }
 
 void Set(const SetArguments& arguments) {
-    if (arguments.unset == arguments.value.has_value()) {
-        throw Cli::UsageError(arguments.unset ? "a VALUE and --unset exclude each other"
-                                              : "VALUE is missing");
+    if (!arguments.unset && !arguments.value) {
+        throw Cli::UsageError("VALUE is missing");
     }
     const TvKey& key = *FindKey(arguments.key);
     Television::IniFile ini;
@@ -158,20 +157,16 @@ void ChangeBond(const std::string& address, bool bonded) {
     Television::IniFile ini;
     const auto television = TvFolder::ReadIni();
     std::vector<std::string> list = television->List(TvKeys::BONDED);
-    const auto others = std::remove_if(list.begin(), list.end(), [&address](const std::string& item) {
+    const auto isIt = [&address](const std::string& item) {
         return Cli::CaseFolded(item) == Cli::CaseFolded(address);
-    });
-    const bool wasBonded = others != list.end();
-    list.erase(others, list.end());
+    };
+    list.erase(std::remove_if(list.begin(), list.end(), isIt), list.end());
     if (bonded) {
         list.push_back(address);
     }
     ini.Set(TvKeys::BONDED, Cli::Join(list, ";"));
     ini.Save();
-    std::cout << address
-              << (wasBonded == bonded ? (bonded ? " was bonded already" : " was not bonded")
-                                      : (bonded ? " is bonded now" : " is no longer bonded"))
-              << "\n";
+    std::cout << address << (bonded ? " is bonded" : " is not bonded") << "\n";
     if (television->Text(TvKeys::BT_SOURCE) == "bluez") {
         std::cout << "This television asks BlueZ, not this list: see set bluetooth.source\n";
     }
@@ -211,8 +206,8 @@ Examples:
   infosync-tv set system.tizen_id --unset)",
         [](Cli::Command& command, SetArguments& arguments) {
             command.Operand("GROUP.KEY", arguments.key).Required().Must(&IsKey);
-            command.Operand("VALUE", arguments.value);
-            command.Flag("--unset", arguments.unset, "remove the key instead");
+            const Cli::Parameter value = command.Operand("VALUE", arguments.value);
+            command.Flag("--unset", arguments.unset, "remove the key instead").Excludes(value);
         },
         &Set);
     tool.Add<UserArguments>(
