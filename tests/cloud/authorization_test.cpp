@@ -56,7 +56,7 @@ protected:
                                  "refresh_token");
     }
 
-    Cloud cloud{folder, false, [this] { return now * 1000; }};
+    Cloud cloud{folder, [this] { return now * 1000; }};
     TokenStore& tokens = cloud.tokens;
 };
 
@@ -96,7 +96,7 @@ TEST_F(AuthorizationTest, CodeWorksOnceEvenAfterARestart) {
     const auto request = Request(Form(Code(ANN, "n")));
     EXPECT_EQ(Error(IssueToken(cloud, request)), "none");
     EXPECT_EQ(Error(IssueToken(cloud, request)), "invalid_grant");
-    Cloud restarted(folder, false, [this] { return now * 1000; });
+    Cloud restarted(folder, [this] { return now * 1000; });
     EXPECT_EQ(Error(IssueToken(restarted, request)), "invalid_grant");
 }
 

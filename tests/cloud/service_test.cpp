@@ -47,7 +47,7 @@ protected:
                                  "accessToken");
     }
 
-    Cloud cloud{folder, false, [this] { return now * 1000; }};
+    Cloud cloud{folder, [this] { return now * 1000; }};
     TokenStore& tokens = cloud.tokens;
     const std::string access = tokens.Issue(ANN).accessToken;
 };

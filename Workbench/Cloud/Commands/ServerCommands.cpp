@@ -32,7 +32,6 @@ constexpr std::chrono::seconds LONGEST_END(10);
 
 struct ServeArguments {
     int port = 8443;
-    bool anyUser = false;
     bool detach = false;
 };
 
@@ -83,7 +82,7 @@ void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments, co
     ::mallopt(M_ARENA_MAX, 1);
     folder.Prepare();
     ServerState state(folder);
-    Cloud cloud(folder, arguments.anyUser, [] { return g_get_real_time() / 1000; });
+    Cloud cloud(folder, [] { return g_get_real_time() / 1000; });
     cloud.users.List();  // what may not be read is refused now, not in a client's answer
     CloudServer server(cloud, state);
     const int port = server.Bind(arguments.port);
@@ -148,7 +147,6 @@ void Serve(const ServeArguments& arguments) {
 void DeclareServe(Cli::Command& command, ServeArguments& arguments) {
     command.Option("--port", "N", arguments.port, "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
         .Between(0, HIGHEST_PORT);
-    command.Flag("--any-user", arguments.anyUser, "accept every login id, not only those of 'list'");
     command.Flag("--detach", arguments.detach,
                  "return when the server answers; it goes on until 'infosync-cloud stop'");
 }
@@ -233,7 +231,7 @@ void AddServerCommands(Cli::Tool& tool) {
 
 Examples:
   infosync-cloud serve --port 0
-  infosync-cloud serve --any-user --detach)",
+  infosync-cloud serve --detach)",
              &DeclareServe, &Serve);
     tool.Add("status", "Show the running server: where it listens, what it counted",
              R"(The exit status is 1 when none runs.

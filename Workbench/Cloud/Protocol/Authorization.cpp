@@ -114,7 +114,7 @@ Answer IssueToken(Cloud& cloud, const httplib::Request& request) {
                              "code, client_id, auth_server_url and code_verifier");
         const AuthorizationCode code = Decode(form["code"]);
         login = code.login;
-        Demand(cloud.users.IsKnown(login), ACCESS_DENIED, "there is no user " + login);
+        Demand(cloud.users.Exists(login), ACCESS_DENIED, "there is no user " + login);
         Demand(IsCodeVerifier(form["code_verifier"]), INVALID_REQUEST,
                "the code_verifier is not 43 to 128 unreserved characters");
         Demand(Sha256(form["code_verifier"]) == code.challenge, INVALID_GRANT,
@@ -133,7 +133,7 @@ Answer RefreshToken(Cloud& cloud, const httplib::Request& request) {
         Form form = ReadForm(request, {"refresh_token", "client_id", "auth_server_url"},
                              "refresh_token, client_id and auth_server_url");
         login = tokens.OwnerOf(Holding::REFRESH, form["refresh_token"]).value_or("");
-        Demand(login.empty() || cloud.users.IsKnown(login), ACCESS_DENIED,
+        Demand(login.empty() || cloud.users.Exists(login), ACCESS_DENIED,
                "there is no user " + login + " any more");
         const auto pair = tokens.Refresh(form["refresh_token"]);
         Demand(pair.has_value(), INVALID_GRANT, "the refresh_token is unknown, expired or replaced");

@@ -136,7 +136,7 @@ void Identify(Cloud& cloud, const httplib::Request& request, std::string& login)
     login = *owner;
     Demand(request.get_header_value("x-kc-uid") == cloud.tokens.UserId(login), ResultCode::WRONG_USER,
            "the x-kc-uid is not the access token's user");
-    Demand(cloud.users.IsKnown(login), ResultCode::WRONG_USER, "there is no user " + login + " any more");
+    Demand(cloud.users.Exists(login), ResultCode::WRONG_USER, "there is no user " + login + " any more");
 }
 
 /** The same for the bearer token of a download. */
@@ -149,7 +149,7 @@ void IdentifyBearer(Cloud& cloud, const httplib::Request& request, std::string& 
     login = token->login;
     Demand(cloud.tokens.OwnerOf(Holding::APP, token->id).has_value(), ResultCode::BAD_APP_TOKEN,
            "the bearer token has expired");
-    Demand(cloud.users.IsKnown(login), ResultCode::WRONG_USER, "there is no user " + login + " any more");
+    Demand(cloud.users.Exists(login), ResultCode::WRONG_USER, "there is no user " + login + " any more");
 }
 
 /** The code to refuse a user's mark with, once, when somebody made the mark expire. */

@@ -73,14 +73,11 @@ struct Cloud {
     /** Milliseconds since the epoch. */
     using Clock = std::function<std::int64_t()>;
 
-    /**
-     * @param anyUser makes every login id a known one
-     * @throws std::runtime_error that says what is wrong in the folder
-     */
-    Cloud(const Folder& cloudFolder, bool anyUser, Clock theClock)
+    /** @throws std::runtime_error that says what is wrong in the folder */
+    Cloud(const Folder& cloudFolder, Clock theClock)
         : folder(cloudFolder),
           clock(std::move(theClock)),
-          users(cloudFolder, anyUser),
+          users(cloudFolder),
           tokens(cloudFolder, [this] { return clock() / 1000; }),
           secret(cloudFolder.SigningSecret()) {}
     Cloud(const Cloud&) = delete;

@@ -22,14 +22,10 @@ std::string FileNameOfLogin(const std::string& login);
 /** A user is known when there is a file for the login id. */
 class Users {
 public:
-    /** @param any makes every login id a known one */
-    explicit Users(const Folder& folder, bool any = false) : m_folder(folder), m_any(any) {}
+    explicit Users(const Folder& folder) : m_folder(folder) {}
 
     std::vector<std::string> List() const;
     bool Exists(const std::string& login) const;
-    bool IsKnown(const std::string& login) const {
-        return m_any || Exists(login);
-    }
     /** @throws std::runtime_error that says how to add the user, unless there is one */
     void RequireExists(const std::string& login) const;
     /** @return false, with nothing changed, when the user exists already @throws std::runtime_error */
@@ -40,7 +36,6 @@ public:
 
 private:
     Folder m_folder;
-    bool m_any;
 };
 
 /** What a download brings. */
