@@ -43,8 +43,9 @@ protected:
     }
 
     std::string Refresh(const std::string& token, std::string* next = nullptr) {
-        const Answer answer = RefreshToken(
-            cloud, Request("refresh_token=" + token + "&client_id=58hq27rnez&auth_server_url=auth"));
+        const Answer answer =
+            Ask(cloud, "refresh",
+                Request("refresh_token=" + token + "&client_id=58hq27rnez&auth_server_url=auth"));
         if (next != nullptr) {
             *next = Cli::StringMember(Rsp(answer)["result"], "refresh_token");
         }
@@ -52,7 +53,7 @@ protected:
     }
 
     std::string SignIn(const std::string& nonce) {
-        return Cli::StringMember(Rsp(IssueToken(cloud, Request(Form(Code(ANN, nonce)))))["result"],
+        return Cli::StringMember(Rsp(Ask(cloud, "token", Request(Form(Code(ANN, nonce)))))["result"],
                                  "refresh_token");
     }
 
@@ -79,25 +80,25 @@ TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
         {Form(Code("nobody", "n")), "access_denied"},
     };
     for (const auto& [body, error] : cases) {
-        EXPECT_EQ(Error(IssueToken(cloud, Request(body))), error) << body;
+        EXPECT_EQ(Error(Ask(cloud, "token", Request(body))), error) << body;
     }
-    EXPECT_EQ(Error(IssueToken(cloud, Request(good))), "none");
+    EXPECT_EQ(Error(Ask(cloud, "token", Request(good))), "none");
 }
 
 TEST_F(AuthorizationTest, RefusesRequestsWithoutTheClientsHeaders) {
     for (const auto& [name, value] : Request("").headers) {
         httplib::Request request = Request(Form(Code(ANN, "n")));
         request.headers.erase(name);
-        EXPECT_EQ(Error(IssueToken(cloud, request)), "invalid_request") << name;
+        EXPECT_EQ(Error(Ask(cloud, "token", request)), "invalid_request") << name;
     }
 }
 
 TEST_F(AuthorizationTest, CodeWorksOnceEvenAfterARestart) {
     const auto request = Request(Form(Code(ANN, "n")));
-    EXPECT_EQ(Error(IssueToken(cloud, request)), "none");
-    EXPECT_EQ(Error(IssueToken(cloud, request)), "invalid_grant");
+    EXPECT_EQ(Error(Ask(cloud, "token", request)), "none");
+    EXPECT_EQ(Error(Ask(cloud, "token", request)), "invalid_grant");
     Cloud restarted(folder, [this] { return now * 1000; });
-    EXPECT_EQ(Error(IssueToken(restarted, request)), "invalid_grant");
+    EXPECT_EQ(Error(Ask(restarted, "token", request)), "invalid_grant");
 }
 
 TEST_F(AuthorizationTest, RefreshTokenStaysGoodUntilTheNextOneIsUsed) {
@@ -115,7 +116,7 @@ TEST_F(AuthorizationTest, RefreshTokenStaysGoodUntilTheNextOneIsUsed) {
 
 TEST_F(AuthorizationTest, TokensEndAfterTheirLastSecondOrWithTheirUser) {
     const std::string refresh = SignIn("n");
-    const std::string access = tokens.Issue(ANN).accessToken;
+    const std::string access = tokens.Issue(ANN).access.token;
     now += 3600;
     EXPECT_EQ(tokens.OwnerOf(Holding::ACCESS, access), ANN);
     now += 1;
@@ -128,7 +129,7 @@ TEST_F(AuthorizationTest, TokensEndAfterTheirLastSecondOrWithTheirUser) {
 }
 
 TEST_F(AuthorizationTest, DamagedFilesAreErrorsThatNameThem) {
-    const std::pair<const char*, const char*> damages[] = {{"state/tokens.json", R"({"grants":7})"},
+    const std::pair<const char*, const char*> damages[] = {{"state/tokens.json", R"({"refresh":7})"},
                                                            {"state/tokens.json", "{"},
                                                            {"cloud.ini", "[lifetime]\naccess=soon\n"},
                                                            {"cloud.ini", "[lifetime]\naccess=-1\n"}};
@@ -137,7 +138,7 @@ TEST_F(AuthorizationTest, DamagedFilesAreErrorsThatNameThem) {
         const std::string good = Files::ReadIfThere(path).value_or("{}");
         Files::Replace(path, text);
         try {
-            TokenStore(folder, [] { return 0; }).Issue(ANN);
+            TokenStore(folder).Issue(ANN);
             ADD_FAILURE() << text;
         } catch (const std::runtime_error& error) {
             EXPECT_NE(std::string(error.what()).find(name), std::string::npos) << error.what();

@@ -4,8 +4,11 @@
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <iterator>
+#include <string>
 
 #include "Cli/Text.h"
 #include "Cloud/Protocol/Endpoints.h"
@@ -21,6 +24,12 @@ protected:
     ~CloudTest() override {
         std::error_code ignored;
         std::filesystem::remove_all(folder.Path(), ignored);
+    }
+
+    static Answer Ask(Cloud& cloud, const std::string& name, const httplib::Request& request) {
+        const auto* endpoint = std::find_if(std::begin(ENDPOINTS), std::end(ENDPOINTS),
+                                            [&](const Endpoint& each) { return name == each.name; });
+        return AnswerTo(*endpoint, cloud, request);
     }
 
     static constexpr char ANN[] = "ann@example.com";

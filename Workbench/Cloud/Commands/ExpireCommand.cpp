@@ -1,5 +1,3 @@
-#include <glib.h>
-
 #include <algorithm>
 #include <iostream>
 #include <iterator>
@@ -32,8 +30,7 @@ void ExpireMark(const Folder& folder, const ExpireArguments& arguments) {
 }
 
 void ExpireHolding(const Folder& folder, const Holding& holding, const std::string& login) {
-    TokenStore tokens(folder, [] { return g_get_real_time() / G_USEC_PER_SEC; });
-    const std::int64_t expired = tokens.Expire(holding, login);
+    const std::int64_t expired = TokenStore(folder).Expire(holding, login);
     if (expired == 0) {
         Users(folder).RequireExists(login);
     }

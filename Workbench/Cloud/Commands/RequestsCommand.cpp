@@ -48,7 +48,8 @@ void Mask(Json::Value& exchange, const Cli::Masker& masker) {
 /** Those that are wanted and came after the one of this number, which becomes that of the last. */
 Json::Value Next(const Folder& folder, const RequestsArguments& arguments, std::int64_t& last) {
     const std::string since = Cli::ParseMoment(arguments.since).value_or("");
-    const Cli::Masker masker(arguments.showSecrets ? std::vector<std::string>() : StoredTokens(folder));
+    const Cli::Masker masker(arguments.showSecrets ? std::vector<std::string>()
+                                                   : TokenStore(folder).Secrets());
     Json::Value list = Json::arrayValue;
     for (Json::Value& exchange : ReadExchanges(folder, last)) {
         last = Cli::IntegerMember(exchange, "number");

@@ -14,50 +14,30 @@ namespace {
 
 constexpr char CODE_FORMAT[] = "lc1";
 constexpr std::size_t CHALLENGE_BYTES = 32;  // SHA-256
-constexpr int BAD_REQUEST = 400;
-constexpr int UNAUTHORIZED = 401;
 
 using Form = std::map<std::string, std::string>;
-
-constexpr char INVALID_REQUEST[] = "invalid_request";
-constexpr char INVALID_CLIENT[] = "invalid_client";
-constexpr char INVALID_GRANT[] = "invalid_grant";
-constexpr char ACCESS_DENIED[] = "access_denied";
-
-/** An error answer of RFC 6749, section 5.2, in the server's envelope. */
-Answer Refusal(const Refused<const char*>& refused, const std::string& login) {
-    const std::string error = refused.error;
-    Json::Value body;
-    Json::Value& rsp = body["rsp"];
-    rsp["stat"] = "fail";
-    rsp["error"] = error;
-    rsp["error_description"] = refused.what();
-    return {error == INVALID_CLIENT ? UNAUTHORIZED : BAD_REQUEST, Cli::CompactJson(body),
-            error + ": " + refused.what(), login};
-}
 
 /** The form by name, when it has exactly these fields, in this order, each with a value. Nothing is
  * unescaped. */
 Form ReadForm(const httplib::Request& request, const std::vector<std::string>& names,
               const std::string& inWords) {
-    const std::string fault =
-        FindHeaderFault(request, {{"Content-Type", "application/x-www-form-urlencoded; charset=utf-8"},
-                                  {"Content-Length", std::to_string(request.body.size())},
-                                  {"Package-Name", ClientIdentity::PACKAGE_NAME},
-                                  {"Package-Version", ClientIdentity::PACKAGE_VERSION},
-                                  {"Client-OS-Verseion", "Tizen 6.5"},
-                                  {"Client-Model", "Ostra9"}});
-    Demand(fault.empty(), INVALID_REQUEST, fault);
+    DemandHeaders(request, ResultCode::INVALID_REQUEST,
+                  {{"Content-Type", "application/x-www-form-urlencoded; charset=utf-8"},
+                   {"Content-Length", std::to_string(request.body.size())},
+                   {"Package-Name", ClientIdentity::PACKAGE_NAME},
+                   {"Package-Version", ClientIdentity::PACKAGE_VERSION},
+                   {"Client-OS-Verseion", "Tizen 6.5"},
+                   {"Client-Model", "Ostra9"}});
     const auto pieces = Split(request.body, '&');
     Form form;
     for (std::size_t i = 0; i < names.size(); ++i) {
         const std::string start = names[i] + "=";
         Demand(pieces.size() == names.size() && Cli::StartsWith(pieces[i], start) &&
                    pieces[i].size() > start.size(),
-               INVALID_REQUEST, "the form must be " + inWords + ", each with a value");
+               ResultCode::INVALID_REQUEST, "the form must be " + inWords + ", each with a value");
         form[names[i]] = pieces[i].substr(start.size());
     }
-    Demand(form["client_id"] == ClientIdentity::OAUTH_CLIENT_ID, INVALID_CLIENT,
+    Demand(form["client_id"] == ClientIdentity::OAUTH_CLIENT_ID, ResultCode::INVALID_CLIENT,
            "the client_id is not known");
     return form;
 }
@@ -83,64 +63,52 @@ AuthorizationCode Decode(const std::string& text) {
     const bool known = pieces.size() == 4 && pieces[0] == CODE_FORMAT;
     const auto part = [&](std::size_t i) { return known ? Base64UrlDecode(pieces[i]).value_or("") : ""; };
     AuthorizationCode code = {part(1), part(2)};
-    Demand(IsLogin(code.login) && code.challenge.size() == CHALLENGE_BYTES && !part(3).empty(), INVALID_GRANT,
-           "the code is none of this cloud's");
+    Demand(IsLogin(code.login) && code.challenge.size() == CHALLENGE_BYTES && !part(3).empty(),
+           ResultCode::INVALID_GRANT, "the code is none of this cloud's");
     return code;
 }
 
-Answer Granted(const std::string& login, const std::string& userId, const TokenPair& tokens,
+Answer Granted(const Cloud& cloud, const std::string& login, const TokenPair& tokens,
                const std::string& decided) {
     Json::Value body;
     Json::Value& rsp = body["rsp"];
     rsp["stat"] = "ok";
     Json::Value& result = rsp["result"];
-    result[CAccessToken::ACCESS_TOKEN] = tokens.accessToken;
-    result[CAccessToken::REFRESH_TOKEN] = tokens.refreshToken;
-    result[CAccessToken::ACCESS_TOKEN_LIFETIME] = Json::Int64(tokens.accessLifetime);
-    result[CAccessToken::REFRESH_TOKEN_LIFETIME] = Json::Int64(tokens.refreshLifetime);
+    result[CAccessToken::ACCESS_TOKEN] = tokens.access.token;
+    result[CAccessToken::REFRESH_TOKEN] = tokens.refresh.token;
+    result[CAccessToken::ACCESS_TOKEN_LIFETIME] = Json::Int64(tokens.access.lifetime);
+    result[CAccessToken::REFRESH_TOKEN_LIFETIME] = Json::Int64(tokens.refresh.lifetime);
     result["token_type"] = "Bearer";
     result["scope"] = "offline.access";
-    result[CAccessToken::USER_ID] = userId;
+    result[CAccessToken::USER_ID] = cloud.tokens.UserId(login);
     return {200, Cli::CompactJson(body), decided, login};
 }
 
 }  // namespace
 
-Answer IssueToken(Cloud& cloud, const httplib::Request& request) {
-    TokenStore& tokens = cloud.tokens;
-    std::string login;
-    try {
-        Form form = ReadForm(request, {"code", "client_id", "auth_server_url", "code_verifier"},
-                             "code, client_id, auth_server_url and code_verifier");
-        const AuthorizationCode code = Decode(form["code"]);
-        login = code.login;
-        Demand(cloud.users.Exists(login), ACCESS_DENIED, "there is no user " + login);
-        Demand(IsCodeVerifier(form["code_verifier"]), INVALID_REQUEST,
-               "the code_verifier is not 43 to 128 unreserved characters");
-        Demand(Sha256(form["code_verifier"]) == code.challenge, INVALID_GRANT,
-               "the code_verifier does not match the code's challenge");
-        Demand(tokens.UseCode(form["code"]), INVALID_GRANT, "the code was used before");
-        return Granted(login, tokens.UserId(login), tokens.Issue(login), "token issued");
-    } catch (const Refused<const char*>& refused) {
-        return Refusal(refused, login);
-    }
+Answer IssueToken(Cloud& cloud, const httplib::Request& request, std::string& login) {
+    Form form = ReadForm(request, {"code", "client_id", "auth_server_url", "code_verifier"},
+                         "code, client_id, auth_server_url and code_verifier");
+    const AuthorizationCode code = Decode(form["code"]);
+    login = code.login;
+    Demand(cloud.users.Exists(login), ResultCode::ACCESS_DENIED, "there is no user " + login);
+    Demand(IsCodeVerifier(form["code_verifier"]), ResultCode::INVALID_REQUEST,
+           "the code_verifier is not 43 to 128 unreserved characters");
+    Demand(Sha256(form["code_verifier"]) == code.challenge, ResultCode::INVALID_GRANT,
+           "the code_verifier does not match the code's challenge");
+    Demand(cloud.tokens.UseCode(form["code"]), ResultCode::INVALID_GRANT, "the code was used before");
+    return Granted(cloud, login, cloud.tokens.Issue(login), "token issued");
 }
 
-Answer RefreshToken(Cloud& cloud, const httplib::Request& request) {
-    TokenStore& tokens = cloud.tokens;
-    std::string login;
-    try {
-        Form form = ReadForm(request, {"refresh_token", "client_id", "auth_server_url"},
-                             "refresh_token, client_id and auth_server_url");
-        login = tokens.OwnerOf(Holding::REFRESH, form["refresh_token"]).value_or("");
-        Demand(login.empty() || cloud.users.Exists(login), ACCESS_DENIED,
-               "there is no user " + login + " any more");
-        const auto pair = tokens.Refresh(form["refresh_token"]);
-        Demand(pair.has_value(), INVALID_GRANT, "the refresh_token is unknown, expired or replaced");
-        return Granted(login, tokens.UserId(login), *pair, "token refreshed");
-    } catch (const Refused<const char*>& refused) {
-        return Refusal(refused, login);
-    }
+Answer RefreshToken(Cloud& cloud, const httplib::Request& request, std::string& login) {
+    Form form = ReadForm(request, {"refresh_token", "client_id", "auth_server_url"},
+                         "refresh_token, client_id and auth_server_url");
+    login = cloud.tokens.OwnerOf(Holding::REFRESH, form["refresh_token"]).value_or("");
+    Demand(login.empty() || cloud.users.Exists(login), ResultCode::ACCESS_DENIED,
+           "there is no user " + login + " any more");
+    const auto pair = cloud.tokens.Refresh(form["refresh_token"]);
+    Demand(pair.has_value(), ResultCode::INVALID_GRANT, "the refresh_token is unknown, expired or replaced");
+    return Granted(cloud, login, *pair, "token refreshed");
 }
 
 }  // namespace LocalCloud

@@ -3,15 +3,13 @@
 
 #include <httplib.h>
 
-#include <functional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "Cloud/State/Refused.h"
 #include "Cloud/State/Tokens.h"
 #include "Cloud/State/Users.h"
-#include "Manager/CCloudServerManager.h"
 
 namespace LocalCloud {
 
@@ -25,80 +23,43 @@ struct Answer {
     std::string login;
 };
 
-/** The cloud service's result codes of refused requests; the first three digits are the status. */
-enum class ResultCode {
-    BAD_REQUEST = 4000001,
-    MARK_UNKNOWN = CCloudServerManager::RESULT_MARK_UNKNOWN,
-    MARK_TOO_OLD = CCloudServerManager::RESULT_MARK_TOO_OLD,
-    BAD_ACCESS_TOKEN = 4010001,
-    BAD_APP_TOKEN = 4010002,
-    WRONG_USER = 4030001,
-    NOT_ACTIVATED = 4030002,
-    NOT_FOUND = 4040001,
-    INTERNAL_ERROR = 5000001,
-};
-
 std::string TextOf(ResultCode code);
 
-/** The answer of the cloud service that refuses; the message is sent and shown. */
-Answer Refusal(ResultCode code, const std::string& message, const std::string& login = {});
-
-/** Thrown when a request is refused; the error is what the protocol has for it. */
-template <typename Error>
-struct Refused : std::runtime_error {
-    Refused(Error given, const std::string& message) : std::runtime_error(message), error(given) {}
-
-    Error error;
-};
-
-template <typename Error>
-void Demand(bool condition, Error error, const std::string& message) {
-    if (!condition) {
-        throw Refused<Error>(error, message);
-    }
-}
+/** The answer that refuses, in the envelope of the server that has the code. */
+Answer Refusal(ResultCode code, const std::string& message);
 
 /**
  * @param expected names and values; the empty value stands for any other
- * @return what is wrong with the first header that is not as expected, or the empty text
+ * @throws Refused with the code where a header is not as expected
  */
-std::string FindHeaderFault(const httplib::Request& request,
-                            const std::vector<std::pair<std::string, std::string>>& expected);
+void DemandHeaders(const httplib::Request& request, ResultCode code,
+                   const std::vector<std::pair<std::string, std::string>>& expected);
 
 /** Splits at each occurrence; there is always at least one piece. */
 std::vector<std::string> Split(const std::string& text, char separator);
 
 /** What is behind both servers. */
 struct Cloud {
-    /** Milliseconds since the epoch. */
-    using Clock = std::function<std::int64_t()>;
-
     /** @throws std::runtime_error that says what is wrong in the folder */
-    Cloud(const Folder& cloudFolder, Clock theClock)
-        : folder(cloudFolder),
-          clock(std::move(theClock)),
-          users(cloudFolder),
-          tokens(cloudFolder, [this] { return clock() / 1000; }),
-          secret(cloudFolder.SigningSecret()) {}
-    Cloud(const Cloud&) = delete;
-    Cloud& operator=(const Cloud&) = delete;
+    explicit Cloud(const Folder& cloudFolder, Clock theClock = &SystemTime)
+        : folder(cloudFolder), clock(std::move(theClock)), users(cloudFolder), tokens(cloudFolder, clock) {}
 
     Folder folder;
     Clock clock;
     Users users;
     TokenStore tokens;
-    /** Signs the application tokens. */
-    std::string secret;
 };
 
+// They set whose request it is as soon as that is known, and throw Refused.
+
 // The authorisation server: OAuth 2.0 tokens for authorisation codes (with PKCE) and for refresh tokens.
-Answer IssueToken(Cloud& cloud, const httplib::Request& request);
-Answer RefreshToken(Cloud& cloud, const httplib::Request& request);
+Answer IssueToken(Cloud& cloud, const httplib::Request& request, std::string& login);
+Answer RefreshToken(Cloud& cloud, const httplib::Request& request, std::string& login);
 
 // The cloud service.
-Answer Activate(Cloud& cloud, const httplib::Request& request);
-Answer IssueAppToken(Cloud& cloud, const httplib::Request& request);
-Answer Download(Cloud& cloud, const httplib::Request& request);
+Answer Activate(Cloud& cloud, const httplib::Request& request, std::string& login);
+Answer IssueAppToken(Cloud& cloud, const httplib::Request& request, std::string& login);
+Answer Download(Cloud& cloud, const httplib::Request& request, std::string& login);
 
 struct Endpoint {
     /** For people, logs and planning faults. */
@@ -106,7 +67,7 @@ struct Endpoint {
     /** The library's function that has a handler for the request's method. */
     httplib::Server& (httplib::Server::*serve)(const std::string& path, httplib::Server::Handler handler);
     const char* path;
-    Answer (*answer)(Cloud& cloud, const httplib::Request& request);
+    Answer (*carryOut)(Cloud& cloud, const httplib::Request& request, std::string& login);
 };
 
 inline constexpr Endpoint ENDPOINTS[] = {
@@ -116,5 +77,8 @@ inline constexpr Endpoint ENDPOINTS[] = {
     {"app", &httplib::Server::Post, "/auth/kc/tokens/v1/app", &IssueAppToken},
     {"download", &httplib::Server::Get, "/data/v2/com.quorlen.bluetooth.device_sync", &Download},
 };
+
+/** What becomes of a request; a refusal and what is wrong in the folder are answers, too. */
+Answer AnswerTo(const Endpoint& endpoint, Cloud& cloud, const httplib::Request& request);
 
 }  // namespace LocalCloud

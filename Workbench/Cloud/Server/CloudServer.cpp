@@ -228,27 +228,24 @@ bool CloudServer::ServeRequest(Connection& connection) {
     return Deliver(connection, answer, fault) && !closed;
 }
 
-Answer CloudServer::AnswerTo(const Endpoint& endpoint, const httplib::Request& request) {
+Answer CloudServer::Decide(const Endpoint& endpoint, const httplib::Request& request) {
     m_exchange.endpoint = endpoint.name;
-    m_closes = m_faults.WaitsForConnection();
-    m_fault = m_faults.Take(endpoint.name);
-    if (m_fault) {
-        m_exchange.fault = m_fault->Describe();
-        if (m_fault->kind->answer != nullptr) {
+    try {
+        m_closes = m_faults.WaitsForConnection();
+        m_fault = m_faults.Take(endpoint.name);
+        m_exchange.fault = m_fault ? m_fault->Describe() : "";
+        if (m_fault && m_fault->kind->answer != nullptr) {
             return {m_fault->status, m_fault->kind->answer(*m_fault), "as planned", ""};
         }
+    } catch (const std::exception& error) {
+        return Refusal(ResultCode::INTERNAL_ERROR, error.what());
     }
-    return endpoint.answer(m_cloud, request);
+    return AnswerTo(endpoint, m_cloud, request);
 }
 
 void CloudServer::Respond(const Endpoint& endpoint, const httplib::Request& request,
                           httplib::Response& response) {
-    Answer answer;
-    try {
-        answer = AnswerTo(endpoint, request);
-    } catch (const std::exception& error) {
-        answer = Refusal(ResultCode::INTERNAL_ERROR, error.what());
-    }
+    const Answer answer = Decide(endpoint, request);
     for (const auto& line : m_fault ? m_fault->headers : std::vector<std::string>()) {
         const auto colon = line.find(": ");
         response.set_header(line.substr(0, colon), line.substr(colon + 2));

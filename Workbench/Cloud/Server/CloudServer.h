@@ -44,7 +44,7 @@ private:
     bool ServeRequest(Connection& connection);
     void Respond(const Endpoint& endpoint, const httplib::Request& request, httplib::Response& response);
     /** What the fault that is due says, or else the cloud. */
-    Answer AnswerTo(const Endpoint& endpoint, const httplib::Request& request);
+    Answer Decide(const Endpoint& endpoint, const httplib::Request& request);
 
     Cloud& m_cloud;
     ServerState& m_state;

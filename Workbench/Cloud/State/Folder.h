@@ -13,10 +13,8 @@ inline constexpr char FOLDER_NAME[] = "infosync-cloud";
 
 /** What the cloud hands out for a while: a row for each kind, with all that is said of it anywhere. */
 struct Holding {
-    /** In cloud.ini and on the command line. */
+    /** In cloud.ini, in tokens.json and on the command line. */
     const char* name;
-    /** In tokens.json. */
-    const char* list;
     /** In seconds, where cloud.ini does not say otherwise. */
     std::int64_t lifetime;
     const char* noun;
@@ -27,15 +25,14 @@ struct Holding {
 };
 
 inline constexpr Holding Holding::ACCESS = {
-    "access", "access_tokens", 3600, "access token",
+    "access", 3600, "access token",
     "when a television next activates itself or asks for an application token"};
 inline constexpr Holding Holding::REFRESH = {
-    "refresh", "grants", std::int64_t{30} * 86400, "refresh token",
+    "refresh", std::int64_t{30} * 86400, "refresh token",
     "when a television's access token has run out ([lifetime] access in cloud.ini)"};
-inline constexpr Holding Holding::ACTIVATION = {"activation", "activations", std::int64_t{365} * 86400,
-                                                "activation",
+inline constexpr Holding Holding::ACTIVATION = {"activation", std::int64_t{365} * 86400, "activation",
                                                 "when a television next asks for an application token"};
-inline constexpr Holding Holding::APP = {"app", "app_tickets", 86400, "application token",
+inline constexpr Holding Holding::APP = {"app", 86400, "application token",
                                          "with a television's next download"};
 
 inline constexpr const Holding* HOLDINGS[] = {&Holding::ACCESS, &Holding::REFRESH, &Holding::ACTIVATION,

@@ -1,6 +1,6 @@
 #include "Cloud/State/Tokens.h"
 
-#include <json/json.h>
+#include <glib.h>
 #include <jwt.h>
 
 #include <algorithm>
@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "Cli/Json.h"
 #include "Cloud/State/Crypto.h"
@@ -21,20 +22,17 @@ namespace {
 // over cannot make the state grow without end.
 constexpr Json::ArrayIndex MOST_KEPT = 1000;
 
-constexpr char FILE_NAME[] = "tokens.json";
+// Beside a list for each of HOLDINGS, in tokens.json:
 constexpr char CODES[] = "used_codes";
+constexpr char TOKEN[] = "token";
 constexpr char LOGIN[] = "login";
 constexpr char EXPIRES[] = "expires";
-constexpr char TOKEN[] = "token";
-// A grant's refresh tokens: the one in use, and the one that it was traded for and that was not used yet.
-constexpr char CURRENT[] = "current";
-constexpr char NEXT[] = "next";
+/** The refresh token that this one was traded for. */
+constexpr char REPLACES[] = "replaces";
 
-Json::Value Stored(const Ticket& ticket) {
-    Json::Value stored;
-    stored[TOKEN] = ticket.token;
-    stored[EXPIRES] = Json::Int64(ticket.expires);
-    return stored;
+std::string RandomText() {
+    constexpr std::size_t BYTES = 32;
+    return Base64UrlEncode(RandomBytes(BYTES));
 }
 
 void Append(Json::Value& list, Json::Value entry) {
@@ -44,18 +42,23 @@ void Append(Json::Value& list, Json::Value entry) {
     }
 }
 
-/** What holds for a while in an entry of the store: the entry itself, or a grant's refresh tokens. */
-std::vector<Json::Value*> TicketsOf(Json::Value& entry) {
-    std::vector<Json::Value*> tickets;
-    for (const char* role : {CURRENT, NEXT}) {
-        if (entry.isObject() && entry.isMember(role)) {
-            tickets.push_back(&entry[role]);
+void Remove(Json::Value& list, const char* member, const std::string& value) {
+    for (Json::ArrayIndex i = list.size(); i-- > 0;) {
+        if (Cli::StringMember(list[i], member) == value) {
+            list.removeIndex(i, nullptr);
         }
     }
-    return tickets.empty() ? std::vector{&entry} : tickets;
 }
 
-void RequireList(Json::Value& state, const char* name) {
+/** The entry in a list, or null. */
+Json::Value Entry(const Json::Value& list, const std::string& token) {
+    const auto entry = std::find_if(list.begin(), list.end(), [&](const Json::Value& each) {
+        return Cli::StringMember(each, TOKEN) == token;
+    });
+    return entry != list.end() ? *entry : Json::Value();
+}
+
+void RequireList(const Json::Value& state, const char* name) {
     if (!state[name].isNull() && !state[name].isArray()) {
         throw std::runtime_error(std::string("tokens.json: \"") + name + "\" must be an array");
     }
@@ -67,7 +70,7 @@ Json::Value Load(const std::string& path) {
         Json::Value state = text ? Cli::ParseObject(*text, path) : Json::Value(Json::objectValue);
         RequireList(state, CODES);
         for (const Holding* kind : HOLDINGS) {
-            RequireList(state, kind->list);
+            RequireList(state, kind->name);
         }
         return state;
     } catch (const std::runtime_error& damage) {
@@ -76,156 +79,163 @@ Json::Value Load(const std::string& path) {
     }
 }
 
-// The claims of an application token.
-constexpr char USER_NAME[] = "preferred_username";
-constexpr char TOKEN_ID[] = "jti";
-
-using Jwt = std::unique_ptr<jwt_t, decltype(&jwt_free)>;
-
-const unsigned char* Key(const std::string& secret) {
-    return reinterpret_cast<const unsigned char*>(secret.data());
-}
-
-/**
- * RFC 7515, section 3.1: three parts in base64url. The library must not see anything else: it passes what
- * comes after a NUL, and version 1.10 writes a byte beyond the memory that it takes for an empty part.
- */
-bool IsCompactForm(const std::string& token) {
-    constexpr char ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.";
-    return token.find_first_not_of(ALPHABET) == std::string::npos &&
-           std::count(token.begin(), token.end(), '.') == 2 && token.front() != '.' && token.back() != '.' &&
-           token.find("..") == std::string::npos;
-}
-
-/** Empty where there is no such claim, or it is no text. */
-std::string Claim(const Jwt& token, const char* name) {
-    const char* claim = jwt_get_grant(token.get(), name);
-    return claim != nullptr ? claim : "";
-}
-
-void Store(const std::string& path, const Json::Value& state) {
-    Files::Replace(path, Cli::EditableJson(state));
+std::string SignAppToken(const std::string& login, std::int64_t expires, const std::string& secret) {
+    jwt_t* made = nullptr;
+    const bool isMade = jwt_new(&made) == 0;
+    const std::unique_ptr<jwt_t, decltype(&jwt_free)> jwt(made, &jwt_free);
+    const std::string id = RandomText();
+    const auto* key = reinterpret_cast<const unsigned char*>(secret.data());
+    // The library's type ends in 2038 where it has 32 bits.
+    const auto last = static_cast<long>(std::min<std::int64_t>(expires, std::numeric_limits<long>::max()));
+    const bool isFilled = isMade && jwt_add_grant(made, "preferred_username", login.c_str()) == 0 &&
+                          jwt_add_grant(made, "jti", id.c_str()) == 0 &&
+                          jwt_add_grant_int(made, "exp", last) == 0 &&
+                          jwt_set_alg(made, JWT_ALG_HS256, key, static_cast<int>(secret.size())) == 0;
+    const std::unique_ptr<char, decltype(&std::free)> text(isFilled ? jwt_encode_str(made) : nullptr,
+                                                           &std::free);
+    if (!text) {
+        throw std::runtime_error("could not sign an application token");
+    }
+    return text.get();
 }
 
 }  // namespace
 
+std::int64_t SystemTime() {
+    return g_get_real_time() / 1000;
+}
+
 TokenStore::TokenStore(const Folder& folder, Clock clock)
     : m_folder(folder),
-      m_path(folder.StateFile(FILE_NAME)),
+      m_path(folder.StateFile("tokens.json")),
       m_clock(std::move(clock)),
       m_secret(folder.SigningSecret()) {
-    const Json::Value damageIsToldNow = Load(m_path);
+    Load(m_path);
 }
 
-bool TokenStore::Holds(const Json::Value& ticket) const {
-    return m_clock() <= Cli::IntegerMember(ticket, EXPIRES);
-}
-
-Json::Value* TokenStore::Find(Json::Value& state, const Holding& kind, const std::string& token) const {
-    for (auto& entry : state[kind.list]) {
-        for (const Json::Value* ticket : TicketsOf(entry)) {
-            if (Cli::StringMember(*ticket, TOKEN) == token && Holds(*ticket)) {
-                return &entry;
-            }
-        }
+bool TokenStore::Edit(const std::function<bool(Json::Value& state)>& change) const {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    Json::Value state = Load(m_path);
+    const bool isChanged = change(state);
+    if (isChanged) {
+        Files::Replace(m_path, Cli::EditableJson(state));
     }
-    return nullptr;
+    return isChanged;
+}
+
+bool TokenStore::Holds(const Json::Value& entry) const {
+    return Now() <= Cli::IntegerMember(entry, EXPIRES);
 }
 
 Ticket TokenStore::Add(Json::Value& state, const Holding& kind, const std::string& token,
                        const std::string& login) const {
-    Ticket ticket = {token, m_clock() + m_folder.Lifetime(kind)};
-    Json::Value& list = state[kind.list];
-    for (Json::ArrayIndex i = list.size(); i-- > 0;) {
-        if (Cli::StringMember(list[i], TOKEN) == token) {
-            list.removeIndex(i, nullptr);
-        }
-    }
-    Json::Value entry = Stored(ticket);
+    const std::int64_t lifetime = m_folder.Lifetime(kind);
+    const Ticket ticket = {token, Now() + lifetime, lifetime};
+    Json::Value entry;
+    entry[TOKEN] = token;
     entry[LOGIN] = login;
-    Append(list, std::move(entry));
+    entry[EXPIRES] = Json::Int64(ticket.expires);
+    Remove(state[kind.name], TOKEN, token);
+    Append(state[kind.name], entry);
     return ticket;
 }
 
-TokenPair TokenStore::AddTokens(Json::Value& state, const std::string& login, Json::Value& refresh) const {
-    constexpr std::size_t BYTES_OF_TOKEN = 32;
-    TokenPair tokens = {"at." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
-                        "rt." + Base64UrlEncode(RandomBytes(BYTES_OF_TOKEN)),
-                        m_folder.Lifetime(Holding::ACCESS), m_folder.Lifetime(Holding::REFRESH)};
-    refresh = Stored({tokens.refreshToken, m_clock() + tokens.refreshLifetime});
-    Add(state, Holding::ACCESS, tokens.accessToken, login);
-    return tokens;
+TokenPair TokenStore::AddPair(Json::Value& state, const std::string& login,
+                              const std::string& replaced) const {
+    TokenPair pair = {Add(state, Holding::ACCESS, "at." + RandomText(), login),
+                      Add(state, Holding::REFRESH, "rt." + RandomText(), login)};
+    Json::Value& refresh = state[Holding::REFRESH.name];
+    refresh[refresh.size() - 1][REPLACES] = replaced;
+    return pair;
 }
 
 bool TokenStore::UseCode(const std::string& code) const {
-    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
-    Json::Value state = Load(m_path);
-    const std::string digest = Hex(Sha256(code));
-    Json::Value& used = state[CODES];
-    if (std::find(used.begin(), used.end(), Json::Value(digest)) != used.end()) {
-        return false;
-    }
-    Append(used, digest);
-    Store(m_path, state);
-    return true;
+    const Json::Value digest = Hex(Sha256(code));
+    return Edit([&](Json::Value& state) {
+        Json::Value& used = state[CODES];
+        const bool isNew = std::find(used.begin(), used.end(), digest) == used.end();
+        if (isNew) {
+            Append(used, digest);
+        }
+        return isNew;
+    });
 }
 
 TokenPair TokenStore::Issue(const std::string& login) const {
-    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
-    Json::Value state = Load(m_path);
-    Json::Value grant;
-    grant[LOGIN] = login;
-    TokenPair tokens = AddTokens(state, login, grant[CURRENT]);
-    Append(state[Holding::REFRESH.list], grant);
-    Store(m_path, state);
-    return tokens;
+    TokenPair pair;
+    Edit([&](Json::Value& state) {
+        pair = AddPair(state, login, "");
+        return true;
+    });
+    return pair;
 }
 
 std::optional<TokenPair> TokenStore::Refresh(const std::string& refreshToken) const {
-    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
-    Json::Value state = Load(m_path);
-    Json::Value* grant = Find(state, Holding::REFRESH, refreshToken);
-    if (grant == nullptr) {
-        return std::nullopt;
-    }
-    if (Cli::StringMember((*grant)[NEXT], TOKEN) == refreshToken) {
-        (*grant)[CURRENT] = (*grant)[NEXT];
-    }
-    TokenPair tokens = AddTokens(state, Cli::StringMember(*grant, LOGIN), (*grant)[NEXT]);
-    Store(m_path, state);
-    return tokens;
+    std::optional<TokenPair> pair;
+    Edit([&](Json::Value& state) {
+        Json::Value& list = state[Holding::REFRESH.name];
+        const Json::Value entry = Entry(list, refreshToken);
+        if (Holds(entry)) {
+            // What it was traded for is used now; what it was traded for before never came.
+            Remove(list, TOKEN, Cli::StringMember(entry, REPLACES));
+            Remove(list, REPLACES, refreshToken);
+            pair = AddPair(state, Cli::StringMember(entry, LOGIN), refreshToken);
+        }
+        return pair.has_value();
+    });
+    return pair;
 }
 
 Ticket TokenStore::Give(const Holding& kind, const std::string& token, const std::string& login) const {
-    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
-    Json::Value state = Load(m_path);
-    Ticket ticket = Add(state, kind, token, login);
-    Store(m_path, state);
+    Ticket ticket;
+    Edit([&](Json::Value& state) {
+        ticket = Add(state, kind, token, login);
+        return true;
+    });
     return ticket;
 }
 
+Ticket TokenStore::GiveAppToken(const std::string& login) const {
+    const std::int64_t expires = Now() + m_folder.Lifetime(Holding::APP);
+    Ticket ticket = Give(Holding::APP, SignAppToken(login, expires, m_secret), login);
+    ticket.expires = expires;
+    return ticket;
+}
+
+std::optional<Given> TokenStore::Find(const Holding& kind, const std::string& token) const {
+    const Json::Value entry = Entry(Load(m_path)[kind.name], token);
+    return entry.isNull() ? std::nullopt
+                          : std::optional<Given>({Cli::StringMember(entry, LOGIN), Holds(entry)});
+}
+
 std::optional<std::string> TokenStore::OwnerOf(const Holding& kind, const std::string& token) const {
-    Json::Value state = Load(m_path);
-    const Json::Value* entry = Find(state, kind, token);
-    return entry != nullptr ? std::optional(Cli::StringMember(*entry, LOGIN)) : std::nullopt;
+    const auto given = Find(kind, token);
+    return given && given->holds ? std::optional(given->login) : std::nullopt;
 }
 
 std::int64_t TokenStore::Expire(const Holding& kind, const std::string& login) const {
-    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
-    Json::Value state = Load(m_path);
     std::int64_t expired = 0;
-    for (auto& entry : state[kind.list]) {
-        for (Json::Value* ticket : TicketsOf(entry)) {
-            if (Cli::StringMember(entry, LOGIN) == login && Holds(*ticket)) {
-                (*ticket)[EXPIRES] = Json::Int64(m_clock() - 1);
+    Edit([&](Json::Value& state) {
+        for (auto& entry : state[kind.name]) {
+            if (Cli::StringMember(entry, LOGIN) == login && Holds(entry)) {
+                entry[EXPIRES] = Json::Int64(Now() - 1);
                 ++expired;
             }
         }
-    }
-    if (expired > 0) {
-        Store(m_path, state);
-    }
+        return expired > 0;
+    });
     return expired;
+}
+
+std::vector<std::string> TokenStore::Secrets() const {
+    const Json::Value state = Load(m_path);
+    std::vector<std::string> tokens;
+    for (const Holding* kind : {&Holding::ACCESS, &Holding::REFRESH, &Holding::APP}) {
+        for (const auto& entry : state[kind->name]) {
+            tokens.push_back(Cli::StringMember(entry, TOKEN));
+        }
+    }
+    return tokens;
 }
 
 std::string TokenStore::UserId(const std::string& login) const {
@@ -238,52 +248,6 @@ std::string TokenStore::DeviceId(const std::string& login, const std::string& cd
     // The length keeps two pairs apart whose texts run into the same whole.
     const std::string device = "device " + std::to_string(login.size()) + ":" + login + cdid;
     return HmacSha256(m_secret, device).substr(0, DIGITS);
-}
-
-std::vector<std::string> StoredTokens(const Folder& folder) {
-    Json::Value state = Load(folder.StateFile(FILE_NAME));
-    std::vector<std::string> tokens;
-    for (const Holding* kind : {&Holding::ACCESS, &Holding::REFRESH}) {
-        for (auto& entry : state[kind->list]) {
-            for (const Json::Value* ticket : TicketsOf(entry)) {
-                tokens.push_back(Cli::StringMember(*ticket, TOKEN));
-            }
-        }
-    }
-    return tokens;
-}
-
-std::string SignAppToken(const AppToken& token, std::int64_t expires, const std::string& secret) {
-    jwt_t* made = nullptr;
-    const bool isMade = jwt_new(&made) == 0;
-    const Jwt jwt(made, &jwt_free);
-    // The library's type ends in 2038 where it has 32 bits.
-    const auto last = static_cast<long>(std::min<std::int64_t>(expires, std::numeric_limits<long>::max()));
-    const bool isFilled = isMade && jwt_add_grant(made, USER_NAME, token.login.c_str()) == 0 &&
-                          jwt_add_grant(made, TOKEN_ID, token.id.c_str()) == 0 &&
-                          jwt_add_grant_int(made, "exp", last) == 0 &&
-                          jwt_set_alg(made, JWT_ALG_HS256, Key(secret), static_cast<int>(secret.size())) == 0;
-    const std::unique_ptr<char, decltype(&std::free)> text(isFilled ? jwt_encode_str(made) : nullptr,
-                                                           &std::free);
-    if (!text) {
-        throw std::runtime_error("could not sign an application token");
-    }
-    return text.get();
-}
-
-std::optional<AppToken> VerifyAppToken(const std::string& text, const std::string& secret) {
-    if (!IsCompactForm(text)) {
-        return std::nullopt;
-    }
-    jwt_t* decoded = nullptr;
-    jwt_decode(&decoded, text.c_str(), Key(secret), static_cast<int>(secret.size()));
-    const Jwt token(decoded, &jwt_free);
-    // The token names its algorithm itself: any but the one that this cloud signs with is refused.
-    if (!token || jwt_get_alg(token.get()) != JWT_ALG_HS256) {
-        return std::nullopt;
-    }
-    const AppToken claims = {Claim(token, USER_NAME), Claim(token, TOKEN_ID)};
-    return claims.id.empty() ? std::nullopt : std::optional(claims);
 }
 
 }  // namespace LocalCloud

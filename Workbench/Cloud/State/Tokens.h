@@ -7,28 +7,35 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Cloud/State/Folder.h"
 
 namespace LocalCloud {
 
-/** Seconds since the epoch. */
+/** Milliseconds since the epoch. */
 using Clock = std::function<std::int64_t()>;
+std::int64_t SystemTime();
 
-/** An access token and the refresh token that came with it; lifetimes in seconds from now. */
-struct TokenPair {
-    std::string accessToken;
-    std::string refreshToken;
-    std::int64_t accessLifetime = 0;
-    std::int64_t refreshLifetime = 0;
-};
-
-/** A token, device id or the like, and the last second (since the epoch) in which it holds. */
+/** A token, device id or the like, the last second (since the epoch) in which it holds, and how many seconds
+ * that is after it was given. */
 struct Ticket {
     std::string token;
     std::int64_t expires = 0;
+    std::int64_t lifetime = 0;
+};
+
+/** An access token and the refresh token that came with it. */
+struct TokenPair {
+    Ticket access;
+    Ticket refresh;
+};
+
+/** What the cloud remembers of something that it gave. */
+struct Given {
+    std::string login;
+    /** Whether it may still be used. */
+    bool holds;
 };
 
 /**
@@ -39,7 +46,7 @@ struct Ticket {
 class TokenStore {
 public:
     /** @throws std::runtime_error when the stored state is damaged */
-    TokenStore(const Folder& folder, Clock clock);
+    explicit TokenStore(const Folder& folder, Clock clock = &SystemTime);
 
     /** @return false when the code was used before */
     bool UseCode(const std::string& code) const;
@@ -55,12 +62,19 @@ public:
 
     /** Gives the user a token of a kind; the same text that was given before holds no longer as it did. */
     Ticket Give(const Holding& kind, const std::string& token, const std::string& login) const;
+    /** Gives an application token, a JSON Web Token (RFC 7519) that is signed with HMAC-SHA-256. */
+    Ticket GiveAppToken(const std::string& login) const;
 
+    /** Nothing for a token of the kind that was never given, or too long ago. */
+    std::optional<Given> Find(const Holding& kind, const std::string& token) const;
     /** Whom a token of the kind was given to; nothing for one that is unknown or holds no longer. */
     std::optional<std::string> OwnerOf(const Holding& kind, const std::string& token) const;
 
     /** Ends now what the user holds of a kind and what would have held on. @return how many */
     std::int64_t Expire(const Holding& kind, const std::string& login) const;
+
+    /** Those that are stored, to be kept out of what is shown. */
+    std::vector<std::string> Secrets() const;
 
     /** The cloud's own name for a user. It does not change, and does not show the login id. */
     std::string UserId(const std::string& login) const;
@@ -68,36 +82,24 @@ public:
     std::string DeviceId(const std::string& login, const std::string& cdid) const;
 
 private:
-    // On what tokens.json holds:
-    bool Holds(const Json::Value& ticket) const;
-    /** The entry in which the token still holds, or null. */
-    Json::Value* Find(Json::Value& state, const Holding& kind, const std::string& token) const;
+    /** Changes what tokens.json holds, as one step for all who do, unless there is nothing to change. @return
+     * whether there was */
+    bool Edit(const std::function<bool(Json::Value& state)>& change) const;
+
+    std::int64_t Now() const {
+        return m_clock() / 1000;
+    }
+    bool Holds(const Json::Value& entry) const;
+    // To what tokens.json holds:
     Ticket Add(Json::Value& state, const Holding& kind, const std::string& token,
                const std::string& login) const;
-    /** Makes two tokens, and adds the access token; the refresh token has its place in a grant. */
-    TokenPair AddTokens(Json::Value& state, const std::string& login, Json::Value& refresh) const;
+    /** @param replaced the refresh token that is traded, if any */
+    TokenPair AddPair(Json::Value& state, const std::string& login, const std::string& replaced) const;
 
     Folder m_folder;
     std::string m_path;
     Clock m_clock;
     std::string m_secret;
 };
-
-/** Those that are stored, to be kept out of what is shown. @throws std::runtime_error as the store does */
-std::vector<std::string> StoredTokens(const Folder& folder);
-
-/** What the cloud reads in an application token of its own: a JSON Web Token (RFC 7519), signed with
- * HMAC-SHA-256. */
-struct AppToken {
-    std::string login;
-    /** What the token store knows the token by. */
-    std::string id;
-};
-
-/** @param expires in seconds since the epoch, for whoever looks @throws std::runtime_error */
-std::string SignAppToken(const AppToken& token, std::int64_t expires, const std::string& secret);
-
-/** A token that this secret signed, whether it has expired or not; nothing for any other text. */
-std::optional<AppToken> VerifyAppToken(const std::string& text, const std::string& secret);
 
 }  // namespace LocalCloud

@@ -11,6 +11,7 @@
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
 #include "Cloud/State/Crypto.h"
+#include "Cloud/State/Refused.h"
 #include "Files.h"
 
 namespace LocalCloud {
@@ -209,15 +210,11 @@ Selection SelectRecords(const Folder& folder, const std::string& login,
     if (Update(ledger, records, now)) {
         Files::Replace(folder.LedgerFile(login), Cli::CompactJson(ledger));
     }
-    Selection selection;
-    if (changedAfter && *changedAfter < Cli::IntegerMember(ledger, OLDEST)) {
-        selection.outcome = Selection::Outcome::MARK_TOO_OLD;
-    } else if (changedAfter && *changedAfter > Cli::IntegerMember(ledger, LATEST)) {
-        selection.outcome = Selection::Outcome::MARK_UNKNOWN;
-    } else {
-        selection = Compose(ledger, records, changedAfter);
-    }
-    return selection;
+    Demand(changedAfter.value_or(0) <= Cli::IntegerMember(ledger, LATEST), ResultCode::MARK_UNKNOWN,
+           MARK_IS_UNKNOWN);
+    Demand(!changedAfter || *changedAfter >= Cli::IntegerMember(ledger, OLDEST), ResultCode::MARK_TOO_OLD,
+           MARK_IS_TOO_OLD);
+    return Compose(ledger, records, changedAfter);
 }
 
 }  // namespace LocalCloud

@@ -40,17 +40,13 @@ private:
 
 /** What a download brings. */
 struct Selection {
-    enum class Outcome {
-        RECORDS,
-        MARK_TOO_OLD,  // what was deleted since then is no longer known
-        MARK_UNKNOWN,  // this cloud never gave out such a mark
-    };
-
-    Outcome outcome = Outcome::RECORDS;
-    /** The answer, and how many records it holds; set with RECORDS only. */
+    /** The answer, and how many records it holds. */
     std::string body;
     std::size_t count = 0;
 };
+
+inline constexpr char MARK_IS_UNKNOWN[] = "changed_after is no mark of this cloud's";
+inline constexpr char MARK_IS_TOO_OLD[] = "changed_after is too old: download everything";
 
 /**
  * Answers a download out of the user's file: what changed after a mark, deletions included; without a mark,
@@ -58,7 +54,8 @@ struct Selection {
  * every change gets a mark that is greater than all earlier ones. The marks are kept in a file beside it, the
  * ledger, so that a change made while no server ran is seen, too. One thread at a time.
  * @param now milliseconds since the epoch
- * @throws std::runtime_error that says what is wrong with the user's file; the ledger is left as it was
+ * @throws Refused for a mark that is too old (what was deleted since then is no longer known), or was never
+ * given; std::runtime_error that says what is wrong with the user's file: the ledger is left as it was
  */
 Selection SelectRecords(const Folder& folder, const std::string& login,
                         std::optional<std::int64_t> changedAfter, std::int64_t now);
