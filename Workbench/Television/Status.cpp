@@ -1,5 +1,6 @@
 #include "Television/Status.h"
 
+#include <algorithm>
 #include <exception>
 #include <map>
 #include <utility>
@@ -117,11 +118,10 @@ std::string WhyNoRefresh() {
 }
 
 /** By the service's questions in their order. */
-Plan PlanFor(const UserStatus& user) {
-    Plan plan;
-    const auto ask = [&plan](const char* request, const std::string& why) {
-        plan.requests.emplace_back(request);
-        plan.words += (plan.words.empty() ? "" : ", ") + plan.requests.back() + " (" + why + ")";
+void PlanFor(const UserStatus& user, Status& status) {
+    const auto ask = [&status](const char* request, const std::string& why) {
+        status.nextRequests.emplace_back(request);
+        status.nextRun += (status.nextRun.empty() ? "" : ", ") + std::string(request) + " (" + why + ")";
     };
     const auto state = [&user](const char* name) {
         const auto found = user.holdings.find(name);
@@ -135,12 +135,12 @@ Plan PlanFor(const UserStatus& user) {
     } else if (refresh.kind != Kind::VALID) {
         ask("token", "refresh token: " + refresh.Words());
     } else if (access.kind == Kind::EXPIRED && !problem.empty()) {
-        plan.words =
+        status.nextRun =
             "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
             "cannot be used (" +
             problem + "). A new one comes when the refresh token has run out, in " +
             Cli::DurationText(refresh.secondsLeft) + ", or after infosync-tv factory-reset";
-        return plan;
+        return;
     } else if (access.kind == Kind::EXPIRED) {
         ask("refresh", "access token: " + access.Words());
     }
@@ -151,20 +151,20 @@ Plan PlanFor(const UserStatus& user) {
     }
     ask("download",
         user.records.mark >= 1 ? "from mark " + std::to_string(user.records.mark) : "all records: no mark");
-    return plan;
 }
 
-Plan PlanNextRun(const Status& status) {
+void PlanNextRun(Status& status) {
     if (status.loginId.empty()) {
-        const std::string wait = Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS});
-        return {{}, "nothing: nobody is signed in; it waits " + wait + " for that, then ends"};
+        status.nextRun = "nothing: nobody is signed in; it waits " +
+                         Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
+                         " for that, then ends";
+        return;
     }
-    for (const UserStatus& user : status.users) {
-        if (user.user == status.loginId && !status.isFactoryResetRequested) {
-            return PlanFor(user);
-        }
-    }
-    return PlanFor({});  // after a factory reset nothing is stored
+    const auto user = std::find_if(status.users.begin(), status.users.end(), [&status](const UserStatus& of) {
+        return of.user == status.loginId && !status.isFactoryResetRequested;
+    });
+    // After a factory reset nothing is stored.
+    PlanFor(user == status.users.end() ? UserStatus() : *user, status);
 }
 
 }  // namespace
@@ -191,7 +191,7 @@ Status ReadStatus(std::int64_t now) {
     status.bluetooth = AdapterDevices();
     status.cloud = Cloud::Find();
     status.lastRun = ReadNewestRun();
-    status.nextRun = PlanNextRun(status);
+    PlanNextRun(status);
     status.problems = FindProblems(now);
     documents[InfoSyncUtil::ALIAS_RECORDS].state = records.state;
     documents["devices"].state = status.devices.state;

@@ -34,14 +34,6 @@ struct Problem {
     bool isForbidden = false;
 };
 
-/** What the next run will ask for. */
-struct Plan {
-    /** Of token, refresh, activation, app and download. */
-    std::vector<std::string> requests;
-    /** Each with its reason, or why there are none. */
-    std::string words;
-};
-
 struct Status {
     std::string folder;
     bool isSignedIn = false;
@@ -55,7 +47,10 @@ struct Status {
     Cloud cloud;
     /** Null for none. */
     KeptRun lastRun;
-    Plan nextRun;
+    /** What the next run will ask for, of token, refresh, activation, app and download. */
+    std::vector<std::string> nextRequests;
+    /** Each with its reason, or why there are none. */
+    std::string nextRun;
     std::vector<Problem> problems;
 };
 

@@ -104,8 +104,8 @@ Json::Value ToJson(const Status& status) {
     }
     json["cloud"] = status.cloud.words;
     json["last_run"] = status.lastRun;
-    json["next_run"]["requests"] = Cli::JsonArray(status.nextRun.requests);
-    json["next_run"]["words"] = status.nextRun.words;
+    json["next_run"]["requests"] = Cli::JsonArray(status.nextRequests);
+    json["next_run"]["words"] = status.nextRun;
     json["problems"] = Cli::JsonArray(status.problems, &ProblemJson);
     return json;
 }
@@ -126,7 +126,7 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
         {"known, not paired", Addresses(status.bluetooth, false)},
         {"cloud", Cli::Escape(status.cloud.words)},
         {"last run", status.lastRun.isNull() ? "none yet" : KeptRunWords(status.lastRun, now, style)},
-        {"next run", Cli::Escape(status.nextRun.words)}};
+        {"next run", Cli::Escape(status.nextRun)}};
     std::string text;
     for (const auto& [label, words] : rows) {
         text += words.empty() ? "" : Row(label, words, style);

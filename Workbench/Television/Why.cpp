@@ -18,8 +18,6 @@ namespace Television {
 
 namespace {
 
-using Listed = Verdict::Listed;
-
 /** Whether the service would put the record on a list that is empty. */
 bool IsForList(const Json::Value& record) {
     Json::Value list;
@@ -54,7 +52,7 @@ std::vector<Reason> ReasonsFor(const Verdict& of, const Json::Value& record, boo
          "paired with the set, which knows it already" +
              but(stays, ". To see it listed: infosync-tv unbond " + of.address + ", then infosync-tv run")},
         {isListed, "audio sink", "an audio sink that is not paired with the set"},
-        {of.listed == Listed::UNKNOWN, "list unreadable",
+        {!of.listed, "list unreadable",
          "nothing is against it, but a run ends at a list that it cannot read: infosync-tv factory-reset, "
          "then infosync-tv run"},
         {isSignedIn, "next run", "nothing is against it: the next run lists it: infosync-tv run"},
@@ -78,12 +76,12 @@ Verdict Decide(const std::string& user, const Json::Value& record, const DeviceL
     verdict.words = user == signedIn ? "" : "belongs to " + user + ", who is not signed in; ";
     if (!list.problem.empty()) {
         verdict.words += "the device list cannot be read; by the rules: ";
-    } else if (!users.empty() && users.count(user) == 0) {
-        verdict.listed = Listed::OTHERS;
+    } else {
+        verdict.listed = users.count(user) != 0;
+    }
+    if (verdict.listed == false && !users.empty()) {
         verdict.words += "listed by the record of " + Cli::Join({users.begin(), users.end()}, ", ") +
                          " only; for " + user + ": ";
-    } else {
-        verdict.listed = users.empty() ? Listed::NO : Listed::YES;
     }
     const std::vector<Reason> reasons = ReasonsFor(verdict, record, user == signedIn);
     const Reason& reason = *std::find_if(reasons.begin(), reasons.end(), [](auto& r) { return r.holds; });
@@ -162,8 +160,7 @@ Json::Value VerdictJson(const Verdict& verdict) {
     json["id"] = verdict.id;
     json["name"] = verdict.name;
     json["address"] = verdict.address;
-    json["listed"] =
-        verdict.listed == Listed::UNKNOWN ? Json::Value() : Json::Value(verdict.listed == Listed::YES);
+    json["listed"] = verdict.listed ? Json::Value(*verdict.listed) : Json::Value();
     json["listed_for"] = Cli::JsonArray(verdict.listedFor);
     json["why"] = verdict.why;
     json["words"] = verdict.words;
@@ -171,11 +168,14 @@ Json::Value VerdictJson(const Verdict& verdict) {
 }
 
 std::string VerdictText(const Verdict& verdict, const Cli::Style& style) {
-    constexpr const char* LISTED[] = {"listed", "not listed", "listed for others", "not known"};
+    const std::string listed = !verdict.listed             ? "not known"
+                               : *verdict.listed           ? "listed"
+                               : verdict.listedFor.empty() ? "not listed"
+                                                           : "listed for others";
     const std::string address = verdict.address.empty() ? "" : "  " + verdict.address;
     const std::string head = verdict.name + address + "  (" + verdict.id + ")  ";
-    const auto colour = verdict.listed == Listed::YES ? Cli::Colour::GREEN : Cli::Colour::YELLOW;
-    return style(colour, Cli::Escape(head) + LISTED[static_cast<int>(verdict.listed)]) + "\n    " +
+    const auto colour = verdict.listed == true ? Cli::Colour::GREEN : Cli::Colour::YELLOW;
+    return style(colour, Cli::Escape(head) + listed) + "\n    " +
            Cli::Wrap(Cli::Escape(verdict.words), 4, style.Width());
 }
 

@@ -3,6 +3,7 @@
 
 #include <json/json.h>
 
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,14 +14,12 @@ namespace Television {
 
 /** What the list has to do with a user's record of a device. */
 struct Verdict {
-    /** OTHERS: by the records of other users alone. UNKNOWN: the list cannot be read. */
-    enum class Listed { YES, NO, OTHERS, UNKNOWN };
-
     std::string user;
     std::string id;
     std::string name;
     std::string address;
-    Listed listed = Listed::UNKNOWN;
+    /** For this user; nothing where the list cannot be read. */
+    std::optional<bool> listed;
     /** The users for whom it is listed. */
     std::set<std::string> listedFor;
     /** A few words, always the same for one reason. */

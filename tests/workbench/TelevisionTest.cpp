@@ -17,7 +17,6 @@
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using Listed = Television::Verdict::Listed;
 
 namespace {
 
@@ -76,31 +75,30 @@ TEST_F(TelevisionTest, WhyGivesTheCauseThatTheServiceSees) {
     struct Case {
         int number;
         std::string record;
-        Listed listed;
+        bool listed;
         const char* why;
         const char* words;
     };
     std::string upper = SINK;
     upper[7] = 'B';
     const Case cases[] = {
-        {1, Record(1, Quoted(SINK)), Listed::YES, "audio sink", "not paired"},
-        {2, Record(2, Quoted(SOURCE)), Listed::NO, "no audio sink", "services: 0000110a-"},
-        {3, Record(3, Quoted(upper)), Listed::NO, "no audio sink", "lower case"},
-        {4, Record(4, Quoted("")), Listed::NO, "no audio sink", "offers no services"},
-        {5, Record(5, Quoted(SOURCE + "," + SINK)), Listed::NO, "paired",
-         "infosync-tv unbond AA:BB:CC:00:00:05"},
-        {6, R"({"record_id":"r6"})", Listed::NO, "deleted", "in the cloud"},
-        {7, Record(7, "{}"), Listed::NO, "malformed", "mend"},
-        {8, Record(8, Quoted(SINK)), Listed::OTHERS, "next run", "listed by the record of ben only"},
-        {9, Record(9, Quoted(SINK)), Listed::YES, "paired", "listed before that, and stays so"},
-        {10, R"({"record_id":"r10"})", Listed::YES, "deleted", "next run takes it off"},
-        {11, Record(11, Quoted(SINK)), Listed::NO, "next run", "the next run lists it"},
-        {0, "7", Listed::NO, "malformed", "mend"},
+        {1, Record(1, Quoted(SINK)), true, "audio sink", "not paired"},
+        {2, Record(2, Quoted(SOURCE)), false, "no audio sink", "services: 0000110a-"},
+        {3, Record(3, Quoted(upper)), false, "no audio sink", "lower case"},
+        {4, Record(4, Quoted("")), false, "no audio sink", "offers no services"},
+        {5, Record(5, Quoted(SOURCE + "," + SINK)), false, "paired", "infosync-tv unbond AA:BB:CC:00:00:05"},
+        {6, R"({"record_id":"r6"})", false, "deleted", "in the cloud"},
+        {7, Record(7, "{}"), false, "malformed", "mend"},
+        {8, Record(8, Quoted(SINK)), false, "next run", "listed by the record of ben only"},
+        {9, Record(9, Quoted(SINK)), true, "paired", "listed before that, and stays so"},
+        {10, R"({"record_id":"r10"})", true, "deleted", "next run takes it off"},
+        {11, Record(11, Quoted(SINK)), false, "next run", "the next run lists it"},
+        {0, "7", false, "malformed", "mend"},
     };
     const Case others[] = {
-        {20, Record(20, Quoted(SINK)), Listed::NO, "not signed in", "no run lists it until ben is signed in"},
-        {21, R"({"record_id":"r21"})", Listed::YES, "deleted", "with ben signed in"},
-        {22, Record(22, Quoted(SOURCE)), Listed::NO, "no audio sink", "belongs to ben, who is not signed in"},
+        {20, Record(20, Quoted(SINK)), false, "not signed in", "no run lists it until ben is signed in"},
+        {21, R"({"record_id":"r21"})", true, "deleted", "with ben signed in"},
+        {22, Record(22, Quoted(SOURCE)), false, "no audio sink", "belongs to ben, who is not signed in"},
     };
     std::string mine;
     for (const Case& c : cases) {
@@ -138,7 +136,7 @@ TEST_F(TelevisionTest, WhySaysWhatIsKnownOfADeviceThatHasNoRecord) {
         EXPECT_EQ(Television::Inquire(device).verdicts.size(), 1) << device;
     }
     PutList("[");
-    EXPECT_EQ(Television::Inquire("r1").verdicts.at(0).listed, Listed::UNKNOWN);
+    EXPECT_EQ(Television::Inquire("r1").verdicts.at(0).listed, std::nullopt);
     EXPECT_EQ(Television::Inquire("r1").verdicts.at(0).why, "list unreadable");
 }
 
@@ -176,19 +174,19 @@ TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
     for (const Case& c : cases) {
         PutKey("InfoSyncAccessToken", c.tokens);
         Put("keys/InfoSyncAuthCode", c.code);
-        const Television::Plan plan = Television::ReadStatus(now).nextRun;
-        EXPECT_EQ(plan.requests, c.requests) << c.tokens;
-        EXPECT_THAT(plan.words, HasSubstr(c.words));
+        const Television::Status status = Television::ReadStatus(now);
+        EXPECT_EQ(status.nextRequests, c.requests) << c.tokens;
+        EXPECT_THAT(status.nextRun, HasSubstr(c.words));
     }
     PutKey("InfoSyncJWT", "{");
     PutKey("InfoSyncServiceActivationInfo", R"({"dvcId":"d","expireTime":5})");
-    EXPECT_THAT(Television::ReadStatus(now).nextRun.requests,
+    EXPECT_THAT(Television::ReadStatus(now).nextRequests,
                 ElementsAre("token", "activation", "app", "download"));
     Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "1");
-    EXPECT_THAT(Television::ReadStatus(now).nextRun.requests,
+    EXPECT_THAT(Television::ReadStatus(now).nextRequests,
                 ElementsAre("token", "activation", "app", "download"));
     Put("tv.ini", "[sso]\nstate=0\n");
-    EXPECT_THAT(Television::ReadStatus(now).nextRun.words, HasSubstr("waits 20s"));
+    EXPECT_THAT(Television::ReadStatus(now).nextRun, HasSubstr("waits 20s"));
 }
 
 TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
