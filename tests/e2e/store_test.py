@@ -1,7 +1,7 @@
 """What may go wrong with what is stored, with the clock, and with the process itself."""
 
-import itertools
 import os
+import pathlib
 import shutil
 import signal
 import subprocess
@@ -18,21 +18,16 @@ WRITES = ("write", "pwrite64", "rename", "renameat", "renameat2", "fsync", "fdat
 
 class Store(EndToEnd):
     def test_documents_that_are_cut_or_cannot_be_read(self):
-        def cut(path):
-            path.write_bytes(path.read_bytes()[:-9])
-
-        def make_folder(path):
-            path.unlink()
-            path.mkdir()
-
         self.tv.sync(level="W")
-        for alias, damage in itertools.product(ALIASES, (cut, make_folder)):
-            with self.subTest(alias=alias, damage=damage.__name__):
+        for alias in ALIASES:
+            with self.subTest(alias):
                 path = self.tv.folder / "keys" / alias
-                damage(path)
+                good = path.read_bytes()
+                path.unlink()
+                path.mkdir()
                 self.assert_ended_well(self.tv.sync())
-                if path.is_dir():
-                    path.rmdir()
+                path.rmdir()
+                path.write_bytes(good[:-9])
                 self.converges()
 
     def test_a_device_list_that_is_cut_is_kept(self):
@@ -63,32 +58,31 @@ class Store(EndToEnd):
     @unittest.skipUnless(shutil.which("strace"), "needs strace")
     def test_killed_at_every_write(self):
         """A first run that is killed at its n-th write, rename or sync, for every n that it makes."""
-        self.kills = 0
+        kills, seen = 0, []
         fresh = self.folder / "fresh"
         shutil.copytree(self.tv.folder, fresh)
-        for name in WRITES:
-            for n in itertools.count(1):
-                shutil.rmtree(self.tv.folder)
-                shutil.copytree(fresh, self.tv.folder)
-                killed = self.run_until(name, n)
-                if not killed:
-                    break
+        calls = [(name, 1) for name in WRITES]
+        while calls:
+            name, n = calls.pop()
+            shutil.rmtree(self.tv.folder)
+            shutil.copytree(fresh, self.tv.folder)
+            self.tv.sync("F", check=False, before=("strace", "-f", "-qq", "-o", "/dev/null", "-e", f"trace={name}",
+                                                   "-e", f"inject={name}:signal=SIGKILL:when={n}"), **UNDER_TOOLS)
+            self.assertIn(self.tv.status, (0, -signal.SIGKILL, 128 + signal.SIGKILL))
+            if self.tv.status == 0:
+                continue
+            calls.append((name, n + 1))
+            kills += 1
+            self.assertLess(n, 400)
+            # What other kills left, too, is tried once; half a record has an ending of its own.
+            left = sorted((pathlib.PurePath(path).stem, len(text)) for path, text in self.tv.stored().items())
+            if left not in seen:
+                seen.append(left)
                 with self.subTest(call=name, n=n):
                     self.converges()
                     self.assertEqual(list((self.tv.folder / "keys").glob("*.??????")), [], "half a record is left")
-            self.assertLess(n, 400)
         # Six documents are stored, each through a write, syncs and a rename.
-        self.assertGreaterEqual(self.kills, 6 * 3)
-
-    def run_until(self, name, n):
-        """Runs the service, killed at its n-th call of that name; false when it makes fewer."""
-        done = tool("strace", "-f", "-qq", "-o", "/dev/null", "-e", f"trace={name}",
-                    "-e", f"inject={name}:signal=SIGKILL:when={n}", BIN / "bt-infosync", check=False,
-                    env={
-                        **os.environ, **UNDER_TOOLS, "INFOSYNC_TV_DIR": str(self.tv.folder), "INFOSYNC_TV_LOG_LEVEL": "F"})
-        self.assertIn(done.returncode, (0, -signal.SIGKILL, 128 + signal.SIGKILL), done.stderr)
-        self.kills += done.returncode != 0
-        return done.returncode != 0
+        self.assertGreaterEqual(kills, 6 * 3)
 
     def test_two_processes_at_once(self):
         for _ in range(5):

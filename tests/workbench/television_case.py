@@ -2,24 +2,20 @@
 
 import json
 import os
-import pathlib
-import shutil
 import subprocess
-import tempfile
 import time
-import unittest
 
-os.umask(0o022)  # a folder that others may write to is refused
-TOOL = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "infosync-tv"
-SETTINGS = "settings/db/com.quorlen.tv.bt-orbmanager/btinfosync"
+from harness import BIN, OWNER, USER, FolderCase
+
+TOOL = BIN / "infosync-tv"
+SETTINGS = f"settings/{OWNER}"
 SECRET = "top-secret-text-of-a-token"
-USER = "ann@example.com"
 
 
-class ToolCase(unittest.TestCase):
+class ToolCase(FolderCase):
     def setUp(self):
-        self.work = pathlib.Path(tempfile.mkdtemp(prefix="infosync-tv-"))
-        self.addCleanup(shutil.rmtree, self.work)
+        super().setUp()
+        self.work = self.folder
         self.tv = self.work / "tv"
         self.environment = {"PATH": os.environ["PATH"], "XDG_STATE_HOME": str(self.work / "state")}
 

@@ -1,4 +1,4 @@
-"""A television and a local cloud in a temporary folder, driven through the tools that engineers use.
+"""What the tests in Python share: a television and a local cloud in a temporary folder, driven through the tools.
 
 Each test gets its own pair, on a port of its own, so that tests run side by side.
 """
@@ -24,6 +24,11 @@ UNDER_TOOLS = {"ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
 ENDPOINTS = ("token", "activation", "app", "download")
 
 LINE = re.compile(r"^(?P<priority>[VDIWEF])/(?P<tag>\S+?) *\( *\d+\): (?P<text>.*)$")
+
+
+def faster(speed):
+    """Options for a program whose time passes so many times as fast as ours."""
+    return {"before": ("faketime", "-f", f"+0 x{speed}"), **UNDER_TOOLS}
 
 
 def tool(*words, check=True, **options):
@@ -92,6 +97,7 @@ class Television:
         """One run of the service; returns its log lines as (priority, tag, text)."""
         done = tool(*before, BIN / "bt-infosync", check=check, env={
             **os.environ, "INFOSYNC_TV_DIR": str(self.folder), "INFOSYNC_TV_LOG_LEVEL": level, **environment})
+        self.status = done.returncode
         lines = [LINE.match(line) for line in done.stderr.splitlines()]
         self.stray = [line for line in done.stderr.splitlines() if not LINE.match(line)]
         return [(line["priority"], line["tag"], line["text"]) for line in lines if line]
@@ -103,9 +109,6 @@ class Television:
     def setting(self, name):
         path = self.folder / "settings" / OWNER / name
         return path.read_text() if path.exists() else None
-
-    def forget_devices(self):
-        (self.folder / "settings" / OWNER / "devices").unlink(missing_ok=True)
 
     def devices(self):
         return json.loads(self.setting("devices") or "{}") or {}
@@ -128,14 +131,21 @@ def main():
     sys.exit(1 if not result.wasSuccessful() else 77 if result.skipped else 0)
 
 
-class EndToEnd(unittest.TestCase):
+class FolderCase(unittest.TestCase):
+    """A test with a folder of its own."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="infosync-test-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+
+
+class EndToEnd(FolderCase):
     """A signed-in television beside a running cloud with two audio sinks."""
 
     BASE = {"kitchen", "phones"}
 
     def setUp(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="infosync-e2e-"))
-        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        super().setUp()
         self.cloud = Cloud(self.folder / "cloud").start()
         self.addCleanup(self.cloud.stop)
         self.tv = Television(self.folder / "tv")
@@ -158,7 +168,7 @@ class EndToEnd(unittest.TestCase):
 
     def converges(self):
         """A run from here makes the right list anew."""
-        self.tv.forget_devices()
+        (self.tv.folder / "settings" / OWNER / "devices").unlink(missing_ok=True)
         lines = self.tv.sync(level="W")
         self.assert_ended_well(lines)
         self.assertEqual(set(self.tv.devices()), self.BASE, messages(lines))
