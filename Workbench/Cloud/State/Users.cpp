@@ -27,13 +27,14 @@ constexpr std::size_t LONGEST_FILE_NAME = 240;
 constexpr char OLDEST[] = "oldest";
 constexpr char LATEST[] = "latest";
 constexpr char RECORDS[] = "records";
-constexpr char DELETED[] = "deleted";
 constexpr char MARK[] = "mark";
 constexpr char DIGEST[] = "sha256";
 
+/** It has, by id, when each record changed ("mark"), and what it was then: a digest, or none of one that is
+ * gone. */
 Json::Value LoadLedger(const std::string& path) {
     Json::Value ledger;
-    ledger[RECORDS] = ledger[DELETED] = Json::objectValue;
+    ledger[RECORDS] = Json::objectValue;
     const auto text = Files::ReadIfThere(path);
     if (!text) {
         return ledger;
@@ -41,39 +42,34 @@ Json::Value LoadLedger(const std::string& path) {
     try {
         ledger = Cli::ParseObject(*text, path);
         const auto oldest = Cli::IntegerMember(ledger, OLDEST);
-        if (!ledger[RECORDS].isObject() || !ledger[DELETED].isObject() || oldest < 1 ||
-            Cli::IntegerMember(ledger, LATEST) < oldest) {
+        if (!ledger[RECORDS].isObject() || oldest < 1 || Cli::IntegerMember(ledger, LATEST) < oldest) {
             throw std::runtime_error(path + ": not what the cloud wrote");
         }
+        return ledger;
     } catch (const std::runtime_error& damage) {
         throw std::runtime_error(std::string(damage.what()) +
                                  "; remove the file: every television then starts afresh");
     }
-    return ledger;
 }
 
 /** Gives what differs from the ledger a new mark. @return whether anything does */
 bool Update(Json::Value& ledger, const Json::Value& records, std::int64_t now) {
-    const Json::Value known = ledger[RECORDS];
     const std::int64_t mark = std::max(now, Cli::IntegerMember(ledger, LATEST) + 1);
     bool changed = !ledger.isMember(LATEST);
     ledger[OLDEST] = changed ? Json::Value(Json::Int64(mark)) : ledger[OLDEST];
-    ledger[RECORDS] = Json::objectValue;
-    for (const auto& record : records) {
-        const std::string id = Cli::StringMember(record, CDeviceInfo::RECORD_ID);
-        Json::Value& entry = ledger[RECORDS][id];
-        entry = known[id];
-        const std::string digest = Hex(Sha256(Cli::CompactJson(record)));
-        if (Cli::StringMember(entry, DIGEST) != digest) {
-            entry[DIGEST] = digest;
-            entry[MARK] = Json::Int64(mark);
-            ledger[DELETED].removeMember(id);
-            changed = true;
-        }
-    }
+    Json::Value& known = ledger[RECORDS];
+    Json::Value digests = Json::objectValue;
     for (const auto& id : known.getMemberNames()) {
-        if (!ledger[RECORDS].isMember(id)) {
-            ledger[DELETED][id][MARK] = Json::Int64(mark);
+        digests[id] = Json::nullValue;
+    }
+    for (const auto& record : records) {
+        digests[Cli::StringMember(record, CDeviceInfo::RECORD_ID)] = Hex(Sha256(Cli::CompactJson(record)));
+    }
+    for (auto digest = digests.begin(); digest != digests.end(); ++digest) {
+        Json::Value& entry = known[digest.name()];
+        if (entry[DIGEST] != *digest) {
+            entry[DIGEST] = *digest;
+            entry[MARK] = Json::Int64(mark);
             changed = true;
         }
     }
@@ -82,27 +78,24 @@ bool Update(Json::Value& ledger, const Json::Value& records, std::int64_t now) {
 }
 
 Selection Compose(const Json::Value& ledger, const Json::Value& records,
-                  std::optional<std::int64_t> changedAfter) {
+                  const std::optional<std::int64_t>& changedAfter) {
     Selection selection;
     selection.body = R"({"meta":{"synced_timestamp":)" + ledger[LATEST].asString() + R"(},"records":[)";
-    const auto add = [&selection](const Json::Value& record) {
-        selection.body += (selection.count++ == 0 ? "" : ",") + Cli::CompactJson(record);
-    };
-    const auto isNew = [&](const Json::Value& entry) {
-        return Cli::IntegerMember(entry, MARK) > changedAfter.value_or(0);
-    };
-    for (const auto& record : records) {
-        if (isNew(ledger[RECORDS][Cli::StringMember(record, CDeviceInfo::RECORD_ID)])) {
-            add(record);
+    const auto add = [&](const Json::Value& entry, const Json::Value& record) {
+        if (Cli::IntegerMember(entry, MARK) > changedAfter.value_or(0)) {
+            selection.body += (selection.count++ == 0 ? "" : ",") + Cli::CompactJson(record);
         }
+    };
+    const Json::Value& known = ledger[RECORDS];
+    for (const auto& record : records) {
+        add(known[Cli::StringMember(record, CDeviceInfo::RECORD_ID)], record);
     }
-    const Json::Value& deleted = ledger[DELETED];
-    for (auto entry = deleted.begin(); changedAfter && entry != deleted.end(); ++entry) {
-        if (isNew(*entry)) {
+    for (auto entry = known.begin(); changedAfter && entry != known.end(); ++entry) {
+        if ((*entry)[DIGEST].isNull()) {
             Json::Value record;
             record[CDeviceInfo::RECORD_ID] = entry.name();
             record["deleted"] = true;
-            add(record);
+            add(*entry, record);
         }
     }
     selection.body += "]}";
