@@ -5,11 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <functional>
+#include <cstdlib>
 #include <iostream>
 #include <iterator>
 #include <stdexcept>
@@ -34,8 +33,6 @@ struct ServeArguments {
     int port = 8443;
     bool detach = false;
 };
-
-using Ready = std::function<void(const std::string& where)>;
 
 constexpr int LEAST_GIVEN_BACK = 64 << 10;
 
@@ -69,12 +66,15 @@ void LeaveCaller(const std::string& logFile) {
     ::dup2(log >= 0 ? log : nothing, STDERR_FILENO);
 }
 
-/**
- * Serves until SIGINT or SIGTERM, which the stop command sends. Must be called before the process has any
- * other thread.
- * @param ready is called with a line that says where, once the server answers
- */
-void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments, const Ready& ready) {
+void ShowWhere(const Folder& folder, std::int64_t port) {
+    std::cout << Cli::Escape("infosync-cloud: serving https://127.0.0.1:" + std::to_string(port) + " from " +
+                             folder.Path() + ", CA file " + folder.CaFile())
+              << std::endl;
+}
+
+/** Serves until SIGINT or SIGTERM, which the stop command sends. Must be called before the process has any
+ * other thread. A detached one tells what goes wrong later in the folder's state/serve.log. */
+void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments) {
     const sigset_t signals = PrepareSignals();
     RaiseFileLimit();
     // What a large request took is given back, and no thread keeps memory of its own.
@@ -82,7 +82,7 @@ void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments, co
     ::mallopt(M_ARENA_MAX, 1);
     folder.Prepare();
     ServerState state(folder);
-    Cloud cloud(folder, [] { return g_get_real_time() / 1000; });
+    Cloud cloud(folder);
     cloud.users.List();  // what may not be read is refused now, not in a client's answer
     CloudServer server(cloud, state);
     const int port = server.Bind(arguments.port);
@@ -95,8 +95,7 @@ void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments, co
     while (!server.is_running()) {  // to stop one that does not run yet would have no effect
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    ready("serving https://127.0.0.1:" + std::to_string(port) + " from " + folder.Path() + ", CA file " +
-          folder.CaFile());
+    arguments.detach ? LeaveCaller(folder.StateFile("serve.log")) : ShowWhere(folder, port);
     int signal = 0;
     sigwait(&signals, &signal);
     server.EndConnections();
@@ -104,44 +103,27 @@ void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments, co
     listening.join();
 }
 
-/** The same in a process of its own, which this one waits for until it answers. What goes wrong later is told
- * in the folder's state/serve.log. */
-void ServeDetached(const Folder& folder, const ServeArguments& arguments, const Ready& ready) {
-    std::array<int, 2> pipe = {};
-    const pid_t server = ::pipe2(pipe.data(), O_CLOEXEC) == 0 ? ::fork() : -1;
-    if (server < 0) {
-        throw std::runtime_error(std::string("could not start another process: ") + g_strerror(errno));
-    }
-    if (server == 0) {
-        ServeUntilStopped(folder, arguments, [&](const std::string& where) {
-            LeaveCaller(folder.StateFile("serve.log"));
-            // Nobody is there to be told when this fails.
-            static_cast<void>(::write(pipe[1], where.data(), where.size()) < 0);
-            ::close(pipe[1]);
-        });
-        return;
-    }
-    ::close(pipe[1]);
-    std::array<char, 8192> where = {};
-    const ssize_t size = ::read(pipe[0], where.data(), where.size());
-    ::close(pipe[0]);
-    if (size > 0) {
-        ready({where.data(), static_cast<std::size_t>(size)});
-        return;
-    }
+/** Waits until the other process listens. @throws Cli::ToldAlready where it ends before */
+void AwaitServer(const Folder& folder, pid_t process) {
     int status = 0;
-    ::waitpid(server, &status, 0);
-    if (WIFEXITED(status)) {
-        throw Cli::ToldAlready(WEXITSTATUS(status));
+    while (::waitpid(process, &status, WNOHANG) == 0) {
+        const auto server = FindServer(folder);
+        if (server && (*server)["pid"] == process && (*server)["port"] != 0) {
+            ShowWhere(folder, (*server)["port"].asInt());
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    throw std::runtime_error("the server ended before it answered");
+    throw Cli::ToldAlready(WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE);
 }
 
 void Serve(const ServeArguments& arguments) {
-    const auto say = [](const std::string& where) {
-        std::cout << "infosync-cloud: " << Cli::Escape(where) << std::endl;
-    };
-    (arguments.detach ? ServeDetached : ServeUntilStopped)(Folder(), arguments, say);
+    const Folder folder;
+    const pid_t server = arguments.detach ? ::fork() : 0;
+    if (server < 0) {
+        throw std::runtime_error(std::string("could not start another process: ") + g_strerror(errno));
+    }
+    server == 0 ? ServeUntilStopped(folder, arguments) : AwaitServer(folder, server);
 }
 
 void DeclareServe(Cli::Command& command, ServeArguments& arguments) {

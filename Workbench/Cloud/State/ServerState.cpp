@@ -60,13 +60,9 @@ std::optional<Json::Value> FindServer(const Folder& folder) {
     }
     const std::string path = folder.StateFile(STATE_FILE);
     const auto text = Files::ReadIfThere(path);
-    const Json::Value written = text ? Cli::ParseObject(*text, path) : Json::Value();
-    Json::Value server = NewState();
+    Json::Value server = text ? Cli::ParseObject(*text, path) : NewState();
     // Of another process' writing nothing is believed.
-    for (const auto& name : server.getMemberNames()) {
-        const bool isOurs = Cli::IntegerMember(written, "pid") == holder;
-        server[name] = Json::Int64(isOurs ? Cli::IntegerMember(written, name) : 0);
-    }
+    server = server["pid"] == holder ? server : NewState();
     server["pid"] = holder;
     return server;
 }
