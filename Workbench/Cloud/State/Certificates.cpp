@@ -19,14 +19,15 @@ namespace {
 constexpr long DAY = 24L * 60 * 60;
 constexpr long AUTHORITY_LIFETIME = 3650 * DAY;
 constexpr long SERVER_LIFETIME = 365 * DAY;
-// A server certificate with less than this left is made anew.
-constexpr long RENEWAL_TIME = 7 * DAY;
 // Clocks that differ a little must not make a new certificate look as if it came from the future.
 constexpr long BACKDATING = DAY;
 
 constexpr char HOSTS[] =
     "DNS:auth.quorlen.example,DNS:api.cloud.quorlen.example,DNS:api-staging.cloud.quorlen.example,"
     "DNS:localhost,IP:127.0.0.1";
+
+constexpr char CERTIFICATE_FILE[] = "/ca.pem";
+constexpr char KEY_FILE[] = "/ca.key";
 
 using Bio = std::unique_ptr<BIO, decltype(&BIO_free)>;
 
@@ -112,7 +113,7 @@ Identity Issue(const Contents& contents, const Identity* issuer) {
     return identity;
 }
 
-Identity MakeAuthority() {
+Identity NewAuthority() {
     return Issue({"infosync-cloud local authority", nullptr, -BACKDATING, AUTHORITY_LIFETIME,
                   "critical,CA:TRUE", "critical,keyCertSign,cRLSign", nullptr},
                  nullptr);
@@ -124,46 +125,21 @@ std::string TextOf(BIO* bio) {
     return {data, static_cast<std::size_t>(length)};
 }
 
-void Save(const Identity& identity, const std::string& folder, const std::string& name) {
-    const Bio key(BIO_new(BIO_s_mem()), &BIO_free);
-    const Bio certificate(BIO_new(BIO_s_mem()), &BIO_free);
-    ThrowUnless(key && certificate &&
-                PEM_write_bio_PKCS8PrivateKey(key.get(), identity.key.get(), nullptr, nullptr, 0, nullptr,
-                                              nullptr) == 1 &&
-                PEM_write_bio_X509(certificate.get(), identity.certificate.get()) == 1);
-    Files::Replace(folder + "/" + name + ".key", TextOf(key.get()));
-    Files::Replace(folder + "/" + name + ".pem", TextOf(certificate.get()), Files::PUBLIC);
-}
-
 Bio Open(const std::string& text) {
     return {BIO_new_mem_buf(text.data(), static_cast<int>(text.size())), &BIO_free};
 }
 
-bool IsThere(const std::string& folder, const std::string& name) {
-    return std::filesystem::exists(folder + "/" + name + ".pem") &&
-           std::filesystem::exists(folder + "/" + name + ".key");
-}
-
-/** Whether the server's certificate comes from this authority and will last for a while. */
-bool IsStillGood(const Identity& server, const Identity& authority) {
-    time_t soon = time(nullptr) + RENEWAL_TIME;
-    return X509_verify(server.certificate.get(), authority.key.get()) == 1 &&
-           X509_cmp_time(X509_get0_notAfter(server.certificate.get()), &soon) > 0;
-}
-
-/** Reads NAME.pem and NAME.key, "ca" or "server". */
-Identity LoadIdentity(const std::string& folder, const std::string& name) {
-    const std::string certificate = Files::Read(folder + "/" + name + ".pem");
-    const std::string key = Files::Read(folder + "/" + name + ".key");
+Identity LoadAuthority(const std::string& folder) {
+    const std::string certificate = Files::Read(folder + CERTIFICATE_FILE);
+    const std::string key = Files::Read(folder + KEY_FILE);
     Identity identity;
     identity.certificate.reset(PEM_read_bio_X509(Open(certificate).get(), nullptr, nullptr, nullptr));
     identity.key.reset(PEM_read_bio_PrivateKey(Open(key).get(), nullptr, nullptr, nullptr));
     if (!identity.certificate || !identity.key ||
         X509_check_private_key(identity.certificate.get(), identity.key.get()) != 1) {
         ERR_clear_error();
-        throw std::runtime_error(
-            folder + "/" + name +
-            ".pem and .key are damaged or do not belong together; remove both: the server makes others");
+        throw std::runtime_error(folder + "/ca.pem and .key are damaged or do not belong together; remove " +
+                                 "both: the next command makes others");
     }
     return identity;
 }
@@ -184,7 +160,7 @@ Identity MakeServerIdentity(const Identity& authority, const std::string& flaw =
     if (signer == Signer::ITSELF) {
         return Issue(contents, nullptr);
     }
-    const Identity stranger = signer == Signer::STRANGER ? MakeAuthority() : Identity();
+    const Identity stranger = signer == Signer::STRANGER ? NewAuthority() : Identity();
     return Issue(contents, stranger.key ? &stranger : &authority);
 }
 
@@ -218,20 +194,23 @@ std::vector<std::string> CertificateFlaws() {
     return names;
 }
 
-void MakeCertificates(const std::string& folder) {
-    if (!IsThere(folder, "ca")) {
-        Save(MakeAuthority(), folder, "ca");
+void MakeAuthority(const std::string& folder) {
+    if (std::filesystem::exists(folder + CERTIFICATE_FILE) && std::filesystem::exists(folder + KEY_FILE)) {
+        return;
     }
-    const Identity authority = LoadIdentity(folder, "ca");
-    if (!IsThere(folder, "server") || !IsStillGood(LoadIdentity(folder, "server"), authority)) {
-        Save(MakeServerIdentity(authority), folder, "server");
-    }
+    const Identity authority = NewAuthority();
+    const Bio key(BIO_new(BIO_s_mem()), &BIO_free);
+    const Bio certificate(BIO_new(BIO_s_mem()), &BIO_free);
+    ThrowUnless(key && certificate &&
+                PEM_write_bio_PKCS8PrivateKey(key.get(), authority.key.get(), nullptr, nullptr, 0, nullptr,
+                                              nullptr) == 1 &&
+                PEM_write_bio_X509(certificate.get(), authority.certificate.get()) == 1);
+    Files::Replace(folder + KEY_FILE, TextOf(key.get()));
+    Files::Replace(folder + CERTIFICATE_FILE, TextOf(certificate.get()), Files::PUBLIC);
 }
 
 TlsContexts::TlsContexts(const std::string& folder)
-    : m_authority(LoadIdentity(folder, "ca")),
-      m_identity(LoadIdentity(folder, "server")),
-      m_context(MakeContext(m_identity)) {}
+    : m_authority(LoadAuthority(folder)), m_context(MakeContext(MakeServerIdentity(m_authority))) {}
 
 SslSession TlsContexts::NewSession(int socket) const {
     return SessionOf(m_context.get(), socket);
@@ -242,7 +221,7 @@ SslSession TlsContexts::NewFlawedSession(int socket, const std::string& flaw) co
 }
 
 SslSession TlsContexts::NewOldSession(int socket) const {
-    const SslContext context = MakeContext(m_identity);
+    const SslContext context = MakeContext(MakeServerIdentity(m_authority));
     SSL_CTX_set_min_proto_version(context.get(), TLS1_1_VERSION);
     SSL_CTX_set_max_proto_version(context.get(), TLS1_1_VERSION);
     // It signs with what OpenSSL no longer counts as safe at its default security level.

@@ -1,4 +1,5 @@
-/** The certificates in tls/: an authority of the cloud's own, and what it issues, rightly and wrongly. */
+/** An authority of the cloud's own, in tls/, and what it issues for each server that starts, rightly and
+ * wrongly. */
 #pragma once
 
 #include <openssl/ssl.h>
@@ -36,16 +37,13 @@ struct Identity {
 /** What may be the matter with a server certificate. */
 std::vector<std::string> CertificateFlaws();
 
-/**
- * Makes ca.pem, ca.key, server.pem and server.key in the folder. What is there and still good stays, so that
- * clients that trust the authority go on doing so. @throws std::runtime_error
- */
-void MakeCertificates(const std::string& folder);
+/** Makes ca.pem and ca.key in the folder, where they are missing. @throws std::runtime_error */
+void MakeAuthority(const std::string& folder);
 
 /** Makes TLS sessions on accepted sockets, before their handshake; the socket stays the caller's. */
 class TlsContexts {
 public:
-    /** @throws std::runtime_error that says what to do when the folder's certificates cannot be used */
+    /** @throws std::runtime_error that says what to do when the folder's authority cannot be used */
     explicit TlsContexts(const std::string& folder);
 
     SslSession NewSession(int socket) const;
@@ -56,7 +54,6 @@ public:
 
 private:
     Identity m_authority;
-    Identity m_identity;
     SslContext m_context;
 };
 

@@ -101,7 +101,7 @@ void Folder::Prepare() const {
         Files::MakeFolder(part);
     }
     const Cli::FileLock oneAtATime = LockForEdit();
-    MakeCertificates(TlsFolder());
+    MakeAuthority(TlsFolder());
     PrepareSettings();
 }
 

@@ -89,7 +89,7 @@ public:
     std::string SigningSecret() const;
 
     /**
-     * Makes everything that is missing, a certificate that is about to expire anew, and keeps the rest.
+     * Makes everything that is missing, and keeps the rest.
      * @throws std::runtime_error, also where the folder is somebody else's
      */
     void Prepare() const;
