@@ -32,17 +32,12 @@ private:
 
 class ExchangesTest : public CloudTest {
 protected:
-    static Exchange Asked(const std::string& target, const std::string& body) {
-        Exchange exchange;
-        exchange.target = target;
-        exchange.request = "POST " + target + " HTTP/1.1\r\nHost: h\r\nX: y\r\n\r\n" + body;
-        exchange.answer = "HTTP/1.1 200 OK\r\n\r\nyes";
-        return exchange;
-    }
-
     std::string Add(ExchangeLog& log, const std::string& target, const std::string& body = "") {
-        Json::Value kept;
-        return log.Add(Asked(target, body), kept);
+        Json::Value exchange;
+        exchange["path"] = target;
+        AddMessage(exchange["request"], "POST " + target + " HTTP/1.1\r\nHost: h\r\nX: y\r\n\r\n" + body);
+        AddMessage(exchange["response"], "HTTP/1.1 200 OK\r\n\r\nyes");
+        return log.Add(exchange);
     }
 
     /** The numbers of those after the given one, in words. */

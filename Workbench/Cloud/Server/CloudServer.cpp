@@ -41,17 +41,11 @@ using SetUp = std::function<void(httplib::Request&)>;
     return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
 }
 
-/** What becomes of a request that is not looked at, and of which little is worth keeping. */
-void AnswerUnread(Exchange& exchange, const Objection& objection) {
-    constexpr std::size_t LONGEST_KEPT = 4096;
-    exchange.request = exchange.request.substr(0, LONGEST_KEPT);
-    const Answer answer = Refusal(ResultCode::BAD_REQUEST, objection.message);
-    exchange.status = objection.status;
-    exchange.decided = answer.decided;
-    exchange.answer = "HTTP/1.1 " + std::to_string(objection.status) + " " + objection.statusText +
-                      "\r\nContent-Type: " + JSON_TYPE +
-                      "\r\nContent-Length: " + std::to_string(answer.body.size()) +
-                      "\r\nConnection: close\r\n\r\n" + answer.body;
+/** The answer to a request that is not looked at. */
+std::string TextOf(const Objection& objection, const Answer& answer) {
+    return "HTTP/1.1 " + std::to_string(objection.status) + " " + objection.statusText +
+           "\r\nContent-Type: " + JSON_TYPE + "\r\nContent-Length: " + std::to_string(answer.body.size()) +
+           "\r\nConnection: close\r\n\r\n" + answer.body;
 }
 
 /** Waits for the first byte: a connection that brings none costs next to nothing. */
@@ -94,15 +88,15 @@ CloudServer::CloudServer(Cloud& cloud, ServerState& state)
     });
     // Called for every answer, also to what is no request.
     set_logger([this](const httplib::Request& /*request*/, const httplib::Response& response) {
-        m_exchange.status = response.status;
+        m_exchange["response"]["status"] = response.status;
     });
     set_error_handler(
         httplib::Server::Handler([this](const httplib::Request& /*request*/, httplib::Response& response) {
-            if (m_exchange.decided.empty()) {
+            if (!m_exchange.isMember("decided")) {
                 const Answer answer = response.status == 404
                                           ? Refusal(ResultCode::NOT_FOUND, "there is nothing here")
                                           : Refusal(ResultCode::BAD_REQUEST, "this is no request");
-                m_exchange.decided = answer.decided;
+                m_exchange["decided"] = answer.decided;
                 response.set_content(answer.body, JSON_TYPE);
             }
         }));
@@ -197,45 +191,61 @@ bool CloudServer::Handshake(Connection& connection, const SSL* session, const st
     return true;
 }
 
+std::string CloudServer::Answered(Connection& connection) {
+    const Objection* objection = connection.FoundObjection();
+    if (objection != nullptr) {
+        const Answer answer = Refusal(ResultCode::BAD_REQUEST, objection->message);
+        m_exchange["response"]["status"] = objection->status;
+        m_exchange["decided"] = answer.decided;
+        m_closes = true;
+        return TextOf(*objection, answer);
+    }
+    bool closed = false;
+    m_closes = !Process(*this, &CloudServer::process_request, connection, closed) || closed || m_closes;
+    return connection.TakeAnswer();
+}
+
 bool CloudServer::ServeRequest(Connection& connection) {
+    // Of a request that is not looked at, little is worth keeping.
+    constexpr std::size_t LONGEST_KEPT = 4096;
     std::unique_lock<std::mutex> oneAtATime(m_answering);
-    m_exchange = {};
     m_fault.reset();
     m_closes = false;
-    m_exchange.request = connection.Request();
-    const auto words = Split(m_exchange.request.substr(0, m_exchange.request.find("\r\n")), ' ');
-    m_exchange.method = words.front();
-    m_exchange.target = words.size() > 1 ? words[1] : "";
-    bool closed = connection.FoundObjection() != nullptr;
-    if (closed) {
-        AnswerUnread(m_exchange, *connection.FoundObjection());
-    } else {
-        closed = !Process(*this, &CloudServer::process_request, connection, closed) || closed || m_closes;
-        m_exchange.answer = connection.TakeAnswer();
-    }
+    const std::string request = connection.Request();
+    const auto words = Split(request.substr(0, request.find(LINE_END)), ' ');
+    m_exchange = Json::objectValue;
+    m_exchange["method"] = words.front();
+    m_exchange["path"] = words.size() > 1 ? words[1] : "";
+    m_exchange["endpoint"] = Json::nullValue;
+    m_exchange["user"] = "";
+    const std::string answer = Answered(connection);
+    AddMessage(m_exchange["request"],
+               connection.FoundObjection() != nullptr ? request.substr(0, LONGEST_KEPT) : request);
+    AddMessage(m_exchange["response"], answer);
     m_state.Count("requests");
     // Before the answer goes out: who has it finds the exchange recorded.
-    Json::Value kept;
-    const std::string missing = m_exchanges.Add(m_exchange, kept);
+    const std::string missing = m_exchanges.Add(m_exchange);
     if (!missing.empty()) {
         Complain(missing);
     }
-    Say(ExchangeLine(kept, m_style));
-    const std::string answer = std::move(m_exchange.answer);
+    Say(ExchangeLine(m_exchange, m_style));
+    m_exchange.clear();
     const auto fault = std::move(m_fault);
-    m_exchange = {};
+    const bool goesOn = !m_closes;
     oneAtATime.unlock();
-    return Deliver(connection, answer, fault) && !closed;
+    return Deliver(connection, answer, fault) && goesOn;
 }
 
 Answer CloudServer::Decide(const Endpoint& endpoint, const httplib::Request& request) {
-    m_exchange.endpoint = endpoint.name;
+    m_exchange["endpoint"] = endpoint.name;
     try {
         m_closes = m_faults.WaitsForConnection();
         m_fault = m_faults.Take(endpoint.name);
-        m_exchange.fault = m_fault ? m_fault->Describe() : "";
-        if (m_fault && m_fault->kind->answer != nullptr) {
-            return {m_fault->status, m_fault->kind->answer(*m_fault), "as planned", ""};
+        if (m_fault) {
+            m_exchange["fault"] = m_fault->Describe();
+            if (m_fault->kind->answer != nullptr) {
+                return {m_fault->status, m_fault->kind->answer(*m_fault), "as planned", ""};
+            }
         }
     } catch (const std::exception& error) {
         return Refusal(ResultCode::INTERNAL_ERROR, error.what());
@@ -253,8 +263,8 @@ void CloudServer::Respond(const Endpoint& endpoint, const httplib::Request& requ
     if (m_closes) {
         response.set_header("Connection", "close");
     }
-    m_exchange.decided = answer.decided;
-    m_exchange.login = answer.login;
+    m_exchange["decided"] = answer.decided;
+    m_exchange["user"] = answer.login;
     response.status = answer.status;
     response.set_content(answer.body, JSON_TYPE);
 }

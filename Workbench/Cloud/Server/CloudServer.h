@@ -42,6 +42,8 @@ private:
     /** @return whether it succeeded */
     bool Handshake(Connection& connection, const SSL* session, const std::optional<Fault>& fault);
     bool ServeRequest(Connection& connection);
+    /** The answer's bytes, of which none is sent yet. */
+    std::string Answered(Connection& connection);
     void Respond(const Endpoint& endpoint, const httplib::Request& request, httplib::Response& response);
     /** What the fault that is due says, or else the cloud. */
     Answer Decide(const Endpoint& endpoint, const httplib::Request& request);
@@ -58,7 +60,7 @@ private:
     /** One request at a time is looked at, so that what all take together stays small; the rest is about it.
      */
     std::mutex m_answering;
-    Exchange m_exchange;
+    Json::Value m_exchange;
     std::optional<Fault> m_fault;
     /** Whether its connection must not be used again. */
     bool m_closes = false;

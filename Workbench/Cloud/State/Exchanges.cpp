@@ -22,51 +22,6 @@ namespace {
 
 constexpr char FILE_NAME[] = "exchanges.jsonl";
 
-/** The lines between the first one and the blank one, and what comes after, as far as there is room. */
-void AddMessage(Json::Value& entry, const std::string& message) {
-    entry["headers"] = Json::arrayValue;
-    entry["body"] = "";
-    const auto end = message.find(HEADERS_END);
-    if (end == std::string::npos) {
-        return;
-    }
-    for (auto start = message.find(LINE_END); start < end;) {
-        start += sizeof(LINE_END) - 1;
-        const auto next = message.find(LINE_END, start);
-        entry["headers"].append(message.substr(start, next - start));
-        start = next;
-    }
-    const auto body = end + sizeof(HEADERS_END) - 1;
-    entry["body"] = message.substr(body, LONGEST_KEPT_BODY);
-    if (message.size() - body > LONGEST_KEPT_BODY) {
-        entry["body_bytes"] = Json::UInt64(message.size() - body);
-    }
-}
-
-Json::Value ToJson(const Exchange& exchange) {
-    Json::Value entry;
-    entry["time"] = Cli::Timestamp();
-    entry["method"] = exchange.method;
-    entry["path"] = exchange.target;
-    entry["endpoint"] = exchange.endpoint.empty() ? Json::Value() : Json::Value(exchange.endpoint);
-    entry["user"] = exchange.login;
-    entry["decided"] = exchange.decided;
-    if (!exchange.fault.empty()) {
-        entry["fault"] = exchange.fault;
-    }
-    AddMessage(entry["request"], exchange.request);
-    entry["response"]["status"] = exchange.status;
-    AddMessage(entry["response"], exchange.answer);
-    return entry;
-}
-
-/** The file's whole lines, without what is being written or was when a server was killed. */
-std::string ReadLines(const std::string& path) {
-    std::string text = Files::ReadIfThere(path).value_or("");
-    text.resize(text.rfind('\n') + 1);
-    return text;
-}
-
 /** Null for a damaged one. */
 Json::Value ParseLine(const std::string& line) {
     try {
@@ -102,22 +57,41 @@ std::string WhatOf(const Json::Value& exchange) {
 
 }  // namespace
 
+void AddMessage(Json::Value& entry, const std::string& message) {
+    entry["headers"] = Json::arrayValue;
+    entry["body"] = "";
+    const auto end = message.find(HEADERS_END);
+    if (end == std::string::npos) {
+        return;
+    }
+    for (auto start = message.find(LINE_END); start < end;) {
+        start += sizeof(LINE_END) - 1;
+        const auto next = message.find(LINE_END, start);
+        entry["headers"].append(message.substr(start, next - start));
+        start = next;
+    }
+    const auto body = end + sizeof(HEADERS_END) - 1;
+    entry["body"] = message.substr(body, LONGEST_KEPT_BODY);
+    if (message.size() - body > LONGEST_KEPT_BODY) {
+        entry["body_bytes"] = Json::UInt64(message.size() - body);
+    }
+}
+
 ExchangeLog::ExchangeLog(const Folder& folder) : m_path(folder.StateFile(FILE_NAME)) {
     const std::string text = Files::ReadIfThere(m_path).value_or("");
-    const std::string lines = ReadLines(m_path);
-    if (lines.size() != text.size()) {
-        Files::Replace(m_path, lines);
+    if (!text.empty() && text.back() != '\n') {
+        Files::Replace(m_path, text + "\n");
     }
     const std::vector<Json::Value> exchanges = ReadExchanges(folder, 0);
     m_number = exchanges.empty() ? 0 : Cli::IntegerMember(exchanges.back(), "number");
 }
 
-std::string ExchangeLog::Add(const Exchange& exchange, Json::Value& kept) {
-    kept = ToJson(exchange);
+std::string ExchangeLog::Add(Json::Value& exchange) {
+    exchange["time"] = Cli::Timestamp();
     const std::lock_guard<std::mutex> lock(m_mutex);
-    kept["number"] = Json::Int64(++m_number);
+    exchange["number"] = Json::Int64(++m_number);
     try {
-        Append(InfoSyncUtil::WriteJson(kept) + "\n");
+        Append(InfoSyncUtil::WriteJson(exchange) + "\n");
         m_failing = false;
     } catch (const std::exception& error) {
         if (!std::exchange(m_failing, true)) {
@@ -141,12 +115,12 @@ void ExchangeLog::Append(const std::string& line) const {
         throw std::runtime_error(std::string(g_strerror(error)) + (isTorn ? "; a line is torn" : ""));
     }
     if (static_cast<std::size_t>(end) + line.size() > MOST_BYTES) {
-        Files::Replace(m_path, NewerHalf(ReadLines(m_path)));
+        Files::Replace(m_path, NewerHalf(Files::Read(m_path)));
     }
 }
 
 std::vector<Json::Value> ReadExchanges(const Folder& folder, std::int64_t after) {
-    const std::string text = ReadLines(folder.StateFile(FILE_NAME));
+    const std::string text = Files::ReadIfThere(folder.StateFile(FILE_NAME)).value_or("");
     std::vector<Json::Value> exchanges;
     // From the end: who follows the file has seen most of it.
     for (std::size_t end = text.size(); end > 0;) {

@@ -17,23 +17,12 @@ namespace LocalCloud {
 inline constexpr char LINE_END[] = "\r\n";
 inline constexpr char HEADERS_END[] = "\r\n\r\n";
 
-/** What is known of one request and its answer. */
-struct Exchange {
-    std::string method;
-    std::string target;
-    /** The request's name; empty where there is no such request. */
-    std::string endpoint;
-    int status = 0;
-    std::string decided;
-    std::string login;
-    /** In few words; empty where none hit. */
-    std::string fault;
-    /** The bytes as they came, and as they were meant: a fault cuts or delays them later. */
-    std::string request;
-    std::string answer;
-};
+/**
+ * Takes a request or an answer apart, into the "headers" as the lines that came and the "body". Of a longer
+ * body only the beginning is kept, and "body_bytes" says how long it was.
+ */
+void AddMessage(Json::Value& entry, const std::string& message);
 
-/** Of a longer body only the beginning is kept, and "body_bytes" says how long it was. */
 inline constexpr std::size_t LONGEST_KEPT_BODY = 65536;
 
 /** Exchanges are numbered from 1, for as long as the file is there. Safe from any thread, of one process at a
@@ -43,16 +32,17 @@ public:
     /** The file's size; past it the older half goes. */
     static constexpr std::size_t MOST_BYTES = 4U << 20U;
 
-    /** Takes away what a killed server wrote of a line. @throws std::runtime_error when it cannot be read or
-     * written */
+    /** Ends what a killed server wrote of a line. @throws std::runtime_error when it cannot be read or
+     * written
+     */
     explicit ExchangeLog(const Folder& folder);
 
     /**
      * Keeps it, for the owner's eyes alone: it holds tokens.
-     * @param kept what is kept of it, also where it could not be written
+     * @param exchange gets its number and time, also where it could not be written
      * @return why it is missing in the file, once for all that are; else the empty text
      */
-    std::string Add(const Exchange& exchange, Json::Value& kept);
+    std::string Add(Json::Value& exchange);
 
 private:
     void Append(const std::string& line) const;
