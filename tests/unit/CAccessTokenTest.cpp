@@ -1,4 +1,7 @@
+/** How long what the cloud and the sign-in service hand out is taken for valid. */
 #include "AuthData/CAccessToken.h"
+#include "AuthData/CJsonWebToken.h"
+#include "AuthData/CServiceActivationInfo.h"
 #include "ServiceTest.h"
 
 using ::testing::Contains;
@@ -16,6 +19,15 @@ protected:
     void Load(const std::string& members) {
         Fake::Tv().records["InfoSyncAccessToken"] = "{\"user-1\":{" + members + "}}";
         m_token.ReadFromSecureStorage();
+    }
+
+    /** Whether the document holds that has this entry of the user. */
+    template <typename Document>
+    static bool Holds(const std::string& alias, const std::string& entry) {
+        Fake::Tv().records[alias] = R"({"user-1":)" + entry + "}";
+        Document document;
+        document.Init(Fake::LOGIN_ID);
+        return document.IsValid();
     }
 
     CAccessToken m_token;
@@ -49,41 +61,58 @@ TEST_F(CAccessTokenTest, LastSecondOfALifetimeStillCounts) {
     EXPECT_TRUE(m_token.IsTokenExpired()) << "it was over before the time begins";
 }
 
-TEST_F(CAccessTokenTest, ImportKeepsOtherUsersAndStampsTheTime) {
-    Fake::Tv().records["InfoSyncAccessToken"] = R"({"user-0":{"access_token":"other"},"user-1":{"old":1}})";
-    m_token.ReadFromSecureStorage();
-    Fake::Tv().now = 5000000000;  // after 2106
-    const std::string answer =
-        R"({"rsp":{"result":{"access_token":"A","issued_time_in_second":5,"extra":[null,{}],"userId":"U"}}})";
-    m_token.ImportAccessToken(answer);
-    const std::string stored =
-        R"({"user-0":{"access_token":"other"},"user-1":{"access_token":"A","extra":[null,{}],)"
-        R"("issued_time_in_second":5000000000,"userId":"U"}})";
-    EXPECT_EQ(Stored("InfoSyncAccessToken"), stored);
-    EXPECT_THAT(Fake::Logged(DLOG_INFO),
-                ::testing::ElementsAre("accessToken : " + answer, "stringToWrite " + stored));
-    EXPECT_EQ(m_token.GetAccessToken(), "A");
-    EXPECT_EQ(m_token.GetUserId(), "U");
-}
-
-TEST_F(CAccessTokenTest, AnswerWithoutAResultStoresTheTimeAlone) {
-    m_token.ImportAccessToken(R"({"error":"invalid_grant"})");
-    EXPECT_EQ(Stored("InfoSyncAccessToken"), R"({"user-1":{"issued_time_in_second":1000}})");
-    EXPECT_FALSE(m_token.HasUsableToken());
-    Load(R"("access_token":null)");
-    EXPECT_TRUE(m_token.HasUsableToken());
-}
-
 TEST_F(CAccessTokenTest, RefusedAnswerChangesNothing) {
     Load(R"("access_token":"A")");
     const std::string before = Stored("InfoSyncAccessToken");
     const std::pair<std::string, std::string> cases[] = {{"", "token is empty"}, {"<html>", "fail to parse"}};
     for (const auto& [answer, failure] : cases) {
-        SCOPED_TRACE(answer);
         EXPECT_THAT(Failure([&, &text = answer] { m_token.ImportAccessToken(text); }), HasSubstr(failure));
         EXPECT_EQ(Stored("InfoSyncAccessToken"), before);
         EXPECT_EQ(m_token.GetAccessToken(), "A");
     }
     CAccessToken nobodys;
     EXPECT_EQ(Failure([&] { nobodys.ImportAccessToken("{}"); }), "loginId is empty");
+}
+
+/** The cloud's tokens, as they are stored for one user, and whether they hold at 1000. */
+TEST_F(CAccessTokenTest, TokensOfTheCloudHoldUntilTheirSecondOrMillisecond) {
+    struct Case {
+        std::string entry;
+        bool valid;
+        std::string verdict;
+    };
+    const Case tokens[] = {{R"({"tokenExpireTimeSec":1001})", true, "Valid Token"},
+                           {R"({"tokenExpireTimeSec":18446744073709551615})", true, "Valid Token"},
+                           {R"({"tokenExpireTimeSec":1000})", false, "Expired Token"},
+                           {R"({"tokenExpireTimeSec":1001,"accessToken":[]})", false, "No token"},
+                           {"null", false, "Expired Token"}};
+    const Case activations[] = {{R"({"expireTime":1000001})", true, ""},
+                                {R"({"expireTime":1e300})", true, ""},
+                                {R"({"expireTime":1000000})", false, "Expired Token"},
+                                {R"({"expireTime":1001})", false, "Expired Token"},
+                                {R"({"expireTime":1000001,"dvcId":{}})", false, "No token"}};
+    for (const Case& c : tokens) {
+        EXPECT_EQ(Holds<CJsonWebToken>("InfoSyncJWT", c.entry), c.valid) << c.entry;
+        EXPECT_EQ(Fake::Logged(c.valid ? DLOG_INFO : DLOG_WARN).back(), c.verdict);
+    }
+    for (const Case& c : activations) {
+        EXPECT_EQ(Holds<CServiceActivationInfo>("InfoSyncServiceActivationInfo", c.entry), c.valid)
+            << c.entry;
+        EXPECT_TRUE(c.valid || Fake::Logged(DLOG_WARN).back() == c.verdict) << c.entry;
+    }
+}
+
+/** Issued in the last minutes that a signed time of 32 bits can hold, and over after them. */
+TEST_F(CAccessTokenTest, TokensRunOutAcrossJanuary2038) {
+    constexpr std::int64_t LAST = 2147487200;
+    for (const std::int64_t now : {2147483647L, 2147483648L, LAST - 1, LAST + 1, 4102444800L}) {
+        SCOPED_TRACE(now);
+        Fake::Tv().now = now;
+        Load(R"("issued_time_in_second":2147483600,"access_token_expires_in":3600)");
+        EXPECT_EQ(m_token.IsTokenExpired(), now > LAST);
+        EXPECT_EQ(Holds<CJsonWebToken>("InfoSyncJWT", R"({"tokenExpireTimeSec":2147487200})"), now < LAST);
+        EXPECT_EQ(Holds<CServiceActivationInfo>("InfoSyncServiceActivationInfo",
+                                                R"({"expireTime":2147487200000,"dvcId":"d"})"),
+                  now < LAST);
+    }
 }

@@ -60,16 +60,6 @@ TEST_F(CCloudServerManagerTest, LoginIdIsAskedForAnew) {
     EXPECT_THAT(Stored("InfoSyncRecords"), StartsWith(R"({"user-2":)"));
 }
 
-TEST_F(CCloudServerManagerTest, RefusalSaysWhatWasRefused) {
-    Fake::Answer(R"({"rcode":5})");
-    Run();
-    Fake::Answer(ACTIVATION);
-    Fake::Answer(R"({"rcode":-1})");
-    Run();
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR), Contains("Fail to activate"));
-    EXPECT_EQ(Fake::Logged(DLOG_ERROR).back(), "Fail to get JWT");
-}
-
 TEST_F(CCloudServerManagerTest, OnlyAPositiveMarkIsSentBack) {
     const std::string mark = "last synced timestamp : ";
     struct Case {
@@ -144,13 +134,4 @@ TEST_F(CCloudServerManagerTest, RefusedDownloadForgetsTheRecordsOnlyWhenTheCloud
         Run();
         EXPECT_EQ(Paths().back().find("changed_after") == std::string::npos, forgotten);
     }
-}
-
-TEST_F(CCloudServerManagerTest, DeinitLetsGoOfTheSignInService) {
-    const auto sso = std::make_shared<CSsoManager>();
-    CCloudServerManager manager;
-    manager.Init(sso);
-    EXPECT_EQ(sso.use_count(), 2);
-    manager.Deinit();
-    EXPECT_EQ(sso.use_count(), 1);
 }

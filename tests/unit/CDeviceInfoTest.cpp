@@ -5,7 +5,6 @@
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 namespace {
 
@@ -155,46 +154,6 @@ TEST_F(CDeviceInfoTest, MalformedRecordIsSkippedAndTheOthersAreNot) {
     EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"({"address":{},"name":"N","record_id":"x")"));
 }
 
-TEST_F(CDeviceInfoTest, MissingIdIsTheEmptyOneOnBothWays) {
-    const std::string batch = Batch(R"({"address":"A","name":"N","uuids":")" + std::string(SINK) + "\"}");
-    for (const char* before : {R"({"user-0":{}})", R"({"user-1":null})"}) {
-        Fake::Reset();
-        Records() = before;
-        Import(batch);
-        EXPECT_EQ(List(), R"({"":{"address":"A","deleted_on_tv":false,"name":"N","users":["user-1"]}})");
-        EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(batch));
-    }
-}
-
-TEST_F(CDeviceInfoTest, EntriesThatAreNoneAreMadeAnew) {
-    List() = R"({"a":7,"b":{"users":7},"c":null})";
-    Import(Batch(Record("a", "A") + "," + Record("b", "B") + "," + Record("c", "C")));
-    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") +
-                          R"(,"b":{"address":"A-B","name":"B","users":["user-1"]},)"
-                          R"("c":{"address":"A-C","name":"C","users":["user-1"]}})");
-}
-
-TEST_F(CDeviceInfoTest, DamagedListIsLeftAndTheRecordsAreStored) {
-    List() = "{damaged";
-    EXPECT_THAT(Failure([] { Import(Batch(Record("a", "A"))); }), HasSubstr("fail to parse"));
-    EXPECT_EQ(List(), "{damaged");
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch(Record("a", "A")) + "}");
-    List() = "[1]";
-    Import(Batch(""));
-    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") + "}");
-}
-
-TEST_F(CDeviceInfoTest, ResetForgetsTheRecordsAndKeepsTheEntries) {
-    Records() = R"({"user-0":{"records":[]},"user-1":)" + Batch(Record("a", "A")) + "}";
-    List() = "{ " + Entry("a", "A", R"(["user-1"])") + "}";
-    CDeviceInfo info;
-    info.Init(Fake::LOGIN_ID);
-    Records() = R"({"user-1":{},"user-2":{"records":[]}})";
-    info.Reset();
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-2":{"records":[]}})");
-    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") + "}");
-}
-
 TEST_F(CDeviceInfoTest, WhatWasStoredMeanwhileIsMergedInto) {
     Records() = R"({"user-1":)" + Batch(Record("a", "A")) + "}";
     CDeviceInfo info;
@@ -203,30 +162,6 @@ TEST_F(CDeviceInfoTest, WhatWasStoredMeanwhileIsMergedInto) {
     info.ImportData(Batch(Record("b", "B")));
     EXPECT_EQ(Stored("InfoSyncRecords"),
               R"({"user-0":{},"user-1":)" + Batch(Record("b", "B") + "," + Record("c", "C")) + "}");
-}
-
-TEST_F(CDeviceInfoTest, StoreThatIsTooHeavyIsNoneAndSuchAListIsMadeAnew) {
-    std::string zeros = "[0";
-    for (std::size_t i = 0; i < InfoSyncUtil::Limits::DEVICE_LIST.values; ++i) {
-        zeros += ",0";
-    }
-    Records() = List() = R"({"user-1":{"meta":)" + zeros + "]}}";
-    Import(Batch(Record("a", "A")));
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch(Record("a", "A")) + "}");
-    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") + "}");
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR),
-                testing::IsSupersetOf({HasSubstr("values, at most 520000 are read, No data"),
-                                       HasSubstr("values, at most 620000 are read, make it anew")}));
-}
-
-TEST_F(CDeviceInfoTest, StoredNullIsAnEmptyStore) {
-    Records() = "null";
-    Import(Batch(""));
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR), IsEmpty());
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch("") + "}");
-    Records() = R"({"user-1":null})";
-    Import(Batch(""));
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":)" + Batch("") + "}");
 }
 
 TEST_F(CDeviceInfoTest, WhatReadingMadeIsKeptWithTheRestWhenTheStoreTurnsUnreadable) {

@@ -76,47 +76,6 @@ TEST_F(CHttpMessageTest, BrokenTransferIsNotJudgedByItsStatus) {
     EXPECT_THAT(Fake::Logged(DLOG_INFO), Not(Contains("after send")));
 }
 
-TEST_F(CHttpMessageTest, EachServersStatusRule) {
-    CKCloudActivateHttpMessage activation("/");
-    CKCloudAuthHttpMessage appToken("/");
-    CKCloudDataHttpMessage download("/");
-    PlainMessage authServer;
-    struct Case {
-        IHttpMessage& message;
-        long status;
-        std::string failure;
-        std::vector<std::string> errors;
-    };
-    const std::string fine = "nothing thrown";
-    const Case cases[] = {{activation, 500, fine, {"status code : 500"}},
-                          {activation, 0, fine, {"status code : 0"}},
-                          {appToken, 401, fine, {"status code : 401"}},
-                          {download, 200, fine, {"error code : 200"}},
-                          {download, 204, "HTTP error", {"error code : 204"}},
-                          {authServer, 500, fine, {}},
-                          {authServer, 4000, fine, {}},
-                          {authServer, 4001, "error", {"error code : 4001"}}};
-    for (const Case& c : cases) {
-        Fake::Reset();
-        EXPECT_EQ(Failure([&c] { c.message.HandleHttpStatusCode(c.status); }), c.failure) << c.status;
-        EXPECT_EQ(Fake::Logged(DLOG_ERROR), c.errors);
-    }
-    download.Init();
-    Fake::Answer("body", 0);
-    EXPECT_EQ(Failure([&] { download.Request(RequestType::Get); }), "HTTP error");
-    download.Reset();
-}
-
-TEST_F(CHttpMessageTest, BaseHasNothingToSend) {
-    CHttpMessage message;
-    message.BuildMessage(RequestType::Post);
-    EXPECT_EQ(message.BuildBody(), "");
-    EXPECT_THAT(message.BuildHeader(1), IsEmpty());
-    message.HandleHttpStatusCode(9999);
-    EXPECT_EQ(Fake::Logged(DLOG_INFO), std::vector<std::string>(4, "need to be implemented at child class"));
-    EXPECT_EQ(Fake::Log()[3].function, "HandleHttpStatusCode");
-}
-
 TEST_F(CHttpMessageTest, TokenIssueIsAFormWithItsValuesAsTheyAre) {
     CAccessTokenHttpMessage message;
     const auto request = Send(message, {{"code", "A&=\xC3\xA9"},
@@ -135,13 +94,6 @@ TEST_F(CHttpMessageTest, RefreshSendsEmptyValuesForMissingOnes) {
     const auto request = Send(message, {{"refresh_token", "R"}, {"auth_api", "https://auth/api"}});
     EXPECT_EQ(request.body, "refresh_token=R&client_id=&auth_server_url=");
     EXPECT_EQ(request.settings.back(), "gate site");
-}
-
-TEST_F(CHttpMessageTest, AuthServerRequestWithoutABodyIsNoPost) {
-    PlainMessage message;
-    const auto request = Send(message, {{"auth_api", "http://auth/api"}});
-    EXPECT_THAT(request.settings, ElementsAre("50=http://auth/api", "78", "86", "75", "tv header 1"));
-    EXPECT_EQ(request.header.at(1), "Content-Length: 0");
 }
 
 TEST_F(CHttpMessageTest, DownloadSendsEmptyValuesButLeavesAbsentQueryPartsOut) {

@@ -45,6 +45,7 @@ TEST_F(JsonUtilTest, WhatIsWrittenIsOneLineOfAsciiThatReadsTheSame) {
         {R"(["\u0000\ud83d\ude00\/\n"])", R"(["\u0000\ud83d\ude00/\n"])"},
         {"[\"\xC3\xA9\"]", R"(["\u00e9"])"},
         {"[\"a\xFF\"]", R"(["a\ufffd"])"},
+        {R"(["x\udc00y"])", R"(["x\ufffdy"])"},
         {"[18446744073709551615,-9223372036854775808]", "[18446744073709551615,-9223372036854775808]"},
         {"true", "true"}};
     for (const auto& [text, written] : cases) {

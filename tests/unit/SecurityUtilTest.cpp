@@ -4,7 +4,6 @@
 #include "Util/SecurityUtil.h"
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 using SecurityUtilTest = ServiceTest;
 
@@ -39,15 +38,6 @@ TEST_F(SecurityUtilTest, ReadEndsAtTheBuffersEndOrItsFirstNul) {
         InfoSyncUtil::GetData("alias", data);
         EXPECT_EQ(data, text);
     }
-}
-
-TEST_F(SecurityUtilTest, SecondSaveReplacesTheFirst) {
-    InfoSyncUtil::SaveData("alias", "first, longer");
-    InfoSyncUtil::SaveData("alias", "second");
-    EXPECT_EQ(Stored("alias"), "second");
-    EXPECT_THAT(Fake::Calls(), ElementsAre("ckmc_remove_alias alias", "ckmc_save_data alias",
-                                           "ckmc_remove_alias alias", "ckmc_save_data alias"));
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR), IsEmpty());
 }
 
 TEST_F(SecurityUtilTest, FailedSaveIsNotMistakenForASave) {

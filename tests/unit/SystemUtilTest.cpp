@@ -9,16 +9,6 @@ using ::testing::Pair;
 
 using SystemUtilTest = ServiceTest;
 
-TEST_F(SystemUtilTest, IdentityIsAddedOnce) {
-    CHttpMessage message;
-    SystemUtil::AddClientIdentity(message);
-    Fake::Tv().systemInfo = {{0, "other"}, {1, "other"}, {128, "other"}};
-    SystemUtil::AddClientIdentity(message);
-    EXPECT_THAT(message.GetHttpMessageData(),
-                ElementsAre(Pair("build", "B"), Pair("client", "bt-orbmanager=1.0.0"), Pair("model", "M"),
-                            Pair("platfom", "Tizen=6.5")));
-}
-
 TEST_F(SystemUtilTest, MissingValueIsAFailureAndAnEmptyOneIsNot) {
     Fake::Tv().systemInfo = {{0, ""}, {128, "B"}};
     Fake::Tv().platformInfo = {{"http://example.org/other", "x"}};
