@@ -24,7 +24,7 @@ constexpr std::size_t SHORTEST_STORED = 8;
  * form and among the service's values the code is just "code", which is also a word of sentences.
  */
 constexpr char SECRETS[] =
-    R"((?is)(?<q>\\{0,7}"))" NAMES
+    R"((?is)(?<q>\\{0,7}""?))" NAMES
     R"(\k<q>\s*:[\s\[]*(?:\k<q>(?<v>.*?)(?:(?<!\\)\k<q>|$)|(?<v>\d[^\s",}\]]*)))"
     R"(|<)" NAMES R"((?:\s[^<>]*)?>(?<v>.*?)(?:</|$))"
     R"(|(?<![\w-]))" NAMES R"(=(?<v>[^&\s"<>]*)" LENGTH R"())"

@@ -24,6 +24,7 @@ TEST(Masker, MasksTheValueOfASecretsNameInEveryForm) {
     const std::string messages[] = {
         R"(accessToken : {"rsp":{"result":{"access_token":"SECRET","refresh_token":"SECRET"}}})",
         R"(stringToWrite {"ann":{"accessToken" : "SECRET","expires_in":5}})",
+        R"(""access_token"":""SECRET"",""scope"":""x"")",
         R"({"access_token":["SECRET"],"refresh_token":
             "SECRET"})",
         R"({"access_token":"a\"SECRET\\","scope":"x"})",

@@ -4,7 +4,6 @@
 
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Television/Log/LineTime.h"
 #include "Television/Log/RunReader.h"
 #include "Util/JsonUtil.h"
 

@@ -18,14 +18,17 @@ inline bool IsBelow(char priority, char level) {
     return PRIORITIES.find(priority) < PRIORITIES.find(level);
 }
 
+/** A time as a log has it in milliseconds: good for differences alone, within one log; nothing for none. */
+std::optional<std::int64_t> Moment(const std::string& time);
+
 struct Line {
     /** Counted from 1. */
     std::size_t number = 0;
-    /** The whole line, without its end and a terminal's colours. */
+    /** The whole line, without its end. */
     std::string text;
     /** As the log has it; empty where it has none. */
     std::string time;
-    /** Of the time, in milliseconds: good for differences alone, within one log. */
+    /** @see Moment() */
     std::optional<std::int64_t> moment;
     /** Process id; 0 where the log has none. */
     std::int64_t pid = 0;
@@ -73,25 +76,11 @@ public:
 
 private:
     void TakeLine();
-    void Read(std::string_view text);
-    bool ReadPlaced(std::string_view text);
-    bool ReadHeaded(std::string_view text);
-    bool ReadJournalObject(const std::string& text);
-    std::size_t TakeTime(std::string_view text);
-    void GoOn(std::string_view text);
-    void Unquote();
+    void Read(const std::string& text);
 
     std::function<void(const Line&)> m_onLine;
     std::string m_begun;
     Line m_line;
-    /** Where its time begins. */
-    std::size_t m_timeAt = 0;
-    /** Of the form that has heads on lines of their own, the last one; empty in other forms. */
-    std::string m_longHead;
-    /** What stood before the tag of the service's last line. */
-    std::string m_prefix;
-    /** The message stands in quotes, those in it are doubled. */
-    bool m_isQuoted = false;
 };
 
 }  // namespace Log
