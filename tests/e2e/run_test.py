@@ -141,7 +141,7 @@ class Run(EndToEnd):
         self.assertEqual(list(json.loads(self.tv.key("InfoSyncAccessToken"))), ["ben@example.com"])
 
     def test_two_users_share_a_device(self):
-        other = "ben@example.com"
+        other = "Jörg.?>&"
         self.cloud.run("user", "add", other)
         self.cloud.run("device", "add", other, "Shared", "AA:BB:CC:00:00:01", "--id", "kitchen")
         self.tv.sync()

@@ -1,27 +1,24 @@
 """Bluetooth from BlueZ: against python3-dbusmock's BlueZ on a bus of our own, and against what may be missing."""
 
 import os
-import pathlib
 import signal
 import socket
 import subprocess
-import tempfile
 import time
-import unittest
 import unittest.mock
 
 import dbus
 import dbusmock
 
-PROBE = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "bond-probe"
+from harness import BIN, FolderCase, faster, main, tool
+
+PROBE = BIN / "bond-probe"
 BONDED, PAIRED, KNOWN, UNPAIRED_BUT_BONDED, STRANGER = (f"AA:BB:CC:00:00:0{n}" for n in range(1, 6))
 OPERATION_FAILED = -0x01900000 | 0x0107
 NOT_INITIALIZED = -0x01900000 | 0x0101
 NOT_BONDED = -0x01900000 | 0x0108
 
-# The set's time passes faster than ours.
 SPEED = 10
-FAST = {"before": ("faketime", "-f", f"+0 x{SPEED}"), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
 
 BUS = """<busconfig>
   <type>session</type><listen>unix:path={socket}</listen>
@@ -29,12 +26,9 @@ BUS = """<busconfig>
 </busconfig>"""
 
 
-class Bluez(dbusmock.DBusTestCase):
+class Bluez(FolderCase, dbusmock.DBusTestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
-        os.umask(0o022)  # a television that others may write to is refused
+        super().setUp()
         (self.folder / "tv.ini").write_text("[bluetooth]\nsource=bluez\n")
         self.start_bus()
 
@@ -67,8 +61,7 @@ class Bluez(dbusmock.DBusTestCase):
                 device.AddProperty("org.bluez.Device1", name, dbus.Boolean(value), dbus_interface="org.freedesktop.DBus.Mock")
 
     def probe(self, *addresses, before=(), **environment):
-        done = subprocess.run([*before, PROBE, *addresses], env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder), **environment},
-                              capture_output=True, text=True, timeout=60, check=True)
+        done = tool(*before, PROBE, *addresses, env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder), **environment})
         return done.stdout.splitlines(), done.stderr.splitlines()
 
     def test_bonds(self):
@@ -92,7 +85,7 @@ class Bluez(dbusmock.DBusTestCase):
 
     def fails_in_time(self, text, **options):
         before = time.monotonic()
-        self.fails(text, **FAST, **options)
+        self.fails(text, **faster(SPEED), **options)
         self.assertLess((time.monotonic() - before) * SPEED, 30)
 
     def test_no_adapter(self):
@@ -121,4 +114,4 @@ class Bluez(dbusmock.DBusTestCase):
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    main()

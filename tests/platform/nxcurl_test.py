@@ -1,24 +1,23 @@
 """The HTTP client against a server that sends more than any good one does."""
 
 import os
-import pathlib
 import socket
 import ssl
 import subprocess
-import tempfile
 import threading
 import time
-import unittest
 
-PROBE = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "request-probe"
+from harness import BIN, FolderCase, faster, main, tool
+
+PROBE = BIN / "request-probe"
 OK = b"HTTP/1.1 200 OK\r\n"
 CHUNKED = OK + b"Transfer-Encoding: chunked\r\n\r\n1\r\nx\r\n0\r\n"
 HINT = b"HTTP/1.1 103 Early Hints\r\nLink: <" + b"l" * 1000 + b">\r\n\r\n"
 LINE = b"X-Filler: " + b"f" * 1000 + b"\r\n"
 HEADERS = "the headers, interim answers and trailers are over 262144 bytes"
-BODY = "the body is over 8388608 bytes ([http] max_response_bytes)"
+BODY = "the body is over 4000000 bytes ([http] max_response_bytes)"
 
-# What comes first, again and again, and last: a good answer, but for its length. What the client says of 32 MiB of it.
+# What comes first, again and again, and last: a good answer, but for its length. What the client says of 8 MiB of it.
 ANSWERS = {
     "headers": (OK, LINE, b"Content-Length: 1\r\n\r\nx", HEADERS),
     "interim answers": (b"", HINT, OK + b"Content-Length: 1\r\n\r\nx", HEADERS),
@@ -29,18 +28,15 @@ ANSWERS = {
 }
 
 
-class Client(unittest.TestCase):
+class Client(FolderCase):
     pause = 0
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = pathlib.Path(folder.name)
+        super().setUp()
         subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes", "-subj", "/CN=x",
                         "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", "key.pem", "-out", "ca.pem"],
-                       cwd=folder.name, check=True, capture_output=True)
-        os.umask(0o022)  # a television that others may write to is refused
-        (self.folder / "tv.ini").write_text("[http]\nca_file=ca.pem\n")
+                       cwd=self.folder, check=True, capture_output=True)
+        (self.folder / "tv.ini").write_text("[http]\nca_file=ca.pem\nmax_response_bytes=4000000\n")
         context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
         context.load_cert_chain(self.folder / "ca.pem", self.folder / "key.pem")
         self.server = context.wrap_socket(socket.create_server(("127.0.0.1", 0)), server_side=True)
@@ -69,15 +65,15 @@ class Client(unittest.TestCase):
         server.start()
         url = f"https://127.0.0.1:{self.server.getsockname()[1]}/"
         proxy = {"https_proxy": "http://127.0.0.1:1", "ALL_PROXY": "http://127.0.0.1:1"}  # to be ignored
-        done = subprocess.run([*before, PROBE, *(urls or [url] * len(answers))], capture_output=True, text=True, check=True, timeout=60,
-                              env={**os.environ, "INFOSYNC_TV_DIR": str(self.folder), **proxy, **environment})
+        done = tool(*before, PROBE, *(urls or [url] * len(answers)), env={
+            **os.environ, "INFOSYNC_TV_DIR": str(self.folder), **proxy, **environment})
         server.join(10)
         return done.stdout.splitlines(), done.stderr
 
     def test_an_answer_without_an_end_is_a_failure_that_says_why(self):
         for name, (first, again, last, reason) in ANSWERS.items():
             with self.subTest(name):
-                said, log = self.request((first, again, last, 32 << 20))
+                said, log = self.request((first, again, last, 8 << 20))
                 self.assertEqual(said, ["failed: no status"])
                 self.assertIn("E/NXCURL", log)
                 self.assertIn(reason, log)
@@ -86,7 +82,7 @@ class Client(unittest.TestCase):
     def test_long_answers_of_one_client_are_taken_whole(self):
         for name, (first, again, last, _) in ANSWERS.items():
             with self.subTest(name):
-                length = 60_000 if name == "one header" else 200_000 if HEADERS in ANSWERS[name] else 6 << 20
+                length = 60_000 if name == "one header" else 200_000 if HEADERS in ANSWERS[name] else 3 << 20
                 said, log = self.request(*[(first, again, last, length)] * 2)
                 for line in said:
                     self.assertRegex(line, "^[0-9]+ bytes: 200$")
@@ -103,17 +99,16 @@ class Client(unittest.TestCase):
 
     def test_what_takes_too_long_is_ended(self):
         speed, before = 20, time.monotonic()
-        fast = {"before": ("faketime", "-f", f"+0 x{speed}"), "ASAN_OPTIONS": "detect_leaks=0:verify_asan_link_order=0"}
         with socket.create_server(("127.0.0.1", 0)) as silent:
-            _, log = self.request(urls=[f"https://127.0.0.1:{silent.getsockname()[1]}/"], **fast)
+            _, log = self.request(urls=[f"https://127.0.0.1:{silent.getsockname()[1]}/"], **faster(speed))
         self.assertIn("SSL connection timeout", log)
         self.assertLess((time.monotonic() - before) * speed, 150)  # 30 for the limit; it is 300 where none is set
         (self.folder / "tv.ini").write_text("[http]\nca_file=ca.pem\nmax_seconds=20\n")
         self.pause = 0.1
-        said, log = self.request((OK + b"Connection: close\r\n\r\n", b"x", b"", 100), **fast)
+        said, log = self.request((OK + b"Connection: close\r\n\r\n", b"x", b"", 100), **faster(speed))
         self.assertEqual(said, ["failed: no status"])
         self.assertIn("Operation timed out after ", log)
 
 
 if __name__ == "__main__":
-    unittest.main(verbosity=2)
+    main()
