@@ -1,16 +1,18 @@
 /**
  * All that comes in from outside, in every shape that it may have but should not, each through a whole run of
- * the service and the good ones after it. What must come of a shape is a letter; Outside.h says what they
- * mean.
+ * the service and the good ones after it. What comes of a shape is a letter, and shapes.txt has the letters
+ * that must come; Outside.h says what they mean.
  */
-#include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <sstream>
 
+#include "Expected.h"
 #include "Outside.h"
 
 using namespace Outside;
@@ -23,14 +25,14 @@ char Came(Input input, const std::string& text, long status = 200, bool whole = 
     return static_cast<char>(outcome.verdict);
 }
 
-/** The letters of the texts, each as this input. */
+/** One line of the table: the letters of the texts, each as this input. */
 template <typename Texts>
-std::string CameOfEach(Input input, const Texts& texts) {
+std::string Row(Input input, const std::string& what, const Texts& texts) {
     std::string letters;
     for (const auto& text : texts) {
         letters += Came(input, text);
     }
-    return letters;
+    return Name(input) + ", " + what + ": " + letters + "\n";
 }
 
 /** The input's good text with the member at the path replaced by JSON text, or taken out by an empty one. */
@@ -52,6 +54,56 @@ std::string With(Input input, const std::string& path, const std::string& value)
         text.replace(text.find(MARK), std::size(MARK) - 1, value == "twice" ? twice : value);
     }
     return text;
+}
+
+/** The paths of all members below. */
+void AddPaths(const Json::Value& value, const std::string& above, std::vector<std::string>* paths) {
+    for (auto member = value.begin(); member != value.end(); ++member) {
+        const bool isElement = value.isArray();
+        const std::string path =
+            isElement ? above + "[" + std::to_string(member.index()) + "]" : above + "." + member.name();
+        if (!isElement) {
+            paths->push_back(path.substr(1));
+        }
+        AddPaths(*member, path, paths);
+    }
+}
+
+/** Each member of the input out, twice and of each wrong type. */
+std::string RowsOfMembers(Input input) {
+    const char* values[] = {"",      "twice", "null", "true", "-1",        "1e300", "18446744073709551615",
+                            "\"x\"", "[]",    "{}",   "[[]]", "{\"a\":{}}"};
+    Json::Value good;
+    std::istringstream(Good(input)) >> good;
+    good.removeMember("user-0");
+    std::vector<std::string> paths;
+    AddPaths(good, "", &paths);
+    std::string rows;
+    for (const std::string& path : paths) {
+        std::vector<std::string> texts;
+        std::transform(std::begin(values), std::end(values), std::back_inserter(texts),
+                       [&](const char* value) { return With(input, path, value); });
+        rows += Row(input, path, texts);
+    }
+    return rows;
+}
+
+/** The good answer with each status; then one that breaks off. */
+std::string RowOfStatuses(Input input) {
+    std::string letters;
+    for (const long status : {0, 204, 301, 400, 401, 403, 404, 429, 500, 503, 4000, 4001}) {
+        letters += Came(input, Good(input), status);
+    }
+    return Name(input) + ", statuses: " + letters + Came(input, Good(input), 200, false) + "\n";
+}
+
+/** The different letters of the good text cut at each byte. */
+std::string RowOfCuts(Input input) {
+    std::set<char> letters;
+    for (std::size_t length = 1; length < Good(input).size(); ++length) {
+        letters.insert(Came(input, Good(input).substr(0, length)));
+    }
+    return Name(input) + ", cut anywhere: " + std::string(letters.begin(), letters.end()) + "\n";
 }
 
 const std::string ODD_BODIES[] = {"",
@@ -81,120 +133,7 @@ const std::string ODD_BODIES[] = {"",
                                   std::string(100000, '['),
                                   "{\"a\":" + std::string(991, '[') + std::string(991, ']') + "}"};
 
-}  // namespace
-
-TEST(ShapesTest, GoodInputIsTaken) {
-    for (int i = 0; i < INPUT_COUNT; ++i) {
-        const auto input = static_cast<Input>(i);
-        EXPECT_EQ(Came(input, Good(input)), input == REFUSAL ? STORED : TAKEN)
-            << Name(input) << ": what a good run leaves behind is in tests/fakes/Outside.cpp";
-    }
-}
-
-TEST(ShapesTest, EachMemberOfEveryWrongType) {
-    const char* values[] = {"",      "twice", "null", "true", "-1",        "1e300", "18446744073709551615",
-                            "\"x\"", "[]",    "{}",   "[[]]", "{\"a\":{}}"};
-    struct Row {
-        Input input;
-        std::string path;
-        std::string letters;
-    };
-    const Row rows[] = {
-        {TOKEN_ANSWER, "rsp", "a.a------a-a"},
-        {TOKEN_ANSWER, "rsp.stat", "............"},
-        {TOKEN_ANSWER, "rsp.result", "a.a------a-a"},
-        {TOKEN_ANSWER, "rsp.result.access_token", "a.......ssss"},
-        {TOKEN_ANSWER, "rsp.result.refresh_token", "............"},
-        {TOKEN_ANSWER, "rsp.result.userId", "........FFFF"},
-        {TOKEN_ANSWER, "rsp.result.access_token_expires_in", "....a......."},
-        {TOKEN_ANSWER, "rsp.result.refresh_token_expires_in", "....a......."},
-        {REFRESH_ANSWER, "rsp", "a.a------a-a"},
-        {REFRESH_ANSWER, "rsp.result", "a.a------a-a"},
-        {REFRESH_ANSWER, "rsp.result.access_token", "a.......aaaa"},
-        {REFRESH_ANSWER, "rsp.result.refresh_token", "............"},
-        {REFRESH_ANSWER, "rsp.result.access_token_expires_in", "....a......."},
-        {REFRESH_ANSWER, "rsp.result.refresh_token_expires_in", "....a......."},
-        {ACTIVATION_ANSWER, "rcode", "...---------"},
-        {ACTIVATION_ANSWER, "dvcId", "........ssss"},
-        {ACTIVATION_ANSWER, "expireTime", "a.aaa..aaaaa"},
-        {APP_TOKEN_ANSWER, "rcode", "...---------"},
-        {APP_TOKEN_ANSWER, "accessToken", "........ssss"},
-        {APP_TOKEN_ANSWER, "tokenExpireTimeSec", "a.aaa..aaaaa"},
-        {RECORDS_ANSWER, "meta", "a.aaaaaaaaaa"},
-        {RECORDS_ANSWER, "meta.synced_timestamp", "a.a.aaaaaaaa"},
-        {RECORDS_ANSWER, "records", "L.L-----L-L-"},
-        {RECORDS_ANSWER, "records[0].record_id", "L.LLLLLLLLLL"},
-        {RECORDS_ANSWER, "records[0].address", "L.LLLLLLLLLL"},
-        {RECORDS_ANSWER, "records[0].name", "L.LLLLLLLLLL"},
-        {RECORDS_ANSWER, "records[0].uuids", "L.LLLLLLLLLL"},
-        {RECORDS_ANSWER, "records[1].record_id", "L.LLLLLLLLLL"},
-        {RECORDS_ANSWER, "records[1].name", "............"},
-        {REFUSAL, "rcode", "-s----------"},
-        {STORED_TOKEN, "user-1", "a.aaaaaaaaaa"},
-        {STORED_TOKEN, "user-1.access_token", "a.......aaaa"},
-        {STORED_TOKEN, "user-1.refresh_token", "............"},
-        {STORED_TOKEN, "user-1.userId", "............"},
-        {STORED_TOKEN, "user-1.issued_time_in_second", "a.aaa..aaaaa"},
-        {STORED_TOKEN, "user-1.access_token_expires_in", "a.aaa..aaaaa"},
-        {STORED_TOKEN, "user-1.refresh_token_expires_in", "a.aaa..aaaaa"},
-        {STORED_RECORDS, "user-1", "a.aaaaaaaaaa"},
-        {STORED_RECORDS, "user-1.meta", "a.aaaaaaaaaa"},
-        {STORED_RECORDS, "user-1.meta.synced_timestamp", "a.asaaaaaaaa"},
-        {STORED_RECORDS, "user-1.records", "............"},
-        {STORED_RECORDS, "user-1.records[0].record_id", "+.++++++...."},
-        {STORED_RECORDS, "user-1.records[0].address", "............"},
-        {STORED_JWT, "user-1", "a.aaaaaaaaaa"},
-        {STORED_JWT, "user-1.accessToken", "........aaaa"},
-        {STORED_JWT, "user-1.tokenExpireTimeSec", "a.aaa..aaaaa"},
-        {STORED_ACTIVATION, "user-1", "a.aaaaaaaaaa"},
-        {STORED_ACTIVATION, "user-1.dvcId", "........aaaa"},
-        {STORED_ACTIVATION, "user-1.expireTime", "a.aaa..aaaaa"},
-        {DEVICE_LIST, "pod", "............"},
-        {DEVICE_LIST, "pod.users", "............"},
-        {DEVICE_LIST, "pod.name", "............"},
-        {DEVICE_LIST, "gone", "............"},
-        {DEVICE_LIST, "gone.users", "............"},
-    };
-    for (const auto& [input, path, letters] : rows) {
-        std::string came;
-        for (const char* value : values) {
-            came += Came(input, With(input, path, value));
-        }
-        EXPECT_EQ(came, letters) << Name(input) << ": " << path;
-    }
-}
-
-TEST(ShapesTest, EachStatusOfAGoodAnswer) {
-    const long statuses[] = {0, 204, 301, 400, 401, 403, 404, 429, 500, 503, 4000, 4001};
-    const std::pair<Input, std::string> rows[] = {{TOKEN_ANSWER, "...........-"},
-                                                  {REFRESH_ANSWER, "...........-"},
-                                                  {ACTIVATION_ANSWER, "............"},
-                                                  {APP_TOKEN_ANSWER, "............"},
-                                                  {RECORDS_ANSWER, "------------"}};
-    for (const auto& [input, letters] : rows) {
-        std::string came;
-        for (const long status : statuses) {
-            came += Came(input, Good(input), status);
-        }
-        EXPECT_EQ(came, letters) << Name(input);
-        EXPECT_EQ(Came(input, Good(input), 200, false), REFUSED) << Name(input);
-    }
-}
-
-TEST(ShapesTest, BodiesThatAreNoAnswerAndDocumentsThatAreNone) {
-    const std::pair<Input, std::string> rows[] = {
-        {TOKEN_ANSWER, "-------a------aaa--aa-a--a"},      {REFRESH_ANSWER, "-------a------aaa--aa-a--a"},
-        {ACTIVATION_ANSWER, "-------a------a----aa-a--a"}, {APP_TOKEN_ANSWER, "-------a------a----aa-a--a"},
-        {RECORDS_ANSWER, "-------s------sss--ss-s--s"},    {REFUSAL, "--------------------------"},
-        {STORED_TOKEN, "aaaaaaaaaaaaaaaaaaaaaaaaaa"},      {STORED_CODE, "FFFFFFFFFFFFFFFFFFFFFFFFFF"},
-        {STORED_RECORDS, "aaaaaaaaaaaaaaaaaaaaaaaaaa"},    {STORED_JWT, "aaaaaaaaaaaaaaaaaaaaaaaaaa"},
-        {STORED_ACTIVATION, "aaaaaaaaaaaaaaaaaaaaaaaaaa"}, {DEVICE_LIST, ".s......ssssss...s...s.sss"}};
-    for (const auto& [input, letters] : rows) {
-        EXPECT_EQ(CameOfEach(input, ODD_BODIES), letters) << Name(input);
-    }
-}
-
-TEST(ShapesTest, CodeDocuments) {
+std::vector<std::string> CodeDocuments() {
     const std::string start = R"(<rsp stat="ok">)";
     const std::string code = "<auth_code>c</auth_code>";
     const std::string verifier = "<code_verifier>v</code_verifier>";
@@ -204,7 +143,7 @@ TEST(ShapesTest, CodeDocuments) {
     for (int i = 0; i < 1000; ++i) {
         levels += "<a>";
     }
-    const std::string documents[] = {
+    return {
         "no document",
         start + "<auth_code>c",
         R"(<answer stat="ok"/>)",
@@ -223,23 +162,22 @@ TEST(ShapesTest, CodeDocuments) {
         R"(<!DOCTYPE d [<!ENTITY a "aa"><!ENTITY b "&a;&a;">]>)" + start + "<auth_code>&b;</auth_code></rsp>",
         start + levels + "</rsp>",
     };
-    EXPECT_EQ(CameOfEach(SIGN_IN_DOCUMENT, documents), "------s--ssss..s-");
-    EXPECT_EQ(CameOfEach(STORED_CODE, documents), "FFFFFFF.F..FF..FF");
 }
 
-TEST(ShapesTest, CutAtEachByte) {
-    const std::pair<Input, char> rows[] = {
-        {TOKEN_ANSWER, '-'},   {REFRESH_ANSWER, '-'}, {ACTIVATION_ANSWER, '-'}, {APP_TOKEN_ANSWER, '-'},
-        {RECORDS_ANSWER, '-'}, {REFUSAL, '-'},        {SIGN_IN_DOCUMENT, '-'},  {STORED_TOKEN, 'a'},
-        {STORED_RECORDS, 'a'}, {STORED_JWT, 'a'},     {STORED_ACTIVATION, 'a'}, {DEVICE_LIST, 's'}};
-    for (const auto& [input, letter] : rows) {
-        const std::string good = Good(input);
-        std::string came;
-        for (std::size_t length = 1; length < good.size(); ++length) {
-            came += Came(input, good.substr(0, length));
-        }
-        EXPECT_EQ(came, std::string(good.size() - 1, letter)) << Name(input);
+}  // namespace
+
+TEST(ShapesTest, EachShapeOfWhatComesIn) {
+    std::string table;
+    for (int i = 0; i < INPUT_COUNT; ++i) {
+        const auto input = static_cast<Input>(i);
+        const bool isDocument = input == SIGN_IN_DOCUMENT || input == STORED_CODE;
+        table += Row(input, "good", std::vector{Good(input)});
+        table += isDocument ? Row(input, "documents", CodeDocuments()) : RowsOfMembers(input);
+        table += Row(input, "odd bodies", ODD_BODIES);
+        table += input <= RECORDS_ANSWER ? RowOfStatuses(input) : "";
+        table += input == STORED_CODE ? "" : RowOfCuts(input);
     }
+    ExpectFile(INFOSYNC_SHAPES, table);
 }
 
 TEST(ShapesTest, WhatTheFuzzersStartFrom) {

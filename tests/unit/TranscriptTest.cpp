@@ -1,17 +1,11 @@
 /**
  * Whole processes, compared line by line with what they are known to do: every log entry and every call of
- * the platform, in one order. INFOSYNC_WRITE_TRANSCRIPTS=1 in the environment writes the files anew, to be
- * looked at as a difference in version control.
+ * the platform, in one order.
  */
-#include <glib.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
 
+#include "Expected.h"
 #include "ServiceTest.h"
 
 /** The service's main, under the name that it has in this program. */
@@ -65,21 +59,6 @@ void SynchronisedBefore() {
     Fake::Tv().textSettings[Fake::DEVICES_KEY] =
         R"({"b":{"address":"BB","deleted_on_tv":false,"name":"Bar","users":["user-1"]},)"
         R"("d":{"address":"DD","deleted_on_tv":true,"name":"Older","users":["user-0"]}})";
-}
-
-/** What `diff -uN` says of the file and the text; nothing when they are the same, a missing file being empty.
- */
-std::string Difference(const std::string& path, const std::string& text) {
-    const std::string other = ::testing::TempDir() + "transcript-" + std::to_string(getpid());
-    std::ofstream(other) << text;
-    const char* command[] = {"diff", "-uN", path.c_str(), other.c_str(), nullptr};
-    char* output = nullptr;
-    g_spawn_sync(nullptr, const_cast<char**>(command), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
-                 &output, nullptr, nullptr, nullptr);
-    static_cast<void>(std::remove(other.c_str()));
-    std::string difference = output == nullptr ? "diff cannot be run" : output;
-    g_free(output);
-    return difference;
 }
 
 struct Run {
@@ -184,13 +163,7 @@ TEST_P(TranscriptTest, EveryLineAndCallIsInItsPlace) {
         Fake::Answer(answer);
     }
     EXPECT_EQ(InfoSyncMain(), 0);
-    const std::string path = std::string(INFOSYNC_TRANSCRIPTS) + "/" + GetParam().name + ".txt";
-    if (std::getenv("INFOSYNC_WRITE_TRANSCRIPTS") != nullptr) {
-        std::ofstream(path) << Fake::Transcript();
-    }
-    const std::string difference = Difference(path, Fake::Transcript());
-    EXPECT_TRUE(difference.empty()) << difference << "Where this is meant, write the files anew:\n"
-                                    << "INFOSYNC_WRITE_TRANSCRIPTS=1 ctest --preset release -R Transcript";
+    ExpectFile(std::string(INFOSYNC_TRANSCRIPTS) + "/" + GetParam().name + ".txt", Fake::Transcript());
 }
 
 INSTANTIATE_TEST_SUITE_P(Process, TranscriptTest, ::testing::ValuesIn(RUNS),
