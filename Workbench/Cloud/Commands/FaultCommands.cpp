@@ -21,17 +21,18 @@ namespace LocalCloud {
 namespace {
 
 constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
-constexpr std::int64_t LOWEST_STATUS = 200;
-constexpr std::int64_t HIGHEST_STATUS = 9999;
+constexpr int LOWEST_STATUS = 200;
+constexpr int HIGHEST_STATUS = 9999;
 
 struct FaultArguments {
     std::string kind;
     std::optional<std::string> value;
-    std::string on;
+    std::string on = ANY_REQUEST;
     /** From now on; 1 is the next request or connection. */
     std::int64_t nth = 1;
     std::int64_t times = 1;
-    std::optional<std::int64_t> status;
+    /** 0 where none is given. */
+    int status = 0;
     std::vector<std::string> headers;
 };
 
@@ -42,33 +43,36 @@ void RefuseUnless(bool fits, const std::string& otherwise) {
 }
 
 Fault Planned(const FaultArguments& arguments) {
-    Fault fault = FaultOf(arguments.kind);
-    const FaultKind& kind = *fault.kind;
-    const std::string name = std::string("fault ") + kind.name;
-    RefuseUnless(arguments.value || kind.standard != nullptr, name + " needs a value: " + kind.operand);
-    RefuseUnless(!fault.HitsConnection() || arguments.on.empty(),
+    const auto& kinds = FaultKinds();
+    const auto kind = std::find_if(kinds.begin(), kinds.end(),
+                                   [&](const FaultKind& each) { return each.name == arguments.kind; });
+    RefuseUnless(kind != kinds.end(), "which fault?");
+    const std::string name = "fault " + arguments.kind;
+    const bool isAnswer = std::holds_alternative<MakeBody>(kind->deed);
+    const bool isFile = &kind->value == &FaultValue::FILE;
+    RefuseUnless(arguments.value || kind->standard != nullptr, name + " needs a value: " + kind->value.word);
+    std::string value = arguments.value ? *arguments.value : kind->standard;
+    RefuseUnless(kind->value.fits(value), "the value of " + name + " is " + kind->value.rule);
+    RefuseUnless(!std::holds_alternative<Begin>(kind->deed) || arguments.on == ANY_REQUEST,
                  name + " hits a connection, whatever is asked then: leave out --on");
-    RefuseUnless((kind.answer != nullptr || arguments.headers.empty()) &&
-                     (kind.operand == FILE_OPERAND || !arguments.status),
+    RefuseUnless((isAnswer || arguments.headers.empty()) && (isFile || arguments.status == 0),
                  "--header is for the faults status and body, --status for body");
-    fault.value = arguments.value ? *arguments.value : kind.standard;
-    const std::string rule = kind.rule(fault.value);
-    RefuseUnless(rule.empty(), "the value of " + name + " is " + rule);
-    if (kind.operand == FILE_OPERAND) {
-        fault.value = std::filesystem::absolute(fault.value);
-        Files::Read(fault.value);  // what cannot be sent is refused now
+    if (isFile) {
+        value = std::filesystem::absolute(value);
+        Files::Read(value);  // what cannot be sent is refused now
     }
-    fault.on = arguments.on;
-    fault.skip = arguments.nth - 1;
-    fault.times = arguments.times;
-    fault.status = static_cast<int>(arguments.status.value_or(
-        kind.operand == CODE_OPERAND ? static_cast<std::int64_t>(fault.Number()) : LOWEST_STATUS));
-    fault.headers = arguments.headers;
-    return fault;
+    Json::Value plan;
+    plan["kind"] = kind->name;
+    plan["value"] = value;
+    plan["on"] = arguments.on;
+    plan["skip"] = Json::Int64(arguments.nth - 1);
+    plan["times"] = Json::Int64(arguments.times);
+    plan["status"] = isAnswer && !isFile ? std::stoi(value) : std::max(arguments.status, LOWEST_STATUS);
+    plan["headers"] = Cli::JsonArray(arguments.headers);
+    return Fault(plan);
 }
 
 void PlanFault(const FaultArguments& arguments) {
-    RefuseUnless(!arguments.kind.empty(), "which fault?");
     const Fault fault = Planned(arguments);
     const Folder folder = Folder::Ready();
     FaultPlan(folder).Add(fault);
@@ -84,9 +88,10 @@ void ListFaults(const ListArguments& arguments) {
     Json::Value list = Json::arrayValue;
     Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
     for (const Fault& fault : FaultPlan(Folder::Ready()).List()) {
-        list.append(ToJson(fault));
-        table.Add({fault.Describe(), fault.on.empty() ? "any" : fault.on, std::to_string(fault.skip),
-                   fault.times == 0 ? "all" : std::to_string(fault.times)});
+        list.append(fault.plan);
+        const std::string times = fault.plan["times"].asString();
+        table.Add({fault.Describe(), fault.plan["on"].asString(), fault.plan["skip"].asString(),
+                   times == "0" ? "all" : times});
     }
     std::cout << (arguments.json ? Cli::JsonText(list) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
@@ -111,15 +116,9 @@ std::vector<std::string> NamesOf(const Rows& rows) {
     return names;
 }
 
-std::string IsKind(const std::string& word) {
-    const std::vector<std::string> kinds = NamesOf(FaultKinds());
-    const bool isKnown = std::find(kinds.begin(), kinds.end(), word) != kinds.end();
-    return isKnown ? "" : "there is no fault \"" + word + "\"" + Cli::Nearest(word, kinds);
-}
-
 void DeclareFault(Cli::Command& command, FaultArguments& arguments) {
     const std::vector<std::string> requests = NamesOf(ENDPOINTS);
-    command.Operand("KIND", arguments.kind, "one of those below").Must(&IsKind);
+    command.Operand("KIND", arguments.kind, "one of those below").OneOf(NamesOf(FaultKinds()));
     command.Operand("VALUE", arguments.value, "what the kind takes");
     command.Option("--on", "REQUEST", arguments.on, "only " + Cli::Join(requests, ", ") + " (default: any)")
         .OneOf(requests);
@@ -138,7 +137,7 @@ void DeclareFault(Cli::Command& command, FaultArguments& arguments) {
 
 std::string Line(const FaultKind& kind) {
     constexpr std::size_t WIDTH = 22;
-    const std::string word = kind.operand;
+    const std::string word = kind.value.word;
     const bool isOptional = kind.standard != nullptr && !word.empty();
     const std::string value = isOptional ? "[" + word + "]" : word;
     return "  " + Cli::Pad(kind.name + (" " + value), WIDTH) + kind.summary + "\n";
@@ -146,15 +145,14 @@ std::string Line(const FaultKind& kind) {
 
 /** A line for each kind, in three parts by what it hits. */
 std::string Kinds() {
-    std::string answers = "What a client gets, though its request is carried out:\n";
-    std::string requests = "What it gets instead, without a look at its request:\n";
-    std::string connections = "What a new connection gets (others are closed after their next answer):\n";
+    std::string parts[] = {"What a client gets, though its request is carried out:\n",
+                           "What it gets instead, without a look at its request:\n",
+                           "What a new connection gets (others are closed after their next answer):\n"};
     for (const FaultKind& kind : FaultKinds()) {
-        std::string& others = kind.answer != nullptr ? requests : connections;
-        (kind.deliver != nullptr ? answers : others) += Line(kind);
+        parts[kind.deed.index()] += Line(kind);
     }
-    return answers + "\n" + requests + "\n" + connections + "\n" +
-           Cli::Wrap("FLAW is " + Cli::Join(CertificateFlaws(), ", ") + ".", 0, Cli::HELP_WIDTH);
+    return parts[0] + "\n" + parts[1] + "\n" + parts[2] + "\n" +
+           Cli::Wrap("FLAW is " + FaultValue::FLAW.rule + ".", 0, Cli::HELP_WIDTH);
 }
 
 }  // namespace

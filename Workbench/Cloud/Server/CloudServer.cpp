@@ -233,7 +233,7 @@ bool CloudServer::ServeRequest(Connection& connection) {
     const auto fault = std::move(m_fault);
     const bool goesOn = !m_closes;
     oneAtATime.unlock();
-    return Deliver(connection, answer, fault) && goesOn;
+    return SendAnswer(connection, answer, fault) && goesOn;
 }
 
 Answer CloudServer::Decide(const Endpoint& endpoint, const httplib::Request& request) {
@@ -243,8 +243,8 @@ Answer CloudServer::Decide(const Endpoint& endpoint, const httplib::Request& req
         m_fault = m_faults.Take(endpoint.name);
         if (m_fault) {
             m_exchange["fault"] = m_fault->Describe();
-            if (m_fault->kind->answer != nullptr) {
-                return {m_fault->status, m_fault->kind->answer(*m_fault), "as planned", ""};
+            if (const auto* makeBody = std::get_if<MakeBody>(&m_fault->kind->deed)) {
+                return {m_fault->plan["status"].asInt(), (*makeBody)(*m_fault), "as planned", ""};
             }
         }
     } catch (const std::exception& error) {
@@ -256,7 +256,8 @@ Answer CloudServer::Decide(const Endpoint& endpoint, const httplib::Request& req
 void CloudServer::Respond(const Endpoint& endpoint, const httplib::Request& request,
                           httplib::Response& response) {
     const Answer answer = Decide(endpoint, request);
-    for (const auto& line : m_fault ? m_fault->headers : std::vector<std::string>()) {
+    for (const auto& header : m_fault ? m_fault->plan["headers"] : Json::Value()) {
+        const std::string line = header.asString();
         const auto colon = line.find(": ");
         response.set_header(line.substr(0, colon), line.substr(colon + 2));
     }

@@ -7,7 +7,9 @@
 #include <cmath>
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
+#include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cloud/Server/Connection.h"
@@ -71,7 +73,7 @@ bool SendGarbage(Connection& connection, const std::string& /*answer*/, const Fa
 }
 
 SslSession BeginFlawed(const TlsContexts& tls, int socket, const Fault& fault) {
-    return tls.NewFlawedSession(socket, fault.value);
+    return tls.NewFlawedSession(socket, fault.Value());
 }
 
 SslSession BeginOld(const TlsContexts& tls, int socket, const Fault& /*fault*/) {
@@ -93,107 +95,101 @@ SslSession AnswerInPlainHttp(const TlsContexts& /*tls*/, int socket, const Fault
     return nullptr;
 }
 
-template <std::uint64_t LOWEST, std::uint64_t HIGHEST>
-std::string NumberRule(const std::string& value) {
+bool IsNumber(const std::string& value, std::size_t lowest, std::size_t highest) {
     constexpr std::size_t MOST_DIGITS = 10;
-    const bool isNumber = !value.empty() && value.size() <= MOST_DIGITS &&
-                          value.find_first_not_of("0123456789") == std::string::npos;
-    const std::uint64_t number = std::strtoull(value.c_str(), nullptr, 10);
-    return isNumber && number >= LOWEST && number <= HIGHEST
-               ? ""
-               : "a number from " + std::to_string(LOWEST) + " to " + std::to_string(HIGHEST);
+    const std::size_t number = std::strtoull(value.c_str(), nullptr, 10);
+    return !value.empty() && value.size() <= MOST_DIGITS &&
+           value.find_first_not_of("0123456789") == std::string::npos && number >= lowest &&
+           number <= highest;
 }
 
-std::string PauseRule(const std::string& value) {
+bool IsPause(const std::string& value) {
     constexpr double LONGEST = 86400;
-    return Cli::ParseDuration(value).value_or(LONGEST + 1) <= LONGEST
-               ? ""
-               : "a time up to a day, such as 0.5s, 2s or 10m";
+    return Cli::ParseDuration(value).value_or(LONGEST + 1) <= LONGEST;
 }
 
-std::string FlawRule(const std::string& value) {
+bool IsFlaw(const std::string& value) {
     const auto flaws = CertificateFlaws();
-    return std::find(flaws.begin(), flaws.end(), value) != flaws.end() ? ""
-                                                                       : "one of " + Cli::Join(flaws, ", ");
+    return std::find(flaws.begin(), flaws.end(), value) != flaws.end();
 }
-
-std::string NoRule(const std::string& value) {
-    return value.empty() ? "" : "none: it takes no value";
-}
-
-std::string FileRule(const std::string& value) {
-    return value.empty() ? "a file" : "";
-}
-
-std::string VersionRule(const std::string& value) {
-    return value == "1.1" ? "" : "1.1";
-}
-
-constexpr auto CodeRule = &NumberRule<200, 9999>;
-constexpr auto BytesRule = &NumberRule<0, 1'000'000'000>;
 
 std::string NoBody(const Fault& /*fault*/) {
     return "";
 }
 
 std::string BytesOfFile(const Fault& fault) {
-    return Files::Read(fault.value);
+    return Files::Read(fault.Value());
 }
 
 }  // namespace
 
+using Text = const std::string&;
+
+const FaultValue FaultValue::NOTHING = {"", "none: it takes no value",
+                                        [](Text value) { return value.empty(); }};
+const FaultValue FaultValue::BYTES = {"BYTES", "a number from 0 to 1000000000",
+                                      [](Text value) { return IsNumber(value, 0, 1'000'000'000); }};
+const FaultValue FaultValue::CODE = {"CODE", "a number from 200 to 9999",
+                                     [](Text value) { return IsNumber(value, 200, 9999); }};
+const FaultValue FaultValue::DURATION = {"DURATION", "a time up to a day, such as 0.5s, 2s or 10m", &IsPause};
+const FaultValue FaultValue::FILE = {"FILE", "a file", [](Text value) { return !value.empty(); }};
+const FaultValue FaultValue::FLAW = {"FLAW", "one of " + Cli::Join(CertificateFlaws(), ", "), &IsFlaw};
+const FaultValue FaultValue::VERSION = {"1.1", "1.1", [](Text value) { return value == "1.1"; }};
+
 const std::vector<FaultKind>& FaultKinds() {
+    using V = FaultValue;
     // clang-format off
     static const std::vector<FaultKind> kinds = {
-        {"delay", "DURATION", &PauseRule, nullptr, "the answer, later", &SendLater, nullptr, nullptr},
-        {"cut", "BYTES", BytesRule, nullptr, "the body's first bytes alone", &SendCutBody, nullptr, nullptr},
-        {"cut-headers", "BYTES", BytesRule, nullptr, "the first bytes alone, within the headers",
-         &SendCutHeaders, nullptr, nullptr},
-        {"drop", "", &NoRule, "", "the end of the connection, without a byte", &SendNothing, nullptr, nullptr},
-        {"dribble", "DURATION", &PauseRule, "0.1s", "a byte at a time", &SendSlowly, nullptr, nullptr},
-        {"endless", "DURATION", &PauseRule, "0s", "a body without an end", &SendWithoutEnd, nullptr, nullptr},
-        {"garbage", "", &NoRule, "", "bytes that are not HTTP", &SendGarbage, nullptr, nullptr},
-        {"status", CODE_OPERAND, CodeRule, nullptr, "this status, without a body", nullptr, &NoBody, nullptr},
-        {"body", FILE_OPERAND, &FileRule, nullptr, "a file's bytes; --status CODE",
-         nullptr, &BytesOfFile, nullptr},
-        {"certificate", "FLAW", &FlawRule, nullptr, "a wrong certificate", nullptr, nullptr, &BeginFlawed},
-        {"tls", "1.1", &VersionRule, nullptr, "no newer TLS than this", nullptr, nullptr, &BeginOld},
-        {"plain", "", &NoRule, "", "plain HTTP where TLS is due", nullptr, nullptr, &AnswerInPlainHttp},
+        {"delay", V::DURATION, nullptr, "the answer, later", &SendLater},
+        {"cut", V::BYTES, nullptr, "the body's first bytes alone", &SendCutBody},
+        {"cut-headers", V::BYTES, nullptr, "the first bytes alone, within the headers", &SendCutHeaders},
+        {"drop", V::NOTHING, "", "the end of the connection, without a byte", &SendNothing},
+        {"dribble", V::DURATION, "0.1s", "a byte at a time", &SendSlowly},
+        {"endless", V::DURATION, "0s", "a body without an end", &SendWithoutEnd},
+        {"garbage", V::NOTHING, "", "bytes that are not HTTP", &SendGarbage},
+        {"status", V::CODE, nullptr, "this status, without a body", &NoBody},
+        {"body", V::FILE, nullptr, "a file's bytes; --status CODE", &BytesOfFile},
+        {"certificate", V::FLAW, nullptr, "a wrong certificate", &BeginFlawed},
+        {"tls", V::VERSION, nullptr, "no newer TLS than this", &BeginOld},
+        {"plain", V::NOTHING, "", "plain HTTP where TLS is due", &AnswerInPlainHttp},
     };
     // clang-format on
     return kinds;
 }
 
+Fault::Fault(Json::Value planned) : plan(std::move(planned)) {
+    const std::string name = Cli::StringMember(plan, "kind");
+    for (const FaultKind& each : FaultKinds()) {
+        kind = name == each.name ? &each : kind;
+    }
+    if (kind == nullptr) {
+        throw std::runtime_error("there is no fault \"" + name + "\"");
+    }
+    if (!kind->value.fits(Cli::StringMember(plan, "value"))) {
+        throw std::runtime_error("the value of fault " + name + " is " + kind->value.rule);
+    }
+}
+
 std::size_t Fault::Number() const {
-    return std::strtoull(value.c_str(), nullptr, 10);
+    return std::strtoull(Value().c_str(), nullptr, 10);
 }
 
 std::chrono::milliseconds Fault::Time() const {
-    return std::chrono::milliseconds(std::llround(Cli::ParseDuration(value).value_or(0) * 1000));
+    return std::chrono::milliseconds(std::llround(Cli::ParseDuration(Value()).value_or(0) * 1000));
 }
 
 std::string Fault::Describe() const {
-    return kind->name + (value.empty() ? "" : " " + value) +
-           (kind->operand == FILE_OPERAND ? ", status " + std::to_string(status) : "");
-}
-
-Fault FaultOf(const std::string& name) {
-    const auto& kinds = FaultKinds();
-    const auto kind =
-        std::find_if(kinds.begin(), kinds.end(), [&](const FaultKind& each) { return each.name == name; });
-    if (kind == kinds.end()) {
-        throw std::runtime_error("there is no fault \"" + name + "\"");
-    }
-    return {&*kind, "", "", 0, 1, 200, {}};
+    return kind->name + (Value().empty() ? "" : " " + Value()) +
+           (&kind->value == &FaultValue::FILE ? ", status " + plan["status"].asString() : "");
 }
 
 SslSession BeginSession(const TlsContexts& tls, int socket, const std::optional<Fault>& fault) {
-    return fault ? fault->kind->begin(tls, socket, *fault) : tls.NewSession(socket);
+    return fault ? std::get<Begin>(fault->kind->deed)(tls, socket, *fault) : tls.NewSession(socket);
 }
 
-bool Deliver(Connection& connection, const std::string& answer, const std::optional<Fault>& fault) {
-    const auto deliver = fault ? fault->kind->deliver : nullptr;
-    return deliver != nullptr ? deliver(connection, answer, *fault) : connection.Send(answer);
+bool SendAnswer(Connection& connection, const std::string& answer, const std::optional<Fault>& fault) {
+    const Deliver* deliver = fault ? std::get_if<Deliver>(&fault->kind->deed) : nullptr;
+    return deliver != nullptr ? (*deliver)(connection, answer, *fault) : connection.Send(answer);
 }
 
 }  // namespace LocalCloud

@@ -5,9 +5,9 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "Cloud/State/Certificates.h"
@@ -17,47 +17,52 @@ namespace LocalCloud {
 class Connection;
 struct Fault;
 
-/** Of its three deeds a kind has one. */
+/** What the value of a fault is. */
+struct FaultValue {
+    /** In a word; empty where it takes none. */
+    const char* word;
+    std::string rule;
+    bool (*fits)(const std::string& value);
+
+    static const FaultValue NOTHING, BYTES, CODE, DURATION, FILE, FLAW, VERSION;
+};
+
+/** Sends an answer in its way; the request was carried out. @return whether the connection can go on */
+using Deliver = bool (*)(Connection& connection, const std::string& answer, const Fault& fault);
+/** Makes the body of the answer to a request that is not looked at. */
+using MakeBody = std::string (*)(const Fault& fault);
+/** Begins a connection; null where nothing follows. */
+using Begin = SslSession (*)(const TlsContexts& tls, int socket, const Fault& fault);
+
 struct FaultKind {
     const char* name;
-    /** What its value is, in a word; empty where it takes none. */
-    const char* operand;
-    /** What the value must be; empty where it is that. */
-    std::string (*rule)(const std::string& value);
+    const FaultValue& value;
     /** The value where none is given; null where it must be. */
     const char* standard;
     const char* summary;
-
-    /** Sends an answer in its way; the request was carried out. @return whether the connection can go on */
-    bool (*deliver)(Connection& connection, const std::string& answer, const Fault& fault);
-    /** Makes the body of the answer to a request that is not looked at. */
-    std::string (*answer)(const Fault& fault);
-    /** Begins a connection; null where nothing follows. */
-    SslSession (*begin)(const TlsContexts& tls, int socket, const Fault& fault);
+    std::variant<Deliver, MakeBody, Begin> deed;
 };
 
 const std::vector<FaultKind>& FaultKinds();
 
-/** What the value of a fault is that sends a file's bytes, or a status. */
-inline constexpr char FILE_OPERAND[] = "FILE";
-inline constexpr char CODE_OPERAND[] = "CODE";
-
+/** A fault as it is stored, and as --json shows it. */
 struct Fault {
+    /** @throws std::runtime_error where there is no such kind, or it takes no such value */
+    explicit Fault(Json::Value planned);
+
+    /** Its "kind" and "value"; the request's name, or "any", that it is "on"; how many requests (or
+     * connections) pass unharmed first ("skip"), and how many are hit then ("times"), where 0 is all until it
+     * is cleared; of a kind that answers itself the "status" and the "headers", each a whole line, NAME:
+     * VALUE. */
+    Json::Value plan;
     /** Never null. */
-    const FaultKind* kind;
-    std::string value;
-    /** A request's name; empty for any. */
-    std::string on;
-    /** How many requests (or connections) pass unharmed first. */
-    std::int64_t skip = 0;
-    /** How many are hit then; 0 is all until the fault is cleared. */
-    std::int64_t times = 1;
-    /** Of a kind that answers itself. Each header is a whole line, NAME: VALUE. */
-    int status = 200;
-    std::vector<std::string> headers;
+    const FaultKind* kind = nullptr;
 
     bool HitsConnection() const {
-        return kind->begin != nullptr;
+        return std::holds_alternative<Begin>(kind->deed);
+    }
+    std::string Value() const {
+        return plan["value"].asString();
     }
     /** The value, where it is one. */
     std::size_t Number() const;
@@ -66,8 +71,7 @@ struct Fault {
     std::string Describe() const;
 };
 
-/** A fault of the kind of this name. @throws std::runtime_error where there is none */
-Fault FaultOf(const std::string& name);
+inline constexpr char ANY_REQUEST[] = "any";
 
 /** The session that an accepted socket is served with; null where the fault does without one, and the socket
  * is done with. */
@@ -75,6 +79,6 @@ SslSession BeginSession(const TlsContexts& tls, int socket, const std::optional<
 
 /** Sends the answer, the way a fault wants it sent where there is one. @return whether the connection can go
  * on */
-bool Deliver(Connection& connection, const std::string& answer, const std::optional<Fault>& fault);
+bool SendAnswer(Connection& connection, const std::string& answer, const std::optional<Fault>& fault);
 
 }  // namespace LocalCloud

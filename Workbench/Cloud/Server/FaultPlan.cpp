@@ -10,39 +10,19 @@ namespace LocalCloud {
 
 namespace {
 
-constexpr char ANY[] = "any";
+bool Concerns(const Fault& fault, const std::string& request) {
+    const std::string on = Cli::StringMember(fault.plan, "on");
+    return fault.HitsConnection() == request.empty() && (on == ANY_REQUEST || on == request);
+}
 
-/** @throws std::runtime_error for what ToJson() does not make */
-Fault FromJson(const Json::Value& value) {
-    Fault fault = FaultOf(Cli::StringMember(value, "kind"));
-    fault.value = Cli::StringMember(value, "value");
-    if (const std::string rule = fault.kind->rule(fault.value); !rule.empty()) {
-        throw std::runtime_error("the value of " + fault.Describe() + " must be " + rule);
-    }
-    fault.on = Cli::StringMember(value, "on");
-    fault.on = fault.on == ANY ? "" : fault.on;
-    fault.skip = Cli::IntegerMember(value, "skip");
-    fault.times = Cli::IntegerMember(value, "times");
-    fault.status = static_cast<int>(Cli::IntegerMember(value, "status"));
-    for (const auto& line : value["headers"]) {
-        fault.headers.push_back(line.asString());
-    }
-    return fault;
+/** Takes one off the number of this name, where it is not 0. @return whether it took the last */
+bool CountDown(Fault& fault, const char* name) {
+    const std::int64_t number = fault.plan[name].asInt64();
+    fault.plan[name] = Json::Int64(std::max<std::int64_t>(number - 1, 0));
+    return number == 1;
 }
 
 }  // namespace
-
-Json::Value ToJson(const Fault& fault) {
-    Json::Value value;
-    value["kind"] = fault.kind->name;
-    value["value"] = fault.value;
-    value["on"] = fault.on.empty() ? ANY : fault.on;
-    value["skip"] = Json::Int64(fault.skip);
-    value["times"] = Json::Int64(fault.times);
-    value["status"] = fault.status;
-    value["headers"] = Cli::JsonArray(fault.headers);
-    return value;
-}
 
 void FaultPlan::Add(const Fault& fault) {
     const Cli::FileLock oneAtATime = m_folder.LockForEdit();
@@ -57,7 +37,7 @@ std::vector<Fault> FaultPlan::List() const {
     try {
         const Json::Value stored = text ? Cli::ParseObject(*text, m_path) : Json::Value();
         for (const auto& value : stored["faults"]) {
-            faults.push_back(FromJson(value));
+            faults.emplace_back(value);
         }
     } catch (const std::exception& damage) {
         throw std::runtime_error(std::string("faults.json: ") + damage.what() +
@@ -84,38 +64,28 @@ std::optional<Fault> FaultPlan::Take(const std::string& request) {
         return std::nullopt;
     }
     const Cli::FileLock oneAtATime = m_folder.LockForEdit();
-    std::vector<Fault> faults = List();
-    auto due = faults.end();
-    bool counted = false;
-    for (auto fault = faults.begin(); fault != faults.end(); ++fault) {
-        if (fault->HitsConnection() != request.empty() || (!fault->on.empty() && fault->on != request)) {
-            continue;
-        }
-        if (fault->skip > 0) {
-            --fault->skip;
-            counted = true;
-        } else if (due == faults.end()) {
-            due = fault;
-        }
-    }
     std::optional<Fault> taken;
-    if (due != faults.end()) {
-        taken = *due;
-        counted = counted || due->times > 0;
-        if (due->times > 0 && --due->times == 0) {
-            faults.erase(due);
+    std::vector<Fault> left;
+    for (Fault& fault : List()) {
+        bool isUsedUp = false;
+        if (Concerns(fault, request) && fault.plan["skip"] != 0) {
+            CountDown(fault, "skip");
+        } else if (Concerns(fault, request) && !taken) {
+            taken = fault;
+            isUsedUp = CountDown(fault, "times");
+        }
+        if (!isUsedUp) {
+            left.push_back(fault);
         }
     }
-    if (counted) {
-        Store(faults);
-    }
+    Store(left);
     return taken;
 }
 
 void FaultPlan::Store(const std::vector<Fault>& faults) const {
     Json::Value stored;
     for (const Fault& fault : faults) {
-        stored["faults"].append(ToJson(fault));
+        stored["faults"].append(fault.plan);
     }
     faults.empty() ? static_cast<void>(Files::Remove(m_path))
                    : Files::Replace(m_path, Cli::EditableJson(stored));

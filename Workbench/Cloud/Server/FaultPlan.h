@@ -1,8 +1,6 @@
 /** The faults that are still to come, in state/faults.json, which is there as long as any are. */
 #pragma once
 
-#include <json/json.h>
-
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,9 +9,6 @@
 #include "Cloud/State/Folder.h"
 
 namespace LocalCloud {
-
-/** With all that there is to know, as it is stored, and as --json shows it. */
-Json::Value ToJson(const Fault& fault);
 
 /**
  * Each fault counts the requests (or connections) that concern it from when it was planned. When several are
