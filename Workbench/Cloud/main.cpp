@@ -16,10 +16,9 @@ More on a command: infosync-cloud COMMAND --help)");
     tool.AddFolder(
         LocalCloud::FOLDER_VARIABLE, LocalCloud::FOLDER_NAME,
         "the cloud's folder (default: $INFOSYNC_CLOUD_DIR, else infosync-cloud in the state folder)");
-    for (const auto add :
-         {&LocalCloud::AddServerCommands, &LocalCloud::AddRecordCommands, &LocalCloud::AddRequestsCommand,
-          &LocalCloud::AddFaultCommands, &LocalCloud::AddExpireCommand}) {
-        add(tool);
-    }
+    LocalCloud::AddServerCommands(tool);
+    LocalCloud::AddUserCommands(tool);
+    LocalCloud::AddRequestsCommand(tool);
+    LocalCloud::AddFaultCommands(tool);
     return tool.Run(argc, argv);
 }

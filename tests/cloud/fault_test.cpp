@@ -1,6 +1,7 @@
+#include "Cloud/Server/Fault.h"
+
 #include <stdexcept>
 
-#include "Cloud/Server/FaultPlan.h"
 #include "Files.h"
 #include "cloud_folder.h"
 

@@ -6,13 +6,20 @@
 
 namespace LocalCloud {
 
-/** list, user, device */
-void AddRecordCommands(Cli::Tool& tool);
+/** Of a command that has no other argument. */
+struct Shown {
+    bool json = false;
+};
+inline void DeclareShown(Cli::Command& command, Shown& shown) {
+    command.Json(shown.json);
+}
+
+/** user, device, list, expire */
+void AddUserCommands(Cli::Tool& tool);
 
 /** serve, status, stop */
 void AddServerCommands(Cli::Tool& tool);
 
-void AddExpireCommand(Cli::Tool& tool);
 void AddFaultCommands(Cli::Tool& tool);
 void AddRequestsCommand(Cli::Tool& tool);
 

@@ -11,7 +11,7 @@
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Protocol/Endpoints.h"
-#include "Cloud/Server/FaultPlan.h"
+#include "Cloud/Server/Fault.h"
 #include "Cloud/State/Certificates.h"
 #include "Cloud/State/ServerState.h"
 #include "Files.h"
@@ -80,11 +80,7 @@ void PlanFault(const FaultArguments& arguments) {
               << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
 }
 
-struct ListArguments {
-    bool json = false;
-};
-
-void ListFaults(const ListArguments& arguments) {
+void ListFaults(const Shown& arguments) {
     Json::Value list = Json::arrayValue;
     Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
     for (const Fault& fault : FaultPlan(Folder::Ready()).List()) {
@@ -165,10 +161,8 @@ Examples:
   infosync-cloud fault drop --on activation --nth 2
   infosync-cloud fault certificate expired)",
              &DeclareFault, &PlanFault);
-    tool.Add<ListArguments>(
-        "fault list", "Show the faults that are still to come",
-        "Example:\n  infosync-cloud fault list --json",
-        [](Cli::Command& command, ListArguments& arguments) { command.Json(arguments.json); }, &ListFaults);
+    tool.Add("fault list", "Show the faults that are still to come",
+             "Example:\n  infosync-cloud fault list --json", &DeclareShown, &ListFaults);
     tool.Add("fault clear", "Forget the faults that are still to come", "", &ClearFaults);
 }
 

@@ -169,15 +169,7 @@ std::string TableOf(const Json::Value& status) {
     return table.Text(Cli::Style(STDOUT_FILENO));
 }
 
-struct StatusArguments {
-    bool json = false;
-};
-
-void DeclareStatus(Cli::Command& command, StatusArguments& arguments) {
-    command.Json(arguments.json);
-}
-
-void Status(const StatusArguments& arguments) {
+void Status(const Shown& arguments) {
     const Folder folder = Folder::Ready();
     if (arguments.json && !FindServer(folder)) {
         std::cout << "{ \"running\" : false }\n";
@@ -220,7 +212,7 @@ Examples:
 
 Example:
   infosync-cloud status --json)",
-             &DeclareStatus, &Status);
+             &DeclareShown, &Status);
     tool.Add("stop", "End the running server, and wait until it has ended", "", &Stop);
 }
 

@@ -130,9 +130,8 @@ void CloudServer::ShowConnection(const std::string& what) {
 
 bool CloudServer::process_and_close_socket(socket_t socket) {
     if (m_connections.Enter(socket)) {
-        if (const auto waited = m_connections.MakeRoom()) {
-            ShowConnection("too many connections: one that was silent for " +
-                           std::to_string(waited->count()) + " ms is ended");
+        if (m_connections.MakeRoom()) {
+            ShowConnection("too many connections: the one that was silent longest is ended");
         }
         try {
             ServeConnection(socket);

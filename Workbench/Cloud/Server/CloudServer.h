@@ -10,7 +10,7 @@
 
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/Server/Connection.h"
-#include "Cloud/Server/FaultPlan.h"
+#include "Cloud/Server/Fault.h"
 #include "Cloud/State/Certificates.h"
 #include "Cloud/State/Exchanges.h"
 #include "Cloud/State/ServerState.h"

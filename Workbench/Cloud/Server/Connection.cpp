@@ -221,17 +221,17 @@ void Connections::SetWaiting(int socket, bool isWaiting) {
     m_waitingSince[socket] = isWaiting ? Clock::now() : NOT_WAITING;
 }
 
-std::optional<std::chrono::milliseconds> Connections::MakeRoom() {
+bool Connections::MakeRoom() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto longest = std::min_element(m_waitingSince.begin(), m_waitingSince.end(),
                                           [](const auto& a, const auto& b) { return a.second < b.second; });
-    if (m_waitingSince.size() <= MOST || longest->second == NOT_WAITING) {
-        return std::nullopt;
+    const bool isEnded = m_waitingSince.size() > MOST && longest->second != NOT_WAITING;
+    if (isEnded) {
+        ::shutdown(longest->first, SHUT_RDWR);
+        // It is on its way out: the next one takes another.
+        longest->second = NOT_WAITING;
     }
-    ::shutdown(longest->first, SHUT_RDWR);
-    // It is on its way out: the next one takes another.
-    const auto waited = Clock::now() - std::exchange(longest->second, NOT_WAITING);
-    return std::chrono::duration_cast<std::chrono::milliseconds>(waited);
+    return isEnded;
 }
 
 void Connections::EndAll() {

@@ -114,9 +114,7 @@ public:
     // A client may keep its connections as long as it likes: enough for a fleet of simulated televisions.
     static constexpr std::size_t MOST = 240;
 
-    /**
-     * Takes in a new one, which waits for its client.
-     * @return whether it is to be served: not after EndAll()
+    /** Takes in a new one, which waits for its client. @return whether it is to be served: not after EndAll()
      */
     bool Enter(int socket);
     /** Before the socket is closed. */
@@ -125,12 +123,9 @@ public:
     /** From now on the server waits for the client's request, or it does not. */
     void SetWaiting(int socket, bool isWaiting);
 
-    /**
-     * Ends the one that has kept the server waiting longest, where there are too many.
-     * @return for how long it had
-     */
-    std::optional<std::chrono::milliseconds> MakeRoom();
-
+    /** Ends the one that has kept the server waiting longest, where there are too many. @return whether there
+     * were */
+    bool MakeRoom();
     /** Ends every connection; no other is served. */
     void EndAll();
 

@@ -113,6 +113,18 @@ bool IsFlaw(const std::string& value) {
     return std::find(flaws.begin(), flaws.end(), value) != flaws.end();
 }
 
+bool Concerns(const Fault& fault, const std::string& request) {
+    const std::string on = Cli::StringMember(fault.plan, "on");
+    return fault.HitsConnection() == request.empty() && (on == ANY_REQUEST || on == request);
+}
+
+/** Takes one off the number of this name, where it is not 0. @return whether it took the last */
+bool CountDown(Fault& fault, const char* name) {
+    const std::int64_t number = fault.plan[name].asInt64();
+    fault.plan[name] = Json::Int64(std::max<std::int64_t>(number - 1, 0));
+    return number == 1;
+}
+
 std::string NoBody(const Fault& /*fault*/) {
     return "";
 }
@@ -123,18 +135,19 @@ std::string BytesOfFile(const Fault& fault) {
 
 }  // namespace
 
-using Text = const std::string&;
-
 const FaultValue FaultValue::NOTHING = {"", "none: it takes no value",
-                                        [](Text value) { return value.empty(); }};
-const FaultValue FaultValue::BYTES = {"BYTES", "a number from 0 to 1000000000",
-                                      [](Text value) { return IsNumber(value, 0, 1'000'000'000); }};
+                                        [](const std::string& value) { return value.empty(); }};
+const FaultValue FaultValue::BYTES = {"BYTES", "a number from 0 to 1000000000", [](const std::string& value) {
+                                          return IsNumber(value, 0, 1'000'000'000);
+                                      }};
 const FaultValue FaultValue::CODE = {"CODE", "a number from 200 to 9999",
-                                     [](Text value) { return IsNumber(value, 200, 9999); }};
+                                     [](const std::string& value) { return IsNumber(value, 200, 9999); }};
 const FaultValue FaultValue::DURATION = {"DURATION", "a time up to a day, such as 0.5s, 2s or 10m", &IsPause};
-const FaultValue FaultValue::FILE = {"FILE", "a file", [](Text value) { return !value.empty(); }};
+const FaultValue FaultValue::FILE = {"FILE", "a file",
+                                     [](const std::string& value) { return !value.empty(); }};
 const FaultValue FaultValue::FLAW = {"FLAW", "one of " + Cli::Join(CertificateFlaws(), ", "), &IsFlaw};
-const FaultValue FaultValue::VERSION = {"1.1", "1.1", [](Text value) { return value == "1.1"; }};
+const FaultValue FaultValue::VERSION = {"1.1", "1.1",
+                                        [](const std::string& value) { return value == "1.1"; }};
 
 const std::vector<FaultKind>& FaultKinds() {
     using V = FaultValue;
@@ -190,6 +203,73 @@ SslSession BeginSession(const TlsContexts& tls, int socket, const std::optional<
 bool SendAnswer(Connection& connection, const std::string& answer, const std::optional<Fault>& fault) {
     const Deliver* deliver = fault ? std::get_if<Deliver>(&fault->kind->deed) : nullptr;
     return deliver != nullptr ? (*deliver)(connection, answer, *fault) : connection.Send(answer);
+}
+
+void FaultPlan::Add(const Fault& fault) {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    std::vector<Fault> faults = List();
+    faults.push_back(fault);
+    Store(faults);
+}
+
+std::vector<Fault> FaultPlan::List() const {
+    std::vector<Fault> faults;
+    const auto text = Files::ReadIfThere(m_path);
+    try {
+        const Json::Value stored = text ? Cli::ParseObject(*text, m_path) : Json::Value();
+        for (const auto& value : stored["faults"]) {
+            faults.emplace_back(value);
+        }
+    } catch (const std::exception& damage) {
+        throw std::runtime_error(std::string("faults.json: ") + damage.what() +
+                                 "; remove it: nothing is planned then: " + m_path);
+    }
+    return faults;
+}
+
+std::size_t FaultPlan::Clear() {
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    const std::size_t count = List().size();
+    Store({});
+    return count;
+}
+
+bool FaultPlan::WaitsForConnection() const {
+    const std::vector<Fault> faults = List();
+    return std::any_of(faults.begin(), faults.end(),
+                       [](const Fault& fault) { return fault.HitsConnection(); });
+}
+
+std::optional<Fault> FaultPlan::Take(const std::string& request) {
+    if (List().empty()) {
+        return std::nullopt;
+    }
+    const Cli::FileLock oneAtATime = m_folder.LockForEdit();
+    std::optional<Fault> taken;
+    std::vector<Fault> left;
+    for (Fault& fault : List()) {
+        bool isUsedUp = false;
+        if (Concerns(fault, request) && fault.plan["skip"] != 0) {
+            CountDown(fault, "skip");
+        } else if (Concerns(fault, request) && !taken) {
+            taken = fault;
+            isUsedUp = CountDown(fault, "times");
+        }
+        if (!isUsedUp) {
+            left.push_back(fault);
+        }
+    }
+    Store(left);
+    return taken;
+}
+
+void FaultPlan::Store(const std::vector<Fault>& faults) const {
+    Json::Value stored;
+    for (const Fault& fault : faults) {
+        stored["faults"].append(fault.plan);
+    }
+    faults.empty() ? static_cast<void>(Files::Remove(m_path))
+                   : Files::Replace(m_path, Cli::EditableJson(stored));
 }
 
 }  // namespace LocalCloud

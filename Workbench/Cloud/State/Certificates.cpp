@@ -3,9 +3,11 @@
 #include <openssl/ec.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl/rand.h>
 #include <openssl/x509v3.h>
 
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <stdexcept>
 #include <utility>
@@ -29,7 +31,7 @@ constexpr char HOSTS[] =
 constexpr char CERTIFICATE_FILE[] = "/ca.pem";
 constexpr char KEY_FILE[] = "/ca.key";
 
-using Bio = std::unique_ptr<BIO, decltype(&BIO_free)>;
+using Bio = std::unique_ptr<BIO, Freed<&BIO_free>>;
 
 /** What a certificate says. */
 struct Contents {
@@ -73,16 +75,9 @@ void AddExtension(X509* certificate, X509* issuer, int kind, const char* value) 
     }
     X509V3_CTX context;
     X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    const std::unique_ptr<X509_EXTENSION, decltype(&X509_EXTENSION_free)> extension(
-        X509V3_EXT_conf_nid(nullptr, &context, kind, value), &X509_EXTENSION_free);
+    const std::unique_ptr<X509_EXTENSION, Freed<&X509_EXTENSION_free>> extension(
+        X509V3_EXT_conf_nid(nullptr, &context, kind, value));
     ThrowUnless(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
-}
-
-void SetSerialNumber(X509* certificate) {
-    constexpr int SERIAL_BITS = 127;
-    const std::unique_ptr<BIGNUM, decltype(&BN_free)> number(BN_new(), &BN_free);
-    ThrowUnless(number && BN_rand(number.get(), SERIAL_BITS, BN_RAND_TOP_ANY, BN_RAND_BOTTOM_ANY) == 1 &&
-                BN_to_ASN1_INTEGER(number.get(), X509_get_serialNumber(certificate)) != nullptr);
 }
 
 /** A new key and a certificate for it; without an issuer it is signed by itself. */
@@ -95,9 +90,11 @@ Identity Issue(const Contents& contents, const Identity* issuer) {
                 X509_set_version(certificate, X509_VERSION_3) == 1 &&
                 X509_set_pubkey(certificate, identity.key.get()) == 1);
     const Identity& signer = issuer != nullptr ? *issuer : identity;
-    SetSerialNumber(certificate);
+    std::uint64_t serial = 0;
     const auto* name = reinterpret_cast<const unsigned char*>(contents.commonName);
-    ThrowUnless(X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, name, -1,
+    ThrowUnless(RAND_bytes(reinterpret_cast<unsigned char*>(&serial), sizeof(serial)) == 1 &&
+                ASN1_INTEGER_set_uint64(X509_get_serialNumber(certificate), serial) == 1 &&
+                X509_NAME_add_entry_by_txt(X509_get_subject_name(certificate), "CN", MBSTRING_UTF8, name, -1,
                                            -1, 0) == 1 &&
                 X509_gmtime_adj(X509_getm_notBefore(certificate), contents.validFrom) != nullptr &&
                 X509_gmtime_adj(X509_getm_notAfter(certificate), contents.validTo) != nullptr &&
@@ -126,7 +123,7 @@ std::string TextOf(BIO* bio) {
 }
 
 Bio Open(const std::string& text) {
-    return {BIO_new_mem_buf(text.data(), static_cast<int>(text.size())), &BIO_free};
+    return Bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
 
 Identity LoadAuthority(const std::string& folder) {
@@ -199,8 +196,8 @@ void MakeAuthority(const std::string& folder) {
         return;
     }
     const Identity authority = NewAuthority();
-    const Bio key(BIO_new(BIO_s_mem()), &BIO_free);
-    const Bio certificate(BIO_new(BIO_s_mem()), &BIO_free);
+    const Bio key(BIO_new(BIO_s_mem()));
+    const Bio certificate(BIO_new(BIO_s_mem()));
     ThrowUnless(key && certificate &&
                 PEM_write_bio_PKCS8PrivateKey(key.get(), authority.key.get(), nullptr, nullptr, 0, nullptr,
                                               nullptr) == 1 &&

@@ -10,28 +10,21 @@
 
 namespace LocalCloud {
 
-struct OpenSslDeleter {
-    void operator()(EVP_PKEY* key) const {
-        EVP_PKEY_free(key);
-    }
-    void operator()(X509* certificate) const {
-        X509_free(certificate);
-    }
-    void operator()(SSL_CTX* context) const {
-        SSL_CTX_free(context);
-    }
-    void operator()(SSL* session) const {
-        SSL_free(session);
+template <auto FREE>
+struct Freed {
+    template <typename Type>
+    void operator()(Type* value) const {
+        FREE(value);
     }
 };
 
-using SslContext = std::unique_ptr<SSL_CTX, OpenSslDeleter>;
-using SslSession = std::unique_ptr<SSL, OpenSslDeleter>;
+using SslContext = std::unique_ptr<SSL_CTX, Freed<&SSL_CTX_free>>;
+using SslSession = std::unique_ptr<SSL, Freed<&SSL_free>>;
 
 /** A certificate with its private key. */
 struct Identity {
-    std::unique_ptr<EVP_PKEY, OpenSslDeleter> key;
-    std::unique_ptr<X509, OpenSslDeleter> certificate;
+    std::unique_ptr<EVP_PKEY, Freed<&EVP_PKEY_free>> key;
+    std::unique_ptr<X509, Freed<&X509_free>> certificate;
 };
 
 /** What may be the matter with a server certificate. */

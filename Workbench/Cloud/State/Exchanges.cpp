@@ -37,12 +37,12 @@ std::string NewerHalf(const std::string& text) {
     return text.size() <= half ? text : text.substr(text.find('\n', text.size() - half - 1) + 1);
 }
 
-constexpr char MARK[] = "changed_after=";
-constexpr std::size_t LONGEST_TARGET = 48;
 constexpr std::int64_t FIRST_ERROR = 400;
 
 /** The request's name, with the mark that is asked from; the target where there is no such request. */
 std::string WhatOf(const Json::Value& exchange) {
+    constexpr char MARK[] = "changed_after=";
+    constexpr std::size_t LONGEST_TARGET = 48;
     const std::string target = Cli::StringMember(exchange, "path");
     const std::string name = Cli::StringMember(exchange, "endpoint");
     if (name.empty()) {

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <memory>
 #include <stdexcept>
 #include <unordered_set>
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
+#include "Cli/Text.h"
 #include "Cloud/State/Crypto.h"
 #include "Cloud/State/Refused.h"
 #include "Files.h"
@@ -17,8 +17,6 @@
 namespace LocalCloud {
 
 namespace {
-
-using Text = std::unique_ptr<char, decltype(&g_free)>;
 
 constexpr char SUFFIX[] = ".json";
 // A file name has 255 bytes at most, the suffix included.
@@ -128,8 +126,7 @@ Json::Value ParseUserFile(const std::string& text, const std::string& name) {
 }  // namespace
 
 std::string FileNameOfLogin(const std::string& login) {
-    const Text escaped(g_uri_escape_string(login.c_str(), "@+ ", TRUE), &g_free);
-    std::string name = escaped.get();
+    std::string name = Cli::Taken(g_uri_escape_string(login.c_str(), "@+ ", TRUE));
     if (name.compare(0, 1, ".") == 0) {
         name.replace(0, 1, "%2E");
     }
@@ -149,10 +146,9 @@ std::vector<std::string> Users::List() const {
     std::vector<std::string> logins;
     for (const auto& entry : std::filesystem::directory_iterator(m_folder.UsersFolder())) {
         const std::string stem = entry.path().stem();
-        const Text login(g_uri_unescape_string(stem.c_str(), nullptr), &g_free);
-        if (login && entry.path().extension() == SUFFIX && IsLogin(login.get()) &&
-            FileNameOfLogin(login.get()) == stem) {
-            logins.emplace_back(login.get());
+        const std::string login = Cli::Taken(g_uri_unescape_string(stem.c_str(), nullptr));
+        if (entry.path().extension() == SUFFIX && IsLogin(login) && FileNameOfLogin(login) == stem) {
+            logins.push_back(login);
         }
     }
     std::sort(logins.begin(), logins.end());

@@ -9,8 +9,11 @@
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
+#include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Crypto.h"
+#include "Cloud/State/Tokens.h"
 #include "Cloud/State/Users.h"
+#include "Files.h"
 
 namespace LocalCloud {
 
@@ -18,6 +21,7 @@ namespace {
 
 constexpr char HANDS_FREE_UUID[] = "0000111e-0000-1000-8000-00805f9b34fb";
 constexpr std::size_t ID_BYTES = 6;
+constexpr char MARK_WORD[] = "mark";
 
 /** What the commands take, each a part of it. */
 struct RecordArguments {
@@ -140,9 +144,52 @@ void DeclareDevice(Cli::Command& command, RecordArguments& arguments) {
     command.Operand("ID", arguments.id).Required();
 }
 
+struct ExpireArguments {
+    std::string what;
+    std::string login;
+    std::string code = TextOf(ResultCode::MARK_TOO_OLD);
+};
+
+void ExpireMark(const Folder& folder, const ExpireArguments& arguments) {
+    const Cli::FileLock oneAtATime = folder.LockForEdit();
+    Files::Replace(folder.ExpiredMarkFile(arguments.login), arguments.code + "\n");
+    std::cout << "The next download of " << Cli::Escape(arguments.login)
+              << " that asks from a mark is refused with " << arguments.code << "\n";
+}
+
+void Expire(const ExpireArguments& arguments) {
+    const Folder folder = Folder::Ready();
+    Users(folder).RequireExists(arguments.login);
+    if (arguments.what == MARK_WORD) {
+        ExpireMark(folder, arguments);
+    }
+    for (const Holding* holding : HOLDINGS) {
+        if (arguments.what == holding->name) {
+            const auto expired = TokenStore(folder).Expire(*holding, arguments.login);
+            std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), holding->noun) << "\n"
+                      << (expired > 0 ? std::string("It shows ") + holding->shows + ".\n" : "");
+        }
+    }
+}
+
+void DeclareExpire(Cli::Command& command, ExpireArguments& arguments) {
+    std::vector<std::string> words = {MARK_WORD};
+    for (const Holding* holding : HOLDINGS) {
+        words.insert(words.end() - 1, holding->name);
+    }
+    const std::string tooOld = TextOf(ResultCode::MARK_TOO_OLD);
+    const std::string unknown = TextOf(ResultCode::MARK_UNKNOWN);
+    command.Operand("WHAT", arguments.what, Cli::Join(words, ", ")).Required().OneOf(words);
+    command.Operand("USER", arguments.login).Required();
+    command
+        .Option("--code", "RCODE", arguments.code,
+                "of a mark: " + tooOld + " (too old, the default) or " + unknown + " (unknown)")
+        .OneOf({tooOld, unknown});
+}
+
 }  // namespace
 
-void AddRecordCommands(Cli::Tool& tool) {
+void AddUserCommands(Cli::Tool& tool) {
     tool.Add<RecordArguments>(
         "user add", "Add a user, so that the cloud accepts the sign-in",
         "A user goes away with the file that the command names.\n\n"
@@ -179,6 +226,18 @@ Examples:
             command.Json(arguments.json);
         },
         &List);
+    tool.Add("expire", "End what a user holds now, whatever its lifetime",
+             R"(The cloud refuses the user's access tokens, refresh tokens, device ids
+(activation) or application tokens from now on; the client believes that it may
+still use them. A mark is refused once, with the next download that asks from
+one: the client is then to forget its records and to download everything.
+
+Works with and without a running server.
+
+Examples:
+  infosync-cloud expire app ann@example.com
+  infosync-cloud expire mark ann@example.com --code 4000002)",
+             &DeclareExpire, &Expire);
 }
 
 }  // namespace LocalCloud
