@@ -1,18 +1,13 @@
 #include "AuthData/CAccessToken.h"
 #include "CSsoManager.h"
+#include "Expected.h"
 #include "Manager/CCloudServerManager.h"
 #include "ServiceTest.h"
 
-using ::testing::Contains;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 namespace {
 
-constexpr char CLOUD[] = "https://api.cloud.quorlen.example";
 constexpr char ACTIVATION[] = R"({"dvcId":"dvc","expireTime":2000000,"rcode":0})";
 constexpr char APP_TOKEN[] = R"({"accessToken":"jwt","tokenExpireTimeSec":2000})";
 constexpr char DOWNLOAD[] = R"({"meta":{"synced_timestamp":9},"more":1,"records":[]})";
@@ -38,14 +33,6 @@ protected:
         token->ParseAccessToken(R"({"rsp":{"result":{"access_token":"access","userId":"uid"}}})");
         manager.GetBTInfoDataFromCloud(token);
     }
-
-    static std::vector<std::string> Paths() {
-        std::vector<std::string> paths;
-        for (const auto& request : Fake::HttpRequests()) {
-            paths.push_back(request.url.substr(sizeof(CLOUD) - 1));
-        }
-        return paths;
-    }
 };
 
 }  // namespace
@@ -60,78 +47,38 @@ TEST_F(CCloudServerManagerTest, LoginIdIsAskedForAnew) {
     EXPECT_THAT(Stored("InfoSyncRecords"), StartsWith(R"({"user-2":)"));
 }
 
-TEST_F(CCloudServerManagerTest, OnlyAPositiveMarkIsSentBack) {
-    const std::string mark = "last synced timestamp : ";
+TEST_F(CCloudServerManagerTest, DownloadByMarkAndAnswer) {
     struct Case {
-        std::string entry;
-        std::string query;
-        bool unreadable = false;
+        std::string name;
+        std::string records;
+        std::string answer;
+        long status = 200;
     };
-    const std::string all = "?table_ver=1";
-    const Case cases[] = {{R"({"meta":{"synced_timestamp":1}})", all + "&changed_after=1&coldStartable=true"},
-                          {R"({"meta":{"synced_timestamp":9223372036854775807}})",
-                           all + "&changed_after=9223372036854775807&coldStartable=true"},
-                          {R"({"meta":{"synced_timestamp":0}})", all},
-                          {R"({"meta":{"synced_timestamp":-5}})", all},
-                          {R"({"meta":{"synced_timestamp":"7"}})", all, true}};
-    for (const auto& [entry, query, unreadable] : cases) {
-        SCOPED_TRACE(entry);
-        Fake::Reset();
-        StoreCredentials();
-        Fake::Tv().records["InfoSyncRecords"] = OfUser(entry);
-        Fake::Answer(DOWNLOAD);
-        Run();
-        EXPECT_THAT(Paths(), ElementsAre("/data/v2/com.quorlen.bluetooth.device_sync" + query));
-        EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains(StartsWith(mark)).Times(query == all ? 0 : 1));
-        EXPECT_EQ(Fake::Logged(DLOG_ERROR).front() == "fail to get json info.", unreadable);
-        EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"("meta":{"synced_timestamp":9})"));
-    }
-}
-
-TEST_F(CCloudServerManagerTest, FirstDownloadIsMergedOnlyIntoAnEmptyStore) {
-    StoreCredentials();
+    const auto marked = [](const std::string& mark) {
+        return OfUser(R"({"meta":{"synced_timestamp":)" + mark + "}}");
+    };
     const std::string batch =
         R"({"meta":{"synced_timestamp":9},"more":1,"records":[{"record_id":"b"},{"record_id":"a"}]})";
-    for (const char* stored : {R"({"user-1":null})", ""}) {
-        SCOPED_TRACE(stored);
-        Fake::Tv().records["InfoSyncRecords"] = stored;
-        Fake::Answer(batch);
-        Run();
-        EXPECT_EQ(
-            Stored("InfoSyncRecords"),
-            OfUser(R"({"meta":{"synced_timestamp":9},"records":[{"record_id":"a"},{"record_id":"b"}]})"));
-        EXPECT_THAT(Fake::Logged(DLOG_INFO), Not(Contains("No data for this user. add all")));
-    }
-    Fake::Tv().records["InfoSyncRecords"] = R"({"user-0":{}})";
-    Fake::Answer(batch);
-    Run();
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-0":{},"user-1":)" + batch + "}");
-}
-
-TEST_F(CCloudServerManagerTest, RefusedDownloadForgetsTheRecordsOnlyWhenTheCloudSaysSo) {
-    const std::string records = OfUser(R"({"meta":{"synced_timestamp":7},"records":[]})");
-    struct Case {
-        std::string body;
-        bool forgotten;
-        std::string error;
-    };
-    const Case cases[] = {{R"({"rcode":4009100})", true, "HTTP error"},
-                          {R"({"rcode":4000002})", true, "HTTP error"},
-                          {R"({"rcode":4009101})", false, "HTTP error"},
-                          {R"([4009100])", false, "objectValue"}};
-    for (const auto& [body, forgotten, error] : cases) {
-        SCOPED_TRACE(body);
+    const Case cases[] = {{"the lowest mark is sent", marked("1"), DOWNLOAD},
+                          {"the highest mark is sent", marked("9223372036854775807"), DOWNLOAD},
+                          {"no mark is 0", marked("0"), DOWNLOAD},
+                          {"no mark is negative", marked("-5"), DOWNLOAD},
+                          {"no mark is a text", marked(R"("7")"), DOWNLOAD},
+                          {"a user without an entry's batch is merged", R"({"user-1":null})", batch},
+                          {"an empty store's batch is merged", "", batch},
+                          {"a new user's batch is stored as sent", R"({"user-0":{}})", batch},
+                          {"4009100 forgets the records", marked("7"), R"({"rcode":4009100})", 409},
+                          {"4000002 forgets the records", marked("7"), R"({"rcode":4000002})", 409},
+                          {"any other code keeps them", marked("7"), R"({"rcode":4009101})", 409},
+                          {"a code in a list keeps them", marked("7"), "[4009100]", 409}};
+    std::string all;
+    for (const Case& c : cases) {
         Fake::Reset();
         StoreCredentials();
-        Fake::Tv().records["InfoSyncRecords"] = records;
-        Fake::Answer(body, 409);
+        Fake::Tv().records["InfoSyncRecords"] = c.records;
+        Fake::Answer(c.answer, c.status);
         Run();
-        EXPECT_EQ(Stored("InfoSyncRecords"), forgotten ? "{}" : records);
-        EXPECT_THAT(Fake::Calls({"vconf_set_str"}), SizeIs(forgotten ? 1 : 0));
-        EXPECT_EQ(Fake::Logged(DLOG_ERROR).at(0), "error code : 409");
-        EXPECT_THAT(Fake::Logged(DLOG_ERROR).back(), HasSubstr(error));
-        Fake::Answer(DOWNLOAD);
-        Run();
-        EXPECT_EQ(Paths().back().find("changed_after") == std::string::npos, forgotten);
+        all += "# " + c.name + "\n" + DoneFrom("InfoSyncRecords");
     }
+    ExpectFile("downloads.txt", all);
 }

@@ -1,10 +1,9 @@
 #include "AuthData/CDeviceInfo.h"
+#include "Expected.h"
 #include "ServiceTest.h"
 #include "Util/JsonUtil.h"
 
-using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 
 namespace {
 
@@ -49,109 +48,69 @@ protected:
 
 }  // namespace
 
-TEST_F(CDeviceInfoTest, FirstBatchOfAUserIsStoredAsSent) {
-    Records() = R"({"user-0":{"records":[]}})";
-    const std::string batch = R"({"extra":1,"records":[)" + Record("b", "B") + "," + Record("a", "A") + "," +
-                              Record("b", "B2") + "]}";
-    Import(batch);
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-0":{"records":[]},"user-1":)" + batch + "}");
-    EXPECT_THAT(Fake::Logged(DLOG_INFO),
-                testing::IsSupersetOf({"data:" + batch, std::string("No data for this user. add all")}));
-    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["user-1"])") + "," + Entry("b", "B2", R"(["user-1"])") + "}");
-}
-
-TEST_F(CDeviceInfoTest, MergeSortsReplacesAndKeepsWhatTheBatchDoesNotName) {
-    Records() = R"({"user-1":{"extra":1,"meta":{"synced_timestamp":1,"old":2},"records":[)" +
-                Record("c", "C") + "," + Record("c", "C2") + "," + Record("a", "A") + "," + Record("B", "B") +
-                "]}}";
-    Import(Batch(Record("d", "D") + "," + Record("a", "A2") + "," + Record("d", "D2") + "," + Deletion("B")));
-    EXPECT_EQ(Stored("InfoSyncRecords"), R"({"user-1":{"extra":1,"meta":{"synced_timestamp":5},"records":[)" +
-                                             Deletion("B") + "," + Record("a", "A2") + "," +
-                                             Record("c", "C") + "," + Record("d", "D2") + "]}}");
-    EXPECT_EQ(List(), "{" + Entry("a", "A2", R"(["user-1"])") + "," + Entry("c", "C", R"(["user-1"])") + "," +
-                          Entry("d", "D2", R"(["user-1"])") + "}");
-}
-
-TEST_F(CDeviceInfoTest, OnlyUnpairedAudioSinksReachTheList) {
+TEST_F(CDeviceInfoTest, BatchIsStoredAndListed) {
     struct Case {
-        std::string uuids;
-        bool listed;
+        std::string name;
+        std::string records;
+        std::string list;
+        std::string batch;
+        std::string user = Fake::LOGIN_ID;
     };
     const std::string sink = SINK;
-    const Case cases[] = {{sink, true},
-                          {"0000110a-0000-1000-8000-00805f9b34fb," + sink, true},
-                          {sink + ",", true},
-                          {"0000110B-0000-1000-8000-00805F9B34FB", false},
-                          {"0000110a-0000-1000-8000-00805f9b34fb, " + sink, false},
-                          {sink + "0", false},
-                          {"", false}};
-    for (const auto& [uuids, listed] : cases) {
-        SCOPED_TRACE(uuids);
+    const std::string sinks = R"(,"uuids":")" + sink + "\"}";
+    const std::string malformed =
+        Record("a", "A") + R"(,7,{"record_id":[]},{"record_id":"x","address":{},"name":"N")" + sinks +
+        R"(,{"record_id":"y","address":"A","name":{})" + sinks +
+        R"(,{"record_id":"z","address":"A","name":"N","uuids":[]})" +
+        R"(,{"record_id":"gone","name":{}},{"record_id":3,"address":4,"name":5)" + sinks;
+    const std::string shared = "{" + Entry("a", "A", R"(["z","b"])") + "}";
+    const Case cases[] = {
+        {"the first batch of a user is stored as sent", R"({"user-0":{"records":[]}})", "",
+         R"({"extra":1,"records":[)" + Record("b", "B") + "," + Record("a", "A") + "," + Record("b", "B2") +
+             "]}"},
+        {"a merge sorts, replaces and keeps what the batch does not name",
+         R"({"user-1":{"extra":1,"meta":{"synced_timestamp":1,"old":2},"records":[)" + Record("c", "C") +
+             "," + Record("c", "C2") + "," + Record("a", "A") + "," + Record("B", "B") + "]}}",
+         "",
+         Batch(Record("d", "D") + "," + Record("a", "A2") + "," + Record("d", "D2") + "," + Deletion("B"))},
+        {"only audio sinks reach the list", "", "",
+         Batch(Record("yes1", "A", "0000110a-0000-1000-8000-00805f9b34fb," + sink) + "," +
+               Record("yes2", "A", sink + ",") + "," +
+               Record("no1", "A", "0000110B-0000-1000-8000-00805F9B34FB") + "," +
+               Record("no2", "A", "0000110a-0000-1000-8000-00805f9b34fb, " + sink) + "," +
+               Record("no3", "A", sink + "0") + "," + Record("no4", "A", "") +
+               R"(,{"record_id":"no5","address":"x"})")},
+        {"a paired device is neither added nor renamed", "", "{" + Entry("a", "A", R"(["user-0"])") + "}",
+         Batch(Record("a", "Paired") + "," + Record("b", "Paired") + "," + Record("c", "Known"))},
+        {"a user is added to an entry", "", "{" + Entry("a", "A", R"(["z"])") + "}", Batch(Record("a", "A2")),
+         "b"},
+        {"a user who has the entry renames it", "", shared, Batch(Record("a", "A3")), "z"},
+        {"a stranger's deletion changes nothing", "", shared, Batch(Deletion("a")), "stranger"},
+        {"a deletion leaves the other user", "", shared, Batch(Deletion("a")), "z"},
+        {"the last user's deletion takes the entry", "", "{" + Entry("a", "A", R"(["b"])") + "}",
+         Batch(Deletion("a") + "," + Deletion("never-listed")), "b"},
+        {"a deletion takes one occurrence, and entries without users", "",
+         "{" + Entry("a", "A", R"(["user-1","x","user-1"])") + "," + Entry("b", "B", "[]") +
+             R"(,"c":7,"d":{"users":7}})",
+         Batch(Deletion("a") + "," + Deletion("b") + "," + Deletion("c") + "," + Deletion("d"))},
+        {"malformed records of a new user are skipped", R"({"user-0":{}})",
+         "{" + Entry("gone", "G", R"(["user-1"])") + "}", Batch(malformed)},
+        {"malformed records that are merged are skipped", R"({"user-1":{}})",
+         "{" + Entry("gone", "G", R"(["user-1"])") + "}", Batch(malformed)},
+        {"what is no entry is made anew", "", R"({"a":7,"b":{"users":7},"c":null})",
+         Batch(Record("a", "A") + "," + Record("b", "B") + "," + Record("c", "C"))},
+        {"a missing id is the empty one", "", "", Batch(R"({"address":"A","name":"N")" + sinks)},
+        {"a damaged list is left and the records are stored", "", "{damaged", Batch(Record("a", "A"))}};
+    std::string all;
+    for (const Case& c : cases) {
         Fake::Reset();
-        Import(Batch(Record("a", "A", uuids)));
-        EXPECT_EQ(List(), listed ? "{" + Entry("a", "A", R"(["user-1"])") + "}" : "null");
+        Fake::Tv().bonds = {{"A-Paired", true}, {"A-Known", false}};
+        Records() = c.records;
+        List() = c.list;
+        const std::string failure = Failure([&c] { Import(c.batch, c.user); });
+        all += "# " + c.name + ": " + failure + "\n" + DoneFrom("");
     }
-    Fake::Reset();
-    Import(Batch(R"({"record_id":"a","address":"x"})"));
-    EXPECT_EQ(List(), "null");
-}
-
-TEST_F(CDeviceInfoTest, PairedDeviceIsNeitherAddedNorRenamed) {
-    List() = "{" + Entry("a", "A", R"(["user-0"])") + "}";
-    const std::string before = List();
-    Fake::Tv().bonds = {{"A-A2", true}, {"A-B", true}, {"A-C", false}};
-    Import(Batch(Record("a", "A2") + "," + Record("b", "B")));
-    EXPECT_EQ(List(), before);
-    EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains("already locally bonded device").Times(2));
-    Import(Batch(Record("c", "C")));
-    EXPECT_THAT(List(), HasSubstr(Entry("c", "C", R"(["user-1"])")));
-}
-
-TEST_F(CDeviceInfoTest, UsersShareAnEntryUntilTheLastOneDeletesIt) {
-    Import(Batch(Record("a", "A")), "z");
-    Import(Batch(Record("a", "A2")), "b");
-    Import(Batch(Record("a", "A3")), "z");
-    EXPECT_EQ(List(), "{" + Entry("a", "A3", R"(["z","b"])") + "}");
-    EXPECT_THAT(Fake::Logged(DLOG_INFO), testing::IsSupersetOf({"new data. add it", "record_id : a",
-                                                                "already exist records, add user id only."}));
-    EXPECT_THAT(Fake::Logged(DLOG_DEBUG),
-                Contains(R"(Add : {"address":"A-A3","deleted_on_tv":false,"name":"A3","users":["z","b"]} )"));
-    Import(Batch(Deletion("a")), "stranger");
-    EXPECT_EQ(List(), "{" + Entry("a", "A3", R"(["z","b"])") + "}");
-    Import(Batch(Deletion("a")), "z");
-    EXPECT_EQ(List(), "{" + Entry("a", "A3", R"(["b"])") + "}");
-    EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains("z removed from a"));
-    Import(Batch(Deletion("a") + "," + Deletion("never-listed")), "b");
-    EXPECT_EQ(List(), "{}");
-}
-
-TEST_F(CDeviceInfoTest, DeletionTakesOneOccurrenceAndEmptyEntries) {
-    List() = "{" + Entry("a", "A", R"(["user-1","x","user-1"])") + "," + Entry("b", "B", "[]") +
-             R"(,"c":7,"d":{"users":7}})";
-    Import(Batch(Deletion("a") + "," + Deletion("b") + "," + Deletion("c") + "," + Deletion("d")));
-    EXPECT_EQ(List(), "{" + Entry("a", "A", R"(["x","user-1"])") + "}");
-}
-
-TEST_F(CDeviceInfoTest, MalformedRecordIsSkippedAndTheOthersAreNot) {
-    const std::string sink = R"(,"uuids":")" + std::string(SINK) + "\"}";
-    const std::string malformed = R"(7,{"record_id":[]},{"record_id":"x","address":{},"name":"N")" + sink +
-                                  R"(,{"record_id":"y","address":"A","name":{})" + sink +
-                                  R"(,{"record_id":"z","address":"A","name":"N","uuids":[]})";
-    const std::string batch = Batch(Record("a", "A") + "," + malformed +
-                                    R"(,{"record_id":"gone","name":{}})"
-                                    R"(,{"record_id":3,"address":4,"name":5)" +
-                                    sink);
-    for (const char* before : {R"({"user-0":{}})", R"({"user-1":{}})"}) {
-        SCOPED_TRACE(before);
-        Fake::Reset();
-        Records() = before;
-        List() = "{" + Entry("gone", "G", R"(["user-1"])") + "}";
-        Import(batch);
-        EXPECT_EQ(List(), R"({"3":{"address":"4","deleted_on_tv":false,"name":"5","users":["user-1"]},)" +
-                              Entry("a", "A", R"(["user-1"])") + "}");
-        EXPECT_THAT(Fake::Logged(DLOG_ERROR), Contains("skip 5 malformed records, the first at position 1"));
-    }
-    EXPECT_THAT(Stored("InfoSyncRecords"), HasSubstr(R"({"address":{},"name":"N","record_id":"x")"));
+    ExpectFile("records.txt", all);
 }
 
 TEST_F(CDeviceInfoTest, WhatWasStoredMeanwhileIsMergedInto) {

@@ -177,7 +177,7 @@ TEST(ShapesTest, EachShapeOfWhatComesIn) {
         table += input <= RECORDS_ANSWER ? RowOfStatuses(input) : "";
         table += input == STORED_CODE ? "" : RowOfCuts(input);
     }
-    ExpectFile(INFOSYNC_SHAPES, table);
+    ExpectFile("shapes.txt", table);
 }
 
 TEST(ShapesTest, WhatTheFuzzersStartFrom) {

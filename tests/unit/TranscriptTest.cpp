@@ -163,7 +163,7 @@ TEST_P(TranscriptTest, EveryLineAndCallIsInItsPlace) {
         Fake::Answer(answer);
     }
     EXPECT_EQ(InfoSyncMain(), 0);
-    ExpectFile(std::string(INFOSYNC_TRANSCRIPTS) + "/" + GetParam().name + ".txt", Fake::Transcript());
+    ExpectFile("transcripts/" + GetParam().name + ".txt", Fake::Transcript());
 }
 
 INSTANTIATE_TEST_SUITE_P(Process, TranscriptTest, ::testing::ValuesIn(RUNS),
