@@ -154,17 +154,14 @@ Json::Value StatusOf(const Folder& folder) {
     return status;
 }
 
-std::string TableOf(const Json::Value& status) {
+std::string TableOf(Json::Value status) {
+    status["running_for"] = Cli::DurationText(Cli::IntegerMember(status, "uptime_seconds"));
+    std::vector<std::string> names = {"address", "ca_file", "running_for", "planned_faults", "pid"};
+    names.insert(names.end(), std::begin(COUNTS), std::end(COUNTS));
     Cli::Table table({"SERVER", ""});
-    table.Add({"address", Cli::StringMember(status, "address")});
-    table.Add({"CA file", Cli::StringMember(status, "ca_file")});
-    table.Add({"running for", Cli::DurationText(Cli::IntegerMember(status, "uptime_seconds"))});
-    std::vector<std::string> numbers = {"pid"};
-    numbers.insert(numbers.end(), std::begin(COUNTS), std::end(COUNTS));
-    numbers.emplace_back("planned_faults");
-    for (std::string& name : numbers) {
-        const std::string number = status[name].asString();
-        table.Add({g_strdelimit(name.data(), "_", ' '), number});
+    for (std::string& name : names) {
+        const std::string value = status[name].asString();
+        table.Add({g_strdelimit(name.data(), "_", ' '), value});
     }
     return table.Text(Cli::Style(STDOUT_FILENO));
 }

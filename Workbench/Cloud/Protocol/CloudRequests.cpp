@@ -32,11 +32,6 @@ Answer Success(Json::Value body, const std::string& decided) {
     return {200, Cli::CompactJson(body), decided, ""};
 }
 
-bool IsCdid(const std::string& text) {
-    constexpr std::size_t CDID_DIGITS = 32;
-    return text.size() == CDID_DIGITS && text.find_first_not_of("0123456789ABCDEF") == std::string::npos;
-}
-
 void DemandGood(bool condition, const std::string& message) {
     Demand(condition, ResultCode::BAD_REQUEST, message);
 }
@@ -65,21 +60,19 @@ Json::Value ParseBody(const std::string& text) {
 
 /** The television's id, out of the body of an activation. */
 std::string ReadActivation(const std::string& text) {
+    constexpr std::size_t CDID_DIGITS = 32;
     const Json::Value body = ParseBody(text);
-    const Json::Value& device = body["device"];
-    const Json::Value& service = body["service"];
-    DemandGood(device.isObject() && device["deviceIds"].isObject() && service.isObject() &&
-                   service["package"].isObject(),
-               "device, device.deviceIds, service and service.package must be objects");
-    const Json::Value& package = service["package"];
-    std::string cdid = Cli::StringMember(device["deviceIds"], "cdid");
-    DemandGood(IsCdid(cdid), "device.deviceIds.cdid must be 32 upper-case hexadecimal digits");
-    DemandGood(device["osType"] == 2 && Cli::StringMember(device, "deviceType") == "10",
+    const auto at = [&](const char* path) -> const Json::Value& { return Json::Path(path).resolve(body); };
+    const auto textAt = [&](const char* path) { return at(path).isString() ? at(path).asString() : ""; };
+    std::string cdid = textAt("device.deviceIds.cdid");
+    DemandGood(cdid.size() == CDID_DIGITS && cdid.find_first_not_of("0123456789ABCDEF") == std::string::npos,
+               "device.deviceIds.cdid must be 32 upper-case hexadecimal digits");
+    DemandGood(at("device.osType") == 2 && textAt("device.deviceType") == "10",
                "device.osType must be the number 2 and device.deviceType the text 10");
-    DemandGood(!Cli::StringMember(device, "osVersion").empty() && device["model"].isString(),
+    DemandGood(!textAt("device.osVersion").empty() && at("device.model").isString(),
                "device.osVersion and device.model must be texts");
-    DemandGood(Cli::StringMember(package, "packageVersion") == ClientIdentity::PACKAGE_VERSION &&
-                   Cli::StringMember(package, "packageVersionCode") == ClientIdentity::PACKAGE_VERSION,
+    DemandGood(textAt("service.package.packageVersion") == ClientIdentity::PACKAGE_VERSION &&
+                   textAt("service.package.packageVersionCode") == ClientIdentity::PACKAGE_VERSION,
                std::string("packageVersion and packageVersionCode must be the text ") +
                    ClientIdentity::PACKAGE_VERSION);
     return cdid;

@@ -218,14 +218,15 @@ bool CloudServer::ServeRequest(Connection& connection) {
     m_exchange["endpoint"] = Json::nullValue;
     m_exchange["user"] = "";
     const std::string answer = Answered(connection);
-    AddMessage(m_exchange["request"],
-               connection.FoundObjection() != nullptr ? request.substr(0, LONGEST_KEPT) : request);
-    AddMessage(m_exchange["response"], answer);
+    TakeApart(m_exchange["request"],
+              connection.FoundObjection() != nullptr ? request.substr(0, LONGEST_KEPT) : request);
+    TakeApart(m_exchange["response"], answer);
     m_state.Count("requests");
     // Before the answer goes out: who has it finds the exchange recorded.
-    const std::string missing = m_exchanges.Add(m_exchange);
-    if (!missing.empty()) {
-        Complain(missing);
+    try {
+        m_exchanges.Add(m_exchange);
+    } catch (const std::exception& error) {
+        Complain(error.what());
     }
     Say(ExchangeLine(m_exchange, m_style));
     m_exchange.clear();

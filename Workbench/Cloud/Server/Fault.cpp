@@ -1,6 +1,6 @@
 #include "Cloud/Server/Fault.h"
 
-#include <poll.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
@@ -85,11 +85,9 @@ SslSession AnswerInPlainHttp(const TlsContexts& /*tls*/, int socket, const Fault
         "HTTP/1.1 400 Bad Request\r\nContent-Type: text/plain\r\nContent-Length: 27\r\nConnection: "
         "close\r\n\r\n"
         "This server knows no HTTPS\n";
-    constexpr int LONGEST_WAIT = 10'000;
     std::array<char, 4096> hello = {};
-    pollfd descriptor = {socket, POLLIN, 0};
-    // Unread input would reset the connection and take the answer with it.
-    if (::poll(&descriptor, 1, LONGEST_WAIT) > 0 && ::recv(socket, hello.data(), hello.size(), 0) > 0) {
+    // Unread input would reset the connection and take the answer with it. It has begun to come.
+    if (::recv(socket, hello.data(), hello.size(), 0) > 0) {
         ::send(socket, ANSWER, sizeof(ANSWER) - 1, MSG_NOSIGNAL);
     }
     return nullptr;

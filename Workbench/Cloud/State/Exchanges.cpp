@@ -57,7 +57,7 @@ std::string WhatOf(const Json::Value& exchange) {
 
 }  // namespace
 
-void AddMessage(Json::Value& entry, const std::string& message) {
+void TakeApart(Json::Value& entry, const std::string& message) {
     entry["headers"] = Json::arrayValue;
     entry["body"] = "";
     const auto end = message.find(HEADERS_END);
@@ -86,20 +86,11 @@ ExchangeLog::ExchangeLog(const Folder& folder) : m_path(folder.StateFile(FILE_NA
     m_number = exchanges.empty() ? 0 : Cli::IntegerMember(exchanges.back(), "number");
 }
 
-std::string ExchangeLog::Add(Json::Value& exchange) {
-    exchange["time"] = Cli::Timestamp();
+void ExchangeLog::Add(Json::Value& exchange) {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    exchange["time"] = Cli::Timestamp();
     exchange["number"] = Json::Int64(++m_number);
-    try {
-        Append(InfoSyncUtil::WriteJson(exchange) + "\n");
-        m_failing = false;
-    } catch (const std::exception& error) {
-        if (!std::exchange(m_failing, true)) {
-            return "could not keep exchange " + std::to_string(m_number) + " in " + m_path + ": " +
-                   error.what() + "; exchanges will be missing there until this is mended";
-        }
-    }
-    return "";
+    Append(InfoSyncUtil::WriteJson(exchange) + "\n");
 }
 
 void ExchangeLog::Append(const std::string& line) const {
@@ -112,7 +103,8 @@ void ExchangeLog::Append(const std::string& line) const {
     const bool isTorn = written > 0 && !isWhole && ::ftruncate(file, end) != 0;
     ::close(file);
     if (!isWhole) {
-        throw std::runtime_error(std::string(g_strerror(error)) + (isTorn ? "; a line is torn" : ""));
+        throw std::runtime_error("could not keep exchange " + std::to_string(m_number) + " in " + m_path +
+                                 ": " + g_strerror(error) + (isTorn ? "; a line is torn" : ""));
     }
     if (static_cast<std::size_t>(end) + line.size() > MOST_BYTES) {
         Files::Replace(m_path, NewerHalf(Files::Read(m_path)));

@@ -21,7 +21,7 @@ inline constexpr char HEADERS_END[] = "\r\n\r\n";
  * Takes a request or an answer apart, into the "headers" as the lines that came and the "body". Of a longer
  * body only the beginning is kept, and "body_bytes" says how long it was.
  */
-void AddMessage(Json::Value& entry, const std::string& message);
+void TakeApart(Json::Value& entry, const std::string& message);
 
 inline constexpr std::size_t LONGEST_KEPT_BODY = 65536;
 
@@ -40,9 +40,9 @@ public:
     /**
      * Keeps it, for the owner's eyes alone: it holds tokens.
      * @param exchange gets its number and time, also where it could not be written
-     * @return why it is missing in the file, once for all that are; else the empty text
+     * @throws std::runtime_error that says why it is missing in the file
      */
-    std::string Add(Json::Value& exchange);
+    void Add(Json::Value& exchange);
 
 private:
     void Append(const std::string& line) const;
@@ -50,7 +50,6 @@ private:
     std::string m_path;
     std::mutex m_mutex;
     std::int64_t m_number = 0;
-    bool m_failing = false;
 };
 
 /** Those that came after the one of this number, oldest first; a damaged line is left out. */
