@@ -3,6 +3,7 @@
 import configparser
 import json
 import pathlib
+import re
 import time
 
 import jsonschema
@@ -83,19 +84,27 @@ class Run(EndToEnd):
         jsonschema.Draft202012Validator(json.loads(SCHEMA.read_text())).validate(self.tv.devices())
 
     def test_a_television_tells_its_faults_and_works_again_elsewhere(self):
-        self.tv.run_tool("run")
+        shown = self.tv.run_tool("run", "--level", "V").stderr
         self.cloud.run("device", "remove", USER, "phones")
         self.tv.run_tool("run")
-        self.assertIn("Run 2 removed it.",
-                      " ".join(self.tv.run_tool("why", "headphones", check=False).stdout.split()))
-        self.tv.run_tool("status", "--check")
+        self.assertIn("Run 2 removed it.", " ".join(self.tv.run_tool("why", "headphones", check=False).stdout.split()))
+        shown += self.tv.run_tool("status", "--check").stdout
         self.cloud.fault("certificate", "expired")
         self.assertIn("certificate has expired", self.tv.run_tool("status", "--check", check=False).stdout)
         self.cloud.answer_with(b"no JSON", on="download")
         self.assertIn("is not JSON (fail to parse JSON", self.tv.run_tool("run", check=False).stdout)
+        self.assertIn("does not know nobody", self.tv.run_tool("sign-in", "nobody").stdout)
+        self.tv.run_tool("sign-in", USER)
         self.tv.run_tool("report", self.folder / "elsewhere.tar.gz")
         tool("tar", "xzf", self.folder / "elsewhere.tar.gz", "-C", self.folder)
         elsewhere = Television(self.folder / "elsewhere")
+        reported = "".join(path.read_text() for path in elsewhere.folder.rglob("*") if path.is_file())
+        self.assertIn(TOKEN, reported)
+        secrets = re.findall("<(?:auth_code|code_verifier)>(.+?)<", self.tv.key("InfoSyncAuthCode"))
+        secrets += [self.of_user("InfoSyncAccessToken")[name] for name in ("access_token", "refresh_token")]
+        secrets.append(self.of_user("InfoSyncJWT")["accessToken"])
+        self.assertEqual(([s for s in secrets if s in shown + reported], len(secrets)), ([], 5))
+        self.assertIn(secrets[4], self.tv.run_tool("run", "--level", "V", "--show-secrets").stderr)
         self.assertEqual(json.loads(elsewhere.run_tool("run", "--json").stdout)["outcome"], "success")
 
     def test_the_cloud_calls_an_audio_sink_what_the_service_takes_for_one(self):

@@ -231,30 +231,3 @@ TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
                             HasSubstr("tv.ini: line 5: [log] file: “/nowhere/log” is no file"),
                             HasSubstr("chmod go-w"), HasSubstr("certificates: "), HasSubstr("clock: ")));
 }
-
-TEST_F(TelevisionTest, DamagedDocumentsAreToldAndNothingElseIs) {
-    using Kind = Television::State::Kind;
-    const std::string damages[] = {
-        R"({"a":1)", "[]", "7", std::string("\xFF\xFE\0", 3), std::string(100'000, '['), "a folder"};
-    for (const std::string& path :
-         {*TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES), *TvFolder::KeyPath(InfoSyncUtil::ALIAS_JWT)}) {
-        const auto read = [&path] { return Television::ReadDocument(path); };
-        EXPECT_EQ(read().state.kind, Kind::NONE) << path;
-        for (const std::string& damage : damages) {
-            std::filesystem::remove(path);
-            if (damage == "a folder") {
-                std::filesystem::create_directory(path);
-            } else {
-                Files::Replace(path, damage);
-            }
-            const auto document = read();
-            EXPECT_EQ(document.state.kind, Kind::DAMAGED) << path << damage.substr(0, 9);
-            EXPECT_NE(document.state.problem, "");
-            EXPECT_TRUE(document.value.isObject() && document.value.empty());
-        }
-        std::filesystem::remove(path);
-        Files::Replace(path, R"({"a":1})");
-        EXPECT_EQ(read().state.kind, Kind::STORED) << path;
-        EXPECT_EQ(read().value["a"], 1);
-    }
-}
