@@ -65,20 +65,6 @@ TEST_F(FaultTest, ConnectionFaultsLeaveRequestsAlone) {
     EXPECT_FALSE(plan.WaitsForConnection());
 }
 
-TEST_F(FaultTest, IsTheSameAfterItWasStored) {
-    Json::Value planned = Planned("body", "token", 3, 4);
-    planned["status"] = 503;
-    planned["headers"].append("Retry-After: 60");
-    planned["value"] = "/tmp/\xc3\xa4";
-    plan.Add(Fault(planned));
-    planned["skip"] = planned["times"] = 1;
-    plan.Add(Fault(planned));
-    EXPECT_EQ(Hits("token", 3), "-b-");
-    const Fault taken = plan.Take("token").value();
-    EXPECT_EQ(taken.plan["headers"], planned["headers"]);
-    EXPECT_EQ(taken.Describe(), "body /tmp/\xc3\xa4, status 503");
-}
-
 TEST_F(FaultTest, DamagedPlanIsAnErrorAndStaysAsItIs) {
     for (const char* text : {"{", R"({"faults":[{"kind":"unheard-of"}]})",
                              R"({"faults":[{"kind":"delay","value":"-1s"}]})", R"({"faults":[7]})"}) {

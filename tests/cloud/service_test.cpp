@@ -139,20 +139,6 @@ TEST_F(ServiceTest, DownloadRefusesQueriesThatMakeNoSenseAndTokensThatEnded) {
     EXPECT_EQ(Ask(cloud, "download", DownloadRequest(token, {{"table_ver", "1"}})).status, 401);
 }
 
-TEST_F(ServiceTest, ExpiredMarkIsToldOnceAndOnlyToThoseWhoAskFromOne) {
-    const std::string token = AppToken();
-    const Answer full = Ask(cloud, "download", DownloadRequest(token, {{"table_ver", "1"}}));
-    const auto mark = Cli::ParseObject(full.body, "answer")["meta"]["synced_timestamp"].asString();
-    const auto marked =
-        DownloadRequest(token, {{"table_ver", "1"}, {"changed_after", mark}, {"coldStartable", "true"}});
-    Files::Replace(folder.ExpiredMarkFile(ANN), "4009100\n");
-    EXPECT_EQ(Ask(cloud, "download", DownloadRequest(token, {{"table_ver", "1"}})).status, 200);
-    const Answer refused = Ask(cloud, "download", marked);
-    EXPECT_EQ(refused.status, 400);
-    EXPECT_EQ(ResultCodeOf(refused), 4009100);
-    EXPECT_EQ(Ask(cloud, "download", marked).status, 200);
-}
-
 TEST_F(ServiceTest, LoginsBecomeFileNamesThatLeadNowhereElse) {
     for (const char* login : {"../up", ".", "a/b", "a%2Fb", "\xc3\xa4 b+c@d"}) {
         EXPECT_TRUE(users.Add(login)) << login;

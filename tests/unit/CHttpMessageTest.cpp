@@ -9,7 +9,6 @@
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::Not;
 
 namespace {
 
@@ -65,15 +64,6 @@ TEST_F(CHttpMessageTest, ClientThatDoesNotComeUpIsLetGo) {
     Fake::FailCall("NxCurlEasy::Initialize");
     EXPECT_EQ(Failure([&] { message.Init(); }), "fail to Initalize Nxcurl");
     EXPECT_THAT(Fake::Leftovers(), IsEmpty());
-}
-
-TEST_F(CHttpMessageTest, BrokenTransferIsNotJudgedByItsStatus) {
-    CKCloudDataHttpMessage message("/path");
-    message.Init();
-    Fake::Answer(Fake::HttpAnswer{{"half"}, 500, false});
-    EXPECT_EQ(Failure([&] { message.Request(RequestType::Get); }), "request failed");
-    EXPECT_THAT(Fake::Logged(DLOG_ERROR), IsEmpty());
-    EXPECT_THAT(Fake::Logged(DLOG_INFO), Not(Contains("after send")));
 }
 
 TEST_F(CHttpMessageTest, TokenIssueIsAFormWithItsValuesAsTheyAre) {
