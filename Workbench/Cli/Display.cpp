@@ -1,11 +1,12 @@
 #include "Cli/Display.h"
 
+#include <glib.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
+#include <numeric>
 #include <string_view>
 #include <utility>
 
@@ -15,17 +16,9 @@ namespace Cli {
 
 namespace {
 
-std::string Variable(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? "" : value;
-}
-
 constexpr std::size_t USUAL_WIDTH = 80;
 // On a narrower one, columns and indents leave no room: its own wrapping does better.
 constexpr std::size_t NARROWEST_TERMINAL = 40;
-
-/** In the order of Colour. */
-constexpr const char* CODES[] = {"", "\033[1m", "\033[2m", "\033[31m", "\033[32m", "\033[33m"};
 
 constexpr std::string_view GAP = "  ";
 // A column is not made narrower than this, so that it still says something.
@@ -33,10 +26,7 @@ constexpr std::size_t NARROWEST = 10;
 
 /** Makes the widest columns narrower until the line is no longer than it may be. */
 void Fit(std::vector<std::size_t>& widths, std::size_t lineWidth) {
-    std::size_t total = (widths.size() - 1) * GAP.size();
-    for (const std::size_t width : widths) {
-        total += width;
-    }
+    auto total = std::accumulate(widths.begin(), widths.end(), (widths.size() - 1) * GAP.size());
     for (; total > lineWidth; --total) {
         const auto widest = std::max_element(widths.begin(), widths.end());
         if (*widest <= NARROWEST) {
@@ -50,7 +40,8 @@ void Fit(std::vector<std::size_t>& widths, std::size_t lineWidth) {
 
 Style::Style(int fileDescriptor) : Style(false, std::numeric_limits<int>::max()) {
     if (isatty(fileDescriptor) == 1) {
-        m_coloured = Variable("NO_COLOR").empty() && Variable("TERM") != "dumb";
+        const char* plain = g_getenv("NO_COLOR");
+        m_coloured = (plain == nullptr || *plain == '\0') && g_strcmp0(g_getenv("TERM"), "dumb") != 0;
         struct winsize size = {};
         const bool isKnown =
             ioctl(fileDescriptor, TIOCGWINSZ, &size) == 0 && size.ws_col >= NARROWEST_TERMINAL;
@@ -59,7 +50,8 @@ Style::Style(int fileDescriptor) : Style(false, std::numeric_limits<int>::max())
 }
 
 std::string Style::operator()(Colour colour, const std::string& text) const {
-    return m_coloured && colour != Colour::PLAIN ? CODES[static_cast<int>(colour)] + text + "\033[0m" : text;
+    const std::string code = std::to_string(static_cast<int>(colour));
+    return m_coloured && colour != Colour::PLAIN ? "\033[" + code + "m" + text + "\033[0m" : text;
 }
 
 Table::Table(std::vector<std::string> header) {

@@ -8,7 +8,8 @@
 
 namespace Cli {
 
-enum class Colour { PLAIN, BOLD, DIM, RED, GREEN, YELLOW };
+/** As terminals number them. */
+enum class Colour { PLAIN = 0, BOLD = 1, DIM = 2, RED = 31, GREEN = 32, YELLOW = 33 };
 
 class Style {
 public:
