@@ -29,7 +29,7 @@ std::string JsonText(const Json::Value& value) {
     Json::StreamWriterBuilder writer = Writer("  ", false);
     writer["precision"] = 15;  // as many digits as a number survives with: 0.241, not 0.24099999999999999
     // DEL is the one control character that the library lets through.
-    return Pattern("\x7f").Replace(Json::writeString(writer, value), "\\u007f") + "\n";
+    return Pattern("(?<v>\x7f)").Replace(Json::writeString(writer, value), "\\u007f") + "\n";
 }
 
 std::string EditableJson(const Json::Value& value) {

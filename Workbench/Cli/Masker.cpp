@@ -82,17 +82,8 @@ std::string Masker::Mask(std::string_view message) const {
             text.replace(at, secret.size(), shown);
         }
     }
-    std::string masked;
-    std::size_t from = 0;
-    secrets.ForEach(text, [&](const Pattern::Match& match) {
-        const std::string_view value = match["v"];
-        if (!value.empty() && !IsAbbreviated(value)) {
-            const auto begin = static_cast<std::size_t>(value.data() - text.data());
-            masked.append(text, from, begin - from).append(Abbreviate(std::string(value)));
-            from = begin + value.size();
-        }
-    });
-    return masked.append(text, from);
+    return secrets.Replace(
+        text, [](const std::string& value) { return IsAbbreviated(value) ? value : Abbreviate(value); });
 }
 
 }  // namespace Cli

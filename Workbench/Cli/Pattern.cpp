@@ -2,8 +2,6 @@
 
 #include <charconv>
 
-#include "Cli/Text.h"
-
 namespace Cli {
 
 std::string_view Pattern::Match::operator[](const char* group) const {
@@ -46,9 +44,19 @@ void Pattern::ForEach(std::string_view text, const std::function<void(const Matc
     }
 }
 
-std::string Pattern::Replace(const std::string& text, const char* replacement) const {
-    return Taken(g_regex_replace_literal(m_regex.get(), text.data(), static_cast<gssize>(text.size()), 0,
-                                         replacement, GRegexMatchFlags{}, nullptr));
+std::string Pattern::Replace(std::string_view text,
+                             const std::function<std::string(const std::string& value)>& make) const {
+    std::string replaced;
+    std::size_t from = 0;
+    ForEach(text, [&](const Match& match) {
+        const std::string_view value = match["v"];
+        if (!value.empty()) {
+            const auto begin = static_cast<std::size_t>(value.data() - text.data());
+            replaced.append(text, from, begin - from).append(make(std::string(value)));
+            from = begin + value.size();
+        }
+    });
+    return replaced.append(text, from);
 }
 
 std::int64_t Number(std::string_view text) {

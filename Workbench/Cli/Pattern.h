@@ -34,8 +34,12 @@ public:
     explicit Pattern(const std::string& expression);
 
     Match Find(std::string_view text) const;
-    /** The text with this instead of each match. */
-    std::string Replace(const std::string& text, const char* replacement) const;
+    /** The text with what is made of it instead of each that the group "v" matched. */
+    std::string Replace(std::string_view text,
+                        const std::function<std::string(const std::string& value)>& make) const;
+    std::string Replace(std::string_view text, const std::string& by) const {
+        return Replace(text, [&by](const std::string& /*value*/) { return by; });
+    }
     void ForEach(std::string_view text, const std::function<void(const Match&)>& onMatch) const;
 
 private:

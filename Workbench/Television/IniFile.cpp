@@ -124,7 +124,8 @@ void IniFile::Unset(const TvKey& key) {
 
 void IniFile::Save() const {
     // GLib puts a blank line before each group, also where there is one already.
-    Files::Replace(TvFolder::IniPath(), Cli::Pattern("\n{3,}").Replace(TextOf(m_file.get()), "\n\n"));
+    const Cli::Pattern more("\n\n(?<v>\n+)");
+    Files::Replace(TvFolder::IniPath(), more.Replace(TextOf(m_file.get()), ""));
 }
 
 }  // namespace Television

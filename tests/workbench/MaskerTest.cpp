@@ -55,6 +55,7 @@ TEST(Masker, MasksTheValueOfASecretsNameInEveryForm) {
 
 TEST(Masker, LeavesWhatIsNoSecret) {
     const std::string messages[] = {
+        "key : code, value : Zq9x... (22 characters)\n",
         "error code : 200",
         "result code=",
         "the code=5 of the result",

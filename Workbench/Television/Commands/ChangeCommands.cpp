@@ -7,7 +7,6 @@
 #include <optional>
 #include <stdexcept>
 
-#include "Cli/Pattern.h"
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Files.h"
@@ -66,8 +65,9 @@ void Init(const InitArguments& arguments) {
     if (!isThere) {
         Television::IniFile ini(TEMPLATE);
         // As the set's maker gives it: another one for each television.
-        const std::string id = Cli::Taken(g_uuid_string_random());
-        ini.Set(TvKeys::TIZEN_ID, Cli::Pattern("-").Replace(id, ""));
+        std::string id = Cli::Taken(g_uuid_string_random());
+        id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
+        ini.Set(TvKeys::TIZEN_ID, id);
         if (!cloud.empty()) {
             ini.Set(TvKeys::CLOUD, cloud);
         }

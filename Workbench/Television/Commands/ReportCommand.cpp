@@ -89,7 +89,7 @@ private:
     /** What tokens and activations end by: at the beginning of time they have run out. */
     Cli::Pattern m_ends{std::string(R"("(?:)") + CJsonWebToken::EXPIRE_TIME + "|" +
                         CServiceActivationInfo::EXPIRE_TIME + "|" + CAccessToken::ISSUED_TIME +
-                        R"re()"\s*:\s*\K[^,}\s]+)re"};
+                        R"re()"\s*:\s*(?<v>[^,}\s]+))re"};
 };
 
 /** Of what made it. */

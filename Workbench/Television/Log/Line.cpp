@@ -50,7 +50,7 @@ constexpr char QUOTE[] = R"(^(?:(?:[^\s:]+:)?\d{1,9}:(?!\d\d[:.])|\d{1,9}-(?!\d\
 
 /** The field of a table, up to its closing quote; those in it are doubled. */
 std::string Unquoted(const std::string& field) {
-    static const Cli::Pattern doubled("\"\"");
+    static const Cli::Pattern doubled("(?<v>\"\")");
     return doubled.Replace(field.substr(0, field.rfind('"')), "\"");
 }
 
