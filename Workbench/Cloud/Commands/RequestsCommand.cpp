@@ -4,6 +4,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
@@ -64,23 +65,23 @@ Json::Value Next(const Folder& folder, const RequestsArguments& arguments, std::
     return list;
 }
 
-void AddMessage(std::string& text, const Json::Value& message) {
-    for (const auto& header : message["headers"]) {
-        text += Cli::Escape(header.asString()) + "\n";
-    }
-    text += "\n" + Cli::EscapeLines(Cli::StringMember(message, "body")) + "\n";
-    if (message.isMember("body_bytes")) {
-        text += "... " + message["body_bytes"].asString() + " bytes in all\n";
-    }
-}
-
 /** The request's and the answer's headers and bodies. */
 std::string InFull(const Json::Value& exchange) {
-    std::string text =
-        Cli::Escape(Cli::StringMember(exchange, "method") + " " + Cli::StringMember(exchange, "path")) + "\n";
-    AddMessage(text, exchange["request"]);
-    text += "\n" + std::to_string(Cli::IntegerMember(exchange["response"], "status")) + "\n";
-    AddMessage(text, exchange["response"]);
+    const std::pair<std::string, const char*> messages[] = {
+        {Cli::StringMember(exchange, "method") + " " + Cli::StringMember(exchange, "path") + "\n", "request"},
+        {"\n" + exchange["response"]["status"].asString() + "\n", "response"}};
+    std::string text;
+    for (const auto& [start, name] : messages) {
+        const Json::Value& message = exchange[name];
+        text += Cli::EscapeLines(start);
+        for (const auto& header : message["headers"]) {
+            text += Cli::Escape(header.asString()) + "\n";
+        }
+        text += "\n" + Cli::EscapeLines(Cli::StringMember(message, "body")) + "\n";
+        if (message.isMember("body_bytes")) {
+            text += "... " + message["body_bytes"].asString() + " bytes in all\n";
+        }
+    }
     return text;
 }
 

@@ -157,16 +157,16 @@ bool Connection::ReadBody(Clock::time_point deadline) {
     return goesOn;
 }
 
-bool Connection::Send(const char* data, std::size_t size) {
+bool Connection::Send(std::string_view bytes) {
     // In pieces, so that who takes a long answer slowly gets it.
     constexpr std::size_t PIECE = 65536;
-    for (std::size_t sent = 0; sent < size && !m_broken;) {
+    while (!bytes.empty() && !m_broken) {
         std::size_t count = 0;
         const auto write = [&] {
-            return SSL_write_ex(m_ssl.get(), data + sent, std::min(PIECE, size - sent), &count);
+            return SSL_write_ex(m_ssl.get(), bytes.data(), std::min(PIECE, bytes.size()), &count);
         };
         m_broken = !Repeat(write, Clock::now() + SOCKET_TIMEOUT);
-        sent += count;
+        bytes.remove_prefix(count);
     }
     return !m_broken;
 }

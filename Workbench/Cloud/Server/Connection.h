@@ -13,6 +13,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "Cloud/State/Certificates.h"
@@ -55,10 +56,7 @@ public:
     }
 
     /** @return whether all was sent */
-    bool Send(const char* data, std::size_t size);
-    bool Send(const std::string& data) {
-        return Send(data.data(), data.size());
-    }
+    bool Send(std::string_view bytes);
     /** Waits, unless the connection ends meanwhile. @return whether it goes on */
     bool Pause(std::chrono::milliseconds time) const;
 

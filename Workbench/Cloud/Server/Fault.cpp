@@ -51,7 +51,7 @@ bool SendNothing(Connection& /*connection*/, const std::string& /*answer*/, cons
 
 bool SendSlowly(Connection& connection, const std::string& answer, const Fault& fault) {
     return std::all_of(answer.begin(), answer.end(), [&](const char& byte) {
-        return connection.Send(&byte, 1) && connection.Pause(fault.Time());
+        return connection.Send({&byte, 1}) && connection.Pause(fault.Time());
     });
 }
 
@@ -68,7 +68,7 @@ bool SendWithoutEnd(Connection& connection, const std::string& /*answer*/, const
 }
 
 bool SendGarbage(Connection& connection, const std::string& /*answer*/, const Fault& /*fault*/) {
-    connection.Send(GARBAGE, sizeof(GARBAGE) - 1);
+    connection.Send({GARBAGE, sizeof(GARBAGE) - 1});
     return false;
 }
 
