@@ -108,7 +108,7 @@ std::string Versions() {
 /** The bytes of a file; nothing for a folder. @throws std::exception when it cannot be read */
 std::optional<std::string> ReadPart(const fs::path& path) {
     if (fs::is_directory(path)) {
-        fs::directory_iterator{path};  // what is in it comes by itself, if it can be read
+        static_cast<void>(fs::directory_iterator(path));  // what is in it comes by itself, if it can be read
         return std::nullopt;
     }
     return Files::Read(path);
