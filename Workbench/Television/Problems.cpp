@@ -27,8 +27,9 @@ Problem ProblemOfPath(const fs::path& path) {
     if (!foreign.empty() || access(path.c_str(), R_OK | W_OK) == 0 || errno == ENOENT) {
         return {"folder", foreign};
     }
-    return {"folder", path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'",
-            true};
+    const std::string words =
+        path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'";
+    return {"folder", words, access(path.c_str(), R_OK) != 0};
 }
 
 /** What is missing altogether is told where it is named. */
