@@ -144,23 +144,27 @@ void LineReader::Read(const std::string& text) {
     static const Cli::Pattern quote(QUOTE);
     const auto head = form.Find(text);
     const auto either = [&head](const char* name, const char* other) {
-        return head[name].empty() ? head[other] : head[name];
+        const Text found = head[name];
+        return found.empty() ? head[other] : found;
     };
     const Text tag = either("tag", "program");
-    const Text priority = either("priority", "level");
     m_line.text = text;
     m_line.tag = tag.find("infosync") == Text::npos ? tag : TAG;
     m_line.place = head["place"];
     m_line.file = head["file"];
     m_line.function = head["function"];
     if (head) {
-        m_line.moment = head["time"] == m_line.time ? m_line.moment : Moment(std::string(head["time"]));
-        m_line.time = head["time"];
+        const Text time = head["time"];
+        const Text priority = either("priority", "level");
+        m_line.moment = time == m_line.time ? m_line.moment : Moment(std::string(time));
+        m_line.time = time;
         m_line.pid = Cli::Number(either("pid", "process"));
         m_line.priority = priority.empty() ? '\0' : priority.front();
         m_line.message = head.Rest();
         const std::size_t begin = text.size() - m_line.message.size() - m_line.place.size();
-        m_line.message = begin > 0 && text[begin - 1] == '"' ? Unquoted(m_line.message) : m_line.message;
+        if (begin > 0 && text[begin - 1] == '"') {
+            m_line.message = Unquoted(m_line.message);
+        }
     } else {
         const bool isUnreadable = text.find(TAG) != Text::npos;
         firstUnreadable = isUnreadable && unreadableCount == 0 ? m_line.number : firstUnreadable;
