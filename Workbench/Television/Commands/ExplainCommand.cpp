@@ -10,6 +10,7 @@
 
 #include "Cli/Display.h"
 #include "Cli/Json.h"
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Files.h"
 #include "Television/Commands/Commands.h"
@@ -35,49 +36,21 @@ struct ExplainArguments {
     bool masked = false;
 };
 
-std::runtime_error Failure(const std::string& file) {
-    return std::runtime_error(Cli::Escape(file) + ": " + std::generic_category().message(errno));
-}
-
 void CheckPage(const ExplainArguments& arguments) {
-    const fs::path page = arguments.page;
     std::error_code ignored;
     if (arguments.page == STANDARD_INPUT) {
         throw Cli::UsageError("a page needs a file: standard output has the story");
     }
-    if (!arguments.page.empty() && fs::equivalent(page, arguments.file, ignored)) {
+    if (!arguments.page.empty() && fs::equivalent(arguments.page, arguments.file, ignored)) {
         throw Cli::UsageError(Cli::Escape(arguments.page) + " is the log itself");
     }
-    if (page.has_parent_path() && !fs::is_directory(page.parent_path(), ignored)) {
-        throw std::runtime_error(Cli::Escape(page.parent_path().string()) + ": no such folder");
-    }
 }
 
-/** @throws std::runtime_error for a file that begins as a compressed one does */
-void CheckBeginning(const std::string& name, std::string_view beginning) {
-    struct Compression {
-        std::string_view start;
-        const char* reader;
-    };
-    constexpr Compression COMPRESSIONS[] = {{"\x1f\x8b", "zcat"},
-                                            {"BZh", "bzcat"},
-                                            {"\xfd"
-                                             "7zXZ",
-                                             "xzcat"},
-                                            {"\x28\xb5\x2f\xfd", "zstdcat"},
-                                            {"PK\x03\x04", "unzip -p"}};
-    for (const auto& [start, reader] : COMPRESSIONS) {
-        if (Cli::StartsWith(beginning, start)) {
-            throw std::runtime_error(Cli::Escape(name) + " is compressed\nUnpack it: " + reader + " " +
-                                     Cli::Escape(name == STANDARD_INPUT ? "FILE" : name) +
-                                     " | infosync-tv explain");
-        }
-    }
-}
-
-/** Hands the log over piece by piece. */
+/** Hands the log over piece by piece. @throws std::runtime_error for one that is compressed or cannot be read
+ */
 template <typename Reader>
 void Read(const std::string& name, Reader& reader) {
+    static const Cli::Pattern compressed(R"(^(?:\x1f\x8b|BZh|\xfd7zXZ|\x28\xb5\x2f\xfd|PK\x03\x04))");
     std::ifstream file;
     if (name != STANDARD_INPUT) {
         file.open(name, std::ios::binary);
@@ -85,18 +58,16 @@ void Read(const std::string& name, Reader& reader) {
         std::cerr << "infosync-tv: reading the log from standard input, up to Ctrl-D\n";
     }
     std::istream& log = name == STANDARD_INPUT ? std::cin : file;
-    std::array<char, 65536> piece = {};
-    bool isFirst = true;
-    while (log.read(piece.data(), piece.size()) || log.gcount() > 0) {
-        const std::string_view read(piece.data(), static_cast<std::size_t>(log.gcount()));
-        if (isFirst) {
-            CheckBeginning(name, read);
+    std::array<char, 65536> buffer = {};
+    for (bool isFirst = true; log.read(buffer.data(), buffer.size()) || log.gcount() > 0; isFirst = false) {
+        const std::string_view piece(buffer.data(), static_cast<std::size_t>(log.gcount()));
+        if (isFirst && compressed.Find(piece)) {
+            throw std::runtime_error(Cli::Escape(name) + " is compressed\nUnpack it first: zcat, xzcat, ...");
         }
-        isFirst = false;
-        reader.Feed(read);
+        reader.Feed(piece);
     }
     if (!log.eof()) {
-        throw Failure(name);
+        throw std::runtime_error(Cli::Escape(name) + ": " + std::generic_category().message(errno));
     }
     reader.Finish();
 }
@@ -108,45 +79,32 @@ void ShowMasked(const std::string& name) {
     Read(name, log);
 }
 
-/** Writes the stories one by one, as text or as an array of JSON. */
-class Teller {
-public:
-    explicit Teller(const ExplainArguments& arguments) : m_arguments(arguments) {}
-
-    void Tell(const Log::Story& story) {
-        m_hasDevice = m_hasDevice || !story.records.empty();
-        std::cout << (m_count > 0        ? (m_arguments.json ? ",\n" : "\n")
-                      : m_arguments.json ? "[\n"
-                                         : "")
-                  << (m_arguments.json ? Cli::JsonText(Log::StoryJson(story))
-                                       : Log::StoryText(story, m_style));
-        ++m_count;
-    }
-
-    /** @throws std::runtime_error where nothing was told. @param remark on the log as a whole */
-    void Finish(const std::string& remark) {
-        std::cout << (!m_arguments.json ? "" : m_count == 0 ? "[]\n" : "]\n") << std::flush;
-        if (m_count == 0) {
-            throw std::runtime_error(
-                Cli::Escape(m_arguments.file) + ": " +
-                (remark.empty()
+/** Writes the stories one by one, as text or as an array of JSON. @return whether one tells of the device */
+bool Tell(const ExplainArguments& arguments, Log::Page& page) {
+    const bool isJson = arguments.json;
+    const Cli::Style style(STDOUT_FILENO);
+    std::string before = isJson ? "[\n" : "";
+    bool hasDevice = false;
+    Log::Runs runs(!arguments.page.empty(), [&](Log::Story& story) {
+        Log::Narrow(story, arguments.device);
+        std::cout << before << (isJson ? Cli::JsonText(Log::StoryJson(story)) : Log::StoryText(story, style));
+        before = isJson ? ",\n" : "\n";
+        hasDevice = hasDevice || !story.records.empty();
+        page.Add(story);
+    });
+    Read(arguments.file, runs);
+    const char* const end = page.IsEmpty() ? "[]\n" : "]\n";
+    std::cout << (isJson ? end : "") << std::flush;
+    std::string remark = runs.Remark();
+    if (page.IsEmpty()) {
+        remark = remark.empty()
                      ? std::string("no line of the service is in it; its tag is ") + InfoSyncLog::TAG
-                     : remark));
-        }
-        if (!remark.empty()) {
-            std::cerr << "infosync-tv: " << remark << "\n";
-        }
-        if (!m_arguments.device.empty() && !m_hasDevice) {
-            throw std::runtime_error("no run in this log tells of " + Cli::Escape(m_arguments.device));
-        }
+                     : remark;
+        throw std::runtime_error(Cli::Escape(arguments.file) + ": " + remark);
     }
-
-private:
-    const ExplainArguments& m_arguments;
-    Cli::Style m_style{STDOUT_FILENO};
-    std::size_t m_count = 0;
-    bool m_hasDevice = false;
-};
+    std::cerr << (remark.empty() ? "" : "infosync-tv: " + remark + "\n");
+    return hasDevice;
+}
 
 void Explain(const ExplainArguments& arguments) {
     if (arguments.masked) {
@@ -154,20 +112,12 @@ void Explain(const ExplainArguments& arguments) {
         return;
     }
     CheckPage(arguments);
-    const bool hasPage = !arguments.page.empty();
     Log::Page page(arguments.file == STANDARD_INPUT ? "standard input"
                                                     : fs::path(arguments.file).filename().string());
-    Teller teller(arguments);
-    Log::Runs runs(hasPage, [&](Log::Story& story) {
-        Log::Narrow(story, arguments.device);
-        teller.Tell(story);
-        if (hasPage) {
-            page.Add(story);
-        }
-    });
-    Read(arguments.file, runs);
-    teller.Finish(runs.Remark());
-    if (hasPage) {
+    if (!Tell(arguments, page) && !arguments.device.empty()) {
+        throw std::runtime_error("no run in this log tells of " + Cli::Escape(arguments.device));
+    }
+    if (!arguments.page.empty()) {
         Files::Replace(arguments.page, page.Code());
         std::cerr << Cli::Escape(arguments.page) << ": the page, for a browser\n";
     }
@@ -175,20 +125,18 @@ void Explain(const ExplainArguments& arguments) {
 
 void Declare(Cli::Command& command, ExplainArguments& arguments) {
     command.Operand("FILE", arguments.file, "the log; - for standard input");
-    const Cli::Parameter device =
-        command
-            .Option("--device", "NAME", arguments.device,
-                    "tell of the records with this in their name, address or id alone")
-            .Must(&Cli::IsNotEmpty);
-    const Cli::Parameter page =
-        command.Option("--html", "PAGE", arguments.page, "write a page with a picture of each run")
-            .Must(&Cli::IsNotEmpty);
-    const Cli::Parameter json = command.Flag("--json", arguments.json,
-                                             "write JSON for scripts: an array with an object for each run");
-    command.Flag("--masked", arguments.masked, "write the log itself, to be handed on")
-        .Excludes(device)
-        .Excludes(page)
-        .Excludes(json);
+    const Cli::Parameter masked =
+        command.Flag("--masked", arguments.masked, "write the log itself, to be handed on");
+    command
+        .Option("--device", "NAME", arguments.device,
+                "tell of the records with this in their name, address or id alone")
+        .Must(&Cli::IsNotEmpty)
+        .Excludes(masked);
+    command.Option("--html", "PAGE", arguments.page, "write a page with a picture of each run")
+        .Must(&Cli::IsNotEmpty)
+        .Excludes(masked);
+    command.Flag("--json", arguments.json, "write JSON for scripts: an array with an object for each run")
+        .Excludes(masked);
 }
 
 }  // namespace

@@ -20,14 +20,26 @@ namespace {
 
 constexpr std::size_t MOST_RECORDS = 2000;
 
-/** Hands over each innermost object that is there whole, and the name that it has. */
-void ForEachObject(std::string_view json,
-                   const std::function<void(const std::string& name, std::string_view object)>& onObject) {
-    static const Cli::Pattern innermost(
-        R"re((?:"(?<name>(?:[^"\\]++|\\.)*+)"\s*:\s*)?(?<object>\{(?:[^{}"]++|"(?:[^"\\]++|\\.)*+")*+\}))re");
-    innermost.ForEach(json, [&onObject](const Cli::Pattern::Match& match) {
-        onObject(std::string(match["name"]), match["object"]);
-    });
+struct Naming {
+    const char* name;
+    const char* sentence;
+};
+
+/** In the order of Listing. */
+constexpr Naming NAMINGS[] = {
+    {"added", "listed: added"},
+    {"removed", "removed from the list: deleted in the cloud"},
+    {"malformed", "not listed: malformed"},
+    {"paired with the set", "not listed: paired with the set"},
+    {"no audio sink", "not listed: "},
+    {"kept for other users", "listed: kept for other users"},
+    {"deleted in the cloud", "deleted in the cloud: it was not this user's on the list"},
+    {"brought up to date", "listed: brought up to date"},
+    {"not told", "what became of it is not told"},
+};
+
+const Naming& NamingOf(Listing listing) {
+    return NAMINGS[static_cast<std::size_t>(listing)];
 }
 
 }  // namespace
@@ -62,29 +74,14 @@ std::string NoSinkWords(const std::string& uuids) {
 }
 
 std::string ListingName(Listing listing) {
-    constexpr const char* NAMES[] = {"added",
-                                     "removed",
-                                     "malformed",
-                                     "paired with the set",
-                                     "no audio sink",
-                                     "kept for other users",
-                                     "deleted in the cloud",
-                                     "brought up to date",
-                                     "not told"};
-    return NAMES[static_cast<std::size_t>(listing)];
+    return NamingOf(listing).name;
 }
 
 std::string ListingWords(const Record& record) {
-    const std::string name = ListingName(record.listing);
-    const std::string words =
-        record.listing == Listing::NO_SINK      ? "not listed: " + NoSinkWords(record.services)
-        : record.listing == Listing::PAIRED     ? "not listed: " + name
-        : record.listing == Listing::NOT_LISTED ? name + ": it was not this user's on the list"
-        : record.listing == Listing::REMOVED    ? "removed from the list: deleted in the cloud"
-        : record.listing == Listing::NOT_TOLD   ? "what became of it is not told"
-                                                : "listed: " + name;
     const bool isOdd = !record.address.empty() && !Cli::IsBluetoothAddress(record.address).empty();
-    return isOdd ? words + "; its address is no Bluetooth address" : words;
+    return NamingOf(record.listing).sentence +
+           (record.listing == Listing::NO_SINK ? NoSinkWords(record.services) : "") +
+           (isOdd ? "; its address is no Bluetooth address" : "");
 }
 
 void Devices::Begin(std::string_view id) {
@@ -116,24 +113,21 @@ void Devices::TakeRemoval(std::string_view message) {
     m_isTakenOff = m_isTakenOff || !isId;
 }
 
-/** Only now is it known what was not told of a deleted record. */
 void Devices::End() {
+    if (!m_record) {
+        return;
+    }
+    // Only now is it known what was not told of a deleted record.
     if (m_removalLines > 0) {
         Decide(m_removalLines > 1 ? Listing::REMOVED
                : m_isTakenOff     ? Listing::OTHER_USERS
                                   : Listing::NOT_LISTED);
     }
-    Put();
-}
-
-void Devices::Put() {
-    if (m_record) {
-        ++m_counts[m_record->listing];
-        if (m_records.size() < MOST_RECORDS) {
-            m_records.push_back(std::move(*m_record));
-        }
-        m_record.reset();
+    ++m_counts[m_record->listing];
+    if (m_records.size() < MOST_RECORDS) {
+        m_records.push_back(std::move(*m_record));
     }
+    m_record.reset();
 }
 
 void Devices::TakeSkipped(std::size_t count) {
@@ -141,12 +135,15 @@ void Devices::TakeSkipped(std::size_t count) {
 }
 
 void Devices::LearnNames(std::string_view json) {
-    ForEachObject(json, [this](const std::string& name, std::string_view object) {
+    // Innermost ones, each with the name that it may have.
+    static const Cli::Pattern objects(
+        R"re((?:"(?<name>(?:[^"\\]++|\\.)*+)"\s*:\s*)?(?<object>\{(?:[^{}"]++|"(?:[^"\\]++|\\.)*+")*+\}))re");
+    objects.ForEach(json, [this](const Cli::Pattern::Match& match) {
         try {
-            const Json::Value record = InfoSyncUtil::ParseJson(std::string(object));
+            const Json::Value record = InfoSyncUtil::ParseJson(std::string(match["object"]));
             const std::string id = Cli::TextMember(record, "record_id");
             if (record.isMember("address") && m_known.size() < MOST_RECORDS) {
-                Record& known = m_known[id.empty() ? name : id];
+                Record& known = m_known[id.empty() ? std::string(match["name"]) : id];
                 known.name = Cli::TextMember(record, "name");
                 known.address = Cli::TextMember(record, "address");
             }

@@ -30,7 +30,7 @@ struct Record {
     Listing listing = Listing::NOT_TOLD;
 };
 
-/** A record's services as it has them, with commas; the audio sink in words. */
+/** A record's services as it has them; the audio sink in words. */
 std::vector<std::string> ServicesOf(const std::string& uuids);
 
 /** Why the service finds no audio sink among them. */
@@ -64,8 +64,6 @@ public:
     }
 
 private:
-    void Put();
-
     std::optional<Record> m_record;
     /** Of a deleted record the id is told, then whose device it was, then the id again for the last one's. */
     std::size_t m_removalLines = 0;

@@ -1,5 +1,7 @@
 #include "Television/Log/Page.h"
 
+#include <glib.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <map>
@@ -17,17 +19,11 @@ constexpr std::size_t MOST_RUNS = 20;
 
 /** A value to fill in: text, which is escaped here alone, or code that was filled in before. */
 struct Html {
-    Html(const std::string& text) {  // NOLINT(google-explicit-constructor): text is what most values are
-        for (const char c : Cli::EscapeLines(text)) {
-            code += c == '&'   ? "&amp;"
-                    : c == '<' ? "&lt;"
-                    : c == '>' ? "&gt;"
-                    : c == '"' ? "&quot;"
-                               : std::string(1, c);
-        }
-    }
-    Html(const char* text) : Html(std::string(text)) {}  // NOLINT(google-explicit-constructor)
     Html() = default;
+    // NOLINTNEXTLINE(google-explicit-constructor): text is what most values are
+    Html(const std::string& text)
+        : code(Cli::Taken(g_markup_escape_text(Cli::EscapeLines(text).c_str(), -1))) {}
+    Html(const char* text) : Html(std::string(text)) {}  // NOLINT(google-explicit-constructor)
 
     std::string code;
 };
@@ -135,13 +131,13 @@ Html StepHtml(const Story& story, const Arrow& arrow, const Chapter* chapter) {
 Html StepsHtml(const Story& story) {
     Html html;
     for (const Arrow& arrow : ARROWS) {
-        const auto chapter =
-            std::find_if(story.chapters.begin(), story.chapters.end(),
-                         [&arrow](const Chapter& told) { return arrow.chapter == told.part; });
-        const bool hasChapter = chapter != story.chapters.end();
+        const Chapter* chapter = nullptr;
+        for (const Chapter& told : story.chapters) {
+            chapter = arrow.chapter == told.part ? &told : chapter;
+        }
         // A step without a line of its own shows where it is told of, or must have been.
-        if (story.lines.count(arrow.step) > 0 || (hasChapter && !IsAnswer(arrow.step))) {
-            html.code += StepHtml(story, arrow, hasChapter ? &*chapter : nullptr).code;
+        if (story.lines.count(arrow.step) > 0 || (chapter != nullptr && !IsAnswer(arrow.step))) {
+            html.code += StepHtml(story, arrow, chapter).code;
         }
     }
     return html;

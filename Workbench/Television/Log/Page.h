@@ -18,6 +18,10 @@ public:
     /** Takes a run with its lines; of many, the page shows the last 20. */
     void Add(const Story& story);
 
+    bool IsEmpty() const {
+        return m_count == 0;
+    }
+
     /** The whole page. */
     std::string Code() const;
 
