@@ -24,21 +24,15 @@ constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;  // as the clients are 
 // More than there are connections, so that one is at hand which sees that there are too many.
 constexpr std::size_t THREADS = Connections::MOST + 16;
 
-using SetUp = std::function<void(httplib::Request&)>;
-
-// The library's function takes the addresses of both sides, too, from 0.15 on; the compiler picks the
-// right one.
-[[maybe_unused]] bool Process(httplib::Server& server,
-                              bool (httplib::Server::*process)(httplib::Stream&, bool, bool&, const SetUp&),
-                              httplib::Stream& stream, bool& closed) {
-    return (server.*process)(stream, false, closed, nullptr);
-}
-[[maybe_unused]] bool Process(httplib::Server& server,
-                              bool (httplib::Server::*process)(httplib::Stream&, const std::string&, int,
-                                                               const std::string&, int, bool, bool&,
-                                                               const SetUp&),
-                              httplib::Stream& stream, bool& closed) {
-    return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
+// The library's function takes the addresses of both sides, too, from 0.15 on.
+template <typename... More>
+bool Process(httplib::Server& server, bool (httplib::Server::*process)(httplib::Stream&, More...),
+             httplib::Stream& stream, bool& closed) {
+    if constexpr (sizeof...(More) == 3) {
+        return (server.*process)(stream, false, closed, nullptr);
+    } else {
+        return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
+    }
 }
 
 /** The answer to a request that is not looked at. */

@@ -6,7 +6,6 @@
 #include <openssl/rand.h>
 #include <openssl/x509v3.h>
 
-#include <array>
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
@@ -63,9 +62,9 @@ constexpr Flaw FLAWS[] = {
 
 void ThrowUnless(bool success) {
     if (!success) {
-        std::array<char, 256> reason = {};
-        ERR_error_string_n(ERR_get_error(), reason.data(), reason.size());
-        throw std::runtime_error(std::string("could not make a certificate: ") + reason.data());
+        const char* reason = ERR_reason_error_string(ERR_get_error());
+        throw std::runtime_error(std::string("could not make a certificate: ") +
+                                 (reason != nullptr ? reason : "OpenSSL does not say why"));
     }
 }
 
