@@ -7,9 +7,11 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "Cli/Errors.h"
 #include "Cli/Json.h"
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Files.h"
@@ -30,16 +32,6 @@ std::string FileOf(std::int64_t number, const char* suffix) {
     return TvFolder::Resolve(std::string(RUNS_FOLDER) + "/" + std::to_string(number) + suffix);
 }
 
-/** The number in the name of a run's file; 0 when it is none. */
-std::int64_t NumberOf(const fs::path& file) {
-    gint64 number = 0;
-    const bool isOfRun =
-        (file.extension() == ".log" || file.extension() == ".json") &&
-        g_ascii_string_to_signed(file.stem().c_str(), 10, 1, G_MAXINT64 - 1, &number, nullptr) != FALSE &&
-        file.stem() == std::to_string(number);
-    return isOfRun ? number : 0;
-}
-
 /** A run of which no more is known. */
 KeptRun Unknown(const char* outcome, const std::string& reason) {
     Log::Story story;
@@ -48,29 +40,22 @@ KeptRun Unknown(const char* outcome, const std::string& reason) {
     return MakeKeptRun(story);
 }
 
-KeptRun ReadNote(std::int64_t number) {
+KeptRun ReadRun(std::int64_t number) {
+    KeptRun run = Unknown(UNREADABLE, "its note is damaged");
     try {
         const auto text = Files::ReadIfThere(FileOf(number, ".json"));
         if (!text) {
-            return Unknown(IsUnderWay(number) ? "under way" : "unfinished", "");
-        }
-        if (text->empty()) {
-            return Unknown("not kept", "how it ended could not be written: the disk may have been full");
-        }
-        KeptRun run = InfoSyncUtil::ParseStoredObject(*text);
-        if (run["outcome"].isString()) {
-            return run;
+            run = Unknown(IsUnderWay(number) ? "under way" : "unfinished", "");
+        } else if (text->empty()) {
+            run = Unknown("not kept", "how it ended could not be written: the disk may have been full");
+        } else if (KeptRun note = InfoSyncUtil::ParseStoredObject(*text); note["outcome"].isString()) {
+            run = std::move(note);
         }
     } catch (const std::system_error& error) {
-        return Unknown(UNREADABLE, error.what());
+        run = Unknown(UNREADABLE, error.what());
     } catch (const std::exception&) {
-        // As below: it is no JSON.
+        // It is no JSON.
     }
-    return Unknown(UNREADABLE, "its note is damaged");
-}
-
-KeptRun ReadRun(std::int64_t number) {
-    KeptRun run = ReadNote(number);
     run["number"] = Json::Int64{number};
     return run;
 }
@@ -97,9 +82,10 @@ std::vector<std::int64_t> KeptRunNumbers() {
     if (!fs::exists(fs::symlink_status(folder))) {
         return numbers;
     }
-    for (fs::directory_iterator at(folder); at != fs::end(at); ++at) {
-        const std::int64_t number = NumberOf(at->path());
-        if (number > 0 && at->path().extension() == ".log") {
+    for (const auto& file : fs::directory_iterator(folder)) {
+        const std::string name = file.path().filename();
+        const std::int64_t number = Cli::Number(name);
+        if (number > 0 && name == std::to_string(number) + ".log") {
             numbers.push_back(number);
         }
     }
