@@ -219,6 +219,30 @@ TEST(MaskLog, ASecretTakesNoOtherMessageWithIt) {
     }
 }
 
+TEST(Line, IsFoundByItsTagInEveryForm) {
+    const std::string message = R"(a.cpp: f(1) > {"name":"x"})";
+    const std::string forms[] = {
+        "E/BT_INFOSYNC(P  700, T  701): " + message,
+        "set.log:12:11-26 09:01:14.443+0000 E/BT_INFOSYNC(  700): " + message,
+        "> > 11-26 09:01:14.443  700  701 E BT_INFOSYNC: " + message,
+        "\t[  123.456] E/BT_INFOSYNC[700]: " + message + "\r",
+        "web | 12 | E/BT_INFOSYNC(700): " + message,
+        "Nov 26 09:01:14 tv bt-infosync[700]: E/BT_INFOSYNC: " + message,
+        R"("11-26 09:01:14.443","700","E","BT_INFOSYNC","a.cpp: f(1) > {""name"":""x""}")",
+        R"({"PRIORITY":"3","SYSLOG_IDENTIFIER":"BT_INFOSYNC","_PID":"700",)"
+        R"("MESSAGE":"a.cpp: f(1) > {\"name\":\"x\"}"})",
+    };
+    for (const std::string& form : forms) {
+        std::vector<std::string> read;
+        Log::LineReader reader([&read](const Log::Line& line) {
+            read.push_back(std::to_string(line.pid) + line.priority + line.tag + line.place + line.message);
+        });
+        reader.Feed(form);
+        reader.Finish();
+        EXPECT_EQ(read, std::vector<std::string>{"700EBT_INFOSYNC" + message}) << form;
+    }
+}
+
 TEST(Table, HasEveryLineOfTheServiceAndNoOther) {
     static const std::regex text(
         R"re((?:DLOG_(WARN|ERROR|INFO),|Exception\(|logic_error\(std::string\()\s*"([^"%]+))re");
