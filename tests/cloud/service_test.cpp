@@ -91,8 +91,8 @@ TEST_F(ServiceTest, AppTokenIsTakenOnlyAsItWasGiven) {
         Base64UrlDecode(token.substr(dot + 1, token.rfind('.') - dot - 1)).value_or(""), "claims");
     EXPECT_EQ(claims["preferred_username"], ANN);
     EXPECT_EQ(claims["exp"], Json::Int64(now + 86400));
-    for (const std::string& text : {token, token + "A", token.substr(0, token.size() - 1), "." + token,
-                                    access, std::string()}) {
+    for (const std::string& text :
+         {token, token + "A", token.substr(0, token.size() - 1), "." + token, access, std::string()}) {
         const Answer answer = Ask(cloud, "download", DownloadRequest(text, {{"table_ver", "1"}}));
         EXPECT_EQ(ResultCodeOf(answer), text == token ? 0 : 4010002) << text;
     }
