@@ -63,6 +63,11 @@ Bytes ReadBytes(const std::string& path) {
     gsize length = 0;
     GError* error = nullptr;
     if (g_file_get_contents(path.c_str(), &content, &length, &error) == FALSE) {
+        if (g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_NOENT) != FALSE) {
+            // Another process has removed it since it was looked at.
+            g_error_free(error);
+            Fail(ENOENT, path);
+        }
         Fail(error, path);
     }
     return {{content, &std::free}, length};
