@@ -191,7 +191,8 @@ void DemandHeaders(const httplib::Request& request, ResultCode code,
         const std::string actual = request.get_header_value(name);
         Demand(request.has_header(name), code, "the header " + name + " is missing");
         Demand(!actual.empty(), code, "the header " + name + " is empty");
-        Demand(value.empty() || actual == value, code, "the header " + name + " must be " + value);
+        Demand(value.empty() || actual == value, code,
+               std::string("the header ").append(name).append(" must be ").append(value));
     }
 }
 

@@ -130,7 +130,7 @@ bool TokenStore::Holds(const Json::Value& entry) const {
 Ticket TokenStore::Add(Json::Value& state, const Holding& kind, const std::string& token,
                        const std::string& login) const {
     const std::int64_t lifetime = m_folder.Lifetime(kind);
-    const Ticket ticket = {token, Now() + lifetime, lifetime};
+    Ticket ticket = {token, Now() + lifetime, lifetime};
     Json::Value entry;
     entry[TOKEN] = token;
     entry[LOGIN] = login;
