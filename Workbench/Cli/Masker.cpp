@@ -20,11 +20,12 @@ constexpr std::size_t SHORTEST_STORED = 8;
 #define LENGTH R"((?: \(\d+ characters?\))?)"
 
 /**
- * A quote may be escaped, where JSON stands in a text of JSON; a value that was cut goes on to the end. In a
- * form and among the service's values the code is just "code", which is also a word of sentences.
+ * The beginnings come first, since at most places of a text none of them stands. A quote may be escaped,
+ * where JSON stands in a text of JSON; a value that was cut goes on to the end. In a form and among the
+ * service's values the code is just "code", which is also a word of sentences.
  */
 constexpr char SECRETS[] =
-    R"((?is)(?<q>\\{0,7}""?))" NAMES
+    R"((?is)(?=[\\"<?&]|acc|aut|ref|cod|x-k|bea|key|nam|bod)(?:(?<q>\\{0,7}""?))" NAMES
     R"(\k<q>\s*:[\s\[]*(?:\k<q>(?<v>.*?)(?:(?<!\\)\k<q>|$)|(?<v>\d[^\s",}\]]*)))"
     R"(|<)" NAMES R"((?:\s[^<>]*)?>(?<v>.*?)(?:</|$))"
     R"(|(?<![\w-]))" NAMES R"(=(?<v>[^&\s"<>]*)" LENGTH R"())"
@@ -32,7 +33,7 @@ constexpr char SECRETS[] =
     R"(|(?:key|name) ?: ?(?:code|)" NAMES R"()[.,] \w+ : (?<v>.*))"
     R"(|(?<![\w"-])(?:Authorization|x-kc-access-token) ?: ?(?:Bearer )?(?<v>[^\r\n"]+))"
     R"(|(?<![\w"-])(?:accessToken|authCode) : (?![{<\[])(?<v>[^\r\n]+))"
-    R"(|(?<!\w)Bearer (?<v>[^\s"]{8,})" LENGTH R"())";
+    R"(|(?<!\w)Bearer (?<v>[^\s"]{8,})" LENGTH R"()))";
 
 #undef LENGTH
 #undef NAMES

@@ -32,7 +32,7 @@ Pattern::Match Pattern::Find(std::string_view text) const {
     match.m_text = text;
     match.m_matched = g_regex_match_full(m_regex.get(), text.data(), static_cast<gssize>(text.size()), 0,
                                          GRegexMatchFlags{}, &info, nullptr) != FALSE;
-    match.m_info.reset(info, &g_match_info_unref);
+    match.m_info.reset(info);
     return match;
 }
 

@@ -26,7 +26,7 @@ public:
     private:
         friend class Pattern;
         std::string_view m_text;
-        std::shared_ptr<GMatchInfo> m_info;
+        std::unique_ptr<GMatchInfo, decltype(&g_match_info_unref)> m_info{nullptr, &g_match_info_unref};
         bool m_matched = false;
     };
 

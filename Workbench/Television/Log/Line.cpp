@@ -32,17 +32,20 @@ std::string LineForm() {
         R"re(\d\d:\d\d:\d\d(?:\.\d+)?(?:Z|[+-]\d\d(?::?\d\d)?)?|(?<![\w.])\d+\.\d{3,}(?!\w)))?)re";
     // "host prog[12]: ", of the journal.
     const std::string program =
-        R"re([\s\]]*(?:(?<level>[VDIWEF])/)?(?:[^\s(]+ )?(?<program>[\w.@-]+)\[(?<process>\d{1,9})\]: )re";
+        R"re([\s\]]*(?:(?<level>[VDIWEF])/)?(?:[^\s(]++ )?(?<program>[\w.@-]++)\[(?<process>\d{1,9})\]: )re";
     const std::string number = R"re(P?(?<process>\d{1,9})(?![\w.:-]))re";
     const std::string priority = R"re((?<![A-Za-z0-9])(?<priority>[VDIWEF])["/ ,;|\t]+)re";
     // "(P  12, T  12): ", "[12]: ", ": ", or fields with dividers.
     const std::string behind = R"re([\s"]*(?:[(\[]\s*P?\s*(?<pid>\d{1,9})[^)\]]*[)\]]\s*: ?|: ?)re"
                                R"re(|[,;|\t]"?(?:(?<pid>\d{1,9})"?[,;|\t]"?)?))re";
-    const std::string place = R"re((?<place>(?<file>\w+\.(?:cpp|h)): (?<function>[^>]{1,150}?)\(\d+\) > ))re";
-    return "^" + time + "(?:(?:" + program + ")?(?:[^\\w]*" + number + R"re()?[\s\d,;|"()PT>:\]-]*)re" +
-           priority + R"re((?<tag>[\w.-]+))re" + behind + "|" + program + R"re(|(?:.{0,80}?(?<![\w.-]))re" +
-           number + ")?.{0,80}?(?:" + priority + ")?(?<tag>BT_INFOSYNC)(?:" + behind +
-           R"re(|\W+(?=\w+\.(?:cpp|h): ))))re" + place + "?";
+    const std::string place = R"re((?<place>\w++\.(?:cpp|h): [^>]{1,150}?\(\d++\) > ))re";
+    // The log viewer's own, which most logs have.
+    const std::string usual =
+        R"re( (?<priority>[VDIWEF])/(?<tag>[\w.-]++)\( *P?\s*(?<pid>\d{1,9})[^)]*\): )re";
+    return "^" + time + "(?:" + usual + "|(?:" + program + ")?(?:[^\\w]*" + number +
+           R"re()?[\s\d,;|"()PT>:\]-]*)re" + priority + R"re((?<tag>[\w.-]++))re" + behind + "|" + program +
+           R"re(|(?:.{0,80}?(?<![\w.-]))re" + number + ")?.{0,80}?(?:" + priority +
+           ")?(?<tag>BT_INFOSYNC)(?:" + behind + R"re(|\W+(?=\w+\.(?:cpp|h): ))))re" + place + "?";
 }
 
 /** What a mail, an indentation or a search with line numbers put before a line. */
@@ -151,8 +154,9 @@ void LineReader::Read(const std::string& text) {
     m_line.text = text;
     m_line.tag = tag.find("infosync") == Text::npos ? tag : TAG;
     m_line.place = head["place"];
-    m_line.file = head["file"];
-    m_line.function = head["function"];
+    m_line.file = m_line.place.substr(0, m_line.place.find(':'));
+    m_line.function = m_line.place.substr(std::min(m_line.file.size() + 2, m_line.place.size()));
+    m_line.function.erase(std::min(m_line.function.rfind('('), m_line.function.size()));
     if (head) {
         const Text time = head["time"];
         const Text priority = either("priority", "level");
