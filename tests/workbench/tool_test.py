@@ -36,6 +36,9 @@ class ToolTest(ToolCase):
         (self.work / "file").write_text("")
         self.run_tool("init", status=1, tv=self.work / "file" / "tv")
         self.run_tool("init", "--cloud", self.work, status=1)
+        self.run_tool("init", tv=self.work / "other")
+        for words in (["report", self.tv / "x.tar.gz"], ["explain", self.work / "file", "--html", self.tv / "x.html"]):
+            self.assertIn("there is no folder", self.run_tool(*words, status=1, tv=self.work / "other").stderr)
         self.assertFalse(self.tv.exists())
 
     def test_init_never_overwrites(self):

@@ -1,6 +1,8 @@
 /** The commands of infosync-tv, in families of which each has a file. */
 #pragma once
 
+#include <filesystem>
+
 #include "Cli/Tool.h"
 
 namespace Commands {
@@ -19,5 +21,9 @@ void AddShow(Cli::Tool& tool);
 void AddExplain(Cli::Tool& tool);
 
 void AddReport(Cli::Tool& tool);
+
+/** For what is written where the user says: no folder is made for it. @throws std::runtime_error where there
+ * is none */
+void RequireFolderOf(const std::filesystem::path& file);
 
 }  // namespace Commands

@@ -44,6 +44,9 @@ void CheckPage(const ExplainArguments& arguments) {
     if (!arguments.page.empty() && fs::equivalent(arguments.page, arguments.file, ignored)) {
         throw Cli::UsageError(Cli::Escape(arguments.page) + " is the log itself");
     }
+    if (!arguments.page.empty()) {
+        RequireFolderOf(arguments.page);
+    }
 }
 
 /** Hands the log over piece by piece. @throws std::runtime_error for one that is compressed or cannot be read

@@ -146,9 +146,7 @@ struct ReportArguments {
 void Report(const ReportArguments& arguments) {
     Television::Require();
     const fs::path file = fs::absolute(arguments.file);
-    if (!fs::is_directory(file.parent_path())) {
-        throw std::runtime_error("there is no folder " + file.parent_path().string());
-    }
+    RequireFolderOf(file);
     if (!arguments.force && fs::exists(file)) {
         throw std::runtime_error(arguments.file +
                                  " is already there\nName another file, or replace it with --force");
@@ -168,6 +166,14 @@ void Report(const ReportArguments& arguments) {
 }
 
 }  // namespace
+
+void RequireFolderOf(const fs::path& file) {
+    const fs::path folder = fs::absolute(file).parent_path();
+    std::error_code ignored;
+    if (!fs::is_directory(folder, ignored)) {
+        throw std::runtime_error("there is no folder " + Cli::Escape(folder.string()));
+    }
+}
 
 void AddReport(Cli::Tool& tool) {
     tool.Add(
