@@ -195,21 +195,4 @@ std::string OutcomeWords(const Json::Value& story) {
     return Cli::TextMember(story, "outcome") + (reason.empty() ? "" : ": ") + Cli::Join(reason, "; ");
 }
 
-std::string RequestsWords(const Json::Value& story) {
-    Words requests;
-    for (const Json::Value& chapter : story["story"]) {
-        const std::string request = Cli::TextMember(chapter, "request");
-        const std::string mark =
-            request == StepsOf(Part::DOWNLOAD).name ? Cli::TextMember(story, "mark") : "";
-        const std::string status = Cli::TextMember(chapter, "status");
-        if (!request.empty()) {
-            requests.push_back(request + (mark.empty() ? "" : " from mark " + mark) +
-                               (Cli::TextMember(chapter, "answered") != "true" ? " (no answer)"
-                                : status.empty()                               ? ""
-                                                                               : " " + status));
-        }
-    }
-    return Cli::Join(requests, ", ");
-}
-
 }  // namespace Log

@@ -161,12 +161,7 @@ std::string StoryText(const Story& story, const Cli::Style& style);
 
 Json::Value StoryJson(const Story& story);
 
-// Of an object of that form, however damaged:
-
-/** "failed: the cloud refused the activation; status 401" */
+/** "failed: the cloud refused the activation; status 401", of an object of that form, however damaged */
 std::string OutcomeWords(const Json::Value& story);
-
-/** "token, activation 200, download from mark 1795 200" */
-std::string RequestsWords(const Json::Value& story);
 
 }  // namespace Log
