@@ -3,6 +3,7 @@
  * told of a log that is cut, or has a higher level, is told of the whole one as well.
  */
 #include <gmock/gmock.h>
+#include <json/writer.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -229,8 +230,8 @@ TEST(Line, IsFoundByItsTagInEveryForm) {
         "web | 12 | E/BT_INFOSYNC(700): " + message,
         "Nov 26 09:01:14 tv bt-infosync[700]: E/BT_INFOSYNC: " + message,
         R"("11-26 09:01:14.443","700","E","BT_INFOSYNC","a.cpp: f(1) > {""name"":""x""}")",
-        R"({"PRIORITY":"3","SYSLOG_IDENTIFIER":"BT_INFOSYNC","_PID":"700",)"
-        R"("MESSAGE":"a.cpp: f(1) > {\"name\":\"x\"}"})",
+        R"({"PRIORITY":"3","SYSLOG_IDENTIFIER":"BT_INFOSYNC","_PID":"700","MESSAGE":)" +
+            Json::valueToQuotedString(message.c_str()) + "}",
     };
     for (const std::string& form : forms) {
         std::vector<std::string> read;
