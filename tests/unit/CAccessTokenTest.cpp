@@ -105,7 +105,8 @@ TEST_F(CAccessTokenTest, TokensOfTheCloudHoldUntilTheirSecondOrMillisecond) {
 /** Issued in the last minutes that a signed time of 32 bits can hold, and over after them. */
 TEST_F(CAccessTokenTest, TokensRunOutAcrossJanuary2038) {
     constexpr std::int64_t LAST = 2147487200;
-    for (const std::int64_t now : {2147483647L, 2147483648L, LAST - 1, LAST + 1, 4102444800L}) {
+    for (const auto now :
+         std::initializer_list<std::int64_t>{2147483647, 2147483648, LAST - 1, LAST + 1, 4102444800}) {
         SCOPED_TRACE(now);
         Fake::Tv().now = now;
         Load(R"("issued_time_in_second":2147483600,"access_token_expires_in":3600)");
