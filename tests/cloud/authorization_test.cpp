@@ -2,7 +2,6 @@
 
 #include "Cli/Json.h"
 #include "Cloud/Protocol/Endpoints.h"
-#include "Cloud/State/Crypto.h"
 #include "Files.h"
 #include "cloud_folder.h"
 
@@ -11,11 +10,14 @@ namespace {
 
 class AuthorizationTest : public CloudTest {
 protected:
-    const std::string verifier = std::string(43, 'v');
+    // RFC 7636, appendix B.
+    const std::string verifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
+    const std::string challenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
+    const std::string ann = "YW5uQGV4YW1wbGUuY29t";
+    const std::string nobody = "bm9ib2R5";
 
     std::string Code(const std::string& login, const std::string& nonce) const {
-        return "lc1." + Base64UrlEncode(login) + "." + Base64UrlEncode(Sha256(verifier)) + "." +
-               Base64UrlEncode(nonce);
+        return "lc1." + login + "." + challenge + "." + nonce;
     }
 
     std::string Form(const std::string& code) const {
@@ -53,7 +55,7 @@ protected:
     }
 
     std::string SignIn(const std::string& nonce) {
-        return Cli::StringMember(Rsp(Ask(cloud, "token", Request(Form(Code(ANN, nonce)))))["result"],
+        return Cli::StringMember(Rsp(Ask(cloud, "token", Request(Form(Code(ann, nonce)))))["result"],
                                  "refresh_token");
     }
 
@@ -62,7 +64,7 @@ protected:
 };
 
 TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
-    const std::string good = Form(Code(ANN, "n"));
+    const std::string good = Form(Code(ann, "n"));
     const auto with = [&good](const std::string& from, const std::string& to) {
         return std::string(good).replace(good.find(from), from.size(), to);
     };
@@ -77,7 +79,8 @@ TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
         {with("code=lc1.", "code=lc2."), "invalid_grant"},
         {with("code=lc1.", "code=lc1%2E"), "invalid_grant"},
         {with("code=lc1.", "code=lc1.!"), "invalid_grant"},
-        {Form(Code("nobody", "n")), "access_denied"},
+        {Form(Code(ann, "")), "invalid_grant"},
+        {Form(Code(nobody, "n")), "access_denied"},
     };
     for (const auto& [body, error] : cases) {
         EXPECT_EQ(Error(Ask(cloud, "token", Request(body))), error) << body;
@@ -87,14 +90,14 @@ TEST_F(AuthorizationTest, RefusesWrongRequestsWithOAuthErrors) {
 
 TEST_F(AuthorizationTest, RefusesRequestsWithoutTheClientsHeaders) {
     for (const auto& [name, value] : Request("").headers) {
-        httplib::Request request = Request(Form(Code(ANN, "n")));
+        httplib::Request request = Request(Form(Code(ann, "n")));
         request.headers.erase(name);
         EXPECT_EQ(Error(Ask(cloud, "token", request)), "invalid_request") << name;
     }
 }
 
 TEST_F(AuthorizationTest, CodeWorksOnceEvenAfterARestart) {
-    const auto request = Request(Form(Code(ANN, "n")));
+    const auto request = Request(Form(Code(ann, "n")));
     EXPECT_EQ(Error(Ask(cloud, "token", request)), "none");
     EXPECT_EQ(Error(Ask(cloud, "token", request)), "invalid_grant");
     Cloud restarted(folder, [this] { return now * 1000; });

@@ -87,8 +87,8 @@ TEST_F(ServiceTest, DeviceIdBelongsToOneUserAndLapses) {
 TEST_F(ServiceTest, AppTokenIsTakenOnlyAsItWasGiven) {
     const std::string token = AppToken();
     const auto dot = token.find('.');
-    const auto claims = Cli::ParseObject(
-        Base64UrlDecode(token.substr(dot + 1, token.rfind('.') - dot - 1)).value_or(""), "claims");
+    const auto claims =
+        Cli::ParseObject(Base64UrlDecode(token.substr(dot + 1, token.rfind('.') - dot - 1)), "claims");
     EXPECT_EQ(claims["preferred_username"], ANN);
     EXPECT_EQ(claims["exp"], Json::Int64(now + 86400));
     for (const std::string& text :

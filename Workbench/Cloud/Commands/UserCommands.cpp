@@ -20,7 +20,7 @@ namespace LocalCloud {
 namespace {
 
 constexpr char HANDS_FREE_UUID[] = "0000111e-0000-1000-8000-00805f9b34fb";
-constexpr std::size_t ID_BYTES = 6;
+constexpr std::size_t ID_DIGITS = 12;
 constexpr char MARK_WORD[] = "mark";
 
 /** What the commands take, each a part of it. */
@@ -71,7 +71,7 @@ void Edit(const RecordArguments& arguments, bool mustBeThere, const Change& chan
 }
 
 void AddDevice(const RecordArguments& arguments) {
-    const std::string id = arguments.id.empty() ? Hex(RandomBytes(ID_BYTES)) : arguments.id;
+    const std::string id = arguments.id.empty() ? RandomDigits().substr(0, ID_DIGITS) : arguments.id;
     Edit(arguments, false, [&](Json::Value& records, Json::ArrayIndex /*index*/) {
         Json::Value& record = records.append(Json::objectValue);
         record[CDeviceInfo::RECORD_ID] = id;

@@ -13,7 +13,6 @@ namespace LocalCloud {
 namespace {
 
 constexpr char CODE_FORMAT[] = "lc1";
-constexpr std::size_t CHALLENGE_BYTES = 32;  // SHA-256
 
 using Form = std::map<std::string, std::string>;
 
@@ -51,23 +50,6 @@ bool IsCodeVerifier(const std::string& text) {
            text.find_first_not_of(UNRESERVED) == std::string::npos;
 }
 
-/** What a sign-in service's code says of itself. */
-struct AuthorizationCode {
-    std::string login;
-    std::string challenge;
-};
-
-/** The code is "lc1." and, in base64url, the login id, the challenge and a nonce. */
-AuthorizationCode Decode(const std::string& text) {
-    const auto pieces = Split(text, '.');
-    const bool known = pieces.size() == 4 && pieces[0] == CODE_FORMAT;
-    const auto part = [&](std::size_t i) { return known ? Base64UrlDecode(pieces[i]).value_or("") : ""; };
-    AuthorizationCode code = {part(1), part(2)};
-    Demand(IsLogin(code.login) && code.challenge.size() == CHALLENGE_BYTES && !part(3).empty(),
-           ResultCode::INVALID_GRANT, "the code is none of this cloud's");
-    return code;
-}
-
 Answer Granted(const Cloud& cloud, const std::string& login, const TokenPair& tokens,
                const std::string& decided) {
     Json::Value body;
@@ -89,12 +71,16 @@ Answer Granted(const Cloud& cloud, const std::string& login, const TokenPair& to
 Answer IssueToken(Cloud& cloud, const httplib::Request& request, std::string& login) {
     Form form = ReadForm(request, {"code", "client_id", "auth_server_url", "code_verifier"},
                          "code, client_id, auth_server_url and code_verifier");
-    const AuthorizationCode code = Decode(form["code"]);
-    login = code.login;
+    // "lc1." and, in base64url, the login id, the challenge and a nonce.
+    const auto pieces = Split(form["code"], '.');
+    const std::string user = pieces.size() == 4 ? Base64UrlDecode(pieces[1]) : "";
+    Demand(IsLogin(user) && pieces[0] == CODE_FORMAT && !pieces[3].empty(), ResultCode::INVALID_GRANT,
+           "the code is none of this cloud's");
+    login = user;
     Demand(cloud.users.Exists(login), ResultCode::ACCESS_DENIED, "there is no user " + login);
     Demand(IsCodeVerifier(form["code_verifier"]), ResultCode::INVALID_REQUEST,
            "the code_verifier is not 43 to 128 unreserved characters");
-    Demand(Sha256(form["code_verifier"]) == code.challenge, ResultCode::INVALID_GRANT,
+    Demand(ChallengeOf(form["code_verifier"]) == pieces[2], ResultCode::INVALID_GRANT,
            "the code_verifier does not match the code's challenge");
     Demand(cloud.tokens.UseCode(form["code"]), ResultCode::INVALID_GRANT, "the code was used before");
     return Granted(cloud, login, cloud.tokens.Issue(login), "token issued");

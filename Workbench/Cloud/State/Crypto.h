@@ -1,27 +1,19 @@
-/** The few cryptographic operations that the cloud needs, on OpenSSL. */
+/** The few cryptographic operations that the cloud needs. */
 #pragma once
 
-#include <cstddef>
-#include <optional>
 #include <string>
 
 namespace LocalCloud {
 
-std::string Sha256(const std::string& bytes);
+/** 64 lower-case hexadecimal digits each; the random ones are cryptographically strong. */
+std::string Sha256(const std::string& text);
+std::string HmacSha256(const std::string& key, const std::string& text);
+std::string RandomDigits();
 
-/** In hexadecimal digits. */
-std::string HmacSha256(const std::string& key, const std::string& bytes);
+/** What a code says of the verifier that belongs to it (RFC 7636, S256). */
+std::string ChallengeOf(const std::string& verifier);
 
-/** Cryptographically strong. @throws std::runtime_error */
-std::string RandomBytes(std::size_t count);
-
-/** RFC 4648, section 5, without padding. */
-std::string Base64UrlEncode(const std::string& bytes);
-
-/** @return nothing unless the text is what Base64UrlEncode makes of some bytes */
-std::optional<std::string> Base64UrlDecode(const std::string& text);
-
-/** Lower-case hexadecimal digits. */
-std::string Hex(const std::string& bytes);
+/** RFC 4648, section 5, without padding. @return the empty text for what is not spelt so */
+std::string Base64UrlDecode(const std::string& text);
 
 }  // namespace LocalCloud

@@ -23,7 +23,6 @@ namespace {
 constexpr char LIFETIME[] = "lifetime";
 constexpr char SECRET[] = "secret";
 constexpr char SIGNING[] = "signing";
-constexpr std::size_t SECRET_BYTES = 32;
 
 using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_free)>;
 
@@ -117,7 +116,7 @@ void Folder::PrepareSettings() const {
     for (const Holding* holding : HOLDINGS) {
         add(LIFETIME, holding->name, Cli::DurationText(holding->lifetime));
     }
-    add(SECRET, SIGNING, Hex(RandomBytes(SECRET_BYTES)));
+    add(SECRET, SIGNING, RandomDigits());
     if (changed) {
         Files::Replace(SettingsFile(), Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr)));
     }

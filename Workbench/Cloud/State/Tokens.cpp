@@ -30,11 +30,6 @@ constexpr char EXPIRES[] = "expires";
 /** The refresh token that this one was traded for. */
 constexpr char REPLACES[] = "replaces";
 
-std::string RandomText() {
-    constexpr std::size_t BYTES = 32;
-    return Base64UrlEncode(RandomBytes(BYTES));
-}
-
 void Append(Json::Value& list, Json::Value entry) {
     list.append(std::move(entry));
     while (list.size() > MOST_KEPT) {
@@ -83,7 +78,7 @@ std::string SignAppToken(const std::string& login, std::int64_t expires, const s
     jwt_t* made = nullptr;
     const bool isMade = jwt_new(&made) == 0;
     const std::unique_ptr<jwt_t, decltype(&jwt_free)> jwt(made, &jwt_free);
-    const std::string id = RandomText();
+    const std::string id = RandomDigits();
     const auto* key = reinterpret_cast<const unsigned char*>(secret.data());
     // The library's type ends in 2038 where it has 32 bits.
     const auto last = static_cast<long>(std::min<std::int64_t>(expires, std::numeric_limits<long>::max()));
@@ -142,15 +137,15 @@ Ticket TokenStore::Add(Json::Value& state, const Holding& kind, const std::strin
 
 TokenPair TokenStore::AddPair(Json::Value& state, const std::string& login,
                               const std::string& replaced) const {
-    TokenPair pair = {Add(state, Holding::ACCESS, "at." + RandomText(), login),
-                      Add(state, Holding::REFRESH, "rt." + RandomText(), login)};
+    TokenPair pair = {Add(state, Holding::ACCESS, "at." + RandomDigits(), login),
+                      Add(state, Holding::REFRESH, "rt." + RandomDigits(), login)};
     Json::Value& refresh = state[Holding::REFRESH.name];
     refresh[refresh.size() - 1][REPLACES] = replaced;
     return pair;
 }
 
 bool TokenStore::UseCode(const std::string& code) const {
-    const Json::Value digest = Hex(Sha256(code));
+    const Json::Value digest = Sha256(code);
     return Edit([&](Json::Value& state) {
         Json::Value& used = state[CODES];
         const bool isNew = std::find(used.begin(), used.end(), digest) == used.end();

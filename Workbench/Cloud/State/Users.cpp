@@ -61,7 +61,7 @@ bool Update(Json::Value& ledger, const Json::Value& records, std::int64_t now) {
         digests[id] = Json::nullValue;
     }
     for (const auto& record : records) {
-        digests[Cli::StringMember(record, CDeviceInfo::RECORD_ID)] = Hex(Sha256(Cli::CompactJson(record)));
+        digests[Cli::StringMember(record, CDeviceInfo::RECORD_ID)] = Sha256(Cli::CompactJson(record));
     }
     for (auto digest = digests.begin(); digest != digests.end(); ++digest) {
         Json::Value& entry = known[digest.name()];
