@@ -1,7 +1,7 @@
 #include "Television/ServiceRun.h"
 
+#include <fcntl.h>
 #include <glib-unix.h>
-#include <glib.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
@@ -9,13 +9,10 @@
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include "Cli/Time.h"
 
@@ -23,9 +20,8 @@ namespace Television {
 
 namespace {
 
-constexpr std::chrono::seconds GRACE(2);
+constexpr std::int64_t GRACE_MICROSECONDS = 2'000'000;
 constexpr int LOOK_MILLISECONDS = 200;
-constexpr std::size_t PIECE_SIZE = 65536;
 
 struct Parent {
     pid_t pid;
@@ -58,28 +54,18 @@ sigset_t Heard() {
     return signals;
 }
 
-/** Starts the service. @return where its output is read */
-int Start(const RunOptions& options, Parent parent, pid_t& pid) {
-    if (access(options.service.c_str(), X_OK) != 0) {
-        throw std::runtime_error("cannot start " + options.service + ": " + std::strerror(errno) +
-                                 "\nName the service with --service FILE or INFOSYNC_SERVICE");
+int OpenLogFile(const RunOptions& options) {
+    return open(options.logFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+}
+
+/** Takes a piece of what has come. @return whether there was one */
+bool TakePiece(int source, Log::LineReader& log) {
+    std::array<char, 65536> buffer = {};
+    const ssize_t count = read(source, buffer.data(), buffer.size());
+    if (count > 0) {
+        log.Feed({buffer.data(), static_cast<std::size_t>(count)});
     }
-    std::string program = options.service;
-    char* words[] = {program.data(), nullptr};
-    const std::string level(1, options.level);
-    const std::unique_ptr<char*, decltype(&g_strfreev)> environment(
-        g_environ_setenv(g_get_environ(), "INFOSYNC_TV_LOG_LEVEL", level.c_str(), TRUE), &g_strfreev);
-    int output = -1;
-    GError* error = nullptr;
-    g_spawn_async_with_pipes(nullptr, words, environment.get(), G_SPAWN_DO_NOT_REAP_CHILD, &PrepareService,
-                             &parent, &pid, nullptr, nullptr, &output, &error);
-    if (error != nullptr) {
-        const std::string reason = error->message;
-        g_error_free(error);
-        throw std::runtime_error(reason);
-    }
-    g_unix_set_fd_nonblocking(output, TRUE, nullptr);
-    return output;
+    return count > 0;
 }
 
 Ending EndingOf(int status) {
@@ -94,55 +80,65 @@ Ending EndingOf(int status) {
 
 }  // namespace
 
-ServiceRun::ServiceRun(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
-                       std::function<void()> onPause)
-    : m_log(onLine),
-      m_onPause(std::move(onPause)),
-      m_logFile(options.logFile),
-      m_timeoutSeconds(options.timeoutSeconds) {
-    std::error_code none;
-    const auto size = std::filesystem::file_size(m_logFile, none);
-    m_logFileEnd = none ? 0 : static_cast<std::streamoff>(size);
+ServiceRun::ServiceRun(const RunOptions& options)
+    : m_options(options),
+      m_deadline(g_get_monotonic_time() + static_cast<std::int64_t>(options.timeoutSeconds * G_USEC_PER_SEC)),
+      m_logFile(OpenLogFile(options)) {
+    lseek(m_logFile, 0, SEEK_END);
     const sigset_t heard = Heard();
     Parent parent = {getpid(), {}};
     sigprocmask(SIG_BLOCK, &heard, &parent.signals);
     m_signals = signalfd(-1, &heard, SFD_NONBLOCK | SFD_CLOEXEC);
-    m_output = Start(options, parent, m_pid);
-    m_deadline = Clock::now() +
-                 std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(m_timeoutSeconds));
+    g_setenv("INFOSYNC_TV_LOG_LEVEL", std::string(1, options.level).c_str(), TRUE);
+    char* words[] = {m_options.service.data(), nullptr};
+    GError* error = nullptr;
+    g_spawn_async_with_pipes(nullptr, words, nullptr, G_SPAWN_DO_NOT_REAP_CHILD, &PrepareService, &parent,
+                             &m_pid, nullptr, nullptr, &m_output, &error);
+    if (error != nullptr) {
+        const std::string reason = error->message;
+        g_error_free(error);
+        throw std::runtime_error(reason + "\nName the service with --service FILE or INFOSYNC_SERVICE");
+    }
+    g_unix_set_fd_nonblocking(m_output, TRUE, nullptr);
 }
 
 ServiceRun::~ServiceRun() {
-    close(m_output);
-    close(m_signals);
+    for (const int file : {m_signals, m_logFile, m_output}) {
+        close(file);
+    }
 }
 
-Ending ServiceRun::Wait() {
+Ending ServiceRun::Wait(const std::function<void(const Log::Line&)>& onLine,
+                        const std::function<void()>& onPause) {
+    Log::LineReader log(onLine);
     int status = 0;
-    for (bool hasEnded = false; !hasEnded;) {
+    bool hasEnded = false;
+    bool isMore = false;
+    while (!hasEnded || isMore) {
         pollfd sources[] = {{m_signals, POLLIN, 0}, {m_output, POLLIN, 0}};
-        poll(sources, std::size(sources), LOOK_MILLISECONDS);
+        poll(sources, std::size(sources), isMore ? 0 : LOOK_MILLISECONDS);
         TakeSignals();
         CheckTime();
-        hasEnded = waitpid(m_pid, &status, WNOHANG) == m_pid;
-        std::size_t size = ReadOutput();
-        while (hasEnded && size > 0) {
-            size = ReadOutput();
+        hasEnded = hasEnded || waitpid(m_pid, &status, WNOHANG) == m_pid;
+        if (sources[1].revents == POLLHUP) {
+            close(std::exchange(m_output, -1));
         }
-        ReadLogFile();
+        m_logFile = m_logFile < 0 ? OpenLogFile(m_options) : m_logFile;
+        isMore = TakePiece(m_output, log);
+        isMore = TakePiece(m_logFile, log) || isMore;
         // An entry comes in one piece: where nothing more has come, and no line is begun, none goes on.
-        if (size < PIECE_SIZE && !m_log.IsWithin()) {
-            m_onPause();
+        if (!isMore && !log.IsWithin()) {
+            onPause();
         }
     }
-    m_log.Finish();
+    log.Finish();
     return m_ended.outcome.empty() ? EndingOf(status) : m_ended;
 }
 
 void ServiceRun::End(const Ending& ending, int signal) {
     if (m_ended.outcome.empty()) {
         m_ended = ending;
-        m_deadline = Clock::now() + GRACE;
+        m_deadline = g_get_monotonic_time() + GRACE_MICROSECONDS;
     }
     kill(-m_pid, signal);
 }
@@ -158,34 +154,9 @@ void ServiceRun::TakeSignals() {
 }
 
 void ServiceRun::CheckTime() {
-    if (Clock::now() >= m_deadline) {
-        End({"timed out", "no end after " + Cli::DurationText(m_timeoutSeconds)},
+    if (g_get_monotonic_time() >= m_deadline) {
+        End({"timed out", "no end after " + Cli::DurationText(m_options.timeoutSeconds)},
             m_ended.outcome.empty() ? SIGTERM : SIGKILL);
-    }
-}
-
-std::size_t ServiceRun::ReadOutput() {
-    std::array<char, PIECE_SIZE> buffer = {};
-    const ssize_t count = read(m_output, buffer.data(), buffer.size());
-    if (count > 0) {
-        m_log.Feed({buffer.data(), static_cast<std::size_t>(count)});
-        return static_cast<std::size_t>(count);
-    }
-    if (count == 0) {
-        close(m_output);
-        m_output = -1;
-    }
-    return 0;
-}
-
-/** Takes what the run has added to the file since the last look, where the television logs to one. */
-void ServiceRun::ReadLogFile() {
-    std::ifstream file(m_logFile, std::ios::binary);
-    file.seekg(m_logFileEnd);
-    std::array<char, PIECE_SIZE> buffer = {};
-    while (file.read(buffer.data(), buffer.size()) || file.gcount() > 0) {
-        m_logFileEnd += file.gcount();
-        m_log.Feed({buffer.data(), static_cast<std::size_t>(file.gcount())});
     }
 }
 

@@ -3,10 +3,8 @@
 
 #include <sys/types.h>
 
-#include <chrono>
-#include <cstddef>
+#include <cstdint>
 #include <functional>
-#include <ios>
 #include <string>
 
 #include "Television/Log/Line.h"
@@ -39,41 +37,32 @@ struct RunOptions {
  */
 class ServiceRun {
 public:
-    /**
-     * Starts the service.
-     * @param onLine gets the lines of the log; onPause is called when there are none for a while
-     * @throws std::runtime_error when it cannot be started
-     */
-    ServiceRun(const RunOptions& options, const std::function<void(const Log::Line&)>& onLine,
-               std::function<void()> onPause);
+    /** Starts the service. @throws std::runtime_error when it cannot be started */
+    explicit ServiceRun(const RunOptions& options);
     ~ServiceRun();
     ServiceRun(const ServiceRun&) = delete;
     ServiceRun& operator=(const ServiceRun&) = delete;
 
-    /** Returns when the service has ended. */
-    Ending Wait();
+    /**
+     * Returns when the service has ended.
+     * @param onLine gets the lines of the log; onPause is called when there are none for now
+     */
+    Ending Wait(const std::function<void(const Log::Line&)>& onLine, const std::function<void()>& onPause);
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     /** Asks the service to end, and after a while makes it. The first reason counts. */
     void End(const Ending& ending, int signal);
     void TakeSignals();
     void CheckTime();
-    /** @return how many bytes came */
-    std::size_t ReadOutput();
-    void ReadLogFile();
 
-    Log::LineReader m_log;
-    std::function<void()> m_onPause;
-    std::string m_logFile;
-    std::streamoff m_logFileEnd = 0;
-    double m_timeoutSeconds;
-    Clock::time_point m_deadline;
-    /** -1 once it is closed. */
-    int m_output = -1;
-    int m_signals = -1;
+    RunOptions m_options;
+    /** In microseconds of the clock that nobody sets. */
+    std::int64_t m_deadline;
     pid_t m_pid = 0;
+    // Each -1 while it is not open.
+    int m_signals;
+    int m_logFile;
+    int m_output = -1;
     /** Why the service was asked to end; empty while it was not. */
     Ending m_ended;
 };

@@ -40,8 +40,9 @@ UserRecords ReadUser(const Json::Value& entry) {
     return found;
 }
 
-Device ReadDevice(const Json::Value& entry) {
+Device ReadDevice(const std::string& id, const Json::Value& entry) {
     Device device;
+    device.id = id;
     if (!entry.isObject()) {
         return device;
     }
@@ -107,22 +108,19 @@ DeviceList ReadDeviceList() {
             list.state.kind == Kind::DAMAGED ? ". A factory reset clears it: infosync-tv factory-reset" : "";
     }
     for (const std::string& id : document.value.getMemberNames()) {
-        list.devices.emplace(id, ReadDevice(document.value[id]));
+        list.devices.emplace(id, ReadDevice(id, document.value[id]));
     }
     return list;
 }
 
-Json::Value ToJson(const DeviceList& list) {
-    return Cli::JsonArray(list.devices, [](const auto& entry) {
-        const auto& [id, device] = entry;
-        Json::Value json;
-        json["id"] = id;
-        json["name"] = device.name;
-        json["address"] = device.address;
-        json["deleted_on_tv"] = device.deletedOnTv;
-        json["users"] = Cli::JsonArray(device.users);
-        return json;
-    });
+Json::Value ToJson(const Device& device) {
+    Json::Value json;
+    json["id"] = device.id;
+    json["name"] = device.name;
+    json["address"] = device.address;
+    json["deleted_on_tv"] = device.deletedOnTv;
+    json["users"] = Cli::JsonArray(device.users);
+    return json;
 }
 
 std::vector<std::string> StoredSecrets() {

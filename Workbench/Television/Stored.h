@@ -8,7 +8,6 @@
 #include <map>
 #include <optional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "Util/JsonLimits.h"
@@ -73,15 +72,11 @@ RecordStore ReadRecords();
 
 /** A device as the set's components read it. */
 struct Device {
+    std::string id;
     std::string name;
     std::string address;
     std::vector<std::string> users;
     bool deletedOnTv = false;
-
-    bool operator==(const Device& other) const {
-        return std::tie(name, address, users, deletedOnTv) ==
-               std::tie(other.name, other.address, other.users, other.deletedOnTv);
-    }
 };
 
 struct DeviceList {
@@ -94,7 +89,7 @@ struct DeviceList {
 
 DeviceList ReadDeviceList();
 
-Json::Value ToJson(const DeviceList& list);
+Json::Value ToJson(const Device& device);
 
 /** Tokens of all users, the authorisation code and its verifier. */
 std::vector<std::string> StoredSecrets();

@@ -1,12 +1,12 @@
+#include <glib.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <optional>
+#include <map>
 #include <stdexcept>
 
 #include "CBtInfoSync.h"
@@ -17,7 +17,6 @@
 #include "Cli/Time.h"
 #include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
-#include "Television/DeviceChanges.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/RunReader.h"
@@ -32,9 +31,8 @@ namespace {
 
 using Cli::Colour;
 using Cli::Style;
-
-constexpr double LONGEST_TIMEOUT_SECONDS = 86400;
-constexpr char SERVICE_NAME[] = "bt-infosync";
+using Television::Device;
+using Television::DeviceList;
 
 struct RunArguments {
     /** Empty for that of tv.ini. */
@@ -45,17 +43,6 @@ struct RunArguments {
     bool showSecrets = false;
     bool json = false;
 };
-
-std::string ServicePath(const RunArguments& arguments) {
-    if (!arguments.service.empty()) {
-        return arguments.service;
-    }
-    const char* chosen = std::getenv("INFOSYNC_SERVICE");
-    if (chosen != nullptr && *chosen != '\0') {
-        return chosen;
-    }
-    return std::filesystem::read_symlink("/proc/self/exe").replace_filename(SERVICE_NAME).string();
-}
 
 /** What the service waits for after this line, which may take long, and what helps; empty for nothing. */
 std::string Awaited(const Log::Line& line) {
@@ -69,7 +56,8 @@ std::string Awaited(const Log::Line& line) {
 }
 
 Colour LineColour(const Log::Line& line) {
-    const char priority = line.text.find("<<Not Error>>") == std::string::npos ? line.priority : '\0';
+    const bool isMarked = line.tag.empty() || line.text.find("<<Not Error>>") != std::string::npos;
+    const char priority = isMarked ? '\0' : line.priority;
     return priority == 'E' || priority == 'F'   ? Colour::RED
            : priority == 'W'                    ? Colour::YELLOW
            : priority == 'V' || priority == 'D' ? Colour::DIM
@@ -81,13 +69,30 @@ class Watcher {
 public:
     Watcher(char level, bool showSecrets) : m_level(level), m_showSecrets(showSecrets) {}
 
-    void Take(Log::Message& message) {
+    void Take(const Log::Line& line) {
+        m_messages.Take(line);
+    }
+
+    /** Nothing more comes for now. */
+    void Pause() {
+        m_messages.Flush();
+    }
+
+    Log::Story Finish() {
+        m_messages.Flush();
+        return m_reader.Finish();
+    }
+
+private:
+    void Show(Log::Message& message) {
         const Log::Message whole = message;
         const Log::Line& first = whole.lines.front();
         Log::Mask(message, m_masker);
         // One that is no log line is always shown.
         if (first.tag.empty() || first.priority == '\0' || !Log::IsBelow(first.priority, m_level)) {
-            Show(m_showSecrets ? whole : message);
+            for (const Log::Line& line : (m_showSecrets ? whole : message).lines) {
+                std::cerr << m_style(LineColour(line), Cli::EscapeLines(line.text)) << "\n";
+            }
         }
         const std::string awaited = Awaited(first);
         if (!awaited.empty() && awaited != m_awaited) {
@@ -97,23 +102,11 @@ public:
         m_reader.Take(message);
     }
 
-    Log::Story Finish() {
-        return m_reader.Finish();
-    }
-
-private:
-    void Show(const Log::Message& message) const {
-        for (const Log::Line& line : message.lines) {
-            std::cerr << m_style(line.tag.empty() ? Colour::PLAIN : LineColour(line),
-                                 Cli::EscapeLines(line.text))
-                      << "\n";
-        }
-    }
-
     char m_level;
     bool m_showSecrets;
     Style m_style{STDERR_FILENO};
     Cli::Masker m_masker{Television::StoredSecrets()};
+    Log::Messages m_messages{[this](Log::Message& message) { Show(message); }};
     Log::RunReader m_reader{0, 0, false};
     std::string m_awaited;
 };
@@ -130,17 +123,68 @@ Log::Story Tell(Log::Story story, const Television::Ending& ending) {
         story.outcome = "crashed";
         story.reason = {"the log ends before the service did"};
     }
-    const bool isUnanswered = story.failure && story.failure->known != nullptr &&
-                              story.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER;
-    const Television::Cloud cloud = isUnanswered ? Television::Cloud::Find() : Television::Cloud();
-    if (!cloud.folder.empty() && cloud.port == 0) {
-        story.remedies = {cloud.words};
+    if (story.failure && story.failure->known != nullptr &&
+        story.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER) {
+        const Television::Cloud cloud = Television::Cloud::Find();
+        if (!cloud.folder.empty() && cloud.port == 0) {
+            story.remedies = {cloud.words};
+        }
     }
     return story;
 }
 
-std::string EndText(const Television::KeptRun& run, const Style& style) {
-    std::string text;
+Json::Value Change(const char* kind, const Device& device, const std::string& was) {
+    Json::Value change = Television::ToJson(device);
+    change.removeMember("deleted_on_tv");
+    change["change"] = kind;
+    change["was"] = was;
+    return change;
+}
+
+/** What the run changed in the device list, in the order of ids. */
+Json::Value Compare(const DeviceList& before, const DeviceList& after) {
+    std::map<std::string, Json::Value> changes;
+    for (const auto& [id, device] : before.devices) {
+        changes[id] = Change("removed", device, device.name);
+    }
+    for (const auto& [id, device] : after.devices) {
+        const auto old = before.devices.find(id);
+        if (old == before.devices.end()) {
+            changes[id] = Change("added", device, "");
+        } else if (Television::ToJson(old->second) == Television::ToJson(device)) {
+            changes.erase(id);
+        } else {
+            const std::string& was = old->second.name;
+            changes[id] = Change(was == device.name ? "changed" : "renamed", device, was);
+        }
+    }
+    return Cli::JsonArray(changes, [](const auto& change) { return change.second; });
+}
+
+std::string ChangeText(const Json::Value& change, const Style& style) {
+    const auto text = [&change](const char* member) { return change[member].asString(); };
+    const std::string kind = text("change");
+    const Colour colour = kind == "removed" ? Colour::RED : kind == "added" ? Colour::GREEN : Colour::YELLOW;
+    std::string users;
+    for (const Json::Value& user : change["users"]) {
+        users += (users.empty() ? "  users " : ", ") + user.asString();
+    }
+    const std::string words = (kind == "renamed" ? text("was") + " -> " : "") + text("name") + "  " +
+                              text("address") + (kind == "changed" ? users : "") + "  (" + text("id") + ")";
+    return "  " + style(colour, Cli::Pad(kind, sizeof("renamed  ") - 1)) + Cli::Escape(words) + "\n";
+}
+
+/** For people: the device list, what changed in it, what to do, and how the run ended. */
+std::string RunText(const Television::KeptRun& run, const DeviceList& list, const Style& style) {
+    const Json::Value& changes = run["changes"];
+    std::string text = "device list: " + Cli::Count(list.devices.size(), "device") +
+                       (changes.empty() ? ", nothing changed" : "") + "\n";
+    for (const Json::Value& change : changes) {
+        text += ChangeText(change, style);
+    }
+    if (!list.problem.empty()) {
+        text = style(Colour::RED, Cli::EscapeLines(list.problem)) + "\n";
+    }
     for (const Json::Value& remedy : run["what_to_do"]) {
         text += Cli::Wrap("to do: " + Cli::Escape(remedy.asString()), 7, style.Width());
     }
@@ -150,62 +194,55 @@ std::string EndText(const Television::KeptRun& run, const Style& style) {
                         Cli::Wrap(ended, 5, style.Width()));
 }
 
-/** What television and arguments ask for; how a run ended is told by lines of I and above, but of a log file
- * that is to have less only W is asked. */
+std::string ServicePath(const std::string& named) {
+    const char* chosen = std::getenv("INFOSYNC_SERVICE");
+    const auto beside = std::filesystem::read_symlink("/proc/self/exe").replace_filename("bt-infosync");
+    return !named.empty() ? named : chosen != nullptr && *chosen != '\0' ? chosen : beside.string();
+}
+
+/** How a run ends is told by lines of I and above, but of a log file that is to have less only W is asked. */
 Television::RunOptions OptionsOf(const RunArguments& arguments, char level, const TvIni& television) {
-    const auto file = television.Text(TvKeys::LOG_FILE);
-    const char needed = file ? 'W' : 'I';
-    return {ServicePath(arguments), Log::IsBelow(needed, level) ? needed : level,
-            file ? TvFolder::Resolve(*file) : "", Cli::ParseDuration(arguments.timeout).value()};
+    const auto logFile = television.Text(TvKeys::LOG_FILE);
+    const char needed = logFile ? 'W' : 'I';
+    return {ServicePath(arguments.service), Log::IsBelow(needed, level) ? needed : level,
+            logFile ? TvFolder::Resolve(*logFile) : "", Cli::ParseDuration(arguments.timeout).value()};
 }
 
 void Run(const RunArguments& arguments) {
     const auto television = Television::RequireSound();
-    const char level =
-        (arguments.level.empty() ? television->Text(TvKeys::LOG_LEVEL).value_or("I") : arguments.level)
-            .front();
+    const std::string usual = television->Text(TvKeys::LOG_LEVEL).value_or("I");
+    const char level = (arguments.level.empty() ? usual : arguments.level).front();
     const Television::RunOptions options = OptionsOf(arguments, level, *television);
     const Cli::FileLock lock(TvFolder::Resolve(Television::RUN_LOCK_FILE), Cli::FileLock::Wait::NO);
     if (!lock.IsHeld()) {
         throw std::runtime_error("a run of this television is under way\nWatch it: infosync-tv log -f");
     }
     Television::WarnOfIni();
-
-    const Television::DeviceList before = Television::ReadDeviceList();
-    // Begun when the service is: what did not start is no run.
-    std::optional<Television::RunKeeper> keeper;
+    const DeviceList before = Television::ReadDeviceList();
     Watcher watcher(level, arguments.showSecrets);
-    Log::Messages messages([&watcher](Log::Message& message) { watcher.Take(message); });
-    const auto started = std::chrono::steady_clock::now();
-    Television::ServiceRun service(
-        options,
-        [&](const Log::Line& line) {
-            keeper->Take(line);
-            messages.Take(line);
-        },
-        [&messages] { messages.Flush(); });
-    keeper.emplace();
-    const Television::Ending ending = service.Wait();
-    messages.Flush();
-
-    const Television::DeviceList after = Television::ReadDeviceList();
-    const Json::Value changes = Television::Compare(before, after);
-    const auto took = std::chrono::duration<double>(std::chrono::steady_clock::now() - started);
+    Television::ServiceRun service(options);
+    Television::RunKeeper keeper;  // now: what did not start is no run
+    const std::int64_t started = g_get_monotonic_time();
+    const auto onLine = [&](const Log::Line& line) {
+        keeper.Take(line);
+        watcher.Take(line);
+    };
+    const Television::Ending ending = service.Wait(onLine, [&watcher] { watcher.Pause(); });
+    const std::int64_t milliseconds = (g_get_monotonic_time() - started) / 1000;
+    const DeviceList after = Television::ReadDeviceList();
     Television::KeptRun run = Television::MakeKeptRun(Tell(watcher.Finish(), ending));
-    run["seconds"] = std::round(took.count() * 1000) / 1000;
+    run["seconds"] = static_cast<double>(milliseconds) / 1000;
     run["level"] = std::string(1, options.level);
-    run["changes"] = changes;
+    run["changes"] = Compare(before, after);
     std::string unkept;
     try {
-        keeper->Keep(run);
+        keeper.Keep(run);
     } catch (const std::exception& error) {
-        unkept = error.what();
+        unkept = std::string("how the run ended could not be kept: ") + error.what();
     }
-    const Style style(STDOUT_FILENO);
-    std::cout << (arguments.json ? Cli::JsonText(run)
-                                 : Television::ChangesText(after, changes, style) + EndText(run, style));
+    std::cout << (arguments.json ? Cli::JsonText(run) : RunText(run, after, Style(STDOUT_FILENO)));
     if (!unkept.empty()) {
-        throw std::runtime_error("how the run ended could not be kept: " + unkept);
+        throw std::runtime_error(unkept);
     }
     if (!Television::IsSuccess(run)) {
         // As a shell tells of what a signal ended.
@@ -215,9 +252,9 @@ void Run(const RunArguments& arguments) {
 }
 
 std::string IsTimeout(const std::string& text) {
+    constexpr double LONGEST_SECONDS = 86400;
     const double seconds = Cli::ParseDuration(text).value_or(0);
-    return seconds >= 1 && seconds <= LONGEST_TIMEOUT_SECONDS ? ""
-                                                              : "a time from 1s to 1d, such as 30s or 2m";
+    return seconds >= 1 && seconds <= LONGEST_SECONDS ? "" : "a time from 1s to 1d, such as 30s or 2m";
 }
 
 void Declare(Cli::Command& command, RunArguments& arguments) {

@@ -38,7 +38,9 @@ void ShowDevices(const DevicesArguments& arguments) {
         table.Add({device.name, device.address, Cli::Join(device.users, ", "),
                    device.deletedOnTv ? "yes" : "no", id});
     }
-    std::cout << (arguments.json         ? Cli::JsonText(Television::ToJson(list))
+    std::cout << (arguments.json
+                      ? Cli::JsonText(Cli::JsonArray(
+                            list.devices, [](const auto& entry) { return Television::ToJson(entry.second); }))
                   : list.devices.empty() ? "no devices\n"
                                          : table.Text(Cli::Style(STDOUT_FILENO)));
 }
