@@ -26,7 +26,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char UNREADABLE[] = "unreadable";
-constexpr std::int64_t MICROSECONDS = 1'000'000;
+constexpr char DAMAGED[] = "its note is damaged";
 
 std::string FileOf(std::int64_t number, const char* suffix) {
     return TvFolder::Resolve(std::string(RUNS_FOLDER) + "/" + std::to_string(number) + suffix);
@@ -34,43 +34,37 @@ std::string FileOf(std::int64_t number, const char* suffix) {
 
 /** A run of which no more is known. */
 KeptRun Unknown(const char* outcome, const std::string& reason) {
-    Log::Story story;
-    story.outcome = outcome;
-    Log::Add(story.reason, reason);
-    return MakeKeptRun(story);
+    constexpr char NOTHING_KNOWN[] =
+        R"({"user": null, "reason": [], "what_to_do": [], "heading": [], "story": [],
+        "mark": null, "next_mark": null, "records": [], "number": null, "finished": null, "seconds": null,
+        "level": null, "changes": []})";
+    KeptRun run = Cli::ParseObject(NOTHING_KNOWN, "");
+    run["outcome"] = outcome;
+    if (!reason.empty()) {
+        run["reason"].append(reason);
+    }
+    return run;
 }
 
-KeptRun ReadRun(std::int64_t number) {
-    KeptRun run = Unknown(UNREADABLE, "its note is damaged");
+KeptRun ReadNote(std::int64_t number) {
     try {
         const auto text = Files::ReadIfThere(FileOf(number, ".json"));
         if (!text) {
-            run = Unknown(IsUnderWay(number) ? "under way" : "unfinished", "");
-        } else if (text->empty()) {
-            run = Unknown("not kept", "how it ended could not be written: the disk may have been full");
-        } else if (KeptRun note = InfoSyncUtil::ParseStoredObject(*text); note["outcome"].isString()) {
-            run = std::move(note);
+            return Unknown(IsUnderWay(number) ? "under way" : "unfinished", "");
         }
+        if (text->empty()) {
+            return Unknown("not kept", "how it ended could not be written: the disk may have been full");
+        }
+        const KeptRun note = InfoSyncUtil::ParseStoredObject(*text);
+        return note["outcome"].isString() ? note : Unknown(UNREADABLE, DAMAGED);
     } catch (const std::system_error& error) {
-        run = Unknown(UNREADABLE, error.what());
+        return Unknown(UNREADABLE, error.what());
     } catch (const std::exception&) {
-        // It is no JSON.
+        return Unknown(UNREADABLE, DAMAGED);
     }
-    run["number"] = Json::Int64{number};
-    return run;
 }
 
 }  // namespace
-
-KeptRun MakeKeptRun(const Log::Story& story) {
-    KeptRun run = Log::StoryJson(story);
-    run.removeMember("run");
-    for (const char* member : {"number", "finished", "seconds", "level"}) {
-        run[member] = Json::Value();
-    }
-    run["changes"] = Json::Value(Json::arrayValue);
-    return run;
-}
 
 bool IsSuccess(const KeptRun& run) {
     return run["outcome"] == Log::SUCCESS;
@@ -93,6 +87,21 @@ std::vector<std::int64_t> KeptRunNumbers() {
     return numbers;
 }
 
+KeptRun ReadKeptRun(std::int64_t number) {
+    KeptRun run = ReadNote(number);
+    run["number"] = Json::Int64{number};
+    return run;
+}
+
+KeptRun ReadNewestRun() {
+    try {
+        const std::vector<std::int64_t> numbers = KeptRunNumbers();
+        return numbers.empty() ? KeptRun() : ReadKeptRun(numbers.back());
+    } catch (const std::exception& error) {
+        return Unknown(UNREADABLE, Cli::Reason(error));
+    }
+}
+
 RunKeeper::RunKeeper() {
     try {
         const std::vector<std::int64_t> numbers = KeptRunNumbers();
@@ -113,8 +122,9 @@ void RunKeeper::Take(const Log::Line& line) {
 }
 
 void RunKeeper::Keep(KeptRun& run) {
+    run.removeMember("run");  // its number in a log that has others, too
     run["number"] = Json::Int64{m_number};
-    run["finished"] = Json::Int64{g_get_real_time() / MICROSECONDS};
+    run["finished"] = Json::Int64{g_get_real_time() / G_USEC_PER_SEC};
     const std::string note = FileOf(m_number, ".json");
     try {
         Files::Replace(note, Cli::JsonText(run));
@@ -133,23 +143,6 @@ void RunKeeper::Keep(KeptRun& run) {
     m_log.close();
     if (!m_log) {
         throw std::runtime_error("a part of the run's log could not be written to " + KeptLogPath(m_number));
-    }
-}
-
-std::vector<KeptRun> ReadKeptRuns() {
-    std::vector<KeptRun> runs;
-    for (const std::int64_t number : KeptRunNumbers()) {
-        runs.push_back(ReadRun(number));
-    }
-    return runs;
-}
-
-KeptRun ReadNewestRun() {
-    try {
-        const std::vector<std::int64_t> numbers = KeptRunNumbers();
-        return numbers.empty() ? KeptRun() : ReadRun(numbers.back());
-    } catch (const std::exception& error) {
-        return Unknown(UNREADABLE, Cli::Reason(error));
     }
 }
 

@@ -24,14 +24,12 @@ inline constexpr std::size_t MOST_KEPT_RUNS = 20;
 inline constexpr char RUN_LOCK_FILE[] = "run.lock";
 
 /**
- * A run as it is kept, and as --json shows it: an object with the story and "number", "finished" (in seconds
- * since the epoch), "seconds", "level" and "changes", each null where it is not known. The outcome may also
- * be "crashed", "timed out" or "interrupted", and of a run that left no note "under way", "unfinished" (the
- * tool was killed), "not kept" (no more could be written) or "unreadable".
+ * A run as it is kept, and as --json shows it: its story and "number", "finished" (in seconds since the
+ * epoch), "seconds", "level" and "changes", each null where it is not known. The outcome may also be
+ * "crashed", "timed out" or "interrupted", and of a run that left no note "under way", "unfinished" (the tool
+ * was killed), "not kept" (no more could be written) or "unreadable".
  */
 using KeptRun = Json::Value;
-
-KeptRun MakeKeptRun(const Log::Story& story);
 
 bool IsSuccess(const KeptRun& run);
 
@@ -56,11 +54,10 @@ private:
     std::unique_ptr<Cli::FileLock> m_lock;
 };
 
-/** Of the runs that a log is kept of, ascending. @throws std::exception when the folder cannot be read */
+// They throw std::exception when the folder cannot be read.
+/** Of the runs that a log is kept of, ascending. */
 std::vector<std::int64_t> KeptRunNumbers();
-
-/** Those runs. @throws std::exception when the folder cannot be read */
-std::vector<KeptRun> ReadKeptRuns();
+KeptRun ReadKeptRun(std::int64_t number);
 
 /** The newest; "unreadable" and without a number where the folder is that; null when there is none. */
 KeptRun ReadNewestRun();

@@ -106,7 +106,8 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
         }
     }
     std::string traces;
-    for (const KeptRun& run : ReadKeptRuns()) {
+    for (const std::int64_t number : KeptRunNumbers()) {
+        const KeptRun run = ReadKeptRun(number);
         for (const Json::Value& change : run["changes"]) {
             const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
             if (IsMeant(device, text("id"), text("name"), text("address"))) {

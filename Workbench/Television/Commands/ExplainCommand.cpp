@@ -41,12 +41,10 @@ void CheckPage(const ExplainArguments& arguments) {
     if (arguments.page == STANDARD_INPUT) {
         throw Cli::UsageError("a page needs a file: standard output has the story");
     }
-    if (!arguments.page.empty() && fs::equivalent(arguments.page, arguments.file, ignored)) {
+    if (fs::equivalent(arguments.page, arguments.file, ignored)) {
         throw Cli::UsageError(Cli::Escape(arguments.page) + " is the log itself");
     }
-    if (!arguments.page.empty()) {
-        RequireFolderOf(arguments.page);
-    }
+    RequireFolderOf(arguments.page);
 }
 
 /** Hands the log over piece by piece. @throws std::runtime_error for one that is compressed or cannot be read
@@ -75,53 +73,51 @@ void Read(const std::string& name, Reader& reader) {
     reader.Finish();
 }
 
-void ShowMasked(const std::string& name) {
-    const Cli::Masker masker;
-    Log::MaskedLog log(&masker,
-                       [](const Log::Line& line) { std::cout << Cli::EscapeLines(line.text) << "\n"; });
-    Read(name, log);
-}
-
-/** Writes the stories one by one, as text or as an array of JSON. @return whether one tells of the device */
-bool Tell(const ExplainArguments& arguments, Log::Page& page) {
-    const bool isJson = arguments.json;
+/** Tells the stories one by one, as text or as an array of JSON. */
+void Tell(const ExplainArguments& arguments, Log::Page& page) {
     const Cli::Style style(STDOUT_FILENO);
-    std::string before = isJson ? "[\n" : "";
-    bool hasDevice = false;
+    std::size_t count = 0;
+    bool hasDevice = arguments.device.empty();
     Log::Runs runs(!arguments.page.empty(), [&](Log::Story& story) {
         Log::Narrow(story, arguments.device);
-        std::cout << before << (isJson ? Cli::JsonText(Log::StoryJson(story)) : Log::StoryText(story, style));
-        before = isJson ? ",\n" : "\n";
-        hasDevice = hasDevice || !story.records.empty();
         page.Add(story);
+        const char* const before = count++ > 0      ? (arguments.json ? ",\n" : "\n")
+                                   : arguments.json ? "[\n"
+                                                    : "";
+        std::cout << before << (arguments.json ? Cli::JsonText(story) : Log::StoryText(story, style));
+        hasDevice = hasDevice || !story["records"].empty();
     });
     Read(arguments.file, runs);
-    const char* const end = page.IsEmpty() ? "[]\n" : "]\n";
-    std::cout << (isJson ? end : "") << std::flush;
+    std::cout << (!arguments.json ? "" : count > 0 ? "]\n" : "[]\n") << std::flush;
     std::string remark = runs.Remark();
-    if (page.IsEmpty()) {
+    if (count == 0) {
         remark = remark.empty()
                      ? std::string("no line of the service is in it; its tag is ") + InfoSyncLog::TAG
                      : remark;
         throw std::runtime_error(Cli::Escape(arguments.file) + ": " + remark);
     }
     std::cerr << (remark.empty() ? "" : "infosync-tv: " + remark + "\n");
-    return hasDevice;
+    if (!hasDevice) {
+        throw std::runtime_error("no run in this log tells of " + Cli::Escape(arguments.device));
+    }
 }
 
 void Explain(const ExplainArguments& arguments) {
     if (arguments.masked) {
-        ShowMasked(arguments.file);
+        const Cli::Masker masker;
+        Log::MaskedLog log(&masker,
+                           [](const Log::Line& line) { std::cout << Cli::EscapeLines(line.text) << "\n"; });
+        Read(arguments.file, log);
         return;
     }
-    CheckPage(arguments);
-    Log::Page page(arguments.file == STANDARD_INPUT ? "standard input"
-                                                    : fs::path(arguments.file).filename().string());
-    if (!Tell(arguments, page) && !arguments.device.empty()) {
-        throw std::runtime_error("no run in this log tells of " + Cli::Escape(arguments.device));
-    }
     if (!arguments.page.empty()) {
-        Files::Replace(arguments.page, page.Code());
+        CheckPage(arguments);
+    }
+    Log::Page page;
+    Tell(arguments, page);
+    if (!arguments.page.empty()) {
+        const std::string name = fs::path(arguments.file).filename();
+        Files::Replace(arguments.page, page.Code(name == STANDARD_INPUT ? "standard input" : name));
         std::cerr << Cli::Escape(arguments.page) << ": the page, for a browser\n";
     }
 }

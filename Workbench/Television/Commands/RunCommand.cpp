@@ -19,7 +19,8 @@
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
-#include "Television/Log/RunReader.h"
+#include "Television/Log/Run.h"
+#include "Television/Log/Story.h"
 #include "Television/Log/Table.h"
 #include "Television/ServiceRun.h"
 #include "Television/Stored.h"
@@ -78,9 +79,10 @@ public:
         m_messages.Flush();
     }
 
-    Log::Story Finish() {
+    /** What the log made known; nothing more comes. */
+    Log::Run& Finish() {
         m_messages.Flush();
-        return m_reader.Finish();
+        return m_run;
     }
 
 private:
@@ -99,7 +101,7 @@ private:
             std::cerr << "infosync-tv: " << awaited << "\n";
             m_awaited = awaited;
         }
-        m_reader.Take(message);
+        m_run.Take(message);
     }
 
     char m_level;
@@ -107,27 +109,28 @@ private:
     Style m_style{STDERR_FILENO};
     Cli::Masker m_masker{Television::StoredSecrets()};
     Log::Messages m_messages{[this](Log::Message& message) { Show(message); }};
-    Log::RunReader m_reader{0, 0, false};
+    Log::Run m_run{0, 0, false};
     std::string m_awaited;
 };
 
 /** The story, with what the log cannot tell: how the process ended, and what the cloud's side looks like. */
-Log::Story Tell(Log::Story story, const Television::Ending& ending) {
+Log::Story Tell(Log::Run& run, const Television::Ending& ending) {
+    Log::Story story = Log::Tell(run);
     if (!ending.outcome.empty()) {
-        story.outcome = ending.outcome;
-        story.reason = story.failure ? story.reason : std::vector<std::string>();
-        if (!ending.reason.empty()) {
-            story.reason.insert(story.reason.begin(), ending.reason);
-        }
-    } else if (story.outcome == Log::NOT_TOLD && !story.sawEnd) {
-        story.outcome = "crashed";
-        story.reason = {"the log ends before the service did"};
+        Log::Words reason;
+        Log::Add(reason, ending.reason);
+        Log::Add(reason, run.failure ? Log::Joined(story["reason"], "; ") : "");
+        story["outcome"] = ending.outcome;
+        story["reason"] = Cli::JsonArray(reason);
+    } else if (story["outcome"] == Log::NOT_TOLD && !run.sawEnd) {
+        story["outcome"] = "crashed";
+        story["reason"] = Cli::JsonArray(Log::Words{"the log ends before the service did"});
     }
-    if (story.failure && story.failure->known != nullptr &&
-        story.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER) {
+    if (run.failure && run.failure->known != nullptr &&
+        run.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER) {
         const Television::Cloud cloud = Television::Cloud::Find();
         if (!cloud.folder.empty() && cloud.port == 0) {
-            story.remedies = {cloud.words};
+            story["what_to_do"] = Cli::JsonArray(Log::Words{cloud.words});
         }
     }
     return story;
@@ -230,7 +233,7 @@ void Run(const RunArguments& arguments) {
     const Television::Ending ending = service.Wait(onLine, [&watcher] { watcher.Pause(); });
     const std::int64_t milliseconds = (g_get_monotonic_time() - started) / 1000;
     const DeviceList after = Television::ReadDeviceList();
-    Television::KeptRun run = Television::MakeKeptRun(Tell(watcher.Finish(), ending));
+    Television::KeptRun run = Tell(watcher.Finish(), ending);
     run["seconds"] = static_cast<double>(milliseconds) / 1000;
     run["level"] = std::string(1, options.level);
     run["changes"] = Compare(before, after);

@@ -28,7 +28,7 @@ constexpr std::int64_t HIGHEST_NUMBER = 1'000'000'000;
 constexpr gulong LOOK_EVERY_MICROSECONDS = 100'000;
 
 /** A line for each run: what is too long for a terminal, `log` and --json have whole. */
-std::string RunsText(const std::vector<Television::KeptRun>& runs) {
+std::string RunsText(const Json::Value& runs) {
     constexpr std::size_t OTHER_COLUMNS = sizeof("1000  2026-11-24 14:02:10  CHANGES  ") - 1;
     const Cli::Style style(STDOUT_FILENO);
     Cli::Table table({"N", "ENDED", "CHANGES", "OUTCOME"});
@@ -39,23 +39,13 @@ std::string RunsText(const std::vector<Television::KeptRun>& runs) {
                    std::to_string(run["changes"].size()),
                    Cli::Shorten(words, style.Width() - OTHER_COLUMNS)});
     }
-    return table.Text(style);
+    return runs.empty() ? "no runs yet: infosync-tv run\n" : table.Text(style);
 }
 
-struct RunsArguments {
-    bool json = false;
-};
-
-void DeclareRuns(Cli::Command& command, RunsArguments& arguments) {
-    command.Json(arguments.json);
-}
-
-void Runs(const RunsArguments& arguments) {
+void ShowRuns(const bool& json) {
     Television::Require();
-    const std::vector<Television::KeptRun> runs = Television::ReadKeptRuns();
-    std::cout << (arguments.json ? Cli::JsonText(Cli::JsonArray(runs, [](const auto& run) { return run; }))
-                  : runs.empty() ? "no runs yet: infosync-tv run\n"
-                                 : RunsText(runs));
+    const Json::Value runs = Cli::JsonArray(Television::KeptRunNumbers(), &Television::ReadKeptRun);
+    std::cout << (json ? Cli::JsonText(runs) : RunsText(runs));
 }
 
 struct LogArguments {
@@ -119,14 +109,15 @@ void DeclareLog(Cli::Command& command, LogArguments& arguments) {
 }  // namespace
 
 void AddRunLog(Cli::Tool& tool) {
-    tool.Add("runs", "List the last " + std::to_string(Television::MOST_KEPT_RUNS) + " runs",
-             R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that
+    tool.Add<bool>(
+        "runs", "List the last " + std::to_string(Television::MOST_KEPT_RUNS) + " runs",
+        R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that
 is "not kept", no more could be written.
 
 Examples:
   infosync-tv runs
   infosync-tv runs --json)",
-             &DeclareRuns, &Runs);
+        [](Cli::Command& command, bool& json) { command.Json(json); }, &ShowRuns);
     tool.Add("log", "Show the log of a run",
              R"(N is the run's number, as `runs` shows it; without it, the newest run's log is
 shown. It has every line of the level that the run had, with times, in the log

@@ -1,16 +1,30 @@
 /** What follows from all that a log made known of a run, and from what it has not. */
 #include <algorithm>
-#include <utility>
 
+#include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Manager/CCloudServerManager.h"
-#include "Television/Log/RunReader.h"
+#include "Television/Log/Page.h"
+#include "Television/Log/Run.h"
+#include "Television/Log/Story.h"
+#include "Television/Log/Table.h"
 
 namespace Log {
 
 namespace {
 
 using Kind = KnownLine::Kind;
+
+constexpr char FINE[] = "fine";
+constexpr char FAULT[] = "fault";
+
+/** In the order of Part. */
+constexpr const char* NAMES[] = {"start",      "sign-in", "stored",   "token",
+                                 "activation", "app",     "download", "list"};
+constexpr Part REQUESTS[] = {Part::TOKEN, Part::ACTIVATION, Part::APP, Part::DOWNLOAD};
+
+Json::Value OrNull(const std::optional<std::int64_t>& number) {
+    return number ? Json::Value(Json::Int64{*number}) : Json::Value();
+}
 
 /** What it was to the step that it happened in. */
 std::string FailureWords(const Fault& fault) {
@@ -22,258 +36,249 @@ std::string FailureWords(const Fault& fault) {
                                       : fault.Meaning();
 }
 
-}  // namespace
-
-std::string RunReader::Said(Part part, About about) const {
-    const auto& told = In(part).told;
-    const auto found = told.find(about);
-    return found == told.end() ? "" : found->second;
-}
-
-/** Lines of the priority would be in the log. */
-bool RunReader::Shows(char priority) const {
-    return m_level != '\0' && !IsBelow(priority, m_level);
-}
-
 /** All that a run logs before the step, were it there at this level, would be in the log. */
-bool RunReader::HasAllBefore(Step before, char priority) const {
-    return sawStart && m_reached > before && (priority == 'E' || Shows(priority));
-}
-
-bool RunReader::FailedIn(Step first, Step last) const {
-    return story.failure && story.failure->step && *story.failure->step >= first &&
-           *story.failure->step <= last;
-}
-
-/** Which request failed is not told. */
-bool RunReader::IsUnlocated() const {
-    return story.failure && !story.failure->step;
+bool HasAllBefore(const Run& run, Step before, char priority) {
+    return run.sawStart && run.reached > before && (priority == 'E' || run.Shows(priority));
 }
 
 /** What came could not be stored, though the request itself went well. */
-bool RunReader::IsOfStoring() const {
-    return story.failure && story.failure->known != nullptr && story.failure->known->kind == Kind::NOT_STORED;
-}
-
-/** The mark was refused, and so the stored records dropped. */
-bool RunReader::IsDropped() const {
-    const std::string code = Said(Part::DOWNLOAD, About::CODE);
-    return code == std::to_string(CCloudServerManager::RESULT_MARK_TOO_OLD) ||
-           code == std::to_string(CCloudServerManager::RESULT_MARK_UNKNOWN);
-}
-
-Story RunReader::Finish() {
-    if (m_sawList || story.sawEnd) {
-        devices.End();
-    }
-    FindSilentFailure();
-    ConcludeStart();
-    ConcludeSignIn();
-    ConcludeStored();
-    ConcludeToken();
-    ConcludeRequest(Part::ACTIVATION);
-    ConcludeRequest(Part::APP);
-    ConcludeDownload();
-    ConcludeList();
-    ConcludeOutcome();
-    TellHeading();
-    Gather();
-    return std::move(story);
+bool IsOfStoring(const Run& run) {
+    return run.failure && run.failure->known != nullptr && run.failure->known->kind == Kind::NOT_STORED;
 }
 
 /** A run that ends without a word of why. */
-void RunReader::FindSilentFailure() {
-    if (!story.sawEnd || story.failure || In(Part::DOWNLOAD).status == STATUS_OK) {
+void FindSilentFailure(Run& run) {
+    if (!run.sawEnd || run.failure || run.In(Part::DOWNLOAD).status == STATUS_OK) {
         return;
     }
-    const auto store = std::find_if(m_faults.begin(), m_faults.end(), [](const Fault& fault) {
+    const auto store = std::find_if(run.faults.begin(), run.faults.end(), [](const Fault& fault) {
         return fault.known != nullptr && fault.known->kind == Kind::NOT_STORED && fault.text.empty();
     });
-    if (store != m_faults.end()) {
-        story.failure = *store;
-    } else if (sawStart && m_reached < Step::STORED) {
+    if (store != run.faults.end()) {
+        run.failure = *store;
+    } else if (run.sawStart && run.reached < Step::STORED) {
         Line line;
         line.message = "Exit process";
-        story.failure = Fault{FindKnownLine(line), line.message, "", Step::SIGN_IN};
-        m_faults.push_back(*story.failure);
+        run.failure = Fault{FindKnownLine(line), line.message, "", Step::SIGN_IN};
+        run.faults.push_back(*run.failure);
     }
 }
 
 /** Where no line said anything about that: says what follows, or what would tell it. */
-void RunReader::Conclude(Part part, About about, bool follows, const char* conclusion, const char* untold) {
-    if (!Has(part, about)) {
-        Say(part, about, follows ? conclusion : "");
-        Add(In(part).untold, follows ? "" : untold);
+void Conclude(Run& run, Part part, About about, bool follows, const char* conclusion,
+              const char* untold = "") {
+    if (!run.Has(part, about)) {
+        run.Say(part, about, follows ? conclusion : "");
+        Add(run.In(part).untold, follows ? "" : untold);
     }
 }
 
-/** Whether the run failed in these steps: then that is what the chapter tells. */
-bool RunReader::ConcludeFailure(Part part, Step first, Step last) {
-    const bool isHere = FailedIn(first, last);
+/** Whether the run failed there: then that is what the chapter tells. */
+bool ConcludeFailure(Run& run, Part part) {
+    const bool isHere = run.FailedIn(FirstOf(part), LastOf(part));
     if (isHere) {
-        In(part).sign = Sign::FAULT;
-        Say(part, About::RESULT, FailureWords(*story.failure));
+        run.In(part).sign = FAULT;
+        run.Say(part, About::RESULT, FailureWords(*run.failure));
     }
     return isHere;
 }
 
-void RunReader::ConcludeStart() {
-    In(Part::START).sign = sawStart ? Sign::FINE : Sign::UNKNOWN;
-    if (sawStart) {
-        Conclude(Part::START, About::WHETHER, false, "", "whether a factory reset was asked for");
+void ConcludeStart(Run& run) {
+    Chapter& chapter = run.In(Part::START);
+    chapter.sign = run.sawStart ? FINE : chapter.sign;
+    if (run.sawStart) {
+        Conclude(run, Part::START, About::WHETHER, false, "", "whether a factory reset was asked for");
     } else {
-        In(Part::START).untold = {"the log begins in the middle of this run"};
+        chapter.untold = {"the log begins in the middle of this run"};
     }
-    ConcludeFailure(Part::START, Step::START, Step::START);
+    ConcludeFailure(run, Part::START);
 }
 
-void RunReader::ConcludeSignIn() {
-    if (ConcludeFailure(Part::SIGN_IN, Step::SIGN_IN, Step::SIGN_IN)) {
+void ConcludeSignIn(Run& run) {
+    if (ConcludeFailure(run, Part::SIGN_IN)) {
         return;
     }
-    const bool isOver = m_reached > Step::SIGN_IN;
-    Conclude(Part::SIGN_IN, About::WHY, isOver, "signed in", "whether anybody was signed in");
+    const bool isOver = run.reached > Step::SIGN_IN;
+    Conclude(run, Part::SIGN_IN, About::WHY, isOver, "signed in", "whether anybody was signed in");
     if (isOver) {
-        In(Part::SIGN_IN).sign = Sign::FINE;
+        run.In(Part::SIGN_IN).sign = FINE;
     }
-    if (isOver && !Has(Part::SIGN_IN, About::WHETHER)) {
-        Conclude(Part::SIGN_IN, About::LEFT, HasAllBefore(Step::SIGN_IN, 'W'), "at the first check",
+    if (isOver && !run.Has(Part::SIGN_IN, About::WHETHER)) {
+        Conclude(run, Part::SIGN_IN, About::LEFT, HasAllBefore(run, Step::SIGN_IN, 'W'), "at the first check",
                  "after how many checks: level W");
     }
 }
 
-void RunReader::ConcludeStored() {
-    const bool hasAll = HasAllBefore(Step::STORED, 'E');
-    In(Part::STORED).sign = hasAll ? Sign::FINE : Sign::UNKNOWN;
-    Add(In(Part::STORED).untold, hasAll ? "" : "what else could be read");
-    if (In(Part::STORED).told.empty() && hasAll) {
-        Say(Part::STORED, About::ALSO, "what is kept of sign-in, tokens and activation could be read");
-    }
-}
-
-void RunReader::ConcludeToken() {
-    Chapter& chapter = In(Part::TOKEN);
-    const bool isMissing = Cli::StartsWith(Said(Part::STORED, About::ALSO), "the access tokens");
-    if (!Has(Part::TOKEN, About::WHETHER) && isMissing && m_reached > Step::TOKEN) {
-        Say(Part::TOKEN, About::WHETHER, NEW_TOKEN);
-        Say(Part::TOKEN, About::WHY, "since none that can be used was stored for this user");
-    }
-    Conclude(Part::TOKEN, About::WHETHER, m_reached >= Step::ASK_ACTIVATION && HasAllBefore(Step::TOKEN, 'W'),
-             HOLDS, "whether it was stored, refreshed or new: level W");
-    if (Said(Part::TOKEN, About::WHETHER) == HOLDS) {
-        chapter.sign = Sign::FINE;
-    } else if (Has(Part::TOKEN, About::WHETHER) || FailedIn(Step::TOKEN, Step::TOKEN_ANSWER)) {
-        ConcludeAnswer(Part::TOKEN);
-    }
-}
-
-/** The activation or the application token. */
-void RunReader::ConcludeRequest(Part part) {
-    Conclude(part, About::WHETHER, HasAllBefore(StepsOf(part).last, 'E'), HOLDS,
-             IsUnlocated() ? "whether it was asked for, and whether it is what failed: level W"
-                           : "whether it was asked for or still valid: level W");
-    if (Said(part, About::WHETHER) == HOLDS) {
-        In(part).sign = Sign::FINE;
-        return;
-    }
-    if (Has(part, About::WHETHER)) {
-        Conclude(part, About::WHY, false, "", "why: level W");
-    } else {
-        In(part).told.erase(About::LEFT);
-    }
-    ConcludeAnswer(part);
+void ConcludeStored(Run& run) {
+    const bool hasAll = HasAllBefore(run, Step::STORED, 'E');
+    Chapter& chapter = run.In(Part::STORED);
+    chapter.sign = hasAll ? FINE : chapter.sign;
+    Conclude(run, Part::STORED, About::ALSO, hasAll,
+             "what is kept of sign-in, tokens and activation could be read");
+    Add(chapter.untold, hasAll ? "" : "what else could be read");
 }
 
 /** How the answer went. */
-void RunReader::ConcludeAnswer(Part part) {
-    Chapter& chapter = In(part);
-    const PartSteps& steps = StepsOf(part);
-    SayTime(part, About::TOOK, "answered after ", chapter.milliseconds);
+void ConcludeAnswer(Run& run, Part part) {
+    Chapter& chapter = run.In(part);
+    run.SayTime(part, About::TOOK, "answered after ", chapter.milliseconds);
     const bool isToken = part == Part::TOKEN;
     const bool isDownload = part == Part::DOWNLOAD;
-    const bool hasFailed = !(isDownload && IsOfStoring()) && ConcludeFailure(part, steps.first, steps.last);
-    const bool isOver = m_reached > steps.last || (isDownload && story.sawEnd);
-    const bool isGood = isToken ? m_gotToken == true : !isDownload || chapter.status == STATUS_OK;
-    if (isToken && Has(part, About::CODE)) {
-        chapter.sign = Sign::FAULT;
-        Say(part, About::RESULT, "refused");
-    } else if (isToken && m_gotToken && !hasFailed) {
-        chapter.sign = isGood ? Sign::FINE : Sign::FAULT;
-        Say(part, About::RESULT, isGood ? "the authorisation server gave one" : "the answer holds none");
+    const bool hasFailed = !(isDownload && IsOfStoring(run)) && ConcludeFailure(run, part);
+    const bool isOver = run.reached > LastOf(part) || (isDownload && run.sawEnd);
+    const bool isGood = isToken ? run.gotToken == true : !isDownload || chapter.status == STATUS_OK;
+    if (isToken && run.Has(part, About::CODE)) {
+        chapter.sign = FAULT;
+        run.Say(part, About::RESULT, "refused");
+    } else if (isToken && run.gotToken && !hasFailed) {
+        chapter.sign = isGood ? FINE : FAULT;
+        run.Say(part, About::RESULT, isGood ? "the authorisation server gave one" : "the answer holds none");
     } else if (isOver && isGood && !hasFailed) {
-        chapter.sign = Sign::FINE;
-    } else if (!hasFailed && (IsAsked(part) || isToken)) {
+        chapter.sign = FINE;
+    } else if (!hasFailed && chapter.asked) {
         Add(chapter.untold, isToken && isOver ? "what the answer holds: level I"
                             : chapter.status  ? "what came of it: the log ends before that"
                                               : "its answer: the log ends before it");
     }
 }
 
-void RunReader::ConcludeDownload() {
-    Conclude(Part::DOWNLOAD, About::WHETHER, false, "", "from which mark: level I");
-    ConcludeAnswer(Part::DOWNLOAD);
-    Say(Part::DOWNLOAD, About::ALSO, IsDropped() ? "the stored records were dropped" : "");
+void ConcludeRequest(Run& run, Part part) {
+    const bool isDownload = part == Part::DOWNLOAD;
+    const bool isToken = part == Part::TOKEN;
+    Conclude(run, part, About::WHETHER, !isDownload && HasAllBefore(run, LastOf(part), isToken ? 'W' : 'E'),
+             HOLDS,
+             isDownload          ? "from which mark: level I"
+             : isToken           ? "whether it was stored, refreshed or new: level W"
+             : run.IsUnlocated() ? "whether it was asked for, and whether it is what failed: level W"
+                                 : "whether it was asked for or still valid: level W");
+    const std::string whether = run.Said(part, About::WHETHER);
+    if (whether == HOLDS) {
+        run.In(part).sign = FINE;
+        return;
+    }
+    if (whether.empty()) {
+        run.In(part).told.erase(About::LEFT);
+    } else if (!isDownload) {
+        Conclude(run, part, About::WHY, false, "", "why: level W");
+    }
+    ConcludeAnswer(run, part);
+    run.Say(part, About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");
 }
 
-void RunReader::ConcludeList() {
-    Chapter& chapter = In(Part::LIST);
-    chapter.sign = m_sawList ? Sign::FINE : Sign::UNKNOWN;
-    for (const auto& [listing, count] : devices.Counts()) {
-        Say(Part::LIST, About::ALSO,
-            listing == Listing::NOT_TOLD ? "" : std::to_string(count) + " " + ListingName(listing));
+void ConcludeList(Run& run) {
+    const Chapter& download = run.In(Part::DOWNLOAD);
+    const Words counts = run.devices.Counts();
+    for (const std::string& count : counts) {
+        run.Say(Part::LIST, About::ALSO, count);
     }
-    const bool isRefused = In(Part::DOWNLOAD).status.value_or(STATUS_OK) != STATUS_OK;
-    const bool isEmpty = m_sawList && In(Part::DOWNLOAD).status == STATUS_OK && !story.user.empty() &&
-                         devices.Counts().empty();
-    Say(Part::LIST, About::ALSO, m_sawList && isRefused ? "left as it was" : isEmpty ? "no records" : "");
-    if (FailedIn(Step::LIST, Step::END) || (IsOfStoring() && FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
-        chapter.sign = Sign::FAULT;
-        Say(Part::LIST, About::ALSO, FailureWords(*story.failure));
+    const bool isGood = download.status == STATUS_OK;
+    const bool isNone = isGood && !run.user.empty() && counts.empty() && run.devices.Records().empty();
+    Chapter& chapter = run.In(Part::LIST);
+    if (run.sawList) {
+        chapter.sign = FINE;
+        run.Say(Part::LIST, About::ALSO,
+                download.status && !isGood ? "left as it was"
+                : isNone                   ? "no records"
+                                           : "");
+    } else {
+        chapter.untold = {run.Shows('I') ? "the rest: the log ends before it"
+                                         : "what became of each record: level I"};
     }
-    if (!m_sawList) {
-        chapter.untold = {Shows('I') ? "the rest: the log ends before it"
-                                     : "what became of each record: level I"};
+    if (run.FailedIn(Step::LIST, Step::END) ||
+        (IsOfStoring(run) && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
+        chapter.sign = FAULT;
+        run.Say(Part::LIST, About::ALSO, FailureWords(*run.failure));
     }
 }
 
-/** Puts together what is handed over of all that is known. */
-void RunReader::Gather() {
-    const bool hasList = m_sawList || story.outcome == SUCCESS || IsOfStoring();
-    const std::string source = Said(Part::TOKEN, About::WHETHER);
-    for (const Part part : m_sent) {
-        In(part).request = part != Part::TOKEN         ? StepsOf(part).name
-                           : source == REFRESHED_TOKEN ? "refresh"
-                           : source == NEW_TOKEN       ? "token"
-                                                       : "token or refresh";
-        // A picture has their steps, though no line may tell of them.
-        story.lines[StepsOf(part).asking];
-        if (StepsOf(part).last < m_reached) {
-            story.lines[StepsOf(part).last];
+/** Whether the story has the chapter, and the picture the steps of a request without a line of their own. */
+void Show(Run& run, Part part, bool hasList) {
+    const bool isOfCloud = part == Part::ACTIVATION || part == Part::APP;
+    const Step needed = part <= Part::SIGN_IN            ? Step::START
+                        : isOfCloud && run.IsUnlocated() ? Step::TOKEN
+                        : part == Part::LIST && hasList  ? Step::ASK_DOWNLOAD
+                                                         : FirstOf(part);
+    run.In(part).shown = run.reached >= needed;
+    if (run.In(part).sent) {
+        const Step answer = LastOf(part);
+        run.lines[static_cast<Step>(static_cast<int>(answer) - 1)];
+        if (answer < run.reached) {
+            run.lines[answer];
         }
     }
-    for (Chapter& chapter : m_chapters) {
-        const bool isRequest = chapter.part == Part::ACTIVATION || chapter.part == Part::APP;
-        const Step needed = chapter.part <= Part::SIGN_IN           ? Step::START
-                            : isRequest && IsUnlocated()            ? Step::TOKEN
-                            : chapter.part == Part::LIST && hasList ? Step::ASK_DOWNLOAD
-                                                                    : StepsOf(chapter.part).first;
-        if (m_reached >= needed) {
-            story.chapters.push_back(std::move(chapter));
-        }
-    }
-    story.records = devices.Records();
 }
 
-void RunReader::TellHeading() {
-    const Moment took = Since(m_first);
-    Words& words = story.heading;
-    Add(words, story.began.empty() ? "" : story.began + " to " + m_ended);
-    Add(words, took ? "took " + Seconds(*took) : "");
-    Add(words, m_pid == 0 ? "" : "process " + std::to_string(m_pid));
-    Add(words, m_level == '\0' ? "" : std::string("level ") + m_level);
-    Add(words, Cli::Count(m_lineCount, "line"));
-    Add(words, m_clockJumped ? "the clock was set on the way" : "");
-    Add(words, m_clock);
+Json::Value ChapterJson(const Run& run, Part part) {
+    const Chapter& chapter = run.In(part);
+    Json::Value json = chapter.ToJson();
+    json["chapter"] = NAMES[static_cast<std::size_t>(part)];
+    if (chapter.sent) {
+        const std::string source = run.Said(Part::TOKEN, About::WHETHER);
+        json["request"] = part != Part::TOKEN         ? json["chapter"]
+                          : source == REFRESHED_TOKEN ? "refresh"
+                          : source == NEW_TOKEN       ? "token"
+                                                      : "token or refresh";
+        json["answered"] = chapter.answered;
+        json["status"] = OrNull(chapter.status);
+        json["seconds"] = chapter.milliseconds
+                              ? Json::Value(static_cast<double>(*chapter.milliseconds) / 1000)
+                              : Json::Value();
+    }
+    return json;
+}
+
+Words Heading(const Run& run) {
+    Words words;
+    Add(words, run.began.empty() ? "" : run.began + " to " + run.ended);
+    const auto took = run.Since(run.first);
+    Add(words, took ? "took " + SecondsText(*took) : "");
+    Add(words, run.pid == 0 ? "" : "process " + std::to_string(run.pid));
+    Add(words, run.level == '\0' ? "" : std::string("level ") + run.level);
+    Add(words, Cli::Count(run.lineCount, "line"));
+    Add(words, run.clockJumped ? "the clock was set on the way" : "");
+    Add(words, run.clock);
+    return words;
+}
+
+}  // namespace
+
+Story Tell(Run& run) {
+    if (run.sawList || run.sawEnd) {
+        run.devices.End();
+    }
+    FindSilentFailure(run);
+    ConcludeStart(run);
+    ConcludeSignIn(run);
+    ConcludeStored(run);
+    if (Cli::StartsWith(run.Said(Part::STORED, About::ALSO), "the access tokens") &&
+        !run.Has(Part::TOKEN, About::WHETHER) && run.reached > Step::TOKEN) {
+        run.AskToken(NEW_TOKEN, "since none that can be used was stored for this user");
+    }
+    for (const Part request : REQUESTS) {
+        ConcludeRequest(run, request);
+    }
+    ConcludeList(run);
+    Story story;
+    story["run"] = Json::UInt64{run.number};
+    story["user"] = Cli::TextOrNull(run.user);
+    TellOutcome(run, story);
+    story["heading"] = Cli::JsonArray(Heading(run));
+    story["mark"] = OrNull(run.mark);
+    story["next_mark"] = OrNull(run.nextMark);
+    story["records"] = run.devices.Records();
+    story["story"] = Json::arrayValue;
+    const bool hasList = run.sawList || story["outcome"] == SUCCESS || IsOfStoring(run);
+    for (std::size_t i = 0; i < run.chapters.size(); ++i) {
+        const auto part = static_cast<Part>(i);
+        Show(run, part, hasList);
+        if (run.In(part).shown) {
+            story["story"].append(ChapterJson(run, part));
+        }
+    }
+    if (run.keepsLines) {
+        story["page"] = PageOf(run, story);
+    }
+    return story;
 }
 
 }  // namespace Log

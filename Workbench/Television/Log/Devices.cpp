@@ -44,18 +44,6 @@ const Naming& NamingOf(Listing listing) {
 
 }  // namespace
 
-std::int64_t FirstNumber(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_of("-0123456789"), text.size()));
-    return Cli::Number(text);
-}
-
-std::string Member(std::string_view json, const std::string& name) {
-    constexpr char VALUE[] = R"re("\s*:\s*(?:"(?<value>(?:[^"\\]++|\\.)*+)|(?<value>[^"\s,}\]]+)))re";
-    static std::map<std::string, Cli::Pattern> patterns;
-    const auto pattern = patterns.try_emplace(name, "\"" + name + VALUE).first;
-    return std::string(pattern->second.Find(json)["value"]);
-}
-
 std::vector<std::string> ServicesOf(const std::string& uuids) {
     std::vector<std::string> services = CommonUtil::SplitString(uuids);
     std::replace(services.begin(), services.end(), std::string(CDeviceInfo::AUDIO_SINK_UUID),
@@ -71,17 +59,6 @@ std::string NoSinkWords(const std::string& uuids) {
     }
     return uuids.empty() ? "it offers no services"
                          : "no audio sink among its services: " + Cli::Join(ServicesOf(uuids), ", ");
-}
-
-std::string ListingName(Listing listing) {
-    return NamingOf(listing).name;
-}
-
-std::string ListingWords(const Record& record) {
-    const bool isOdd = !record.address.empty() && !Cli::IsBluetoothAddress(record.address).empty();
-    return NamingOf(record.listing).sentence +
-           (record.listing == Listing::NO_SINK ? NoSinkWords(record.services) : "") +
-           (isOdd ? "; its address is no Bluetooth address" : "");
 }
 
 void Devices::Begin(std::string_view id) {
@@ -103,7 +80,7 @@ void Devices::TakeServices(std::string_view uuids) {
         m_record->services = uuids;
         Json::Value record;
         record["uuids"] = m_record->services;
-        m_record->listing = CDeviceInfo::IsAudioSink(record) ? Listing::NOT_TOLD : Listing::NO_SINK;
+        m_record->listing = CDeviceInfo::IsAudioSink(record) ? Listing::UNKNOWN : Listing::NO_SINK;
     }
 }
 
@@ -142,10 +119,9 @@ void Devices::LearnNames(std::string_view json) {
         try {
             const Json::Value record = InfoSyncUtil::ParseJson(std::string(match["object"]));
             const std::string id = Cli::TextMember(record, "record_id");
-            if (record.isMember("address") && m_known.size() < MOST_RECORDS) {
-                Record& known = m_known[id.empty() ? std::string(match["name"]) : id];
-                known.name = Cli::TextMember(record, "name");
-                known.address = Cli::TextMember(record, "address");
+            if (record.isMember("address") && m_names.size() < MOST_RECORDS) {
+                m_names[id.empty() ? std::string(match["name"]) : id] = {Cli::TextMember(record, "name"),
+                                                                         Cli::TextMember(record, "address")};
             }
         } catch (const std::exception&) {
             // No JSON after all: its name stays untold.
@@ -153,19 +129,36 @@ void Devices::LearnNames(std::string_view json) {
     });
 }
 
-std::vector<Record> Devices::Records() const {
+Json::Value Devices::Records() const {
     std::vector<Record> records = m_records;
-    if (m_record && records.size() < MOST_RECORDS) {
+    if (m_record) {
         records.push_back(*m_record);
     }
-    for (Record& record : records) {
-        const auto known = m_known.find(record.id);
-        if (known != m_known.end()) {
-            record.name = known->second.name;
-            record.address = known->second.address;
+    return Cli::JsonArray(records, [this](const Record& record) {
+        const auto known = m_names.find(record.id);
+        const auto& [name, address] = known == m_names.end() ? Name() : known->second;
+        const bool isOdd = !address.empty() && !Cli::IsBluetoothAddress(address).empty();
+        Json::Value json;
+        json["id"] = record.id;
+        json["name"] = Cli::TextOrNull(name);
+        json["address"] = Cli::TextOrNull(address);
+        json["services"] = Cli::TextOrNull(record.services);
+        json["listing"] = NamingOf(record.listing).name;
+        json["words"] = NamingOf(record.listing).sentence +
+                        (record.listing == Listing::NO_SINK ? NoSinkWords(record.services) : "") +
+                        (isOdd ? "; its address is no Bluetooth address" : "");
+        return json;
+    });
+}
+
+std::vector<std::string> Devices::Counts() const {
+    std::vector<std::string> counts;
+    for (const auto& [listing, count] : m_counts) {
+        if (listing != Listing::UNKNOWN) {
+            counts.push_back(std::to_string(count) + " " + NamingOf(listing).name);
         }
     }
-    return records;
+    return counts;
 }
 
 }  // namespace Log

@@ -1,10 +1,13 @@
-/** What the table's lines make known of a run. */
+/** What the table's rows make known of a run. */
+#include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <utility>
 
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Television/Log/RunReader.h"
+#include "Television/Log/Run.h"
 #include "Util/JsonUtil.h"
 
 namespace Log {
@@ -14,7 +17,15 @@ namespace {
 using Text = std::string_view;
 
 constexpr std::int64_t DAY = 86400;
-constexpr std::int64_t MILLISECONDS = 1000;
+
+/** The value of the first member of that name in JSON that may be cut anywhere: a text as it is written, or a
+ * number. */
+std::string Member(Text json, const std::string& name) {
+    constexpr char VALUE[] = R"re("\s*:\s*(?:"(?<value>(?:[^"\\]++|\\.)*+)|(?<value>[^"\s,}\]]+)))re";
+    static std::map<std::string, Cli::Pattern> patterns;
+    const auto pattern = patterns.try_emplace(name, "\"" + name + VALUE).first;
+    return std::string(pattern->second.Find(json)["value"]);
+}
 
 std::int64_t NumberAfter(Text text, Text name) {
     const std::size_t found = text.find(name);
@@ -25,170 +36,160 @@ std::string LeftWords(std::int64_t left) {
     return left < 0 ? Cli::DurationText(left) + " before" : "for another " + Cli::DurationText(left);
 }
 
+/** The requests to the cloud, and what is in the paths of their addresses. */
+constexpr std::pair<Part, const char*> PATHS[] = {
+    {Part::ACTIVATION, "/activate"}, {Part::APP, "/tokens/"}, {Part::DOWNLOAD, "/data/"}};
+
 }  // namespace
 
-std::string RunReader::Seconds(std::int64_t milliseconds) {
-    return Cli::DurationText(static_cast<double>(milliseconds) / MILLISECONDS);
+std::int64_t FirstNumber(Text text) {
+    text.remove_prefix(std::min(text.find_first_of("-0123456789"), text.size()));
+    return Cli::Number(text);
 }
 
-void RunReader::Say(Part part, About about, const std::string& words) {
-    if (words.empty()) {
-        return;
-    }
-    auto& told = In(part).told;
-    if (about != About::ALSO) {
-        told.erase(about);
-    }
-    told.emplace(about, words);
-}
-
-void RunReader::SayTime(Part part, About about, const char* what, const Moment& milliseconds) {
-    if (milliseconds) {
-        Say(part, about, what + Seconds(*milliseconds));
-    }
-}
-
-void RunReader::Ask(Part request, const char* why) {
-    m_asked.insert(request);
+void Run::Ask(Part request, const char* why) {
     const bool mayHold = request == Part::ACTIVATION || request == Part::APP;
+    In(request).asked = true;
     Say(request, About::WHETHER, mayHold ? ASKED : "");
     Say(request, About::WHY, why);
 }
 
-void RunReader::AskToken(const char* source, const char* why) {
+void Run::AskToken(const char* source, const char* why) {
     const bool isNew = source == Text(NEW_TOKEN);
-    m_asked.insert(Part::TOKEN);
+    Ask(Part::TOKEN, why);
     Say(Part::TOKEN, About::WHETHER, source);
-    Say(Part::TOKEN, About::WHY, why);
     if (*why != '\0') {
-        Say(Part::TOKEN, About::LEFT, isNew ? m_refreshLeft : m_accessLeft);
-        m_codeAskedAt = isNew ? m_now : m_codeAskedAt;
+        Say(Part::TOKEN, About::LEFT, isNew ? refreshLeft : accessLeft);
+        codeAskedAt = isNew ? now : codeAskedAt;
     }
     Advance(isNew ? Step::ASK_CODE : Step::ASK_TOKEN);
 }
 
-void RunReader::TakeAccessClock(Text rest, bool isRefreshToken) {
+void Run::TakeAccessClock(Text rest, bool isRefreshToken) {
     const std::int64_t issued = FirstNumber(rest);
-    const std::int64_t now = NumberAfter(rest, "currtneTime ");
-    const std::int64_t left = Cli::Difference(Cli::Sum(issued, NumberAfter(rest, "expiredTime ")), now);
-    const bool isFar = now < issued - DAY;
-    TakeClock(now, isFar, Cli::DurationText(Cli::Difference(issued, now)) + " before the token was issued");
+    const std::int64_t clockNow = NumberAfter(rest, "currtneTime ");
+    const std::int64_t left = Cli::Difference(Cli::Sum(issued, NumberAfter(rest, "expiredTime ")), clockNow);
+    const bool isFar = clockNow < issued - DAY;
+    TakeClock(clockNow, isFar,
+              Cli::DurationText(Cli::Difference(issued, clockNow)) + " before the token was issued");
     if (isRefreshToken) {
-        m_refreshLeft = left < 0 ? LeftWords(left) : "";
+        refreshLeft = left < 0 ? LeftWords(left) : "";
         return;
     }
-    m_accessLeft = isFar ? "" : LeftWords(left);
+    accessLeft = isFar ? "" : LeftWords(left);
     if (left >= 0) {
         Say(Part::TOKEN, About::WHETHER, HOLDS);
-        Say(Part::TOKEN, About::LEFT, m_accessLeft);
+        Say(Part::TOKEN, About::LEFT, accessLeft);
     }
 }
 
-void RunReader::TakeExpiry(Part request, Text rest, std::int64_t perSecond) {
+void Run::TakeExpiry(Part request, Text rest, std::int64_t perSecond) {
     constexpr std::int64_t FAR = 3650 * DAY;
-    const std::int64_t now = NumberAfter(rest, "time : ") / perSecond;
-    const std::int64_t left = Cli::Difference(FirstNumber(rest) / perSecond, now);
+    const std::int64_t clockNow = NumberAfter(rest, "time : ") / perSecond;
+    const std::int64_t left = Cli::Difference(FirstNumber(rest) / perSecond, clockNow);
     const bool isFar = left > FAR || left < -FAR;
     Say(request, About::LEFT, isFar ? "" : LeftWords(left));
-    TakeClock(now, isFar,
+    TakeClock(clockNow, isFar,
               Cli::DurationText(left) + (left < 0 ? " after" : " before") + " the end of what is stored");
 }
 
 /** Notes a clock that is far from what is stored, or from the log's own times. */
-void RunReader::TakeClock(std::int64_t now, bool isFar, const std::string& far) {
-    const bool hasYear = m_time.size() > 4 && m_time[4] == '-';
-    const std::string date = Cli::DateTime(now);
+void Run::TakeClock(std::int64_t clockNow, bool isFar, const std::string& far) {
+    constexpr std::int64_t DAY_MILLISECONDS = DAY * 1000;
+    const bool hasYear = time.size() > 4 && time[4] == '-';
+    const std::string date = Cli::DateTime(clockNow);
     const auto moment =
         date.empty() ? std::nullopt : Log::Moment(hasYear ? date : date.substr(date.find('-') + 1));
-    const bool isOfDay = moment && m_now && m_time.find(':') != std::string::npos;
-    const std::int64_t apart = isOfDay ? std::abs(*moment - *m_now) / MILLISECONDS : 0;
-    const bool isFromLog = apart > 2 * DAY && (hasYear || apart < 363 * DAY);
-    if (m_clock.empty() && (isFar || isFromLog)) {
-        m_clock = "the set's clock is wrong, or a stored time is: it stands at " + date + ", " +
-                  (isFar ? far : "far from the log's own times");
+    const bool isOfDay = moment && now && time.find(':') != std::string::npos;
+    const std::int64_t days = isOfDay ? std::abs(*moment - *now) / DAY_MILLISECONDS : 0;
+    const bool isFromLog = days >= 2 && (hasYear || days < 363);
+    if (clock.empty() && (isFar || isFromLog)) {
+        clock = "the set's clock is wrong, or a stored time is: it stands at " + date + ", " +
+                (isFar ? far : "far from the log's own times");
     }
 }
 
-void RunReader::TakeMark(std::int64_t mark) {
-    story.mark = mark > 0 ? std::optional(mark) : std::nullopt;
+void Run::TakeMark(std::int64_t oldMark) {
+    mark = oldMark > 0 ? std::optional(oldMark) : std::nullopt;
     Say(Part::DOWNLOAD, About::WHETHER,
-        mark > 0 ? "of what changed after mark " + std::to_string(mark) : EVERYTHING);
+        mark ? "of what changed after mark " + std::to_string(oldMark) : EVERYTHING);
 }
 
-void RunReader::TakeAll(const char* why) {
-    if (m_step == Step::ASK_DOWNLOAD) {
+void Run::TakeAll(const char* why) {
+    if (step == Step::ASK_DOWNLOAD) {
         Say(Part::DOWNLOAD, About::WHETHER, EVERYTHING);
         Say(Part::DOWNLOAD, About::WHY, why);
     }
 }
 
-void RunReader::TakeFailedCheck(std::int64_t count) {
+void Run::TakeFailedCheck(std::int64_t count) {
     Say(Part::SIGN_IN, About::WHETHER,
         Cli::Count(static_cast<std::uint64_t>(count), "check") + " found nobody signed in");
-    m_checkFailedAt = m_checkFailedAt ? m_checkFailedAt : m_now;
+    checkFailedAt = checkFailedAt ? checkFailedAt : now;
 }
 
-void RunReader::Send() {
-    const auto request = RequestOf(m_step);
-    m_sentAt = m_now;
-    m_answerTook.reset();
-    if (!request || IsAnswer(m_step)) {
+void Run::Send() {
+    const auto request = RequestOf(step);
+    sentAt = now;
+    answerTook.reset();
+    if (!request || IsAnswer(step)) {
         return;
     }
-    Conclude(Part::DOWNLOAD, About::WHETHER, *request == Part::DOWNLOAD && IsAsked(*request), EVERYTHING);
-    m_sent.insert(*request);
-    Advance(StepsOf(*request).last);
+    In(*request).sent = true;
+    if (In(Part::DOWNLOAD).sent && In(Part::DOWNLOAD).asked && !Has(Part::DOWNLOAD, About::WHETHER)) {
+        Say(Part::DOWNLOAD, About::WHETHER, EVERYTHING);
+    }
+    Advance(LastOf(*request));
 }
 
-void RunReader::TakeAnswer() {
-    m_answerTook = Since(m_sentAt);
-    const auto request = RequestOf(m_step);
-    if (request && IsAnswer(m_step)) {
-        In(*request).answered = true;
-        In(*request).milliseconds = m_answerTook;
+void Run::TakeAnswer() {
+    answerTook = Since(sentAt);
+    if (IsAnswer(step)) {
+        Chapter& request = In(*RequestOf(step));
+        request.answered = true;
+        request.milliseconds = answerTook;
     }
 }
 
-void RunReader::TakeStatus(Part part, Text rest) {
-    Chapter& chapter = In(part);
-    m_sent.insert(part);
-    chapter.answered = true;
+void Run::TakeStatus(Part request, Text rest) {
+    Chapter& chapter = In(request);
+    chapter.sent = chapter.answered = true;
     chapter.status = FirstNumber(rest);
-    chapter.milliseconds = m_answerTook;
-    Ask(part);
-    Say(part, About::STATUS, "status " + std::to_string(*chapter.status));
+    chapter.milliseconds = answerTook;
+    Ask(request);
+    Say(request, About::STATUS, "status " + std::to_string(*chapter.status));
     // The client got through this time.
-    m_causes.erase("NXCURL");
-    m_causes.erase("");
+    causes.erase("NXCURL");
+    causes.erase("");
 }
 
-void RunReader::TakeBody() {
-    const auto part = RequestOf(m_step);
-    if (!part || !IsAnswer(m_step)) {
+void Run::TakeBody() {
+    if (!IsAnswer(step)) {
         return;
     }
+    const Part part = *RequestOf(step);
     const std::string body = m_message->TextFrom(m_at);
     for (const char* name : {"rcode", "error"}) {
         const std::string code = Member(body, name);
-        Say(*part, About::CODE, code == "0" ? "" : code);
+        Say(part, About::CODE, code == "0" ? "" : code);
     }
     for (const char* name : {"rmsg", "error_description"}) {
-        Say(*part, About::WORDS, Has(*part, About::CODE) ? Member(body, name) : "");
+        Say(part, About::WORDS, Has(part, About::CODE) ? Member(body, name) : "");
     }
-    if (*part == Part::TOKEN) {
+    if (part == Part::TOKEN) {
         const bool isWhole = Cli::StartsWith(body, "accessToken : ") && body.back() == '}';
         const bool hasToken = !Member(body, "access_token").empty();
-        m_gotToken = hasToken || isWhole ? std::optional(hasToken) : m_gotToken;
+        gotToken = hasToken || isWhole ? std::optional(hasToken) : gotToken;
     }
 }
 
-void RunReader::TakeBatch() {
+void Run::TakeBatch() {
     constexpr Text ID = "\"record_id\"";
     const std::string batch = m_message->TextFrom(m_at).substr(sizeof("data:") - 1);
-    const std::string mark = Member(batch, "synced_timestamp");
-    if (!mark.empty()) {
-        story.nextMark = FirstNumber(mark);
-        Say(Part::DOWNLOAD, About::NEXT, "next mark " + std::to_string(*story.nextMark));
+    const std::string next = Member(batch, "synced_timestamp");
+    if (!next.empty()) {
+        nextMark = FirstNumber(next);
+        Say(Part::DOWNLOAD, About::NEXT, "next mark " + std::to_string(*nextMark));
     }
     devices.LearnNames(batch);
     std::size_t count = 0;
@@ -204,46 +205,43 @@ void RunReader::TakeBatch() {
     Say(Part::DOWNLOAD, About::COUNT, (isCut ? "at least " : "") + Cli::Count(count, "record"));
 }
 
-void RunReader::TakeList() {
-    m_sawList = true;
+void Run::TakeList() {
+    sawList = true;
     devices.End();
     devices.LearnNames(m_message->TextFrom(m_at));
 }
 
-void RunReader::Miss(const std::string& document) {
+void Run::Miss(const std::string& document) {
     Say(Part::STORED, About::ALSO, document);
-    const auto cause = m_causes.find("CKMC");
-    if (cause != m_causes.end()) {
-        Say(Part::STORED, About::ALSO, cause->second);
-        m_causes.erase(cause);
+    Say(Part::STORED, About::ALSO, causes["CKMC"]);
+    causes.erase("CKMC");
+}
+
+void Run::TakeCode() {
+    SayTime(Part::TOKEN, About::WAIT, "the code came after ", Since(std::exchange(codeAskedAt, {})));
+    if (failure && failure->step == Step::CODE) {
+        failure.reset();
     }
 }
 
-void RunReader::TakeCode() {
-    SayTime(Part::TOKEN, About::WAIT, "the code came after ", Since(std::exchange(m_codeAskedAt, {})));
-    if (story.failure && story.failure->step == Step::CODE) {
-        story.failure.reset();
-    }
-}
-
-void RunReader::Locate() {
-    const auto client = m_causes.find("NXCURL");
-    const std::string url = client == m_causes.end() ? "" : client->second;
-    const auto isOf = [&](Part part, const char* path) {
-        return url.find(path) != std::string::npos || (IsAsked(part) && !In(part).status);
-    };
+void Run::Locate() {
+    const auto client = causes.find("NXCURL");
+    const std::string url = client == causes.end() ? "" : client->second;
     const bool isCaught = Cli::StartsWith(m_message->lines[m_at].message, "exception : ");
-    const bool isDownload =
-        isOf(Part::DOWNLOAD, "/data/") || In(Part::APP).status || (sawStart && Shows('W'));
-    const auto part = isCaught                              ? std::optional(Part::TOKEN)
-                      : isOf(Part::ACTIVATION, "/activate") ? std::optional(Part::ACTIVATION)
-                      : isOf(Part::APP, "/tokens/")         ? std::optional(Part::APP)
-                      : isDownload                          ? std::optional(Part::DOWNLOAD)
-                                                            : std::nullopt;
+    auto part = isCaught ? std::optional(Part::TOKEN) : std::nullopt;
+    for (const auto& [request, path] : PATHS) {
+        const Chapter& chapter = In(request);
+        const bool isIt = url.find(path) != std::string::npos || (chapter.asked && !chapter.status);
+        part = !part && isIt ? std::optional(request) : part;
+    }
+    // That it was another would be told.
+    if (!part && (In(Part::APP).status || (sawStart && Shows('W')))) {
+        part = Part::DOWNLOAD;
+    }
     if (part) {
-        m_sent.insert(*part);
         Ask(*part);
-        Advance(StepsOf(*part).last);
+        In(*part).sent = true;
+        Advance(LastOf(*part));
     }
 }
 

@@ -1,34 +1,28 @@
 /** The runs of a log as one web page that needs nothing else: no script, no network. */
 #pragma once
 
-#include <cstddef>
-#include <deque>
+#include <json/json.h>
+
 #include <string>
-#include <utility>
 
 #include "Television/Log/Story.h"
 
 namespace Log {
 
+/** What the page shows of a run: its story with a picture of who said what to whom. */
+Json::Value PageOf(const Run& run, const Story& story);
+
 class Page {
 public:
-    /** @param title what the log is called */
-    explicit Page(std::string title) : m_title(std::move(title)) {}
+    /** Takes what PageOf() made out of the story; of many runs, the page shows the last 20. */
+    void Add(Story& story);
 
-    /** Takes a run with its lines; of many, the page shows the last 20. */
-    void Add(const Story& story);
-
-    bool IsEmpty() const {
-        return m_count == 0;
-    }
-
-    /** The whole page. */
-    std::string Code() const;
+    /** The whole page. @param title what the log is called */
+    std::string Code(const std::string& title) const;
 
 private:
-    std::string m_title;
-    std::size_t m_count = 0;
-    std::deque<Story> m_stories;
+    Json::UInt64 m_count = 0;
+    Json::Value m_runs{Json::arrayValue};
 };
 
 }  // namespace Log

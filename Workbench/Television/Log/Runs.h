@@ -1,30 +1,32 @@
-/** From a log to the runs in it. */
+/** From a log to the stories of the runs in it. */
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
+#include <list>
 #include <string>
-#include <string_view>
 
 #include "Cli/Masker.h"
 #include "Television/Log/Line.h"
 #include "Television/Log/Message.h"
-#include "Television/Log/RunReader.h"
+#include "Television/Log/Run.h"
+#include "Television/Log/Story.h"
 
 namespace Log {
 
 class Runs {
 public:
     /**
-     * @param keepsLines whether the runs get their lines
-     * @param onRun gets each run, in the order in which they began
+     * @param keepsLines whether the stories get their lines, for a page
+     * @param onStory gets each run's, in the order in which the runs began
      */
-    Runs(bool keepsLines, std::function<void(Story&)> onRun);
+    Runs(bool keepsLines, std::function<void(Story&)> onStory);
 
     /** Takes a piece of the log, however it was cut. */
-    void Feed(std::string_view piece);
+    void Feed(std::string_view piece) {
+        m_lines.Feed(piece);
+    }
     void Finish();
 
     /** What is odd about the log as a whole, for people; empty for nothing. */
@@ -32,19 +34,17 @@ public:
 
 private:
     void Take(Message& message);
-    RunReader* ReaderOf(const Line& line);
-    void End(std::int64_t pid);
+    Run* RunOf(const Line& line);
+    void TellFirst();
 
     LineReader m_lines;
     Messages m_messages;
     Cli::Masker m_masker;
     bool m_keepsLines;
-    std::function<void(Story&)> m_onRun;
+    std::function<void(Story&)> m_onStory;
     std::size_t m_count = 0;
-    /** Runs under way, by process; those that have ended, by number. */
-    std::map<std::int64_t, RunReader> m_readers;
-    std::map<std::size_t, Story> m_ended;
-    std::size_t m_handedOver = 0;
+    /** Those that are not told yet, in the order in which they began. */
+    std::list<Run> m_runs;
     /** How often the time went on, and back, from one line to the next. */
     std::size_t m_forward = 0;
     std::size_t m_backward = 0;

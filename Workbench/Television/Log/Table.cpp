@@ -1,6 +1,5 @@
 #include "Television/Log/Table.h"
 
-#include "Television/Log/RunReader.h"
 #include "Util/CInfoSyncException.h"
 #include "Util/SecurityUtil.h"
 
@@ -25,32 +24,32 @@ constexpr char SEE_KEY_MANAGER[] = "see the key manager: space, rights";
 
 using Note = KnownLine::Note;
 
-Note Does(void (RunReader::*take)()) {
-    return [take](RunReader& r, Text) { (r.*take)(); };
+Note Does(void (Run::*take)()) {
+    return [take](Run& r, Text) { (r.*take)(); };
 }
 Note Says(Part part, About about, const char* words) {
-    return [part, about, words](RunReader& r, Text) { r.Say(part, about, words); };
+    return [part, about, words](Run& r, Text) { r.Say(part, about, words); };
 }
 Note Misses(const char* document) {
-    return [document](RunReader& r, Text) { r.Miss(document); };
+    return [document](Run& r, Text) { r.Miss(document); };
 }
 Note AsksToken(const char* source, const char* why) {
-    return [source, why](RunReader& r, Text) { r.AskToken(source, why); };
+    return [source, why](Run& r, Text) { r.AskToken(source, why); };
 }
 Note Asks(Part request, const char* why = "") {
-    return [request, why](RunReader& r, Text) { r.Ask(request, why); };
+    return [request, why](Run& r, Text) { r.Ask(request, why); };
 }
 Note Answers(Part request) {
-    return [request](RunReader& r, Text rest) { r.TakeStatus(request, rest); };
+    return [request](Run& r, Text rest) { r.TakeStatus(request, rest); };
 }
 Note TakesAll(const char* why) {
-    return [why](RunReader& r, Text) { r.TakeAll(why); };
+    return [why](Run& r, Text) { r.TakeAll(why); };
 }
 Note Names(const char* subject) {
-    return [subject](RunReader& r, Text) { r.subject = subject; };
+    return [subject](Run& r, Text) { r.subject = subject; };
 }
 Note Decides(Listing listing) {
-    return [listing](RunReader& r, Text) { r.devices.Decide(listing); };
+    return [listing](Run& r, Text) { r.devices.Decide(listing); };
 }
 
 std::vector<KnownLine> MakeTable() {
@@ -58,7 +57,7 @@ std::vector<KnownLine> MakeTable() {
         {'E', "<<Not Error>>Start main loop", "", Step::START, Kind::NORMAL,
          [](auto& r, Text) { r.sawStart = true; }, "the process began"},
         {'E', "<<Not Error>>End main loop", "", Step::END, Kind::NORMAL,
-         [](auto& r, Text) { r.story.sawEnd = true; }, "the process came to its end"},
+         [](auto& r, Text) { r.sawEnd = r.isOver = true; }, "the process came to its end"},
         {'E', "<<Not Error>> Factory Reset Flag : ", "", Step::START, Kind::NORMAL,
          [](auto& r, Text rest) {
              r.Say(Part::START, About::WHETHER, FirstNumber(rest) == 1 ? RESET : "no factory reset");
@@ -102,7 +101,7 @@ std::vector<KnownLine> MakeTable() {
          [](auto& r, Text rest) { r.TakeAccessClock(rest, true); }},
         {'I', "issuedTime ", "IsTokenExpired", Step::TOKEN, Kind::NORMAL,
          [](auto& r, Text rest) { r.TakeAccessClock(rest, false); }},
-        {'I', "authCode : ", "OnAuthCodeIssued", Step::CODE, Kind::NORMAL, Does(&RunReader::TakeCode)},
+        {'I', "authCode : ", "OnAuthCodeIssued", Step::CODE, Kind::NORMAL, Does(&Run::TakeCode)},
         {'E', "result != SSO_TRUE", "", Step::CODE, Kind::FAILURE, nullptr, NO_CODE, ASK_SIGN_IN},
         {'E', "userData is authcode", "", Step::CODE, Kind::FAILURE, nullptr, NO_CODE, ASK_SIGN_IN},
         {'E', "userData is nullptr", "", Step::CODE, Kind::FAILURE, nullptr,
@@ -130,7 +129,7 @@ std::vector<KnownLine> MakeTable() {
          Answers(Part::TOKEN), "the authorisation server answered with a code of its own"},
         {'E', "error", "", Step::TOKEN_ANSWER, Kind::REFUSED, nullptr,
          "the authorisation server refused with a code of its own", "see the server"},
-        {'I', "accessToken : ", "", Step::TOKEN_ANSWER, Kind::NORMAL, Does(&RunReader::TakeBody), ""},
+        {'I', "accessToken : ", "", Step::TOKEN_ANSWER, Kind::NORMAL, Does(&Run::TakeBody), ""},
         {'E', "token is empty", "", Step::TOKEN_ANSWER, Kind::UNREADABLE, nullptr,
          "the authorisation server's answer is empty", "see the server"},
         {'E', "fail to get access Token", "", Step::TOKEN, Kind::FAILURE,
@@ -165,12 +164,11 @@ std::vector<KnownLine> MakeTable() {
          "the cloud refused the activation", SEE_SERVER},
         {'E', "Fail to get JWT", "", Step::APP_ANSWER, Kind::REFUSED, nullptr,
          "the cloud refused the app token", SEE_SERVER},
-        {'I', "before send", "", Step::START, Kind::NORMAL, Does(&RunReader::Send)},
-        {'I', "after send", "", Step::START, Kind::NORMAL, Does(&RunReader::TakeAnswer)},
-        {'\0', "{", "", Step::START, Kind::NORMAL, Does(&RunReader::TakeBody)},
-        {'\0', "", "WriteCallback", Step::START, Kind::NORMAL, Does(&RunReader::TakeBody)},
-        {'E', "request failed", "", Step::TOKEN, Kind::NO_ANSWER, Does(&RunReader::Locate),
-         "no whole answer came",
+        {'I', "before send", "", Step::START, Kind::NORMAL, Does(&Run::Send)},
+        {'I', "after send", "", Step::START, Kind::NORMAL, Does(&Run::TakeAnswer)},
+        {'\0', "{", "", Step::START, Kind::NORMAL, Does(&Run::TakeBody)},
+        {'\0', "", "WriteCallback", Step::START, Kind::NORMAL, Does(&Run::TakeBody)},
+        {'E', "request failed", "", Step::TOKEN, Kind::NO_ANSWER, Does(&Run::Locate), "no whole answer came",
          "look at the network, the server's name and certificate, and the set's clock"},
         {'E', "fail to Initalize Nxcurl", "", Step::TOKEN, Kind::FAILURE, nullptr,
          "the HTTP client did not start", "see the set's memory and HTTP client"},
@@ -209,7 +207,7 @@ std::vector<KnownLine> MakeTable() {
          [](auto& r, Text rest) { r.TakeMark(FirstNumber(rest)); }},
         {'E', "error code : ", "", Step::DOWNLOAD_ANSWER, Kind::NORMAL, Answers(Part::DOWNLOAD),
          "the status of the download; 200 is success in spite of the word and the priority"},
-        {'E', "", "DownSyncBtInfoFromCloud", Step::DOWNLOAD_ANSWER, Kind::NORMAL, Does(&RunReader::TakeBody)},
+        {'E', "", "DownSyncBtInfoFromCloud", Step::DOWNLOAD_ANSWER, Kind::NORMAL, Does(&Run::TakeBody)},
         {'E', "HTTP error", "", Step::DOWNLOAD_ANSWER, Kind::REFUSED, nullptr, "the download was refused",
          "see the answer's `rcode`, logged just before: after 4009100 and 4000002 the stored records were "
          "dropped and the next run downloads everything"},
@@ -220,7 +218,7 @@ std::vector<KnownLine> MakeTable() {
          "so many records are malformed: they are stored, where they have an id, but not listed; "
          "positions count from 0",
          "mend the malformed records in the cloud"},
-        {'I', "data:", "", Step::LIST, Kind::NORMAL, Does(&RunReader::TakeBatch)},
+        {'I', "data:", "", Step::LIST, Kind::NORMAL, Does(&Run::TakeBatch)},
         {'E', "the device list is no object, make it anew", "", Step::LIST, Kind::LIVED_WITH, nullptr,
          "the stored device list was damaged: it is made anew"},
         {'E', "the device list has ", "", Step::LIST, Kind::LIVED_WITH, nullptr,
@@ -228,7 +226,7 @@ std::vector<KnownLine> MakeTable() {
         {'E', "the records are too heavy, the next run downloads them anew: ", "", Step::LIST, Kind::FAILURE,
          nullptr, "what came is more than can be kept beside the rest; the device list stays as it was",
          "nothing, unless the next run says so too: the users of the set have too many devices"},
-        {'I', "user : ", "", Step::LIST, Kind::NORMAL, [](auto& r, Text rest) { r.story.user = rest; }, ""},
+        {'I', "user : ", "", Step::LIST, Kind::NORMAL, [](auto& r, Text rest) { r.user = rest; }, ""},
         {'I', "record_id : ", "", Step::LIST, Kind::NORMAL,
          [](auto& r, Text rest) { r.devices.Begin(rest); }},
         {'I', "input : ", "", Step::LIST, Kind::NORMAL,
@@ -241,8 +239,8 @@ std::vector<KnownLine> MakeTable() {
         {'I', "new data. add it", "", Step::LIST, Kind::NORMAL, Decides(Listing::ADDED)},
         {'I', "", "RemoveFromDeviceList", Step::LIST, Kind::NORMAL,
          [](auto& r, Text rest) { r.devices.TakeRemoval(rest); }},
-        {'I', "{", "UpdateDeviceList", Step::LIST, Kind::NORMAL, Does(&RunReader::TakeList), ""},
-        {'I', "null", "UpdateDeviceList", Step::LIST, Kind::NORMAL, Does(&RunReader::TakeList), ""},
+        {'I', "{", "UpdateDeviceList", Step::LIST, Kind::NORMAL, Does(&Run::TakeList), ""},
+        {'I', "null", "UpdateDeviceList", Step::LIST, Kind::NORMAL, Does(&Run::TakeList), ""},
     };
 }
 

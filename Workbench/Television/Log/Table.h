@@ -7,17 +7,15 @@
 #include <vector>
 
 #include "Television/Log/Line.h"
-#include "Television/Log/Story.h"
+#include "Television/Log/Run.h"
 
 namespace Log {
-
-class RunReader;
 
 struct KnownLine {
     /** What a line is to its run: a part of every good one, what it lives with, or what may end it. */
     enum class Kind { NORMAL, LIVED_WITH, NO_ANSWER, REFUSED, UNREADABLE, NOT_STORED, FAILURE };
 
-    using Note = std::function<void(RunReader& reader, std::string_view rest)>;
+    using Note = std::function<void(Run& run, std::string_view rest)>;
 
     /** The one that the service logs it with; '\0' for any. */
     char priority;
