@@ -11,7 +11,6 @@
 #include "Cli/Json.h"
 #include "Cli/Pattern.h"
 #include "Cli/Time.h"
-#include "Util/Log.h"
 
 namespace Log {
 
@@ -38,7 +37,8 @@ std::string LineForm() {
     // "(P  12, T  12): ", "[12]: ", ": ", or fields with dividers.
     const std::string behind = R"re([\s"]*(?:[(\[]\s*P?\s*(?<pid>\d{1,9})[^)\]]*[)\]]\s*: ?|: ?)re"
                                R"re(|[,;|\t]"?(?:(?<pid>\d{1,9})"?[,;|\t]"?)?))re";
-    const std::string place = R"re((?<place>\w++\.(?:cpp|h): [^>]{1,150}?\(\d++\) > ))re";
+    const std::string place =
+        R"re((?<place>(?<file>\w++\.(?:cpp|h)): (?<function>[^>]{1,150}?)\(\d++\) > ))re";
     // The log viewer's own, which most logs have.
     const std::string usual =
         R"re( (?<priority>[VDIWEF])/(?<tag>[\w.-]++)\( *P?\s*(?<pid>\d{1,9})[^)]*\): )re";
@@ -86,7 +86,9 @@ std::string JournalText(const std::string& text) {
 std::optional<std::int64_t> Moment(const std::string& time) {
     constexpr const char* FORMS[] = {"%Y-%m-%d%n%H:%M:%S", "%Y-%m-%dT%H:%M:%S", "%m-%d%n%H:%M:%S",
                                      "%b%n%d%n%H:%M:%S", "%H:%M:%S"};
-    constexpr double MILLISECONDS = 1000;
+    const auto milliseconds = [](const char* seconds) {
+        return static_cast<std::int64_t>(g_ascii_strtod(seconds, nullptr) * 1000);
+    };
     for (const char* form : FORMS) {
         // A year that had a 29th of February.
         std::tm parts = {};
@@ -94,30 +96,21 @@ std::optional<std::int64_t> Moment(const std::string& time) {
         parts.tm_mday = 1;
         const char* rest = strptime(time.c_str(), form, &parts);
         if (rest != nullptr) {
-            return timegm(&parts) * std::int64_t{1000} +
-                   (*rest == '.' ? static_cast<std::int64_t>(g_ascii_strtod(rest, nullptr) * MILLISECONDS)
-                                 : 0);
+            return timegm(&parts) * std::int64_t{1000} + (*rest == '.' ? milliseconds(rest) : 0);
         }
     }
-    return time.empty() ? std::nullopt
-                        : std::optional(static_cast<std::int64_t>(g_ascii_strtod(time.c_str(), nullptr) *
-                                                                  MILLISECONDS));
-}
-
-bool Line::IsService() const {
-    return tag == TAG;
+    return time.empty() ? std::nullopt : std::optional(milliseconds(time.c_str()));
 }
 
 void LineReader::Feed(Text piece) {
-    const auto append = [this](Text part) {
-        m_begun.append(part.substr(0, LONGEST_LINE - std::min(m_begun.size(), LONGEST_LINE)));
-    };
-    for (std::size_t end = piece.find('\n'); end != Text::npos; end = piece.find('\n')) {
-        append(piece.substr(0, end));
-        piece.remove_prefix(end + 1);
-        TakeLine();
+    while (!piece.empty()) {
+        const std::size_t end = std::min(piece.find('\n'), piece.size());
+        m_begun.append(piece.substr(0, std::min(end, LONGEST_LINE - m_begun.size())));
+        if (end < piece.size()) {
+            TakeLine();
+        }
+        piece.remove_prefix(std::min(end + 1, piece.size()));
     }
-    append(piece);
 }
 
 void LineReader::Finish() {
@@ -154,9 +147,8 @@ void LineReader::Read(const std::string& text) {
     m_line.text = text;
     m_line.tag = tag.find("infosync") == Text::npos ? tag : TAG;
     m_line.place = head["place"];
-    m_line.file = m_line.place.substr(0, m_line.place.find(':'));
-    m_line.function = m_line.place.substr(std::min(m_line.file.size() + 2, m_line.place.size()));
-    m_line.function.erase(std::min(m_line.function.rfind('('), m_line.function.size()));
+    m_line.file = head["file"];
+    m_line.function = head["function"];
     if (head) {
         const Text time = head["time"];
         const Text priority = either("priority", "level");

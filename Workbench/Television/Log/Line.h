@@ -7,6 +7,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "Util/Log.h"
 
 namespace Log {
 
@@ -36,14 +39,16 @@ struct Line {
     char priority = '\0';
     /** Empty for a line without a head of its own. */
     std::string tag;
-    /** "FILE", "FUNCTION" and "FILE: FUNCTION(LINE) > ", with which a message of the service begins. */
+    // "FILE: FUNCTION(LINE) > ", with which a message of the service begins, and what it has.
+    std::string place;
     std::string file;
     std::string function;
-    std::string place;
     /** Without the place. */
     std::string message;
 
-    bool IsService() const;
+    bool IsService() const {
+        return tag == InfoSyncLog::TAG;
+    }
     /** It begins a message of the service, or repeats the place of one. */
     bool HasPlace() const {
         return IsService() && !place.empty();
@@ -61,18 +66,17 @@ public:
 
     /** Takes a piece of the log, however it was cut. What is beyond 64 KiB of a line is dropped. */
     void Feed(std::string_view piece);
-
     /** Takes what is left as the last line. */
     void Finish();
-
-    /** Lines that have the service's tag in a form that cannot be read, and the first of them. */
-    std::size_t unreadableCount = 0;
-    std::size_t firstUnreadable = 0;
 
     /** Whether the last line is still without its end. */
     bool IsWithin() const {
         return !m_begun.empty();
     }
+
+    /** Lines that have the service's tag in a form that cannot be read, and the first of them. */
+    std::size_t unreadableCount = 0;
+    std::size_t firstUnreadable = 0;
 
 private:
     void TakeLine();

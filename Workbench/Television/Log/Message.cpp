@@ -14,10 +14,15 @@ constexpr std::size_t MOST_BYTES = 131072;
 constexpr std::size_t MOST_OTHERS = 1000;
 constexpr std::size_t MOST_PROCESSES = 64;
 
-/** "key:" of "key:code, value : ...": what two messages from one place both begin with. */
-std::string_view FirstWord(const std::string& message) {
-    static const Cli::Pattern pattern(R"(^(?<word>\w{1,30} ?:))");
-    return pattern.Find(message)["word"];
+/** Whether the line begins another message: at another place, or with what two from one place both begin
+ * with, the "key:" of "key:code, value : ...". */
+bool IsNext(const Line& first, const Line& line) {
+    static const Cli::Pattern word(R"(^(?<word>\w{1,30} ?:))");
+    if (!line.HasPlace() || line.place != first.place) {
+        return line.HasPlace();
+    }
+    const auto begins = word.Find(line.message);
+    return begins && begins["word"] == word.Find(first.message)["word"];
 }
 
 void Replace(Line& line, const std::string& message) {
@@ -41,15 +46,27 @@ std::string Message::TextFrom(std::size_t line) const {
     return text;
 }
 
+void Mask(Message& message, const Cli::Masker& masker) {
+    const std::string whole = masker.Mask(message.TextFrom(0));
+    if (message.lines.size() > 1) {
+        for (Line& line : message.lines) {
+            Replace(line, masker.Mask(line.message));
+        }
+    }
+    if (message.TextFrom(0) != whole) {
+        message.lines.resize(1);
+        Replace(message.lines.front(), whole);
+    }
+}
+
 void Messages::Take(const Line& line) {
-    const auto handOver = [this](const Line& single) {
-        Message message{{single}};
-        m_onMessage(message);
+    const auto handOver = [&] {
+        Message single{{line}};
+        m_onMessage(single);
     };
     // Viewers part the lines of several logs by some that begin so.
-    const bool isStray = line.tag.empty() && (!m_isService || Cli::StartsWith(line.message, "--"));
-    if (isStray) {
-        handOver(line);
+    if (line.tag.empty() && (!m_isService || Cli::StartsWith(line.message, "--"))) {
+        handOver();
         return;
     }
     m_isService = line.tag.empty() || line.IsService();
@@ -57,14 +74,15 @@ void Messages::Take(const Line& line) {
     const auto found = m_held.find(m_pid);
     if (!m_isService) {
         const bool isHeld = found != m_held.end() && found->second.others.size() < MOST_OTHERS;
-        isHeld ? found->second.others.push_back(line) : handOver(line);
+        isHeld ? found->second.others.push_back(line) : handOver();
         return;
     }
     if (found == m_held.end() && m_held.size() == MOST_PROCESSES) {
         Flush();
     }
     Held& held = m_held[m_pid];
-    if (!GoesOn(held, line)) {
+    if (held.size >= MOST_BYTES ||
+        (!held.message.lines.empty() && IsNext(held.message.lines.front(), line))) {
         HandOver(held);
     }
     held.size += line.text.size();
@@ -74,16 +92,6 @@ void Messages::Take(const Line& line) {
         HandOver(held);
         m_held.erase(m_pid);
     }
-}
-
-bool Messages::GoesOn(const Held& held, const Line& line) {
-    const auto& lines = held.message.lines;
-    if (lines.empty() || held.size >= MOST_BYTES) {
-        return false;
-    }
-    const bool isOfPlace = line.HasPlace() && line.place == lines.front().place;
-    const std::string_view word = isOfPlace ? FirstWord(line.message) : "";
-    return !line.HasPlace() || (isOfPlace && (word.empty() || word != FirstWord(lines.front().message)));
 }
 
 void Messages::HandOver(Held& held) {
@@ -104,19 +112,6 @@ void Messages::Flush() {
     m_held.clear();
 }
 
-void Mask(Message& message, const Cli::Masker& masker) {
-    const std::string whole = message.lines.size() > 1 ? masker.Mask(message.TextFrom(0)) : "";
-    std::string apart;
-    for (Line& line : message.lines) {
-        Replace(line, masker.Mask(line.message));
-        apart += line.message;
-    }
-    if (message.lines.size() > 1 && apart != whole) {
-        message.lines.resize(1);
-        Replace(message.lines.front(), whole);
-    }
-}
-
 MaskedLog::MaskedLog(const Cli::Masker* masker, std::function<void(const Line&)> onLine)
     : m_messages([masker, onLine = std::move(onLine)](Message& message) {
           // What goes on in the next lines is of the priority that the first one tells.
@@ -130,11 +125,6 @@ MaskedLog::MaskedLog(const Cli::Masker* masker, std::function<void(const Line&)>
           }
       }),
       m_lines([this](const Line& line) { m_messages.Take(line); }) {}
-
-void MaskedLog::Finish() {
-    m_lines.Finish();
-    m_messages.Flush();
-}
 
 std::string MaskLog(std::string_view log, const Cli::Masker& masker) {
     std::string masked;

@@ -1,10 +1,13 @@
 /** Messages put together again, however a logger between cut them into lines, and their secrets masked. */
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Cli/Masker.h"
@@ -20,6 +23,9 @@ struct Message {
     std::string TextFrom(std::size_t line) const;
 };
 
+/** Masks the message as a whole: one with a secret that stands on several of its lines becomes one line. */
+void Mask(Message& message, const Cli::Masker& masker);
+
 /**
  * Gathers the lines of each process's messages. What a process logs comes out in its order; a message comes
  * when the next one of its process begins.
@@ -33,13 +39,12 @@ public:
     void Flush();
 
 private:
+    /** A message of the service that may go on, and what its process logged under other tags meanwhile. */
     struct Held {
         Message message;
         std::size_t size = 0;
-        /** What the same process logged under other tags meanwhile. */
         std::vector<Line> others;
     };
-    static bool GoesOn(const Held& held, const Line& line);
     void HandOver(Held& held);
 
     std::function<void(Message&)> m_onMessage;
@@ -48,9 +53,6 @@ private:
     std::int64_t m_pid = 0;
     bool m_isService = false;
 };
-
-/** Masks the message as a whole: one with a secret that stands on several of its lines becomes one line. */
-void Mask(Message& message, const Cli::Masker& masker);
 
 /** A log as people are shown it: line by line, in its order, masked. */
 class MaskedLog {
@@ -65,7 +67,10 @@ public:
     void Pause() {
         m_messages.Flush();
     }
-    void Finish();
+    void Finish() {
+        m_lines.Finish();
+        m_messages.Flush();
+    }
 
 private:
     Messages m_messages;
