@@ -14,6 +14,7 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
+constexpr char UNKNOWN[] = "unknown";
 constexpr char FINE[] = "fine";
 constexpr char FAULT[] = "fault";
 
@@ -64,12 +65,23 @@ void FindSilentFailure(Run& run) {
     }
 }
 
-/** Where no line said anything about that: says what follows, or what would tell it. */
-void Conclude(Run& run, Part part, About about, bool follows, const char* conclusion,
-              const char* untold = "") {
-    if (!run.Has(part, about)) {
-        run.Say(part, about, follows ? conclusion : "");
-        Add(run.In(part).untold, follows ? "" : untold);
+/** Notes what the log does not tell, and which level would. */
+void Untell(Run& run, Part part, const std::string& what, char level = '\0') {
+    Add(run.In(part).untold, what + (level == '\0'      ? ""
+                                     : run.Shows(level) ? ": the log is cut"
+                                                        : std::string(": level ") + level));
+}
+
+/** Where no line said anything about that: says what follows, or what is not told. */
+void Conclude(Run& run, Part part, About about, bool follows, const char* conclusion, const char* untold,
+              char level = '\0') {
+    if (run.Has(part, about)) {
+        return;
+    }
+    if (follows) {
+        run.Say(part, about, conclusion);
+    } else {
+        Untell(run, part, untold, level);
     }
 }
 
@@ -84,12 +96,11 @@ bool ConcludeFailure(Run& run, Part part) {
 }
 
 void ConcludeStart(Run& run) {
-    Chapter& chapter = run.In(Part::START);
-    chapter.sign = run.sawStart ? FINE : chapter.sign;
-    if (run.sawStart) {
-        Conclude(run, Part::START, About::WHETHER, false, "", "whether a factory reset was asked for");
-    } else {
-        chapter.untold = {"the log begins in the middle of this run"};
+    run.In(Part::START).sign = run.sawStart ? FINE : UNKNOWN;
+    if (!run.sawStart) {
+        Untell(run, Part::START, "the log begins in the middle of this run");
+    } else if (!run.Has(Part::START, About::WHETHER)) {
+        Untell(run, Part::START, "whether a factory reset was asked for");
     }
     ConcludeFailure(run, Part::START);
 }
@@ -99,23 +110,23 @@ void ConcludeSignIn(Run& run) {
         return;
     }
     const bool isOver = run.reached > Step::SIGN_IN;
+    run.In(Part::SIGN_IN).sign = isOver ? FINE : UNKNOWN;
     Conclude(run, Part::SIGN_IN, About::WHY, isOver, "signed in", "whether anybody was signed in");
-    if (isOver) {
-        run.In(Part::SIGN_IN).sign = FINE;
-    }
     if (isOver && !run.Has(Part::SIGN_IN, About::WHETHER)) {
         Conclude(run, Part::SIGN_IN, About::LEFT, HasAllBefore(run, Step::SIGN_IN, 'W'), "at the first check",
-                 "after how many checks: level W");
+                 "after how many checks", 'W');
     }
 }
 
 void ConcludeStored(Run& run) {
     const bool hasAll = HasAllBefore(run, Step::STORED, 'E');
-    Chapter& chapter = run.In(Part::STORED);
-    chapter.sign = hasAll ? FINE : chapter.sign;
-    Conclude(run, Part::STORED, About::ALSO, hasAll,
-             "what is kept of sign-in, tokens and activation could be read");
-    Add(chapter.untold, hasAll ? "" : "what else could be read");
+    run.In(Part::STORED).sign = hasAll ? FINE : UNKNOWN;
+    if (hasAll) {
+        Conclude(run, Part::STORED, About::ALSO, true,
+                 "what is kept of sign-in, tokens and activation could be read", "");
+    } else {
+        Untell(run, Part::STORED, "what else could be read");
+    }
 }
 
 /** How the answer went. */
@@ -136,9 +147,11 @@ void ConcludeAnswer(Run& run, Part part) {
     } else if (isOver && isGood && !hasFailed) {
         chapter.sign = FINE;
     } else if (!hasFailed && chapter.asked) {
-        Add(chapter.untold, isToken && isOver ? "what the answer holds: level I"
-                            : chapter.status  ? "what came of it: the log ends before that"
-                                              : "its answer: the log ends before it");
+        Untell(run, part,
+               isToken && isOver ? "what the answer holds"
+               : chapter.status  ? "what came of it: the log ends before that"
+                                 : "its answer: the log ends before it",
+               isToken && isOver ? 'I' : '\0');
     }
 }
 
@@ -147,10 +160,11 @@ void ConcludeRequest(Run& run, Part part) {
     const bool isToken = part == Part::TOKEN;
     Conclude(run, part, About::WHETHER, !isDownload && HasAllBefore(run, LastOf(part), isToken ? 'W' : 'E'),
              HOLDS,
-             isDownload          ? "from which mark: level I"
-             : isToken           ? "whether it was stored, refreshed or new: level W"
-             : run.IsUnlocated() ? "whether it was asked for, and whether it is what failed: level W"
-                                 : "whether it was asked for or still valid: level W");
+             isDownload          ? "from which mark"
+             : isToken           ? "whether it was stored, refreshed or new"
+             : run.IsUnlocated() ? "whether it was asked for, and whether it is what failed"
+                                 : "whether it was asked for or still valid",
+             isDownload ? 'I' : 'W');
     const std::string whether = run.Said(part, About::WHETHER);
     if (whether == HOLDS) {
         run.In(part).sign = FINE;
@@ -159,7 +173,7 @@ void ConcludeRequest(Run& run, Part part) {
     if (whether.empty()) {
         run.In(part).told.erase(About::LEFT);
     } else if (!isDownload) {
-        Conclude(run, part, About::WHY, false, "", "why: level W");
+        Conclude(run, part, About::WHY, false, "", "why", 'W');
     }
     ConcludeAnswer(run, part);
     run.Say(part, About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");
