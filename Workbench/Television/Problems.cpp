@@ -12,6 +12,7 @@
 #include "Ownership.h"
 #include "Television/IniFile.h"
 #include "Television/Status.h"
+#include "Television/Stored.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 
@@ -19,17 +20,12 @@ namespace Television {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-/** What is wrong with a file or a folder; with the empty text when nothing is. */
-Problem ProblemOfPath(const fs::path& path) {
+std::string ProblemOfPath(const std::string& path) {
     const std::string foreign = WhyNotOurs(path);
     if (!foreign.empty() || access(path.c_str(), R_OK | W_OK) == 0 || errno == ENOENT) {
-        return {"folder", foreign};
+        return foreign;
     }
-    const std::string words =
-        path.string() + ": " + std::strerror(errno) + ": chmod u+rwX '" + path.string() + "'";
-    return {"folder", words, access(path.c_str(), R_OK) != 0};
+    return path + ": " + std::strerror(errno) + ": chmod u+rwX '" + path + "'";
 }
 
 /** What is missing altogether is told where it is named. */
@@ -39,24 +35,22 @@ std::string ProblemOfCertificates() {
     const auto named = ini->Text(TvKeys::CA_FILE);
     const std::string path = named ? TvFolder::Resolve(*named) : cloud.folder.empty() ? "" : cloud.CaFile();
     try {
-        if (!path.empty() && Files::Read(path).find("-----BEGIN CERTIFICATE-----") == std::string::npos) {
-            return path + " holds no certificate (PEM). Name another: infosync-tv set http.ca_file FILE";
-        }
+        const bool isFine = Files::Read(path).find("-----BEGIN CERTIFICATE-----") != std::string::npos;
+        return isFine ? ""
+                      : path + " holds no certificate (PEM). Name another: infosync-tv set http.ca_file FILE";
     } catch (const std::exception&) {
         return "";
     }
-    return "";
 }
 
 /** A clock that was turned back shows in what was written before. */
-std::string ProblemOfClock(const std::vector<fs::path>& paths, std::int64_t now) {
+std::string ProblemOfClock(const std::vector<std::filesystem::path>& paths, std::int64_t now) {
     constexpr std::int64_t STEP_SECONDS = 60;
     std::int64_t newest = 0;
-    for (const fs::path& path : paths) {
+    for (const std::filesystem::path& path : paths) {
         struct stat status = {};
-        if (stat(path.c_str(), &status) == 0) {
-            newest = std::max(newest, static_cast<std::int64_t>(status.st_mtime));
-        }
+        stat(path.c_str(), &status);
+        newest = std::max(newest, std::int64_t{status.st_mtime});
     }
     return newest <= now + STEP_SECONDS
                ? ""
@@ -67,19 +61,25 @@ std::string ProblemOfClock(const std::vector<fs::path>& paths, std::int64_t now)
 
 }  // namespace
 
-std::vector<Problem> FindProblems(std::int64_t now) {
-    std::vector<Problem> problems;
+void AddProblem(Json::Value& problems, const std::string& subject, const std::string& words) {
+    if (!words.empty()) {
+        Json::Value& problem = problems.append(Json::Value());
+        problem["subject"] = subject;
+        problem["problem"] = words;
+    }
+}
+
+Json::Value FindProblems(std::int64_t now) {
+    Json::Value problems(Json::arrayValue);
     for (const std::string& problem : IniProblems()) {
-        problems.push_back({"tv.ini", problem});
+        AddProblem(problems, "tv.ini", problem);
     }
-    const std::vector<fs::path> paths = TelevisionPaths();
-    for (const fs::path& path : paths) {
-        problems.push_back(ProblemOfPath(path));
+    const std::vector<std::filesystem::path> paths = TelevisionPaths();
+    for (const std::filesystem::path& path : paths) {
+        AddProblem(problems, "folder", ProblemOfPath(path));
     }
-    problems.push_back({"certificates", ProblemOfCertificates()});
-    problems.push_back({"clock", ProblemOfClock(paths, now)});
-    const auto isNone = [](const Problem& problem) { return problem.words.empty(); };
-    problems.erase(std::remove_if(problems.begin(), problems.end(), isNone), problems.end());
+    AddProblem(problems, "certificates", ProblemOfCertificates());
+    AddProblem(problems, "clock", ProblemOfClock(paths, now));
     return problems;
 }
 

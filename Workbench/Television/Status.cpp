@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "AdapterDevices.h"
@@ -16,6 +17,9 @@
 #include "Cli/Masker.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
+#include "Television/Cloud.h"
+#include "Television/KeptRun.h"
+#include "Television/Stored.h"
 #include "TvFolder.h"
 #include "TvIni.h"
 #include "Util/BluetoothUtil.h"
@@ -27,144 +31,160 @@ namespace Television {
 
 namespace {
 
-using Kind = State::Kind;
+using Cli::Colour;
 
-constexpr char ACCESS_TOKEN[] = "access token";
-constexpr char REFRESH_TOKEN[] = "refresh token";
+constexpr std::size_t LABEL_WIDTH = 21;
+
+constexpr char ACCESS_TOKEN[] = "access_token";
+constexpr char REFRESH_TOKEN[] = "refresh_token";
 constexpr char ACTIVATION[] = "activation";
-constexpr char APP_TOKEN[] = "application token";
+constexpr char APP_TOKEN[] = "application_token";
 
 /** What the service keeps of a user that runs out, and by what. */
 struct Holding {
-    const char* name;
+    const char* member;
+    const char* label;
     const char* alias;
     /** The members of a user's entry: what is sent, and when it ends, or how long after another one. */
     const char* sent;
     const char* end;
     const char* begin;
     std::int64_t perSecond;
-    /** So many seconds before the end it no longer holds. */
-    std::int64_t leastLeft;
 };
 constexpr Holding HOLDINGS[] = {
-    {ACCESS_TOKEN, InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::ACCESS_TOKEN,
-     CAccessToken::ACCESS_TOKEN_LIFETIME, CAccessToken::ISSUED_TIME, 1, 0},
-    {REFRESH_TOKEN, InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN,
-     CAccessToken::REFRESH_TOKEN_LIFETIME, CAccessToken::ISSUED_TIME, 1, 0},
-    {ACTIVATION, InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO, CServiceActivationInfo::DEVICE_ID,
-     CServiceActivationInfo::EXPIRE_TIME, "", 1000, 1},
-    {APP_TOKEN, InfoSyncUtil::ALIAS_JWT, CJsonWebToken::TOKEN, CJsonWebToken::EXPIRE_TIME, "", 1, 1}};
+    {ACCESS_TOKEN, "  access token", InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::ACCESS_TOKEN,
+     CAccessToken::ACCESS_TOKEN_LIFETIME, CAccessToken::ISSUED_TIME, 1},
+    {REFRESH_TOKEN, "  refresh token", InfoSyncUtil::ALIAS_ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN,
+     CAccessToken::REFRESH_TOKEN_LIFETIME, CAccessToken::ISSUED_TIME, 1},
+    {ACTIVATION, "  activation", InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO,
+     CServiceActivationInfo::DEVICE_ID, CServiceActivationInfo::EXPIRE_TIME, "", 1000},
+    {APP_TOKEN, "  application token", InfoSyncUtil::ALIAS_JWT, CJsonWebToken::TOKEN,
+     CJsonWebToken::EXPIRE_TIME, "", 1}};
 
-/** The documents of tokens and the activation, by their aliases. */
+/** By alias: of what runs out, and of the records. */
 using Documents = std::map<std::string, Document>;
 
 State ReadHolding(const Holding& holding, const Document& document, const std::string& user,
                   std::int64_t now) {
-    if (document.state.kind != Kind::STORED || !document.value.isMember(user)) {
-        return document.state.IsReadable() ? State() : document.state;
+    if (!document.value.isMember(user)) {
+        return document.state["state"] == STORED ? MakeState(NONE) : document.state;
     }
     const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
     const std::string sent = Cli::TextMember(entry, holding.sent);
     if (!entry.isObject() || (sent.empty() && entry.isMember(holding.sent))) {
-        return {Kind::DAMAGED, "the user's entry is no object, or no text is in it"};
+        return MakeState(DAMAGED, "the user's entry is no object, or no text is in it");
     }
     const auto number = [&entry](const char* name) { return InfoSyncUtil::ToInt64(entry[name]); };
     const std::int64_t end = Cli::Sum(number(holding.begin), number(holding.end) / holding.perSecond);
     const std::int64_t left = Cli::Difference(end, now);
-    const Kind kind = left >= holding.leastLeft ? Kind::VALID : Kind::EXPIRED;
-    return sent.empty() ? State() : State{kind, "", left, Cli::Abbreviate(sent)};
+    State state = MakeState(left > 0 ? VALID : EXPIRED);
+    state["seconds_left"] = Json::Int64{left};
+    state["begins"] = Cli::Abbreviate(sent);
+    return sent.empty() ? MakeState(NONE) : state;
 }
 
-std::vector<UserStatus> ReadUsers(Documents& documents, const RecordStore& records,
-                                  const std::string& signedIn, std::int64_t now) {
-    std::map<std::string, UserStatus> users;
-    for (const auto& [alias, document] : documents) {
-        for (const std::string& name : document.value.getMemberNames()) {
-            users[name] = {};
-        }
+/** What is stored of a user, as --json shows it. */
+Json::Value ReadUser(Documents& documents, const std::string& name, std::int64_t now) {
+    Json::Value user;
+    user["user"] = name;
+    for (const Holding& holding : HOLDINGS) {
+        user[holding.member] = ReadHolding(holding, documents[holding.alias], name, now);
     }
-    for (const auto& [name, of] : records.users) {
-        users[name].records = of;
-    }
-    if (!signedIn.empty()) {
-        users[signedIn];
-    }
-    std::vector<UserStatus> list;
-    list.reserve(users.size());
-    for (auto& [name, user] : users) {
-        user.user = name;
-        for (const Holding& holding : HOLDINGS) {
-            user.holdings[holding.name] = ReadHolding(holding, documents[holding.alias], name, now);
-        }
-        if (!records.state.IsReadable()) {
-            user.records.state = records.state;
-        }
-        list.push_back(std::move(user));
-    }
-    return list;
+    State& records = user["records"] = RecordsOf(documents[InfoSyncUtil::ALIAS_RECORDS], name);
+    records["count"] = Json::UInt64{records["records"].size()};
+    records.removeMember("records");
+    return user;
 }
 
 /** What the stored sign-in document lacks for a refresh; empty for nothing. */
 std::string WhyNoRefresh() {
-    CAuthCode code;
     try {
+        CAuthCode code;
         code.Init();
         code.GetKapAuthDomain();
         code.GetKapApiDomain();
-        return "";
     } catch (const std::exception& error) {
         return error.what();
     }
+    return "";
 }
 
-/** By the service's questions in their order. */
-void PlanFor(const UserStatus& user, Status& status) {
-    const auto ask = [&status](const char* request, const std::string& why) {
-        status.nextRequests.emplace_back(request);
-        status.nextRun += (status.nextRun.empty() ? "" : ", ") + std::string(request) + " (" + why + ")";
+/** What the next run will ask for, by the service's questions in their order, and why. */
+Json::Value PlanFor(const Json::Value& user) {
+    Json::Value plan;
+    plan["requests"] = Json::Value(Json::arrayValue);
+    std::string words;
+    const auto ask = [&](const char* request, const std::string& why) {
+        plan["requests"].append(request);
+        words += (words.empty() ? "" : ", ") + std::string(request) + " (" + why + ")";
     };
-    const auto state = [&user](const char* name) {
-        const auto found = user.holdings.find(name);
-        return found == user.holdings.end() ? State() : found->second;
-    };
-    const State access = state(ACCESS_TOKEN);
-    const State refresh = state(REFRESH_TOKEN);
+    const State& access = user[ACCESS_TOKEN];
+    const State& refresh = user[REFRESH_TOKEN];
     const std::string problem = WhyNoRefresh();
-    if (access.kind != Kind::VALID && access.kind != Kind::EXPIRED) {
-        ask("token", "access token: " + access.Words());
-    } else if (refresh.kind != Kind::VALID) {
-        ask("token", "refresh token: " + refresh.Words());
-    } else if (access.kind == Kind::EXPIRED && !problem.empty()) {
-        status.nextRun =
+    if (access["state"] != VALID && access["state"] != EXPIRED) {
+        ask("token", "access token: " + StateWords(access));
+    } else if (refresh["state"] != VALID) {
+        ask("token", "refresh token: " + StateWords(refresh));
+    } else if (access["state"] == EXPIRED && !problem.empty()) {
+        plan["words"] =
             "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
             "cannot be used (" +
             problem + "). A new one comes when the refresh token has run out, in " +
-            Cli::DurationText(refresh.secondsLeft) + ", or after infosync-tv factory-reset";
-        return;
-    } else if (access.kind == Kind::EXPIRED) {
-        ask("refresh", "access token: " + access.Words());
+            Cli::DurationText(refresh["seconds_left"].asInt64()) + ", or after infosync-tv factory-reset";
+        return plan;
+    } else if (access["state"] == EXPIRED) {
+        ask("refresh", "access token: " + StateWords(access));
     }
     for (const auto& [request, name] : {std::pair("activation", ACTIVATION), std::pair("app", APP_TOKEN)}) {
-        if (state(name).kind != Kind::VALID) {
-            ask(request, state(name).Words());
+        if (user[name]["state"] != VALID) {
+            ask(request, StateWords(user[name]));
         }
     }
-    ask("download",
-        user.records.mark >= 1 ? "from mark " + std::to_string(user.records.mark) : "all records: no mark");
+    const std::int64_t mark = user["records"]["mark"].asInt64();
+    ask("download", mark >= 1 ? "from mark " + std::to_string(mark) : "all records: no mark");
+    plan["words"] = words;
+    return plan;
 }
 
-void PlanNextRun(Status& status) {
-    if (status.loginId.empty()) {
-        status.nextRun = "nothing: nobody is signed in; it waits " +
-                         Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
-                         " for that, then ends";
-        return;
+std::string Row(const std::string& label, const std::string& text, const Cli::Style& style) {
+    return Cli::Pad(label, LABEL_WIDTH) + Cli::Wrap(text, LABEL_WIDTH, style.Width());
+}
+
+std::string StateText(const State& state, const Cli::Style& style) {
+    const std::string kind = state["state"].asString();
+    const Colour colour = kind == VALID                          ? Colour::GREEN
+                          : kind == EXPIRED                      ? Colour::YELLOW
+                          : kind == DAMAGED || kind == FORBIDDEN ? Colour::RED
+                                                                 : Colour::PLAIN;
+    const std::string begins =
+        state.isMember("begins") ? ", " + style(Colour::DIM, state["begins"].asString()) : "";
+    return style(colour, StateWords(state)) + begins;
+}
+
+/** Of what is counted where it is stored. */
+std::string CountText(const State& state, const char* noun, const Cli::Style& style) {
+    return state["state"] == STORED ? Cli::Count(state["count"].asUInt64(), noun) : StateText(state, style);
+}
+
+std::string UserText(const Json::Value& user, bool isSignedIn, const Cli::Style& style) {
+    std::string text = "\n" + style(Colour::BOLD, Cli::Escape(user["user"].asString())) +
+                       (isSignedIn ? " (signed in)" : "") + "\n";
+    for (const Holding& holding : HOLDINGS) {
+        text += Row(holding.label, StateText(user[holding.member], style), style);
     }
-    const auto user = std::find_if(status.users.begin(), status.users.end(), [&status](const UserStatus& of) {
-        return of.user == status.loginId && !status.isFactoryResetRequested;
-    });
-    // After a factory reset nothing is stored.
-    PlanFor(user == status.users.end() ? UserStatus() : *user, status);
+    const State& records = user["records"];
+    const std::int64_t mark = records["mark"].asInt64();
+    const std::string next =
+        mark > 0 ? ", mark of the last run " + std::to_string(mark) : ", no mark: the next run asks for all";
+    return text + Row("  records",
+                      CountText(records, "record", style) + (records["state"] == STORED ? next : ""), style);
+}
+
+std::string Addresses(const Json::Value& bluetooth, const char* kind) {
+    std::vector<std::string> addresses = bluetooth.getMemberNames();
+    const auto isOther = [&](const std::string& address) { return bluetooth[address] != kind; };
+    addresses.erase(std::remove_if(addresses.begin(), addresses.end(), isOther), addresses.end());
+    return Cli::Escape(Cli::Join(addresses, ", "));
 }
 
 }  // namespace
@@ -174,33 +194,84 @@ std::string SignedInUser() {
     return CSsoManager().IsLoggedIn() ? ini->Text(TvKeys::LOGIN_ID).value_or("") : "";
 }
 
-Status ReadStatus(std::int64_t now) {
-    Documents documents;
-    for (const Holding& holding : HOLDINGS) {
-        documents[holding.alias] = ReadDocument(TvFolder::KeyPath(holding.alias));
-    }
-    const RecordStore records = ReadRecords();
-    Status status;
-    status.folder = TvFolder::Path();
-    status.isSignedIn = CSsoManager().IsLoggedIn();
-    status.loginId = SignedInUser();
-    status.users = ReadUsers(documents, records, status.loginId, now);
-    status.devices = ReadDeviceList();
-    status.isFactoryResetRequested = InfoSyncUtil::GetFactoryResetFlag() == 1;
+Json::Value ReadStatus(std::int64_t now) {
+    const std::string signedIn = SignedInUser();
+    const DeviceList list = ReadDeviceList();
+    Json::Value status;
+    status["folder"] = TvFolder::Path();
+    status["signed_in"] = CSsoManager().IsLoggedIn();
+    status["login_id"] = Cli::TextOrNull(signedIn);
+    status["devices"] = list.state;
+    status["devices"]["count"] = Json::UInt64{list.devices.size()};
+    status["factory_reset_requested"] = InfoSyncUtil::GetFactoryResetFlag() == 1;
     BluetoothUtil::Initialize();
-    status.bluetooth = AdapterDevices();
-    status.cloud = Cloud::Find();
-    status.lastRun = ReadNewestRun();
-    PlanNextRun(status);
-    status.problems = FindProblems(now);
-    documents[InfoSyncUtil::ALIAS_RECORDS].state = records.state;
-    documents["devices"].state = status.devices.state;
+    status["bluetooth"] = Json::Value(Json::objectValue);
+    for (const auto& [address, isPaired] : AdapterDevices()) {
+        status["bluetooth"][address] = isPaired ? "paired" : "known";
+    }
+    status["cloud"] = Cloud::Find().words;
+    status["last_run"] = ReadNewestRun();
+    Json::Value& problems = status["problems"] = FindProblems(now);
+    Documents documents;
+    std::set<std::string> users;
+    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO,
+                              InfoSyncUtil::ALIAS_JWT, InfoSyncUtil::ALIAS_RECORDS}) {
+        documents[alias] = ReadKey(alias);
+        const std::vector<std::string> names = documents[alias].value.getMemberNames();
+        users.insert(names.begin(), names.end());
+    }
+    if (signedIn.empty()) {
+        status["next_run"]["requests"] = Json::Value(Json::arrayValue);
+        status["next_run"]["words"] = "nothing: nobody is signed in; it waits " +
+                                      Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
+                                      " for that, then ends";
+    } else {
+        users.insert(signedIn);
+        // After a factory reset nothing is stored.
+        Documents none;
+        const bool isReset = status["factory_reset_requested"].asBool();
+        status["next_run"] = PlanFor(ReadUser(isReset ? none : documents, signedIn, now));
+    }
+    status["users"] =
+        Cli::JsonArray(users, [&](const std::string& user) { return ReadUser(documents, user, now); });
+    documents["devices"].state = list.state;
     for (const auto& [name, document] : documents) {
-        if (document.state.kind == Kind::DAMAGED) {
-            status.problems.push_back({name, document.state.Complaint()});
-        }
+        AddProblem(problems, name, document.state["state"] == DAMAGED ? Complaint(document.state) : "");
     }
     return status;
+}
+
+std::string StatusText(const Json::Value& status, std::int64_t now, const Cli::Style& style) {
+    const auto text = [](const Json::Value& value) { return Cli::Escape(value.asString()); };
+    const Json::Value& user = status["login_id"];
+    const Json::Value& lastRun = status["last_run"];
+    // Of these, what is empty is left out.
+    const std::pair<const char*, std::string> rows[] = {
+        {"television", text(status["folder"])},
+        {"user", !status["signed_in"].asBool() ? "nobody is signed in"
+                 : user.isNull()               ? "signed in, without a login id"
+                                               : text(user)},
+        {"device list", CountText(status["devices"], "device", style)},
+        {"factory reset",
+         status["factory_reset_requested"].asBool() ? style(Colour::YELLOW, "at the next run") : ""},
+        {"paired", Addresses(status["bluetooth"], "paired")},
+        {"known, not paired", Addresses(status["bluetooth"], "known")},
+        {"cloud", text(status["cloud"])},
+        {"last run", lastRun.isNull() ? "none yet" : KeptRunWords(lastRun, now, style)},
+        {"next run", text(status["next_run"]["words"])}};
+    std::string all;
+    for (const auto& [label, words] : rows) {
+        all += words.empty() ? "" : Row(label, words, style);
+    }
+    for (const Json::Value& of : status["users"]) {
+        all += UserText(of, of["user"] == user, style);
+    }
+    all += status["problems"].empty() ? "" : "\n";
+    for (const Json::Value& problem : status["problems"]) {
+        all += style(Colour::RED, text(problem["subject"]) + ": ") +
+               Cli::Wrap(Cli::EscapeLines(problem["problem"].asString()), 4, style.Width());
+    }
+    return all;
 }
 
 }  // namespace Television

@@ -23,36 +23,31 @@ namespace Television {
 namespace {
 
 namespace fs = std::filesystem;
-using Kind = State::Kind;
+namespace Limits = InfoSyncUtil::Limits;
 
-UserRecords ReadUser(const Json::Value& entry) {
-    const Json::Value& records =
-        entry.isObject() ? entry[CDeviceInfo::RECORDS] : Json::Value::nullSingleton();
-    if (!entry.isObject() || !(records.isArray() || records.isNull())) {
-        return {{Kind::DAMAGED, "the user's entry is no object with an array of records"}};
+/** The empty text and null stand for no document. */
+Document Read(const std::optional<std::string>& path, const InfoSyncUtil::JsonLimits& limits) {
+    try {
+        const std::string text = Files::ReadIfThere(path.value()).value_or("");
+        Json::Value value = text.empty() ? Json::Value() : InfoSyncUtil::ParseStoredObject(text, limits);
+        return value.isNull() ? Document() : Document{MakeState(STORED), std::move(value)};
+    } catch (const std::exception& error) {
+        const auto* failure = dynamic_cast<const std::system_error*>(&error);
+        const bool isForbidden = failure != nullptr && failure->code() == std::errc::permission_denied;
+        return {MakeState(isForbidden ? FORBIDDEN : DAMAGED, error.what())};
     }
-    UserRecords found = {{Kind::STORED}};
-    found.mark = InfoSyncUtil::ToInt64(
-        InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP]);
-    if (records.isArray()) {
-        found.records = records;
-    }
-    return found;
 }
 
-Device ReadDevice(const std::string& id, const Json::Value& entry) {
-    Device device;
-    device.id = id;
-    if (!entry.isObject()) {
-        return device;
-    }
-    device.name = Cli::TextMember(entry, CDeviceInfo::NAME);
-    device.address = Cli::TextMember(entry, CDeviceInfo::ADDRESS);
-    device.deletedOnTv = entry[CDeviceInfo::DELETED_ON_TV] == true;
-    const Json::Value& users = entry[CDeviceInfo::USERS];
-    for (Json::ArrayIndex i = 0; users.isArray() && i < users.size(); ++i) {
-        if (InfoSyncUtil::HasTextForm(users[i])) {
-            device.users.push_back(users[i].asString());
+Json::Value ReadDevice(const std::string& id, const Json::Value& entry) {
+    Json::Value device;
+    device["id"] = id;
+    device["name"] = Cli::TextMember(entry, CDeviceInfo::NAME);
+    device["address"] = Cli::TextMember(entry, CDeviceInfo::ADDRESS);
+    device["deleted_on_tv"] = entry[CDeviceInfo::DELETED_ON_TV] == true;
+    device["users"] = Json::Value(Json::arrayValue);
+    for (const Json::Value& user : entry[CDeviceInfo::USERS]) {
+        if (InfoSyncUtil::HasTextForm(user)) {
+            device["users"].append(user.asString());
         }
     }
     return device;
@@ -60,75 +55,74 @@ Device ReadDevice(const std::string& id, const Json::Value& entry) {
 
 }  // namespace
 
-const char* State::Name() const {
-    constexpr const char* NAMES[] = {"none", "stored", "valid", "expired", "damaged", "forbidden"};
-    return NAMES[static_cast<int>(kind)];
-}
-
-std::string State::Words() const {
-    const std::string length = Cli::DurationText(secondsLeft);
-    return kind == Kind::VALID     ? "valid, " + length + " left"
-           : kind == Kind::EXPIRED ? "ran out " + length + " ago"
-                                   : Name();
-}
-
-std::string State::Complaint() const {
-    return (kind == Kind::FORBIDDEN ? "not yours to read: " : "damaged: ") + problem;
-}
-
-Document ReadDocument(const std::optional<std::string>& path, const InfoSyncUtil::JsonLimits& limits) {
-    try {
-        const std::string text = Files::ReadIfThere(path.value()).value_or("");
-        Json::Value value = text.empty() ? Json::Value() : InfoSyncUtil::ParseStoredObject(text, limits);
-        return value.isNull() ? Document() : Document{{Kind::STORED}, std::move(value)};
-    } catch (const std::system_error& error) {
-        const bool isForbidden = error.code() == std::errc::permission_denied;
-        return {{isForbidden ? Kind::FORBIDDEN : Kind::DAMAGED, error.what()}};
-    } catch (const std::exception& error) {
-        return {{Kind::DAMAGED, error.what()}};
+State MakeState(const char* kind, const std::string& problem) {
+    State state;
+    state["state"] = kind;
+    if (!problem.empty()) {
+        state["problem"] = problem;
     }
+    return state;
 }
 
-RecordStore ReadRecords() {
-    const Document document =
-        ReadDocument(TvFolder::KeyPath(InfoSyncUtil::ALIAS_RECORDS), InfoSyncUtil::Limits::RECORDS);
-    RecordStore store = {document.state, {}};
-    for (const std::string& name : document.value.getMemberNames()) {
-        store.users[name] = ReadUser(document.value[name]);
+std::string StateWords(const State& state) {
+    const std::string kind = state["state"].asString();
+    const std::string length = Cli::DurationText(state["seconds_left"].asInt64());
+    return kind == VALID     ? "valid, " + length + " left"
+           : kind == EXPIRED ? "ran out " + length + " ago"
+                             : kind;
+}
+
+std::string Complaint(const State& state) {
+    return (state["state"] == FORBIDDEN ? "not yours to read: " : "damaged: ") + state["problem"].asString();
+}
+
+Document ReadKey(const char* alias) {
+    const bool isOfRecords = alias == std::string(InfoSyncUtil::ALIAS_RECORDS);
+    return Read(TvFolder::KeyPath(alias), isOfRecords ? Limits::RECORDS : Limits::TOKENS);
+}
+
+State RecordsOf(const Document& document, const std::string& user) {
+    const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
+    const Json::Value& records = entry[CDeviceInfo::RECORDS];
+    State state = document.state;
+    if (document.value.isMember(user) && (!entry.isObject() || !(records.isArray() || records.isNull()))) {
+        state = MakeState(DAMAGED, "the user's entry is no object with an array of records");
+    } else if (!document.value.isMember(user) && state["state"] == STORED) {
+        state = MakeState(NONE);
     }
-    return store;
+    state["mark"] = Json::Int64{InfoSyncUtil::ToInt64(
+        InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP])};
+    state["records"] = records.isArray() ? records : Json::Value(Json::arrayValue);
+    return state;
 }
 
 DeviceList ReadDeviceList() {
-    const Document document = ReadDocument(TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES));
+    const Document document = Read(TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES), Limits::DEVICE_LIST);
     DeviceList list = {document.state, {}, ""};
-    if (!list.state.IsReadable()) {
-        list.problem = "the device list is " + list.state.Complaint();
+    if (list.state.isMember("problem")) {
+        list.problem = "the device list is " + Complaint(list.state);
         list.problem +=
-            list.state.kind == Kind::DAMAGED ? ". A factory reset clears it: infosync-tv factory-reset" : "";
+            list.state["state"] == DAMAGED ? ". A factory reset clears it: infosync-tv factory-reset" : "";
     }
     for (const std::string& id : document.value.getMemberNames()) {
-        list.devices.emplace(id, ReadDevice(id, document.value[id]));
+        list.devices[id] = ReadDevice(id, InfoSyncUtil::ObjectMember(document.value, id));
     }
     return list;
 }
 
-Json::Value ToJson(const Device& device) {
-    Json::Value json;
-    json["id"] = device.id;
-    json["name"] = device.name;
-    json["address"] = device.address;
-    json["deleted_on_tv"] = device.deletedOnTv;
-    json["users"] = Cli::JsonArray(device.users);
-    return json;
+std::string UsersOf(const Json::Value& device) {
+    std::string users;
+    for (const Json::Value& user : device["users"]) {
+        users += (users.empty() ? "" : ", ") + user.asString();
+    }
+    return users;
 }
 
 std::vector<std::string> StoredSecrets() {
     std::vector<std::string> secrets;
     for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {
         // Also those of a document that is too heavy for the service.
-        for (const Json::Value& entry :
-             ReadDocument(TvFolder::KeyPath(alias), InfoSyncUtil::Limits::NO_WEIGHT).value) {
+        for (const Json::Value& entry : Read(TvFolder::KeyPath(alias), Limits::NO_WEIGHT).value) {
             for (const char* name :
                  {CAccessToken::ACCESS_TOKEN, CAccessToken::REFRESH_TOKEN, CJsonWebToken::TOKEN}) {
                 secrets.push_back(Cli::TextMember(entry, name));

@@ -3,93 +3,59 @@
 
 #include <json/json.h>
 
-#include <cstdint>
 #include <filesystem>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
-#include "Util/JsonLimits.h"
-
 namespace Television {
 
-/** Of something that is stored. */
-struct State {
-    /** FORBIDDEN is what may be fine, but not for this user; VALID and EXPIRED are said of what runs out. */
-    enum class Kind { NONE, STORED, VALID, EXPIRED, DAMAGED, FORBIDDEN };
+/**
+ * Of something that is stored, as --json shows it: an object whose "state" is one of those below. DAMAGED and
+ * FORBIDDEN (it may be fine, but is not for this user) have a "problem". What runs out is VALID or EXPIRED
+ * instead of STORED, with "seconds_left", and "begins" to tell one from another.
+ */
+using State = Json::Value;
+inline constexpr char NONE[] = "none";
+inline constexpr char STORED[] = "stored";
+inline constexpr char VALID[] = "valid";
+inline constexpr char EXPIRED[] = "expired";
+inline constexpr char DAMAGED[] = "damaged";
+inline constexpr char FORBIDDEN[] = "forbidden";
 
-    Kind kind = Kind::NONE;
-    /** What is wrong with a damaged or forbidden one. */
-    std::string problem = {};
-    /** Of what runs out; negative once it did. */
-    std::int64_t secondsLeft = 0;
-    /** Enough of a token, or of an activation's device id, to tell it from another. */
-    std::string detail = {};
+State MakeState(const char* kind, const std::string& problem = "");
 
-    bool IsReadable() const {
-        return kind != Kind::DAMAGED && kind != Kind::FORBIDDEN;
-    }
-    /** "valid", or as the kind is called else. */
-    const char* Name() const;
-    /** The name, or how long it holds or when it ran out. */
-    std::string Words() const;
-    /** "damaged: ...", of one that is not readable. */
-    std::string Complaint() const;
-};
+/** The kind, or how long it holds or when it ran out. */
+std::string StateWords(const State& state);
+
+/** "damaged: ...", of one that has a problem. */
+std::string Complaint(const State& state);
 
 struct Document {
-    /** NONE, STORED, DAMAGED or FORBIDDEN. */
-    State state;
+    State state = MakeState(NONE);
     /** An object; empty unless the document is stored. */
     Json::Value value = Json::Value(Json::objectValue);
 };
 
-/**
- * Never throws for what is stored: a file that cannot be read is a damaged document, or a forbidden one. The
- * empty text and null stand for no document.
- */
-Document ReadDocument(const std::optional<std::string>& path,
-                      const InfoSyncUtil::JsonLimits& limits = InfoSyncUtil::Limits::TOKENS);
+/** The document of that alias. Never throws for what is stored, or cannot be read. */
+Document ReadKey(const char* alias);
 
-/** The records that were downloaded for a user. */
-struct UserRecords {
-    /** DAMAGED where the user's entry cannot be read. */
-    State state = {};
-    /** What the next run asks from; 0 for none. */
-    std::int64_t mark = 0;
-    /** Always an array. */
-    Json::Value records = Json::Value(Json::arrayValue);
-};
-
-struct RecordStore {
-    /** Of the whole. */
-    State state;
-    std::map<std::string, UserRecords> users;
-};
-
-RecordStore ReadRecords();
-
-/** A device as the set's components read it. */
-struct Device {
-    std::string id;
-    std::string name;
-    std::string address;
-    std::vector<std::string> users;
-    bool deletedOnTv = false;
-};
+/** The state of what was downloaded for a user, with "records", an array, and "mark", what the next run asks
+ * from, or 0. */
+State RecordsOf(const Document& document, const std::string& user);
 
 struct DeviceList {
     State state;
-    /** By record id. */
-    std::map<std::string, Device> devices;
+    /** By id, as --json shows them: "id", "name", "address", "deleted_on_tv" and "users". */
+    std::map<std::string, Json::Value> devices;
     /** Why the list cannot be read, and what to do; empty when it can. */
     std::string problem;
 };
 
 DeviceList ReadDeviceList();
 
-Json::Value ToJson(const Device& device);
+/** Of one of its devices: "ann@example.com, ben". */
+std::string UsersOf(const Json::Value& device);
 
 /** Tokens of all users, the authorisation code and its verifier. */
 std::vector<std::string> StoredSecrets();

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "AuthData/CDeviceInfo.h"
 #include "Cli/Json.h"
@@ -13,6 +14,7 @@
 #include "Television/Status.h"
 #include "Television/Stored.h"
 #include "Util/BluetoothUtil.h"
+#include "Util/SecurityUtil.h"
 
 namespace Television {
 
@@ -25,83 +27,82 @@ bool IsForList(const Json::Value& record) {
     return !list.isNull();
 }
 
-struct Reason {
-    bool holds;
-    const char* why;
-    std::string words;
-};
-
-/** The first that holds counts; what is listed already may stay so against it. */
-std::vector<Reason> ReasonsFor(const Verdict& of, const Json::Value& record, bool isSignedIn) {
-    const bool isListed = of.listedFor.count(of.user) != 0;
-    const bool isUsable = CDeviceInfo::IsUsable(record);
-    const bool isSink = isUsable && CDeviceInfo::IsAudioSink(record);
-    const std::string run = isSignedIn ? "the next run" : "a run with " + of.user + " signed in";
-    const auto but = [isListed](const std::string& listed, const std::string& unlisted) {
-        return isListed ? listed : unlisted;
-    };
-    const std::string stays = ". It was listed before that, and stays so";
-    return {
-        {!isUsable, "malformed",
-         "record_id, name, address or uuids is no text: mend the record in the cloud" + but(stays, "")},
-        {isUsable && !record.isMember(CDeviceInfo::ADDRESS), "deleted",
-         "deleted in the cloud" + but("; " + run + " takes it off", ": its record has no address any more")},
-        {!isSink, "no audio sink",
-         Log::NoSinkWords(Cli::TextMember(record, CDeviceInfo::UUIDS)) + but(stays, "")},
-        {isSink && !IsForList(record), "paired",
-         "paired with the set, which knows it already" +
-             but(stays, ". To see it listed: infosync-tv unbond " + of.address + ", then infosync-tv run")},
-        {isListed, "audio sink", "an audio sink that is not paired with the set"},
-        {!of.listed, "list unreadable",
-         "nothing is against it, but a run ends at a list that it cannot read: infosync-tv factory-reset, "
-         "then infosync-tv run"},
-        {isSignedIn, "next run", "nothing is against it: the next run lists it: infosync-tv run"},
-        {true, "not signed in",
-         "no run lists it until " + of.user + " is signed in: infosync-tv sign-in " + of.user +
-             ", then infosync-tv run"}};
+/** In a few words and in sentences; what is listed already may stay so against it. */
+std::pair<const char*, std::string> ReasonFor(const Json::Value& record, const std::string& user,
+                                              bool isSignedIn, bool isListed, bool isListReadable) {
+    const std::string stays = isListed ? ". It was listed before that, and stays so" : "";
+    if (!CDeviceInfo::IsUsable(record)) {
+        return {"malformed",
+                "record_id, name, address or uuids is no text: mend the record in the cloud" + stays};
+    }
+    if (!record.isMember(CDeviceInfo::ADDRESS)) {
+        const std::string run = isSignedIn ? "the next run" : "a run with " + user + " signed in";
+        return {"deleted", "deleted in the cloud" + (isListed ? "; " + run + " takes it off"
+                                                              : ": its record has no address any more")};
+    }
+    if (!CDeviceInfo::IsAudioSink(record)) {
+        return {"no audio sink", Log::NoSinkWords(Cli::TextMember(record, CDeviceInfo::UUIDS)) + stays};
+    }
+    if (!IsForList(record)) {
+        const std::string unbond = ". To see it listed: infosync-tv unbond " +
+                                   Cli::TextMember(record, CDeviceInfo::ADDRESS) + ", then infosync-tv run";
+        return {"paired", "paired with the set, which knows it already" + (isListed ? stays : unbond)};
+    }
+    if (isListed) {
+        return {"audio sink", "an audio sink that is not paired with the set"};
+    }
+    if (!isListReadable) {
+        return {"list unreadable",
+                "nothing is against it, but a run ends at a list that it cannot read: "
+                "infosync-tv factory-reset, then infosync-tv run"};
+    }
+    if (isSignedIn) {
+        return {"next run", "nothing is against it: the next run lists it: infosync-tv run"};
+    }
+    return {"not signed in", "no run lists it until " + user + " is signed in: infosync-tv sign-in " + user +
+                                 ", then infosync-tv run"};
 }
 
-Verdict Decide(const std::string& user, const Json::Value& record, const DeviceList& list,
-               const std::string& signedIn) {
-    Verdict verdict;
-    verdict.user = user;
-    verdict.id = Cli::TextMember(record, CDeviceInfo::RECORD_ID);
-    verdict.name = Cli::TextMember(record, CDeviceInfo::NAME);
-    verdict.address = Cli::TextMember(record, CDeviceInfo::ADDRESS);
-    const auto entry = list.devices.find(verdict.id);
-    if (entry != list.devices.end()) {
-        verdict.listedFor.insert(entry->second.users.begin(), entry->second.users.end());
+Json::Value Decide(const std::string& user, const Json::Value& record, const DeviceList& list,
+                   const std::string& signedIn) {
+    const std::string id = Cli::TextMember(record, CDeviceInfo::RECORD_ID);
+    const auto entry = list.devices.find(id);
+    const Json::Value device = entry == list.devices.end() ? Json::Value() : entry->second;
+    const Json::Value users = device.isNull() ? Json::Value(Json::arrayValue) : device["users"];
+    const bool isSignedIn = user == signedIn;
+    const bool isListed = std::find(users.begin(), users.end(), user) != users.end();
+    const bool isListReadable = list.problem.empty();
+    std::string words = isSignedIn ? "" : "belongs to " + user + ", who is not signed in; ";
+    words += isListReadable ? "" : "the device list cannot be read; by the rules: ";
+    if (!isListed && !users.empty()) {
+        words += "listed by the record of " + UsersOf(device) + " only; for " + user + ": ";
     }
-    const auto& users = verdict.listedFor;
-    verdict.words = user == signedIn ? "" : "belongs to " + user + ", who is not signed in; ";
-    if (!list.problem.empty()) {
-        verdict.words += "the device list cannot be read; by the rules: ";
-    } else {
-        verdict.listed = users.count(user) != 0;
-    }
-    if (verdict.listed == false && !users.empty()) {
-        verdict.words += "listed by the record of " + Cli::Join({users.begin(), users.end()}, ", ") +
-                         " only; for " + user + ": ";
-    }
-    const std::vector<Reason> reasons = ReasonsFor(verdict, record, user == signedIn);
-    const Reason& reason = *std::find_if(reasons.begin(), reasons.end(), [](auto& r) { return r.holds; });
-    verdict.why = reason.why;
-    verdict.words += reason.words;
+    const auto [why, reason] = ReasonFor(record, user, isSignedIn, isListed, isListReadable);
+    Json::Value verdict;
+    verdict["user"] = user;
+    verdict["id"] = id;
+    verdict["name"] = Cli::TextMember(record, CDeviceInfo::NAME);
+    verdict["address"] = Cli::TextMember(record, CDeviceInfo::ADDRESS);
+    verdict["listed"] = isListReadable ? Json::Value(isListed) : Json::Value();
+    verdict["listed_for"] = users;
+    verdict["why"] = why;
+    verdict["words"] = words + reason;
     return verdict;
 }
 
-bool IsMeant(const std::string& device, const std::string& id, const std::string& name,
-             const std::string& address) {
+/** Whether that is the device of an object with "id", "name" and "address". */
+bool IsMeant(const std::string& device, const Json::Value& object) {
+    const auto text = [&object](const char* name) { return Cli::TextMember(object, name); };
     const std::string folded = Cli::CaseFolded(device);
-    return id == device || Cli::CaseFolded(address) == folded ||
-           Cli::CaseFolded(name).find(folded) != std::string::npos;
+    return text("id") == device || Cli::CaseFolded(text("address")) == folded ||
+           Cli::CaseFolded(text("name")).find(folded) != std::string::npos;
 }
 
 /** What the television knows of a device that no record is of. */
 std::string TracesOf(const std::string& device, const DeviceList& list) {
     for (const auto& [id, entry] : list.devices) {
-        if (IsMeant(device, id, entry.name, entry.address)) {
-            return "It is on the device list for " + Cli::Join(entry.users, ", ") +
+        if (IsMeant(device, entry)) {
+            return "It is on the device list for " + UsersOf(entry) +
                    ", though no record that is stored is of it. ";
         }
     }
@@ -109,9 +110,9 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
     for (const std::int64_t number : KeptRunNumbers()) {
         const KeptRun run = ReadKeptRun(number);
         for (const Json::Value& change : run["changes"]) {
-            const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
-            if (IsMeant(device, text("id"), text("name"), text("address"))) {
-                traces = "Run " + Cli::TextMember(run, "number") + " " + text("change") + " it. ";
+            if (IsMeant(device, change)) {
+                traces = "Run " + Cli::TextMember(run, "number") + " " + Cli::TextMember(change, "change") +
+                         " it. ";
             }
         }
     }
@@ -119,16 +120,16 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
 }
 
 /** Whole names of which the word may be a misspelling, or one of their words. */
-std::string NearestNames(const std::string& device, const std::vector<Verdict>& verdicts) {
+std::string NearestNames(const std::string& device, const Json::Value& verdicts) {
     constexpr std::size_t MOST_SHOWN = 3;
     std::vector<std::string> near;
-    for (const Verdict& verdict : verdicts) {
-        std::istringstream folded(Cli::CaseFolded(verdict.name));
+    for (const Json::Value& verdict : verdicts) {
+        const std::string name = verdict["name"].asString();
+        std::istringstream folded(Cli::CaseFolded(name));
         std::vector<std::string> words{std::istream_iterator<std::string>(folded), {}};
-        words.push_back(folded.str());
-        words.push_back(verdict.id);
+        words.insert(words.end(), {folded.str(), verdict["id"].asString()});
         if (near.size() < MOST_SHOWN && !Cli::Nearest(Cli::CaseFolded(device), words).empty()) {
-            near.push_back(verdict.name);
+            near.push_back(name);
         }
     }
     return near.empty() ? "" : "Nearest: " + Cli::Join(near, ", ") + ". ";
@@ -155,80 +156,61 @@ std::vector<std::string> Notes(const std::string& user, const DeviceList& list) 
     return notes;
 }
 
-Json::Value VerdictJson(const Verdict& verdict) {
-    Json::Value json;
-    json["user"] = verdict.user;
-    json["id"] = verdict.id;
-    json["name"] = verdict.name;
-    json["address"] = verdict.address;
-    json["listed"] = verdict.listed ? Json::Value(*verdict.listed) : Json::Value();
-    json["listed_for"] = Cli::JsonArray(verdict.listedFor);
-    json["why"] = verdict.why;
-    json["words"] = verdict.words;
-    return json;
-}
-
-std::string VerdictText(const Verdict& verdict, const Cli::Style& style) {
-    const std::string listed = !verdict.listed             ? "not known"
-                               : *verdict.listed           ? "listed"
-                               : verdict.listedFor.empty() ? "not listed"
-                                                           : "listed for others";
-    const std::string address = verdict.address.empty() ? "" : "  " + verdict.address;
-    const std::string head = verdict.name + address + "  (" + verdict.id + ")  ";
-    const auto colour = verdict.listed == true ? Cli::Colour::GREEN : Cli::Colour::YELLOW;
-    return style(colour, Cli::Escape(head) + listed) + "\n    " +
-           Cli::Wrap(Cli::Escape(verdict.words), 4, style.Width());
-}
-
 }  // namespace
 
-Inquiry Inquire(const std::string& device) {
+Json::Value Inquire(const std::string& device) {
     const DeviceList list = ReadDeviceList();
-    const RecordStore store = ReadRecords();
-    if (!store.state.IsReadable()) {
-        throw std::runtime_error("the records are " + store.state.Complaint() +
+    const Document records = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
+    if (records.state.isMember("problem")) {
+        throw std::runtime_error("the records are " + Complaint(records.state) +
                                  "\nThe next good run replaces them: infosync-tv run");
     }
-    Inquiry inquiry;
-    inquiry.user = SignedInUser();
-    inquiry.notes = Notes(inquiry.user, list);
-    std::vector<Verdict> all;
-    for (const auto& [user, records] : store.users) {
-        if (!records.state.IsReadable()) {
-            inquiry.notes.push_back("the records of " + user + " cannot be read: " + records.state.problem);
+    const std::string signedIn = SignedInUser();
+    std::vector<std::string> notes = Notes(signedIn, list);
+    Json::Value all(Json::arrayValue);
+    Json::Value meant(Json::arrayValue);
+    for (const std::string& user : records.value.getMemberNames()) {
+        const State of = RecordsOf(records, user);
+        if (of.isMember("problem")) {
+            notes.push_back("the records of " + user + " cannot be read: " + of["problem"].asString());
         }
-        for (const Json::Value& record : records.records) {
-            all.push_back(Decide(user, record, list, inquiry.user));
+        for (const Json::Value& record : of["records"]) {
+            const Json::Value& verdict = all.append(Decide(user, record, list, signedIn));
+            if (device.empty() || IsMeant(device, verdict)) {
+                meant.append(verdict);
+            }
         }
     }
-    std::copy_if(all.begin(), all.end(), std::back_inserter(inquiry.verdicts),
-                 [&device](const Verdict& verdict) {
-                     return device.empty() || IsMeant(device, verdict.id, verdict.name, verdict.address);
-                 });
-    if (inquiry.verdicts.empty()) {
-        inquiry.notes.push_back((device.empty() ? "no record is stored. "
-                                                : "no record of it is stored. " + NearestNames(device, all) +
-                                                      TracesOf(device, list)) +
-                                "What the cloud has, the next run brings: infosync-tv run");
+    if (meant.empty()) {
+        const std::string known =
+            device.empty() ? " is stored. "
+                           : " of it is stored. " + NearestNames(device, all) + TracesOf(device, list);
+        notes.push_back("no record" + known + "What the cloud has, the next run brings: infosync-tv run");
     }
+    Json::Value inquiry;
+    inquiry["user"] = Cli::TextOrNull(signedIn);
+    inquiry["notes"] = Cli::JsonArray(notes);
+    inquiry["devices"] = std::move(meant);
     return inquiry;
 }
 
-Json::Value ToJson(const Inquiry& inquiry) {
-    Json::Value json;
-    json["user"] = Cli::TextOrNull(inquiry.user);
-    json["notes"] = Cli::JsonArray(inquiry.notes);
-    json["devices"] = Cli::JsonArray(inquiry.verdicts, &VerdictJson);
-    return json;
-}
-
-std::string InquiryText(const Inquiry& inquiry, const Cli::Style& style) {
+std::string InquiryText(const Json::Value& inquiry, const Cli::Style& style) {
     std::string text;
-    for (const std::string& note : inquiry.notes) {
-        text += Cli::Wrap(Cli::Escape(note), 0, style.Width());
+    for (const Json::Value& note : inquiry["notes"]) {
+        text += Cli::Wrap(Cli::Escape(note.asString()), 0, style.Width());
     }
-    for (const Verdict& verdict : inquiry.verdicts) {
-        text += VerdictText(verdict, style);
+    for (const Json::Value& device : inquiry["devices"]) {
+        const auto member = [&device](const char* name) { return device[name].asString(); };
+        const bool isListed = device["listed"] == true;
+        const std::string listed = device["listed"].isNull()      ? "not known"
+                                   : isListed                     ? "listed"
+                                   : device["listed_for"].empty() ? "not listed"
+                                                                  : "listed for others";
+        const std::string address = member("address");
+        const std::string head =
+            member("name") + (address.empty() ? "" : "  ") + address + "  (" + member("id") + ")  ";
+        text += style(isListed ? Cli::Colour::GREEN : Cli::Colour::YELLOW, Cli::Escape(head) + listed) +
+                "\n    " + Cli::Wrap(Cli::Escape(member("words")), 4, style.Width());
     }
     return text;
 }

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "Cli/Display.h"
+#include "Cli/Json.h"
 #include "Files.h"
 #include "Television/Status.h"
 #include "Television/Why.h"
@@ -16,7 +17,6 @@
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
 
@@ -65,6 +65,10 @@ std::string Record(int number, const std::string& uuids, const std::string& name
            "}";
 }
 
+Json::Value NextRun() {
+    return Television::ReadStatus(std::time(nullptr))["next_run"];
+}
+
 std::string Quoted(const std::string& text) {
     return '"' + text + '"';
 }
@@ -108,13 +112,13 @@ TEST_F(TelevisionTest, WhyGivesTheCauseThatTheServiceSees) {
     PutList(
         R"({"r1":{"users":["ann@example.com"]},"r8":{"users":["ben"]},"r9":{"users":["ann@example.com"]},)"
         R"("r10":{"users":["ann@example.com","ben"]},"r21":{"users":["ben"]},"left":{"users":["ben"]}})");
-    const std::vector<Television::Verdict> verdicts = Television::Inquire("").verdicts;
+    const Json::Value verdicts = Television::Inquire("")["devices"];
     ASSERT_EQ(verdicts.size(), std::size(cases) + std::size(others));
-    for (std::size_t i = 0; i < verdicts.size(); ++i) {
+    for (Json::ArrayIndex i = 0; i < verdicts.size(); ++i) {
         const Case& c = i < std::size(cases) ? cases[i] : others[i - std::size(cases)];
-        EXPECT_EQ(verdicts[i].listed, c.listed) << c.number;
-        EXPECT_EQ(verdicts[i].why, c.why) << c.number;
-        EXPECT_THAT(verdicts[i].words, HasSubstr(c.words)) << c.number;
+        EXPECT_EQ(verdicts[i]["listed"], c.listed) << c.number;
+        EXPECT_EQ(verdicts[i]["why"], c.why) << c.number;
+        EXPECT_THAT(verdicts[i]["words"].asString(), HasSubstr(c.words)) << c.number;
     }
 }
 
@@ -128,16 +132,16 @@ TEST_F(TelevisionTest, WhySaysWhatIsKnownOfADeviceThatHasNoRecord) {
         {"radio", "the next run brings"},
     };
     for (const auto& [device, words] : cases) {
-        const Television::Inquiry inquiry = Television::Inquire(device);
-        EXPECT_THAT(inquiry.verdicts, IsEmpty());
-        EXPECT_THAT(inquiry.notes.back(), HasSubstr(words));
+        const Json::Value inquiry = Television::Inquire(device);
+        EXPECT_TRUE(inquiry["devices"].empty());
+        EXPECT_THAT(Cli::CompactJson(inquiry["notes"]), HasSubstr(words));
     }
     for (const char* device : {"KITCHEN", "aa:bb:cc:00:00:01", "r1"}) {
-        EXPECT_EQ(Television::Inquire(device).verdicts.size(), 1) << device;
+        EXPECT_EQ(Television::Inquire(device)["devices"].size(), 1) << device;
     }
     PutList("[");
-    EXPECT_EQ(Television::Inquire("r1").verdicts.at(0).listed, std::nullopt);
-    EXPECT_EQ(Television::Inquire("r1").verdicts.at(0).why, "list unreadable");
+    EXPECT_TRUE(Television::Inquire("r1")["devices"][0]["listed"].isNull());
+    EXPECT_EQ(Television::Inquire("r1")["devices"][0]["why"], "list unreadable");
 }
 
 TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
@@ -174,19 +178,19 @@ TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
     for (const Case& c : cases) {
         PutKey("InfoSyncAccessToken", c.tokens);
         Put("keys/InfoSyncAuthCode", c.code);
-        const Television::Status status = Television::ReadStatus(now);
-        EXPECT_EQ(status.nextRequests, c.requests) << c.tokens;
-        EXPECT_THAT(status.nextRun, HasSubstr(c.words));
+        const Json::Value next = NextRun();
+        EXPECT_EQ(next["requests"], Cli::JsonArray(c.requests)) << c.tokens;
+        EXPECT_THAT(next["words"].asString(), HasSubstr(c.words));
     }
     PutKey("InfoSyncJWT", "{");
     PutKey("InfoSyncServiceActivationInfo", R"({"dvcId":"d","expireTime":5})");
-    EXPECT_THAT(Television::ReadStatus(now).nextRequests,
-                ElementsAre("token", "activation", "app", "download"));
+    const Json::Value all =
+        Cli::JsonArray(std::vector<std::string>{"token", "activation", "app", "download"});
+    EXPECT_EQ(NextRun()["requests"], all);
     Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "1");
-    EXPECT_THAT(Television::ReadStatus(now).nextRequests,
-                ElementsAre("token", "activation", "app", "download"));
+    EXPECT_EQ(NextRun()["requests"], all);
     Put("tv.ini", "[sso]\nstate=0\n");
-    EXPECT_THAT(Television::ReadStatus(now).nextRun, HasSubstr("waits 20s"));
+    EXPECT_THAT(NextRun()["words"].asString(), HasSubstr("waits 20s"));
 }
 
 TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
@@ -199,7 +203,7 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
            R"({"dvcId":"d1","expireTime":)" + std::to_string(now + 172'800) + "000}");
     PutKey("InfoSyncJWT", R"({"accessToken":")" + token + R"(3","tokenExpireTimeSec":5})");
     PutRecords(Record(5, Quoted(SINK), "Phones\\u001b[31m"), "");
-    const Television::Status status = Television::ReadStatus(now);
+    const Json::Value status = Television::ReadStatus(now);
     const std::string text = Television::StatusText(status, now, PLAIN);
     for (const char* line :
          {"  access token       valid, 1h left, top-", "  refresh token      ran out 1m ago",
@@ -209,12 +213,12 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
           "known, not paired    AA:BB:CC:00:00:77\n", "last run             none yet\n"}) {
         EXPECT_THAT(text, HasSubstr(line));
     }
-    EXPECT_THAT(text + Television::ToJson(status).toStyledString(), testing::Not(HasSubstr(token)));
+    EXPECT_THAT(text + status.toStyledString(), testing::Not(HasSubstr(token)));
 }
 
 TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
     const std::int64_t now = std::time(nullptr);
-    EXPECT_THAT(Television::FindProblems(now), IsEmpty());
+    EXPECT_TRUE(Television::FindProblems(now).empty());
     Put("tv.ini", "[http]\nca_file=ca.pem\n[log]\nlevel=X\nfile=/nowhere/log\n");
     Put("ca.pem", "no certificate");
     Put("keys/InfoSyncJWT", "{}");
@@ -223,8 +227,8 @@ TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
     const timeval later[2] = {{now + 9000, 0}, {now + 9000, 0}};
     ASSERT_EQ(utimes((m_folder + "/settings").c_str(), later), 0);
     std::vector<std::string> found;
-    for (const Television::Problem& problem : Television::FindProblems(now)) {
-        found.push_back(problem.subject + ": " + problem.words);
+    for (const Json::Value& problem : Television::FindProblems(now)) {
+        found.push_back(problem["subject"].asString() + ": " + problem["problem"].asString());
     }
     EXPECT_THAT(found,
                 ElementsAre(HasSubstr("tv.ini: line 4: [log] level: “X” is none of"),

@@ -32,7 +32,6 @@ namespace {
 
 using Cli::Colour;
 using Cli::Style;
-using Television::Device;
 using Television::DeviceList;
 
 struct RunArguments {
@@ -136,29 +135,28 @@ Log::Story Tell(Log::Run& run, const Television::Ending& ending) {
     return story;
 }
 
-Json::Value Change(const char* kind, const Device& device, const std::string& was) {
-    Json::Value change = Television::ToJson(device);
-    change.removeMember("deleted_on_tv");
-    change["change"] = kind;
-    change["was"] = was;
-    return change;
+Json::Value Change(const char* kind, Json::Value device, const Json::Value& was) {
+    device.removeMember("deleted_on_tv");
+    device["change"] = kind;
+    device["was"] = was;
+    return device;
 }
 
 /** What the run changed in the device list, in the order of ids. */
 Json::Value Compare(const DeviceList& before, const DeviceList& after) {
     std::map<std::string, Json::Value> changes;
     for (const auto& [id, device] : before.devices) {
-        changes[id] = Change("removed", device, device.name);
+        changes[id] = Change("removed", device, device["name"]);
     }
     for (const auto& [id, device] : after.devices) {
         const auto old = before.devices.find(id);
         if (old == before.devices.end()) {
             changes[id] = Change("added", device, "");
-        } else if (Television::ToJson(old->second) == Television::ToJson(device)) {
+        } else if (old->second == device) {
             changes.erase(id);
         } else {
-            const std::string& was = old->second.name;
-            changes[id] = Change(was == device.name ? "changed" : "renamed", device, was);
+            const Json::Value& was = old->second["name"];
+            changes[id] = Change(was == device["name"] ? "changed" : "renamed", device, was);
         }
     }
     return Cli::JsonArray(changes, [](const auto& change) { return change.second; });
@@ -168,12 +166,9 @@ std::string ChangeText(const Json::Value& change, const Style& style) {
     const auto text = [&change](const char* member) { return change[member].asString(); };
     const std::string kind = text("change");
     const Colour colour = kind == "removed" ? Colour::RED : kind == "added" ? Colour::GREEN : Colour::YELLOW;
-    std::string users;
-    for (const Json::Value& user : change["users"]) {
-        users += (users.empty() ? "  users " : ", ") + user.asString();
-    }
-    const std::string words = (kind == "renamed" ? text("was") + " -> " : "") + text("name") + "  " +
-                              text("address") + (kind == "changed" ? users : "") + "  (" + text("id") + ")";
+    const std::string words =
+        (kind == "renamed" ? text("was") + " -> " : "") + text("name") + "  " + text("address") +
+        (kind == "changed" ? "  users " + Television::UsersOf(change) : "") + "  (" + text("id") + ")";
     return "  " + style(colour, Cli::Pad(kind, sizeof("renamed  ") - 1)) + Cli::Escape(words) + "\n";
 }
 

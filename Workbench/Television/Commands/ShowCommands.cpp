@@ -1,8 +1,9 @@
 #include <NxCurl.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cerrno>
 #include <ctime>
+#include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
@@ -21,8 +22,6 @@ namespace Commands {
 
 namespace {
 
-using Television::Problem;
-
 struct DevicesArguments {
     bool json = false;
 };
@@ -34,15 +33,15 @@ void ShowDevices(const DevicesArguments& arguments) {
         throw std::runtime_error(list.problem);
     }
     Cli::Table table({"NAME", "ADDRESS", "USERS", "DELETED", "ID"});
+    Json::Value devices(Json::arrayValue);
     for (const auto& [id, device] : list.devices) {
-        table.Add({device.name, device.address, Cli::Join(device.users, ", "),
-                   device.deletedOnTv ? "yes" : "no", id});
+        devices.append(device);
+        table.Add({device["name"].asString(), device["address"].asString(), Television::UsersOf(device),
+                   device["deleted_on_tv"].asBool() ? "yes" : "no", id});
     }
-    std::cout << (arguments.json
-                      ? Cli::JsonText(Cli::JsonArray(
-                            list.devices, [](const auto& entry) { return Television::ToJson(entry.second); }))
-                  : list.devices.empty() ? "no devices\n"
-                                         : table.Text(Cli::Style(STDOUT_FILENO)));
+    std::cout << (arguments.json    ? Cli::JsonText(devices)
+                  : devices.empty() ? "no devices\n"
+                                    : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
 struct WhyArguments {
@@ -52,10 +51,10 @@ struct WhyArguments {
 
 void Why(const WhyArguments& arguments) {
     Television::Require();
-    const Television::Inquiry inquiry = Television::Inquire(arguments.device);
-    std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(inquiry))
+    const Json::Value inquiry = Television::Inquire(arguments.device);
+    std::cout << (arguments.json ? Cli::JsonText(inquiry)
                                  : Television::InquiryText(inquiry, Cli::Style(STDOUT_FILENO)));
-    if (!arguments.device.empty() && inquiry.verdicts.empty()) {
+    if (!arguments.device.empty() && inquiry["devices"].empty()) {
         throw Cli::ToldAlready();
     }
 }
@@ -65,8 +64,9 @@ struct StatusArguments {
     bool json = false;
 };
 
-/** Asks the authorisation server for nothing in particular, by the way that the service's requests take. */
-void AskCloud(std::vector<Problem>& problems) {
+/** Asks the authorisation server for nothing in particular, by the way that the service's requests take.
+ * @return what is wrong */
+std::string AskCloud() {
     constexpr long LONGEST_WAIT_SECONDS = 10;
     try {
         NxCurlEasy client;
@@ -77,28 +77,28 @@ void AskCloud(std::vector<Problem>& problems) {
         client.setOption(
             NXCURL_OPTION_WRITEFUNCTION, +[](char* /*data*/, std::size_t size, std::size_t count,
                                              void* /*unused*/) { return size * count; });
-        if (!client.send()) {
-            problems.push_back({"cloud", Cli::LastLoggedError()});
-        }
+        return client.send() ? "" : Cli::LastLoggedError();
     } catch (const std::exception& error) {
-        problems.push_back({"cloud", error.what()});
+        return error.what();
     }
 }
 
 void ShowStatus(const StatusArguments& arguments) {
     Television::Require();
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
-    Television::Status status = Television::ReadStatus(now);
+    Json::Value status = Television::ReadStatus(now);
+    Json::Value& problems = status["problems"];
     if (arguments.check) {
-        AskCloud(status.problems);
+        Television::AddProblem(problems, "cloud", AskCloud());
     }
-    std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(status))
+    std::cout << (arguments.json ? Cli::JsonText(status)
                                  : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
-    const auto isForbidden = [](const Problem& problem) { return problem.isForbidden; };
-    if (std::any_of(status.problems.begin(), status.problems.end(), isForbidden)) {
-        throw std::runtime_error("not all of the television is yours to read");
+    for (const std::filesystem::path& path : Television::TelevisionPaths()) {
+        if (access(path.c_str(), R_OK) != 0 && errno == EACCES) {
+            throw std::runtime_error("not all of the television is yours to read");
+        }
     }
-    if (arguments.check && !status.problems.empty()) {
+    if (arguments.check && !problems.empty()) {
         throw Cli::ToldAlready();
     }
 }
