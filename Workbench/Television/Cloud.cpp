@@ -1,13 +1,9 @@
 #include "Television/Cloud.h"
 
-#include <glib.h>
-
-#include <algorithm>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
 
-#include "Cli/Text.h"
 #include "CloudSite.h"
 #include "TvFolder.h"
 #include "TvIni.h"
@@ -27,28 +23,19 @@ std::string RequireCloud(const std::string& folder) {
 
 Cloud Cloud::Find() {
     const auto ini = TvFolder::ReadIni();
-    const CloudSite site = CloudSite::Of(*ini);
-    if (site.folder.empty()) {
-        return {"", 0, "no local cloud: infosync-tv set http.cloud FOLDER"};
-    }
+    Cloud cloud = {CloudSite::Of(*ini).folder, 0, "no local cloud: infosync-tv set http.cloud FOLDER"};
     try {
-        RequireCloud(site.folder);
-        const int port = site.LivePort();
-        const bool isOverridden = !ini->List(TvKeys::CONNECT_TO).empty();
-        return {site.folder, port,
-                site.folder + ", on port " + std::to_string(port) +
-                    (isOverridden ? "; but requests go where http.connect_to says" : "")};
+        if (!cloud.folder.empty()) {
+            RequireCloud(cloud.folder);
+            cloud.port = CloudSite{cloud.folder}.LivePort();
+            const bool isOverridden = !ini->List(TvKeys::CONNECT_TO).empty();
+            cloud.words = cloud.folder + ", on port " + std::to_string(cloud.port) +
+                          (isOverridden ? "; but requests go where http.connect_to says" : "");
+        }
     } catch (const std::exception& error) {
-        return {site.folder, 0, error.what()};
+        cloud.words = error.what();
     }
-}
-
-bool Cloud::Knows(const std::string& user) const {
-    std::error_code error;
-    const fs::directory_iterator users(fs::path(folder) / "users", error);
-    return folder.empty() || error || std::any_of(begin(users), end(users), [&user](const auto& file) {
-               return Cli::Taken(g_uri_unescape_string(file.path().stem().c_str(), nullptr)) == user;
-           });
+    return cloud;
 }
 
 }  // namespace Television

@@ -9,7 +9,7 @@ namespace Television {
  */
 std::string RequireCloud(const std::string& folder);
 
-/** The cloud that the television's tv.ini leads to. */
+/** The cloud that tv.ini leads to. */
 struct Cloud {
     /** Empty where tv.ini names none. */
     std::string folder;
@@ -19,9 +19,6 @@ struct Cloud {
     std::string words;
 
     static Cloud Find();
-
-    /** Whether the user can sign in there; also where that cannot be told. */
-    bool Knows(const std::string& user) const;
 };
 
 }  // namespace Television

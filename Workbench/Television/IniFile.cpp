@@ -1,11 +1,17 @@
 #include "Television/IniFile.h"
 
+#include <glib.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
 #include <iostream>
 #include <stdexcept>
 #include <system_error>
 
+#include "Cli/Errors.h"
 #include "Cli/Pattern.h"
+#include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Files.h"
 #include "TvFolder.h"
@@ -14,8 +20,10 @@ namespace Television {
 
 namespace {
 
-std::string TextOf(GKeyFile* file) {
-    return Cli::Taken(g_key_file_to_data(file, nullptr, nullptr));
+using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)>;
+
+std::string TextOf(const KeyFile& file) {
+    return Cli::Taken(g_key_file_to_data(file.get(), nullptr, nullptr));
 }
 
 /** Why the file that the key names cannot be used; empty where it can, or the key names none. */
@@ -38,36 +46,39 @@ std::string ProblemOfFile(const TvKey& key, const TvIni& ini) {
     }
 }
 
-/** @throws std::runtime_error, saying what to do, when nothing of it could be read */
-void RefuseDamaged(const TvIni& ini) {
-    if (ini.IsDamaged()) {
-        throw std::runtime_error(ini.Problem() +
-                                 "\nMend it with an editor, or make it anew: infosync-tv init --force");
+/** Sets it in a file of its own, to see what the television would make of it. */
+void CheckValue(const TvKey& key, const std::string& value) {
+    const KeyFile alone(g_key_file_new(), &g_key_file_unref);
+    g_key_file_set_string(alone.get(), key.group, key.name, value.c_str());
+    const TvIni ini(TextOf(alone), "");
+    const std::string problem =
+        ini.Problems().empty() ? ProblemOfFile(key, ini) : ini.Problems().front().words;
+    if (!problem.empty()) {
+        throw Cli::UsageError(problem);
     }
 }
 
 }  // namespace
 
 void Require() {
-    try {
-        Files::Read(TvFolder::IniPath());
-    } catch (const std::system_error& error) {
-        if (error.code() == std::errc::no_such_file_or_directory ||
-            error.code() == std::errc::not_a_directory) {
-            throw std::runtime_error("there is no television in " + TvFolder::Path() +
-                                     "\nMake one: infosync-tv init   (or name another folder with --dir)");
-        }
-        if (error.code() == std::errc::permission_denied) {
-            throw;
-        }
-        // It is there: a television that is damaged, which is for each command to deal with.
+    const std::string path = TvFolder::IniPath();
+    if (access(path.c_str(), R_OK) == 0) {
+        return;
     }
+    if (errno == ENOENT || errno == ENOTDIR) {
+        throw std::runtime_error("there is no television in " + TvFolder::Path() +
+                                 "\nMake one: infosync-tv init   (or name another folder with --dir)");
+    }
+    throw std::system_error(errno, std::generic_category(), path);
 }
 
 std::shared_ptr<const TvIni> RequireSound() {
     Require();
     auto ini = TvFolder::ReadIni();
-    RefuseDamaged(*ini);
+    if (ini->IsDamaged()) {
+        throw std::runtime_error(ini->Problem() +
+                                 "\nMend it with an editor, or make it anew: infosync-tv init --force");
+    }
     return ini;
 }
 
@@ -93,39 +104,24 @@ void WarnOfIni() {
     }
 }
 
-IniFile::IniFile(const char* text) {
+void ChangeIni(const std::function<IniChanges(const TvIni& ini)>& make) {
+    Require();
     const std::string path = TvFolder::IniPath();
-    if (text == nullptr) {
-        Require();
+    const Cli::FileLock lock(path + ".lock", Cli::FileLock::Wait::YES);
+    const auto ini = RequireSound();
+    const KeyFile file(g_key_file_new(), &g_key_file_unref);
+    g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_KEEP_COMMENTS, nullptr);
+    for (const auto& [key, value] : make(*ini)) {
+        if (value) {
+            CheckValue(*key, *value);
+            g_key_file_set_string(file.get(), key->group, key->name, value->c_str());
+        } else {
+            g_key_file_remove_key(file.get(), key->group, key->name, nullptr);
+        }
     }
-    m_lock.emplace(path + ".lock", Cli::FileLock::Wait::YES);
-    const std::string content = text == nullptr ? Files::Read(path) : text;
-    RefuseDamaged({content, path});
-    g_key_file_load_from_data(m_file.get(), content.data(), content.size(), G_KEY_FILE_KEEP_COMMENTS,
-                              nullptr);
-}
-
-/** Sets it in a file of its own first, to see what the television would make of it. */
-void IniFile::Set(const TvKey& key, const std::string& value) {
-    const decltype(m_file) alone(g_key_file_new(), &g_key_file_unref);
-    g_key_file_set_string(alone.get(), key.group, key.name, value.c_str());
-    const TvIni ini(TextOf(alone.get()), "");
-    const std::string problem =
-        ini.Problems().empty() ? ProblemOfFile(key, ini) : ini.Problems().front().words;
-    if (!problem.empty()) {
-        throw std::invalid_argument(problem);
-    }
-    g_key_file_set_string(m_file.get(), key.group, key.name, value.c_str());
-}
-
-void IniFile::Unset(const TvKey& key) {
-    g_key_file_remove_key(m_file.get(), key.group, key.name, nullptr);
-}
-
-void IniFile::Save() const {
     // GLib puts a blank line before each group, also where there is one already.
     const Cli::Pattern more("\n\n(?<v>\n+)");
-    Files::Replace(TvFolder::IniPath(), more.Replace(TextOf(m_file.get()), ""));
+    Files::Replace(path, more.Replace(TextOf(file), ""));
 }
 
 }  // namespace Television

@@ -1,14 +1,13 @@
 /** The television's tv.ini, to be changed and checked: comments and unknown keys stay as they are. */
 #pragma once
 
-#include <glib.h>
-
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "Cli/StateFolder.h"
 #include "TvIni.h"
 
 namespace Television {
@@ -16,7 +15,7 @@ namespace Television {
 /** @throws std::runtime_error, saying how to make one, when there is no television in the folder */
 void Require();
 
-/** What tv.ini says. @throws std::runtime_error as Require, also when tv.ini cannot be read */
+/** What tv.ini says. @throws std::runtime_error as Require, also when it is damaged */
 std::shared_ptr<const TvIni> RequireSound();
 
 /** What is wrong with tv.ini, files that cannot be used among it, each with its line, for people to read. */
@@ -25,25 +24,14 @@ std::vector<std::string> IniProblems();
 /** Writes the same to standard error. */
 void WarnOfIni();
 
-/** While one lives, other processes wait for theirs: what it saves is based on what it read. */
-class IniFile {
-public:
-    /**
-     * @param text of a key file that is to replace the file; null for what the file has
-     * @throws std::runtime_error as RequireSound
-     */
-    explicit IniFile(const char* text = nullptr);
+/** Values for keys, or none where a key is to be removed. */
+using IniChanges = std::vector<std::pair<const TvKey*, std::optional<std::string>>>;
 
-    /** @throws std::invalid_argument when the value does not fit the key; nothing is then changed */
-    void Set(const TvKey& key, const std::string& value);
-    void Unset(const TvKey& key);
-
-    /** @throws std::runtime_error, with the file as it was */
-    void Save() const;
-
-private:
-    std::optional<Cli::FileLock> m_lock;
-    std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)> m_file{g_key_file_new(), &g_key_file_unref};
-};
+/**
+ * Changes tv.ini by what is made of it; other processes wait with their changes.
+ * @throws Cli::UsageError when a value does not fit its key, std::runtime_error as RequireSound or when it
+ * cannot be written; nothing is then changed
+ */
+void ChangeIni(const std::function<IniChanges(const TvIni& ini)>& make);
 
 }  // namespace Television

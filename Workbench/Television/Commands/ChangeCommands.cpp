@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <iostream>
 #include <optional>
-#include <stdexcept>
 
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
@@ -42,6 +40,10 @@ bonded=
 level=W
 )";
 
+void Change(const Television::IniChanges& changes) {
+    Television::ChangeIni([&changes](const TvIni& /*ini*/) { return changes; });
+}
+
 struct InitArguments {
     std::string cloud;
     bool force = false;
@@ -60,25 +62,20 @@ void Init(const InitArguments& arguments) {
     for (const char* part : {"keys", "settings"}) {
         Files::MakeFolder(TvFolder::Resolve(part));
     }
-    std::cout << (isThere ? "a television is there already and stays as it is: " : "made a television in ")
-              << Cli::Escape(TvFolder::Path()) << "\n";
     if (!isThere) {
-        Television::IniFile ini(TEMPLATE);
+        Files::Replace(TvFolder::IniPath(), TEMPLATE);
         // As the set's maker gives it: another one for each television.
         std::string id = Cli::Taken(g_uuid_string_random());
         id.erase(std::remove(id.begin(), id.end(), '-'), id.end());
-        ini.Set(TvKeys::TIZEN_ID, id);
-        if (!cloud.empty()) {
-            ini.Set(TvKeys::CLOUD, cloud);
-        }
-        ini.Save();
+        Change({{&TvKeys::TIZEN_ID, id}, {&TvKeys::CLOUD, isMeant ? std::optional(cloud) : std::nullopt}});
     }
     const Television::Cloud now = Television::Cloud::Find();
-    std::cout << "Its cloud: " << Cli::Escape(now.words) << "\n"
-              << (!cloud.empty() && cloud != now.folder
-                      ? "To give it another one: infosync-tv set http.cloud '" + Cli::Escape(cloud) + "'\n"
-                      : "")
-              << (isThere ? "" : "Next: infosync-tv sign-in USER, then infosync-tv run\n");
+    std::cout << (isThere ? "a television is there already and stays as it is: " : "made a television in ")
+              << Cli::Escape(TvFolder::Path()) << "\nIts cloud: " << Cli::Escape(now.words) << "\n";
+    if (isMeant && cloud != now.folder) {
+        std::cout << "To give it another one: infosync-tv set http.cloud '" << Cli::Escape(cloud) << "'\n";
+    }
+    std::cout << (isThere ? "" : "Next: infosync-tv sign-in USER, then infosync-tv run\n");
 }
 
 struct SetArguments {
@@ -89,8 +86,10 @@ struct SetArguments {
 
 std::vector<std::string> KeyNames() {
     std::vector<std::string> names;
-    std::transform(std::begin(TvKeys::ALL), std::end(TvKeys::ALL), std::back_inserter(names),
-                   std::mem_fn(&TvKey::FullName));
+    names.reserve(std::size(TvKeys::ALL));
+    for (const TvKey* key : TvKeys::ALL) {
+        names.push_back(key->FullName());
+    }
     return names;
 }
 
@@ -109,32 +108,32 @@ void Set(const SetArguments& arguments) {
     if (!arguments.unset && !arguments.value) {
         throw Cli::UsageError("VALUE is missing");
     }
-    const TvKey& key = *FindKey(arguments.key);
-    Television::IniFile ini;
-    try {
-        arguments.unset ? ini.Unset(key) : ini.Set(key, *arguments.value);
-    } catch (const std::invalid_argument& error) {
-        throw Cli::UsageError(error.what());
-    }
-    ini.Save();
+    Change({{FindKey(arguments.key), arguments.value}});
     std::cout << arguments.key
               << (arguments.unset ? " is no longer set" : " is now " + Cli::Escape(*arguments.value)) << "\n";
     Television::WarnOfIni();
 }
 
-struct UserArguments {
-    std::string user;
+/** USER or ADDRESS. */
+struct WordArgument {
+    std::string word;
 };
 
-void SignIn(const UserArguments& arguments) {
-    const std::string user = Cli::Escape(arguments.user);
-    Television::IniFile ini;
-    ini.Set(TvKeys::SSO_STATE, "1");
-    ini.Set(TvKeys::LOGIN_ID, arguments.user);
-    ini.Save();
+/** Whether the user can sign in to the cloud; also where that cannot be told. */
+bool IsKnown(const Television::Cloud& cloud, const std::string& user) {
+    std::error_code error;
+    const std::filesystem::directory_iterator users(cloud.folder + "/users", error);
+    return cloud.folder.empty() || error || std::any_of(begin(users), end(users), [&user](const auto& file) {
+               return Cli::Taken(g_uri_unescape_string(file.path().stem().c_str(), nullptr)) == user;
+           });
+}
+
+void SignIn(const WordArgument& argument) {
+    Change({{&TvKeys::SSO_STATE, "1"}, {&TvKeys::LOGIN_ID, argument.word}});
+    const std::string user = Cli::Escape(argument.word);
     std::cout << "signed in as " << user << "\n";
     const Television::Cloud cloud = Television::Cloud::Find();
-    if (!cloud.Knows(arguments.user)) {
+    if (!IsKnown(cloud, argument.word)) {
         const std::string folder = Cli::Escape(cloud.folder);
         std::cout << "The local cloud in " << folder << " does not know " << user
                   << ": infosync-cloud user add " << user << " --dir '" << folder << "'\n";
@@ -142,32 +141,24 @@ void SignIn(const UserArguments& arguments) {
 }
 
 void SignOut() {
-    Television::IniFile ini;
-    ini.Set(TvKeys::SSO_STATE, "0");
-    ini.Unset(TvKeys::LOGIN_ID);
-    ini.Save();
+    Change({{&TvKeys::SSO_STATE, "0"}, {&TvKeys::LOGIN_ID, std::nullopt}});
     std::cout << "signed out; what is stored for the user stays\n";
 }
 
-struct DeviceArguments {
-    std::string address;
-};
-
 void ChangeBond(const std::string& address, bool bonded) {
-    Television::IniFile ini;
-    const auto television = TvFolder::ReadIni();
-    std::vector<std::string> list = television->List(TvKeys::BONDED);
-    const auto isIt = [&address](const std::string& item) {
-        return Cli::CaseFolded(item) == Cli::CaseFolded(address);
-    };
-    list.erase(std::remove_if(list.begin(), list.end(), isIt), list.end());
-    if (bonded) {
-        list.push_back(address);
-    }
-    ini.Set(TvKeys::BONDED, Cli::Join(list, ";"));
-    ini.Save();
+    Television::ChangeIni([&](const TvIni& ini) {
+        std::vector<std::string> list = ini.List(TvKeys::BONDED);
+        const auto isIt = [&address](const std::string& item) {
+            return Cli::CaseFolded(item) == Cli::CaseFolded(address);
+        };
+        list.erase(std::remove_if(list.begin(), list.end(), isIt), list.end());
+        if (bonded) {
+            list.push_back(address);
+        }
+        return Television::IniChanges{{&TvKeys::BONDED, Cli::Join(list, ";")}};
+    });
     std::cout << address << (bonded ? " is bonded" : " is not bonded") << "\n";
-    if (television->Text(TvKeys::BT_SOURCE) == "bluez") {
+    if (TvFolder::ReadIni()->Text(TvKeys::BT_SOURCE) == "bluez") {
         std::cout << "This television asks BlueZ, not this list: see set bluetooth.source\n";
     }
 }
@@ -210,23 +201,23 @@ Examples:
             command.Flag("--unset", arguments.unset, "remove the key instead").Excludes(value);
         },
         &Set);
-    tool.Add<UserArguments>(
+    tool.Add<WordArgument>(
         "sign-in", "Sign a user in on the television",
         R"(USER is the login id. A user who was signed in before is signed out; what is
 stored for each stays.)",
-        [](Cli::Command& command, UserArguments& arguments) {
-            command.Operand("USER", arguments.user).Required().Must(&Cli::IsNotEmpty).Must(&Cli::IsUtf8);
+        [](Cli::Command& command, WordArgument& argument) {
+            command.Operand("USER", argument.word).Required().Must(&Cli::IsNotEmpty).Must(&Cli::IsUtf8);
         },
         &SignIn);
     tool.Add("sign-out", "Sign the user out", "", &SignOut);
-    const auto declare = +[](Cli::Command& command, DeviceArguments& arguments) {
-        command.Operand("ADDRESS", arguments.address).Required().Must(&Cli::IsBluetoothAddress);
+    const auto declare = +[](Cli::Command& command, WordArgument& argument) {
+        command.Operand("ADDRESS", argument.word).Required().Must(&Cli::IsBluetoothAddress);
     };
-    tool.Add<DeviceArguments>("bond", "Pair a Bluetooth device with the television",
-                              "A device that is paired is not taken into the device list.", declare,
-                              [](const DeviceArguments& arguments) { ChangeBond(arguments.address, true); });
-    tool.Add<DeviceArguments>("unbond", "Undo the pairing of a Bluetooth device", "", declare,
-                              [](const DeviceArguments& arguments) { ChangeBond(arguments.address, false); });
+    tool.Add<WordArgument>("bond", "Pair a Bluetooth device with the television",
+                           "A device that is paired is not taken into the device list.", declare,
+                           [](const WordArgument& argument) { ChangeBond(argument.word, true); });
+    tool.Add<WordArgument>("unbond", "Undo the pairing of a Bluetooth device", "", declare,
+                           [](const WordArgument& argument) { ChangeBond(argument.word, false); });
     tool.Add("factory-reset", "Ask for a wipe at the next run",
              R"(Sets the flag that the service looks at when it starts: it then removes all that
 it stored, and empties the device list.)",
