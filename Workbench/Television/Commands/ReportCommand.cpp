@@ -1,11 +1,11 @@
 #include <glib.h>
-#include <sys/utsname.h>
 
 #include <ctime>
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <optional>
+#include <map>
+#include <memory>
 #include <stdexcept>
 
 #include "AuthData/CAccessToken.h"
@@ -30,67 +30,26 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** The television's files without their secrets, in a folder for the time of packing. */
-class Packing {
-public:
-    /** @param name of the one folder in the archive */
-    explicit Packing(const std::string& name)
-        : m_name(name), m_folder(Cli::Taken(g_dir_make_tmp("infosync-report-XXXXXX", nullptr))) {
-        if (m_folder.empty()) {
-            throw std::runtime_error("no temporary folder could be made: see TMPDIR");
-        }
-    }
-    ~Packing() {
-        std::error_code ignored;
-        fs::remove_all(m_folder, ignored);
-    }
-    Packing(const Packing&) = delete;
-    Packing& operator=(const Packing&) = delete;
+/** What the files of a report hold, by their names. */
+using FilesOfReport = std::map<fs::path, std::string>;
 
-    /** @throws std::runtime_error when a stored secret is in it all the same */
-    void Add(const fs::path& name, const std::string& bytes) const {
-        std::string masked =
-            name.extension() == ".log" ? Log::MaskLog(bytes, m_masker) : m_masker.Mask(bytes);
-        if (name.parent_path() == "keys") {
-            masked = m_ends.Replace(masked, "0");
+/** @return whether all of the television could be read; what could not is left out and told */
+bool ReadTelevision(FilesOfReport& files) {
+    bool isWhole = true;
+    for (const fs::path& path : Television::TelevisionPaths()) {
+        try {
+            if (fs::is_directory(path)) {
+                static_cast<void>(fs::directory_iterator(path));  // what is in it comes by itself
+            } else {
+                files[path.lexically_relative(TvFolder::Path())] = Files::Read(path);
+            }
+        } catch (const std::exception& error) {
+            std::cerr << "infosync-tv: left out: " << Cli::Escape(Cli::Reason(error)) << "\n";
+            isWhole = false;
         }
-        const std::string secret = m_masker.FindStored(masked);
-        if (!secret.empty()) {
-            throw std::runtime_error("the secret " + Cli::Abbreviate(secret) + " was not masked in " +
-                                     name.string() +
-                                     ", so nothing was written\nThis is a fault of infosync-tv: please "
-                                     "tell its developers, without the television");
-        }
-        Files::Replace(m_folder / m_name / name, masked);
     }
-
-    /** @return the archive's bytes */
-    std::string Pack() const {
-        const std::string archive = m_folder / "archive";
-        // Whoever takes it out owns it.
-        const char* const command[] = {"tar",  "--owner=0",     "--group=0", "--numeric-owner",
-                                       "-czf", archive.c_str(), "-C",        m_folder.c_str(),
-                                       "--",   m_name.c_str(),  nullptr};
-        char* said = nullptr;
-        int status = -1;
-        g_spawn_sync(nullptr, const_cast<char**>(command), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
-                     nullptr, &said, &status, nullptr);
-        const std::string problem = Cli::Taken(said);
-        if (status != 0) {
-            throw std::runtime_error("tar failed: " + (problem.empty() ? "is it installed?" : problem));
-        }
-        return Files::Read(archive);
-    }
-
-private:
-    std::string m_name;
-    fs::path m_folder;
-    Cli::Masker m_masker{Television::StoredSecrets()};
-    /** What tokens and activations end by: at the beginning of time they have run out. */
-    Cli::Pattern m_ends{std::string(R"("(?:)") + CJsonWebToken::EXPIRE_TIME + "|" +
-                        CServiceActivationInfo::EXPIRE_TIME + "|" + CAccessToken::ISSUED_TIME +
-                        R"re()"\s*:\s*(?<v>[^,}\s]+))re"};
-};
+    return isWhole;
+}
 
 /** Of what made it. */
 std::string Versions() {
@@ -98,44 +57,59 @@ std::string Versions() {
     versions["infosync-tv"] = INFOSYNC_VERSION;
     versions["written"] = Json::Int64{std::time(nullptr)};
     versions["distribution"] = Cli::Taken(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME));
-    struct utsname machine = {};
-    if (uname(&machine) == 0) {
-        versions["system"] = std::string(machine.sysname) + " " + machine.release + " " + machine.machine;
-    }
     return Cli::JsonText(versions);
 }
 
-/** The bytes of a file; nothing for a folder. @throws std::exception when it cannot be read */
-std::optional<std::string> ReadPart(const fs::path& path) {
-    if (fs::is_directory(path)) {
-        static_cast<void>(fs::directory_iterator(path));  // what is in it comes by itself, if it can be read
-        return std::nullopt;
+/** Masks its secrets, and lets its tokens have run out. @throws std::runtime_error when a stored secret stays
+ */
+std::string Masked(const fs::path& file, const std::string& bytes, const Cli::Masker& masker) {
+    // What tokens and activations end by: at the beginning of time they have run out.
+    const Cli::Pattern ends(std::string(R"("(?:)") + CJsonWebToken::EXPIRE_TIME + "|" +
+                            CServiceActivationInfo::EXPIRE_TIME + "|" + CAccessToken::ISSUED_TIME +
+                            R"re()"\s*:\s*(?<v>[^,}\s]+))re");
+    std::string masked = file.extension() == ".log" ? Log::MaskLog(bytes, masker) : masker.Mask(bytes);
+    if (file.parent_path() == "keys") {
+        masked = ends.Replace(masked, "0");
     }
-    return Files::Read(path);
+    const std::string secret = masker.FindStored(masked);
+    if (!secret.empty()) {
+        throw std::runtime_error("the secret " + Cli::Abbreviate(secret) + " was not masked in " +
+                                 file.string() +
+                                 ", so nothing was written\nThis is a fault of infosync-tv: please "
+                                 "tell its developers, without the television");
+    }
+    return masked;
 }
 
-/**
- * Packs the television, with what its local cloud was asked and the versions of what made it beside it.
- * @return whether all of it could be read; what could not is left out and told
- */
-bool PackTelevision(const Packing& packing) {
-    bool isWhole = true;
-    for (const fs::path& path : Television::TelevisionPaths()) {
-        std::optional<std::string> bytes;
-        try {
-            bytes = ReadPart(path);
-        } catch (const std::exception& error) {
-            std::cerr << "infosync-tv: left out: " << Cli::Escape(Cli::Reason(error)) << "\n";
-            isWhole = false;
-        }
-        if (bytes) {
-            packing.Add(path.lexically_relative(TvFolder::Path()), *bytes);
-        }
+/** @return an archive of one folder of that name */
+std::string Pack(const std::string& name, const FilesOfReport& files) {
+    const std::string folder = Cli::Taken(g_dir_make_tmp("infosync-report-XXXXXX", nullptr));
+    if (folder.empty()) {
+        throw std::runtime_error("no temporary folder could be made: see TMPDIR");
     }
-    const std::string exchanges = Television::Cloud::Find().folder + "/state/exchanges.jsonl";
-    packing.Add("exchanges.jsonl", Files::ReadIfThere(exchanges).value_or(""));
-    packing.Add("versions.json", Versions());
-    return isWhole;
+    const auto remove = [](const std::string* path) {
+        std::error_code ignored;
+        fs::remove_all(*path, ignored);
+    };
+    const std::unique_ptr<const std::string, decltype(remove)> removed(&folder, remove);
+    const Cli::Masker masker(Television::StoredSecrets());
+    for (const auto& [file, bytes] : files) {
+        Files::Replace(fs::path(folder) / name / file, Masked(file, bytes, masker));
+    }
+    const std::string archive = folder + "/archive";
+    // Whoever takes it out owns it.
+    const char* const command[] = {"tar",  "--owner=0",     "--group=0", "--numeric-owner",
+                                   "-czf", archive.c_str(), "-C",        folder.c_str(),
+                                   "--",   name.c_str(),    nullptr};
+    char* said = nullptr;
+    int status = -1;
+    g_spawn_sync(nullptr, const_cast<char**>(command), nullptr, G_SPAWN_SEARCH_PATH, nullptr, nullptr,
+                 nullptr, &said, &status, nullptr);
+    const std::string problem = Cli::Taken(said);
+    if (status != 0) {
+        throw std::runtime_error("tar failed: " + (problem.empty() ? "is it installed?" : problem));
+    }
+    return Files::Read(archive);
 }
 
 struct ReportArguments {
@@ -151,11 +125,14 @@ void Report(const ReportArguments& arguments) {
         throw std::runtime_error(arguments.file +
                                  " is already there\nName another file, or replace it with --force");
     }
+    FilesOfReport files;
+    const bool isWhole = ReadTelevision(files);
+    files["exchanges.jsonl"] =
+        Files::ReadIfThere(Television::Cloud::Find().folder + "/state/exchanges.jsonl").value_or("");
+    files["versions.json"] = Versions();
     const std::string fileName = file.filename().string();
     const std::string name = fileName.substr(0, fileName.find('.', 1));
-    const Packing packing(name);
-    const bool isWhole = PackTelevision(packing);
-    Files::Replace(file, packing.Pack());
+    Files::Replace(file, Pack(name, files));
     std::cout << Cli::Escape(arguments.file)
               << ": the television, its secrets masked\nTo look into it: tar xzf "
               << Cli::Escape(arguments.file) << ", then infosync-tv --dir " << Cli::Escape(name)
