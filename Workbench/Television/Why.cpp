@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <utility>
@@ -119,20 +120,16 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
     return traces + (BluetoothUtil::IsBondedDevice(device) ? "The set is paired with it. " : "");
 }
 
-/** Whole names of which the word may be a misspelling, or one of their words. */
-std::string NearestNames(const std::string& device, const Json::Value& verdicts) {
-    constexpr std::size_t MOST_SHOWN = 3;
-    std::vector<std::string> near;
+/** The names, their words and the ids of which the word may be a misspelling. */
+std::string Nearest(const std::string& device, const Json::Value& verdicts) {
+    std::set<std::string> words;
     for (const Json::Value& verdict : verdicts) {
-        const std::string name = verdict["name"].asString();
-        std::istringstream folded(Cli::CaseFolded(name));
-        std::vector<std::string> words{std::istream_iterator<std::string>(folded), {}};
-        words.insert(words.end(), {folded.str(), verdict["id"].asString()});
-        if (near.size() < MOST_SHOWN && !Cli::Nearest(Cli::CaseFolded(device), words).empty()) {
-            near.push_back(name);
-        }
+        const std::string name = Cli::CaseFolded(verdict["name"].asString());
+        std::istringstream parts(name);
+        words.insert(std::istream_iterator<std::string>(parts), {});
+        words.insert({name, verdict["id"].asString()});
     }
-    return near.empty() ? "" : "Nearest: " + Cli::Join(near, ", ") + ". ";
+    return Cli::Nearest(Cli::CaseFolded(device), {words.begin(), words.end()});
 }
 
 /** What holds for every device. */
@@ -184,7 +181,7 @@ Json::Value Inquire(const std::string& device) {
     if (meant.empty()) {
         const std::string known =
             device.empty() ? " is stored. "
-                           : " of it is stored. " + NearestNames(device, all) + TracesOf(device, list);
+                           : " of it is stored" + Nearest(device, all) + ". " + TracesOf(device, list);
         notes.push_back("no record" + known + "What the cloud has, the next run brings: infosync-tv run");
     }
     Json::Value inquiry;

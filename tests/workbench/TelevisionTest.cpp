@@ -126,7 +126,7 @@ TEST_F(TelevisionTest, WhySaysWhatIsKnownOfADeviceThatHasNoRecord) {
     PutRecords(Record(1, Quoted(SINK), "Kitchen speaker"), "");
     PutList(R"({"left":{"users":["ben"],"name":"Old"}})");
     const std::pair<const char*, const char*> cases[] = {
-        {"kitchn", "Nearest: Kitchen speaker 1"},
+        {"kitchn", "stored; nearest: kitchen"},
         {"left", "on the device list for ben, though"},
         {"AA:BB:CC:00:00:09", "The set is paired with it"},
         {"radio", "the next run brings"},

@@ -69,23 +69,7 @@ class Watcher {
 public:
     Watcher(char level, bool showSecrets) : m_level(level), m_showSecrets(showSecrets) {}
 
-    void Take(const Log::Line& line) {
-        m_messages.Take(line);
-    }
-
-    /** Nothing more comes for now. */
-    void Pause() {
-        m_messages.Flush();
-    }
-
-    /** What the log made known; nothing more comes. */
-    Log::Run& Finish() {
-        m_messages.Flush();
-        return m_run;
-    }
-
-private:
-    void Show(Log::Message& message) {
+    void Take(Log::Message& message) {
         const Log::Message whole = message;
         const Log::Line& first = whole.lines.front();
         Log::Mask(message, m_masker);
@@ -100,15 +84,17 @@ private:
             std::cerr << "infosync-tv: " << awaited << "\n";
             m_awaited = awaited;
         }
-        m_run.Take(message);
+        run.Take(message);
     }
 
+    /** What the log makes known. */
+    Log::Run run{0, 0, false};
+
+private:
     char m_level;
     bool m_showSecrets;
     Style m_style{STDERR_FILENO};
     Cli::Masker m_masker{Television::StoredSecrets()};
-    Log::Messages m_messages{[this](Log::Message& message) { Show(message); }};
-    Log::Run m_run{0, 0, false};
     std::string m_awaited;
 };
 
@@ -218,17 +204,19 @@ void Run(const RunArguments& arguments) {
     Television::WarnOfIni();
     const DeviceList before = Television::ReadDeviceList();
     Watcher watcher(level, arguments.showSecrets);
+    Log::Messages messages([&watcher](Log::Message& message) { watcher.Take(message); });
     Television::ServiceRun service(options);
     Television::RunKeeper keeper;  // now: what did not start is no run
     const std::int64_t started = g_get_monotonic_time();
     const auto onLine = [&](const Log::Line& line) {
         keeper.Take(line);
-        watcher.Take(line);
+        messages.Take(line);
     };
-    const Television::Ending ending = service.Wait(onLine, [&watcher] { watcher.Pause(); });
+    const Television::Ending ending = service.Wait(onLine, [&messages] { messages.Flush(); });
+    messages.Flush();
     const std::int64_t milliseconds = (g_get_monotonic_time() - started) / 1000;
     const DeviceList after = Television::ReadDeviceList();
-    Television::KeptRun run = Tell(watcher.Finish(), ending);
+    Television::KeptRun run = Tell(watcher.run, ending);
     run["seconds"] = static_cast<double>(milliseconds) / 1000;
     run["level"] = std::string(1, options.level);
     run["changes"] = Compare(before, after);

@@ -22,11 +22,15 @@ namespace Commands {
 
 namespace {
 
-struct DevicesArguments {
+struct ShowArguments {
+    /** Of why. */
+    std::string device;
+    /** Of status. */
+    bool check = false;
     bool json = false;
 };
 
-void ShowDevices(const DevicesArguments& arguments) {
+void ShowDevices(const ShowArguments& arguments) {
     Television::Require();
     const Television::DeviceList list = Television::ReadDeviceList();
     if (!list.problem.empty()) {
@@ -44,12 +48,7 @@ void ShowDevices(const DevicesArguments& arguments) {
                                     : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
-struct WhyArguments {
-    std::string device;
-    bool json = false;
-};
-
-void Why(const WhyArguments& arguments) {
+void Why(const ShowArguments& arguments) {
     Television::Require();
     const Json::Value inquiry = Television::Inquire(arguments.device);
     std::cout << (arguments.json ? Cli::JsonText(inquiry)
@@ -58,11 +57,6 @@ void Why(const WhyArguments& arguments) {
         throw Cli::ToldAlready();
     }
 }
-
-struct StatusArguments {
-    bool check = false;
-    bool json = false;
-};
 
 /** Asks the authorisation server for nothing in particular, by the way that the service's requests take.
  * @return what is wrong */
@@ -83,7 +77,7 @@ std::string AskCloud() {
     }
 }
 
-void ShowStatus(const StatusArguments& arguments) {
+void ShowStatus(const ShowArguments& arguments) {
     Television::Require();
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
     Json::Value status = Television::ReadStatus(now);
@@ -106,11 +100,10 @@ void ShowStatus(const StatusArguments& arguments) {
 }  // namespace
 
 void AddShow(Cli::Tool& tool) {
-    tool.Add<DevicesArguments>(
+    tool.Add<ShowArguments>(
         "devices", "List the device list, as the set's components read it", "",
-        [](Cli::Command& command, DevicesArguments& arguments) { command.Json(arguments.json); },
-        &ShowDevices);
-    tool.Add<WhyArguments>(
+        [](Cli::Command& command, ShowArguments& arguments) { command.Json(arguments.json); }, &ShowDevices);
+    tool.Add<ShowArguments>(
         "why", "Say why a device is on the device list, or is not",
         R"(For the records of all users, or for those that the argument names by address,
 id or a part of the name. The service's own rules are asked against what is
@@ -120,17 +113,17 @@ the device.
 Examples:
   infosync-tv why
   infosync-tv why kitchen)",
-        [](Cli::Command& command, WhyArguments& arguments) {
+        [](Cli::Command& command, ShowArguments& arguments) {
             command.Operand("ADDRESS|ID|NAME", arguments.device);
             command.Json(arguments.json);
         },
         &Why);
-    tool.Add<StatusArguments>(
+    tool.Add<ShowArguments>(
         "status", "Show who is signed in, what is stored, and what is wrong",
         R"(What is wrong with tv.ini, the folder, the certificates, the clock or a stored
 document stands at the end; the exit status is 1 when something is not yours to
 read. With --check the cloud is asked by the service's own way.)",
-        [](Cli::Command& command, StatusArguments& arguments) {
+        [](Cli::Command& command, ShowArguments& arguments) {
             command.Flag("--check", arguments.check,
                          "ask the cloud, too; exit status 1 when anything is wrong");
             command.Json(arguments.json);
