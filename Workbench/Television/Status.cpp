@@ -96,43 +96,44 @@ Json::Value ReadUser(Documents& documents, const std::string& name, std::int64_t
     return user;
 }
 
-/** What the stored sign-in document lacks for a refresh; empty for nothing. */
-std::string WhyNoRefresh() {
+/** Why the access token, which ran out, cannot be refreshed; empty where it can. */
+std::string WhyNoRefresh(const State& refreshToken) {
     try {
         CAuthCode code;
         code.Init();
         code.GetKapAuthDomain();
         code.GetKapApiDomain();
+        return "";
     } catch (const std::exception& error) {
-        return error.what();
+        return "it fails: the access token ran out, and the sign-in document, which a refresh needs, cannot "
+               "be "
+               "used (" +
+               std::string(error.what()) + "). A new one comes when the refresh token has run out, in " +
+               Cli::DurationText(refreshToken["seconds_left"].asInt64()) +
+               ", or after infosync-tv factory-reset";
     }
-    return "";
 }
 
 /** What the next run will ask for, by the service's questions in their order, and why. */
 Json::Value PlanFor(const Json::Value& user) {
     Json::Value plan;
-    plan["requests"] = Json::Value(Json::arrayValue);
-    std::string words;
+    Json::Value& requests = plan["requests"] = Json::Value(Json::arrayValue);
+    std::vector<std::string> words;
     const auto ask = [&](const char* request, const std::string& why) {
-        plan["requests"].append(request);
-        words += (words.empty() ? "" : ", ") + std::string(request) + " (" + why + ")";
+        requests.append(request);
+        words.push_back(std::string(request) + " (" + why + ")");
     };
     const State& access = user[ACCESS_TOKEN];
     const State& refresh = user[REFRESH_TOKEN];
-    const std::string problem = WhyNoRefresh();
     if (access["state"] != VALID && access["state"] != EXPIRED) {
         ask("token", "access token: " + StateWords(access));
     } else if (refresh["state"] != VALID) {
         ask("token", "refresh token: " + StateWords(refresh));
-    } else if (access["state"] == EXPIRED && !problem.empty()) {
-        plan["words"] =
-            "it fails: the access token ran out, and the sign-in document, which a refresh needs, "
-            "cannot be used (" +
-            problem + "). A new one comes when the refresh token has run out, in " +
-            Cli::DurationText(refresh["seconds_left"].asInt64()) + ", or after infosync-tv factory-reset";
-        return plan;
     } else if (access["state"] == EXPIRED) {
+        plan["words"] = WhyNoRefresh(refresh);
+        if (plan["words"] != "") {
+            return plan;
+        }
         ask("refresh", "access token: " + StateWords(access));
     }
     for (const auto& [request, name] : {std::pair("activation", ACTIVATION), std::pair("app", APP_TOKEN)}) {
@@ -142,8 +143,38 @@ Json::Value PlanFor(const Json::Value& user) {
     }
     const std::int64_t mark = user["records"]["mark"].asInt64();
     ask("download", mark >= 1 ? "from mark " + std::to_string(mark) : "all records: no mark");
-    plan["words"] = words;
+    plan["words"] = Cli::Join(words, ", ");
     return plan;
+}
+
+/** Of all of whom something is stored, with what is wrong in that; and what the next run will ask for. */
+void AddUsers(Json::Value& status, std::int64_t now) {
+    Documents documents;
+    std::set<std::string> users;
+    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT,
+                              InfoSyncUtil::ALIAS_RECORDS, InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO}) {
+        const Document& document = documents[alias] = ReadKey(alias);
+        const std::vector<std::string> names = document.value.getMemberNames();
+        users.insert(names.begin(), names.end());
+        const bool isDamaged = document.state["state"] == DAMAGED;
+        AddProblem(status["problems"], alias, isDamaged ? Complaint(document.state) : "");
+    }
+    const std::string signedIn = status["login_id"].asString();
+    Json::Value& next = status["next_run"];
+    if (signedIn.empty()) {
+        next["requests"] = Json::Value(Json::arrayValue);
+        next["words"] = "nothing: nobody is signed in; it waits " +
+                        Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
+                        " for that, then ends";
+    } else {
+        users.insert(signedIn);
+        // After a factory reset nothing is stored.
+        Documents none;
+        const bool isToBeReset = status["factory_reset_requested"].asBool();
+        next = PlanFor(ReadUser(isToBeReset ? none : documents, signedIn, now));
+    }
+    status["users"] =
+        Cli::JsonArray(users, [&](const std::string& user) { return ReadUser(documents, user, now); });
 }
 
 std::string Row(const std::string& label, const std::string& text, const Cli::Style& style) {
@@ -195,12 +226,11 @@ std::string SignedInUser() {
 }
 
 Json::Value ReadStatus(std::int64_t now) {
-    const std::string signedIn = SignedInUser();
     const DeviceList list = ReadDeviceList();
     Json::Value status;
     status["folder"] = TvFolder::Path();
     status["signed_in"] = CSsoManager().IsLoggedIn();
-    status["login_id"] = Cli::TextOrNull(signedIn);
+    status["login_id"] = Cli::TextOrNull(SignedInUser());
     status["devices"] = list.state;
     status["devices"]["count"] = Json::UInt64{list.devices.size()};
     status["factory_reset_requested"] = InfoSyncUtil::GetFactoryResetFlag() == 1;
@@ -211,33 +241,10 @@ Json::Value ReadStatus(std::int64_t now) {
     }
     status["cloud"] = Cloud::Find().words;
     status["last_run"] = ReadNewestRun();
-    Json::Value& problems = status["problems"] = FindProblems(now);
-    Documents documents;
-    std::set<std::string> users;
-    for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_SERVICE_ACTIVATION_INFO,
-                              InfoSyncUtil::ALIAS_JWT, InfoSyncUtil::ALIAS_RECORDS}) {
-        documents[alias] = ReadKey(alias);
-        const std::vector<std::string> names = documents[alias].value.getMemberNames();
-        users.insert(names.begin(), names.end());
-    }
-    if (signedIn.empty()) {
-        status["next_run"]["requests"] = Json::Value(Json::arrayValue);
-        status["next_run"]["words"] = "nothing: nobody is signed in; it waits " +
-                                      Cli::DurationText(std::int64_t{CBtInfoSync::SIGN_IN_WAIT_SECONDS}) +
-                                      " for that, then ends";
-    } else {
-        users.insert(signedIn);
-        // After a factory reset nothing is stored.
-        Documents none;
-        const bool isReset = status["factory_reset_requested"].asBool();
-        status["next_run"] = PlanFor(ReadUser(isReset ? none : documents, signedIn, now));
-    }
-    status["users"] =
-        Cli::JsonArray(users, [&](const std::string& user) { return ReadUser(documents, user, now); });
-    documents["devices"].state = list.state;
-    for (const auto& [name, document] : documents) {
-        AddProblem(problems, name, document.state["state"] == DAMAGED ? Complaint(document.state) : "");
-    }
+    status["problems"] = FindProblems(now);
+    AddUsers(status, now);
+    const bool isDamaged = list.state["state"] == DAMAGED;
+    AddProblem(status["problems"], "devices", isDamaged ? Complaint(list.state) : "");
     return status;
 }
 
