@@ -13,6 +13,7 @@
 #include "Cli/Pattern.h"
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
+#include "CloudSite.h"
 #include "Files.h"
 #include "TvFolder.h"
 
@@ -20,6 +21,7 @@ namespace Television {
 
 namespace {
 
+namespace fs = std::filesystem;
 using KeyFile = std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)>;
 
 std::string TextOf(const KeyFile& file) {
@@ -28,7 +30,6 @@ std::string TextOf(const KeyFile& file) {
 
 /** Why the file that the key names cannot be used; empty where it can, or the key names none. */
 std::string ProblemOfFile(const TvKey& key, const TvIni& ini) {
-    namespace fs = std::filesystem;
     const bool isOutput = key.type == TvKey::Type::Output;
     const auto name = key.type == TvKey::Type::File || isOutput ? ini.Text(key) : std::nullopt;
     const fs::path file(TvFolder::Resolve(name.value_or("")));
@@ -122,6 +123,32 @@ void ChangeIni(const std::function<IniChanges(const TvIni& ini)>& make) {
     // GLib puts a blank line before each group, also where there is one already.
     const Cli::Pattern more("\n\n(?<v>\n+)");
     Files::Replace(path, more.Replace(TextOf(file), ""));
+}
+
+std::string RequireCloud(const std::string& folder) {
+    std::string absolute = fs::absolute(folder).lexically_normal().string();
+    if (!fs::exists(CloudSite{absolute}.CaFile())) {
+        throw std::runtime_error("there is no local cloud in " + absolute + ": infosync-cloud serve --dir '" +
+                                 absolute + "'");
+    }
+    return absolute;
+}
+
+Cloud Cloud::Find() {
+    const auto ini = TvFolder::ReadIni();
+    Cloud cloud = {CloudSite::Of(*ini).folder, 0, "no local cloud: infosync-tv set http.cloud FOLDER"};
+    try {
+        if (!cloud.folder.empty()) {
+            RequireCloud(cloud.folder);
+            cloud.port = CloudSite{cloud.folder}.LivePort();
+            const bool isOverridden = !ini->List(TvKeys::CONNECT_TO).empty();
+            cloud.words = cloud.folder + ", on port " + std::to_string(cloud.port) +
+                          (isOverridden ? "; but requests go where http.connect_to says" : "");
+        }
+    } catch (const std::exception& error) {
+        cloud.words = error.what();
+    }
+    return cloud;
 }
 
 }  // namespace Television

@@ -17,7 +17,7 @@
 #include "Cli/Masker.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Television/Cloud.h"
+#include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Stored.h"
 #include "TvFolder.h"

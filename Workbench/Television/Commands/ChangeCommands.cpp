@@ -8,7 +8,6 @@
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Files.h"
-#include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "TvFolder.h"

@@ -1,7 +1,6 @@
 #include <glib.h>
 
 #include <ctime>
-#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <map>
@@ -11,13 +10,11 @@
 #include "AuthData/CAccessToken.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
-#include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
 #include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Files.h"
-#include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "Television/Log/Message.h"
@@ -33,31 +30,25 @@ namespace fs = std::filesystem;
 /** What the files of a report hold, by their names. */
 using FilesOfReport = std::map<fs::path, std::string>;
 
-/** @return whether all of the television could be read; what could not is left out and told */
-bool ReadTelevision(FilesOfReport& files) {
-    bool isWhole = true;
+/** The television's files, with what its local cloud was asked and the versions of what made the report. */
+FilesOfReport ReadFiles() {
+    FilesOfReport files;
     for (const fs::path& path : Television::TelevisionPaths()) {
-        try {
-            if (fs::is_directory(path)) {
-                static_cast<void>(fs::directory_iterator(path));  // what is in it comes by itself
-            } else {
-                files[path.lexically_relative(TvFolder::Path())] = Files::Read(path);
-            }
-        } catch (const std::exception& error) {
-            std::cerr << "infosync-tv: left out: " << Cli::Escape(Cli::Reason(error)) << "\n";
-            isWhole = false;
+        if (fs::is_directory(path)) {
+            static_cast<void>(
+                fs::directory_iterator(path));  // what is in it comes by itself, if it can be read
+        } else if (const auto bytes = Files::ReadIfThere(path)) {
+            files[path.lexically_relative(TvFolder::Path())] = *bytes;
         }
     }
-    return isWhole;
-}
-
-/** Of what made it. */
-std::string Versions() {
+    const std::string exchanges = Television::Cloud::Find().folder + "/state/exchanges.jsonl";
+    files["exchanges.jsonl"] = Files::ReadIfThere(exchanges).value_or("");
     Json::Value versions;
     versions["infosync-tv"] = INFOSYNC_VERSION;
     versions["written"] = Json::Int64{std::time(nullptr)};
     versions["distribution"] = Cli::Taken(g_get_os_info(G_OS_INFO_KEY_PRETTY_NAME));
-    return Cli::JsonText(versions);
+    files["versions.json"] = Cli::JsonText(versions);
+    return files;
 }
 
 /** Masks its secrets, and lets its tokens have run out. @throws std::runtime_error when a stored secret stays
@@ -125,21 +116,13 @@ void Report(const ReportArguments& arguments) {
         throw std::runtime_error(arguments.file +
                                  " is already there\nName another file, or replace it with --force");
     }
-    FilesOfReport files;
-    const bool isWhole = ReadTelevision(files);
-    files["exchanges.jsonl"] =
-        Files::ReadIfThere(Television::Cloud::Find().folder + "/state/exchanges.jsonl").value_or("");
-    files["versions.json"] = Versions();
     const std::string fileName = file.filename().string();
     const std::string name = fileName.substr(0, fileName.find('.', 1));
-    Files::Replace(file, Pack(name, files));
+    Files::Replace(file, Pack(name, ReadFiles()));
     std::cout << Cli::Escape(arguments.file)
               << ": the television, its secrets masked\nTo look into it: tar xzf "
               << Cli::Escape(arguments.file) << ", then infosync-tv --dir " << Cli::Escape(name)
               << " status\n";
-    if (!isWhole) {
-        throw Cli::ToldAlready();
-    }
 }
 
 }  // namespace

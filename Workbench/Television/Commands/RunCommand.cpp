@@ -15,7 +15,6 @@
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
-#include "Television/Cloud.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
