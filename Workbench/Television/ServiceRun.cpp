@@ -23,20 +23,16 @@ namespace {
 constexpr std::int64_t GRACE_MICROSECONDS = 2'000'000;
 constexpr int LOOK_MILLISECONDS = 200;
 
-struct Parent {
-    pid_t pid;
-    sigset_t signals;
-};
-
 /** Between fork and exec: the service ends with this process, and hears of the terminal's signals through it.
  */
-void PrepareService(gpointer data) {
-    const auto& parent = *static_cast<Parent*>(data);
+void PrepareService(gpointer parent) {
     setpgid(0, 0);
-    sigprocmask(SIG_SETMASK, &parent.signals, nullptr);
+    sigset_t none = {};
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent.pid) {
-        _exit(1);  // the parent was gone before the line above
+    if (getppid() != *static_cast<pid_t*>(parent)) {
+        _exit(1);  // it was gone before the line above
     }
 }
 
@@ -47,7 +43,8 @@ sigset_t Heard() {
     sigaddset(&signals, SIGCHLD);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction action = {};
-        if (sigaction(signal, nullptr, &action) != 0 || action.sa_handler != SIG_IGN) {
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) {
             sigaddset(&signals, signal);
         }
     }
@@ -86,10 +83,10 @@ ServiceRun::ServiceRun(const RunOptions& options)
       m_logFile(OpenLogFile(options)) {
     lseek(m_logFile, 0, SEEK_END);
     const sigset_t heard = Heard();
-    Parent parent = {getpid(), {}};
-    sigprocmask(SIG_BLOCK, &heard, &parent.signals);
+    sigprocmask(SIG_BLOCK, &heard, nullptr);
     m_signals = signalfd(-1, &heard, SFD_NONBLOCK | SFD_CLOEXEC);
     g_setenv("INFOSYNC_TV_LOG_LEVEL", std::string(1, options.level).c_str(), TRUE);
+    pid_t parent = getpid();
     char* words[] = {m_options.service.data(), nullptr};
     GError* error = nullptr;
     g_spawn_async_with_pipes(nullptr, words, nullptr, G_SPAWN_DO_NOT_REAP_CHILD, &PrepareService, &parent,

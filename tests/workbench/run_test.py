@@ -9,9 +9,7 @@ import signal
 import subprocess
 import unittest
 
-from television_case import SECRET, SETTINGS, TOOL, USER, ToolCase
-
-END = "E/BT_INFOSYNC(1): main.cpp: main(1) > <<Not Error>>End main loop"
+from television_case import END, SECRET, SETTINGS, TOOL, USER, ToolCase
 
 
 class RunTest(ToolCase):
@@ -20,15 +18,12 @@ class RunTest(ToolCase):
         self.run_tool("init")
         self.service = self.work / "service"
 
-    def service_does(self, script):
-        self.make_service(script)
-
     def start(self, *words):
         """Starts a run, and returns it with the process id of its service, which then waits for the end of the world."""
         pipe = self.work / "pipe"
         pipe.unlink(missing_ok=True)
         os.mkfifo(pipe)
-        self.service_does(f"echo $$ > {pipe}; exec sleep 1000")
+        self.make_service(f"echo $$ > {pipe}; exec sleep 1000")
         run = subprocess.Popen([TOOL, "--dir", self.tv, "run", "--service", self.service, *words], text=True,
                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=self.environment, start_new_session=True)
         self.addCleanup(run.communicate)
@@ -53,18 +48,12 @@ class RunTest(ToolCase):
                 self.assert_gone(handle)
 
     def test_signals_that_were_to_be_ignored_are(self):
-        run, service = self.start_ignoring_hangups()
+        self.addCleanup(signal.signal, signal.SIGHUP, signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        run, _ = self.start()
         os.kill(run.pid, signal.SIGHUP)
         os.kill(run.pid, signal.SIGTERM)
         run.communicate(timeout=20)
         self.assertEqual(run.returncode, 128 + signal.SIGTERM)
-
-    def start_ignoring_hangups(self):
-        before = signal.signal(signal.SIGHUP, signal.SIG_IGN)
-        try:
-            return self.start()
-        finally:
-            signal.signal(signal.SIGHUP, before)
 
     def test_the_service_never_outlives_the_tool(self):
         run, service = self.start()
@@ -90,7 +79,7 @@ class RunTest(ToolCase):
         self.assertEqual(sorted(bonded[0].removeprefix("bonded=").split(";")), addresses)
 
     def test_what_could_not_be_stored_makes_the_run_failed(self):
-        self.service_does(f"echo 'E/VCONF   ( 12): db/devices: No space left on device' >&2; echo '{END}' >&2")
+        self.make_service(f"echo 'E/VCONF   ( 12): db/devices: No space left on device' >&2; echo '{END}' >&2")
         reason = "VCONF: db/devices: No space left on device"
         self.assertIn(reason, self.run_tool("run", "--service", self.service, status=1).stdout)
         kept = json.loads((self.tv / "runs/1.json").read_text())
@@ -103,7 +92,7 @@ class RunTest(ToolCase):
 
     def test_says_what_the_service_waits_for(self):
         for target in ("&2", f">{self.tv}/log"):
-            self.service_does(f"""{{
+            self.make_service(f"""{{
                 echo 'W/BT_INFOSYNC(1): a.cpp: Start(1) > Not logged in, try : 1'
                 echo 'E/BT_INFOSYNC(1): a.cpp: operator()(1) > result != SSO_TRUE'
                 echo '{END}'; }} >{target}""")
@@ -121,7 +110,7 @@ class RunTest(ToolCase):
                   f"E/BT_INFOSYNC(1): a.cpp: GetBTInfoDataFromCloud(3) > refused {secrets[3]}", END]
         (self.work / "lines").write_text("\n".join(lines))
         self.write("keys/InfoSyncJWT", json.dumps({"ben": {"accessToken": secrets[3]}}))
-        self.service_does(f"cat {self.work}/lines >&2")
+        self.make_service(f"cat {self.work}/lines >&2")
         done = self.run_tool("run", "--level", "V", "--service", self.service, status=1)
         page = self.work / "page.html"
         told = self.run_tool("explain", self.tv / "runs/1.log", "--html", page).stdout + page.read_text()
@@ -136,7 +125,7 @@ class RunTest(ToolCase):
         self.assertEqual([piece for piece in secrets[1:2] + secrets[3:] if piece not in done.stderr], [])
 
     def test_the_log_of_a_run_by_its_level(self):
-        self.service_does(f"echo 'I/BT_INFOSYNC(1): a.cpp: f(1) > much' >&2; echo '{END}' >&2")
+        self.make_service(f"echo 'I/BT_INFOSYNC(1): a.cpp: f(1) > much' >&2; echo '{END}' >&2")
         self.run_tool("run", "--service", self.service, status=1)
         self.assertIn("much", self.run_tool("log").stdout)
         narrow = self.run_tool("log", "1", "--level", "w").stdout
@@ -144,7 +133,7 @@ class RunTest(ToolCase):
         self.assertIn("End main loop", narrow)
 
     def test_an_outcome_that_could_not_be_written_is_told(self):
-        self.service_does(f"echo '{END}' >&2")
+        self.make_service(f"echo '{END}' >&2")
         subprocess.run(["sh", "-c", 'trap "" XFSZ; ulimit -f 1; exec "$0" "$@"', TOOL, "--dir", self.tv, "run", "--service",
                         self.service], env=self.environment, capture_output=True, check=False)
         self.assertIn("not kept: how it ended could not be written", self.run_tool("runs").stdout)
@@ -156,9 +145,8 @@ class RunTest(ToolCase):
                f"echo 'I/BT_INFOSYNC(1): a.cpp: f(1) > key:refresh_token, value : {SECRET}2' >&2; "
         says += "".join(f"echo '{line}' >&2; " for line in (
             "E/BT_INFOSYNC(1): CKCloudDataHttpMessage.cpp: f(1) > error code : 200", "I/BT_INFOSYNC(1): a.cpp: UpdateDeviceList(1) > {}"))
-        end = "echo 'E/BT_INFOSYNC(1): main.cpp: main(1) > <<Not Error>>End main loop' >&2"
         change = "printf '{}' > \"$INFOSYNC_TV_DIR/" + SETTINGS + "/devices\"; "
-        service = self.make_service(f"{says}{change}{end}")
+        service = self.make_service(f"{says}{change}echo '{END}' >&2")
         first = json.loads(self.run_tool("run", "--json", INFOSYNC_SERVICE=str(service)).stdout)
         self.assertEqual((first["outcome"], first["number"], [change["change"] for change in first["changes"]]), ("success", 1, ["removed"] * 2))
         requests = [(each["request"], each["answered"], each["status"], each["seconds"]) for each in first["story"] if "request" in each]

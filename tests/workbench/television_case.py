@@ -9,6 +9,7 @@ from harness import BIN, OWNER, USER, FolderCase
 
 TOOL = BIN / "infosync-tv"
 SETTINGS = f"settings/{OWNER}"
+END = "E/BT_INFOSYNC(1): main.cpp: main(1) > <<Not Error>>End main loop"
 SECRET = "top-secret-text-of-a-token"
 
 
