@@ -21,7 +21,7 @@ namespace Television {
 namespace {
 
 std::string ProblemOfPath(const std::string& path) {
-    const std::string foreign = WhyNotOurs(path);
+    std::string foreign = WhyNotOurs(path);
     if (!foreign.empty() || access(path.c_str(), R_OK | W_OK) == 0 || errno == ENOENT) {
         return foreign;
     }

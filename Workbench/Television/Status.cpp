@@ -130,8 +130,9 @@ Json::Value PlanFor(const Json::Value& user) {
     } else if (refresh["state"] != VALID) {
         ask("token", "refresh token: " + StateWords(refresh));
     } else if (access["state"] == EXPIRED) {
-        plan["words"] = WhyNoRefresh(refresh);
-        if (plan["words"] != "") {
+        const std::string problem = WhyNoRefresh(refresh);
+        if (!problem.empty()) {
+            plan["words"] = problem;
             return plan;
         }
         ask("refresh", "access token: " + StateWords(access));

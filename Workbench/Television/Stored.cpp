@@ -110,14 +110,6 @@ DeviceList ReadDeviceList() {
     return list;
 }
 
-std::string UsersOf(const Json::Value& device) {
-    std::string users;
-    for (const Json::Value& user : device["users"]) {
-        users += (users.empty() ? "" : ", ") + user.asString();
-    }
-    return users;
-}
-
 std::vector<std::string> StoredSecrets() {
     std::vector<std::string> secrets;
     for (const char* alias : {InfoSyncUtil::ALIAS_ACCESS_TOKEN, InfoSyncUtil::ALIAS_JWT}) {

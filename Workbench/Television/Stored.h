@@ -54,9 +54,6 @@ struct DeviceList {
 
 DeviceList ReadDeviceList();
 
-/** Of one of its devices: "ann@example.com, ben". */
-std::string UsersOf(const Json::Value& device);
-
 /** Tokens of all users, the authorisation code and its verifier. */
 std::vector<std::string> StoredSecrets();
 

@@ -12,6 +12,7 @@
 #include "Cli/Text.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/Devices.h"
+#include "Television/Log/Story.h"
 #include "Television/Status.h"
 #include "Television/Stored.h"
 #include "Util/BluetoothUtil.h"
@@ -68,15 +69,14 @@ Json::Value Decide(const std::string& user, const Json::Value& record, const Dev
                    const std::string& signedIn) {
     const std::string id = Cli::TextMember(record, CDeviceInfo::RECORD_ID);
     const auto entry = list.devices.find(id);
-    const Json::Value device = entry == list.devices.end() ? Json::Value() : entry->second;
-    const Json::Value users = device.isNull() ? Json::Value(Json::arrayValue) : device["users"];
+    const bool isThere = entry != list.devices.end();
+    const Json::Value users = isThere ? entry->second["users"] : Json::Value(Json::arrayValue);
     const bool isSignedIn = user == signedIn;
     const bool isListed = std::find(users.begin(), users.end(), user) != users.end();
     const bool isListReadable = list.problem.empty();
     std::string words = isSignedIn ? "" : "belongs to " + user + ", who is not signed in; ";
-    words += isListReadable ? "" : "the device list cannot be read; by the rules: ";
     if (!isListed && !users.empty()) {
-        words += "listed by the record of " + UsersOf(device) + " only; for " + user + ": ";
+        words += "listed by the record of " + Log::Joined(users, ", ") + " only; for " + user + ": ";
     }
     const auto [why, reason] = ReasonFor(record, user, isSignedIn, isListed, isListReadable);
     Json::Value verdict;
@@ -103,7 +103,7 @@ bool IsMeant(const std::string& device, const Json::Value& object) {
 std::string TracesOf(const std::string& device, const DeviceList& list) {
     for (const auto& [id, entry] : list.devices) {
         if (IsMeant(device, entry)) {
-            return "It is on the device list for " + UsersOf(entry) +
+            return "It is on the device list for " + Log::Joined(entry["users"], ", ") +
                    ", though no record that is stored is of it. ";
         }
     }

@@ -153,7 +153,7 @@ std::string ChangeText(const Json::Value& change, const Style& style) {
     const Colour colour = kind == "removed" ? Colour::RED : kind == "added" ? Colour::GREEN : Colour::YELLOW;
     const std::string words =
         (kind == "renamed" ? text("was") + " -> " : "") + text("name") + "  " + text("address") +
-        (kind == "changed" ? "  users " + Television::UsersOf(change) : "") + "  (" + text("id") + ")";
+        (kind == "changed" ? "  users " + Log::Joined(change["users"], ", ") : "") + "  (" + text("id") + ")";
     return "  " + style(colour, Cli::Pad(kind, sizeof("renamed  ") - 1)) + Cli::Escape(words) + "\n";
 }
 

@@ -14,6 +14,7 @@
 #include "GateSite.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
+#include "Television/Log/Story.h"
 #include "Television/Status.h"
 #include "Television/Stored.h"
 #include "Television/Why.h"
@@ -40,8 +41,8 @@ void ShowDevices(const ShowArguments& arguments) {
     Json::Value devices(Json::arrayValue);
     for (const auto& [id, device] : list.devices) {
         devices.append(device);
-        table.Add({device["name"].asString(), device["address"].asString(), Television::UsersOf(device),
-                   device["deleted_on_tv"].asBool() ? "yes" : "no", id});
+        table.Add({device["name"].asString(), device["address"].asString(),
+                   Log::Joined(device["users"], ", "), device["deleted_on_tv"].asBool() ? "yes" : "no", id});
     }
     std::cout << (arguments.json    ? Cli::JsonText(devices)
                   : devices.empty() ? "no devices\n"
