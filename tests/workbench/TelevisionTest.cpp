@@ -182,13 +182,13 @@ TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
         EXPECT_EQ(next["requests"], Cli::JsonArray(c.requests)) << c.tokens;
         EXPECT_THAT(next["words"].asString(), HasSubstr(c.words));
     }
+    PutKey("InfoSyncAccessToken", cases[0].tokens);
+    Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "1");
+    EXPECT_EQ(Cli::CompactJson(NextRun()["requests"]), R"(["token","activation","app","download"])");
+    Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "0");
     PutKey("InfoSyncJWT", "{");
     PutKey("InfoSyncServiceActivationInfo", R"({"dvcId":"d","expireTime":5})");
-    const Json::Value all =
-        Cli::JsonArray(std::vector<std::string>{"token", "activation", "app", "download"});
-    EXPECT_EQ(NextRun()["requests"], all);
-    Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "1");
-    EXPECT_EQ(NextRun()["requests"], all);
+    EXPECT_EQ(Cli::CompactJson(NextRun()["requests"]), R"(["activation","app","download"])");
     Put("tv.ini", "[sso]\nstate=0\n");
     EXPECT_THAT(NextRun()["words"].asString(), HasSubstr("waits 20s"));
 }
@@ -214,6 +214,15 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
         EXPECT_THAT(text, HasSubstr(line));
     }
     EXPECT_THAT(text + status.toStyledString(), testing::Not(HasSubstr(token)));
+}
+
+TEST_F(TelevisionTest, ADeviceListIsReadableUpToTheServicesOwnLimit) {
+    Json::Value list;
+    for (int i = 0; i < 5000; ++i) {
+        list["r" + std::to_string(i)]["users"].append(ANN);
+    }
+    PutList(Cli::CompactJson(list));
+    EXPECT_EQ(Television::ReadStatus(0)["devices"]["count"].asInt(), 5000);
 }
 
 TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {

@@ -91,6 +91,7 @@ class RunTest(ToolCase):
         self.assertIn("could not be kept", done.stderr)
 
     def test_says_what_the_service_waits_for(self):
+        self.write("log", "E/BT_INFOSYNC(1): a.cpp: f(1) > of an earlier run\n")
         for target in ("&2", f">{self.tv}/log"):
             self.make_service(f"""{{
                 echo 'W/BT_INFOSYNC(1): a.cpp: Start(1) > Not logged in, try : 1'
@@ -99,6 +100,7 @@ class RunTest(ToolCase):
             said = self.run_tool("run", "--level", "F", "--service", self.service, status=1).stderr
             self.assertIn("infosync-tv: waiting for sign-in", said)
             self.assertIn("infosync-tv: no code came", said)
+            self.assertNotIn("earlier", self.run_tool("log").stdout)
             self.run_tool("set", "log.file", "log")
 
     def test_no_secret_is_shown_wherever_it_is_cut(self):
@@ -145,10 +147,10 @@ class RunTest(ToolCase):
                f"echo 'I/BT_INFOSYNC(1): a.cpp: f(1) > key:refresh_token, value : {SECRET}2' >&2; "
         says += "".join(f"echo '{line}' >&2; " for line in (
             "E/BT_INFOSYNC(1): CKCloudDataHttpMessage.cpp: f(1) > error code : 200", "I/BT_INFOSYNC(1): a.cpp: UpdateDeviceList(1) > {}"))
-        change = "printf '{}' > \"$INFOSYNC_TV_DIR/" + SETTINGS + "/devices\"; "
+        change = "printf '{\"odd\":3}' > \"$INFOSYNC_TV_DIR/" + SETTINGS + "/devices\"; "
         service = self.make_service(f"{says}{change}echo '{END}' >&2")
         first = json.loads(self.run_tool("run", "--json", INFOSYNC_SERVICE=str(service)).stdout)
-        self.assertEqual((first["outcome"], first["number"], [change["change"] for change in first["changes"]]), ("success", 1, ["removed"] * 2))
+        self.assertEqual((first["outcome"], first["number"], [change["change"] for change in first["changes"]]), ("success", 1, ["removed"]))
         requests = [(each["request"], each["answered"], each["status"], each["seconds"]) for each in first["story"] if "request" in each]
         self.assertEqual(requests, [("download", True, 200, None)])
         self.assertRegex(self.run_tool("log", "-f").stdout, r"^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}[+-]\d{4} I/BT_INFOSYNC\(1\): .*key:Authorization, value : ")
