@@ -191,6 +191,16 @@ Television::RunOptions OptionsOf(const RunArguments& arguments, char level, cons
             logFile ? TvFolder::Resolve(*logFile) : "", Cli::ParseDuration(arguments.timeout).value()};
 }
 
+/** @return why the run could not be kept; empty where it was */
+std::string Keep(Television::RunKeeper& keeper, Television::KeptRun& run) {
+    try {
+        keeper.Keep(run);
+        return "";
+    } catch (const std::exception& error) {
+        return std::string("how the run ended could not be kept: ") + error.what();
+    }
+}
+
 void Run(const RunArguments& arguments) {
     const auto television = Television::RequireSound();
     const std::string usual = television->Text(TvKeys::LOG_LEVEL).value_or("I");
@@ -219,12 +229,7 @@ void Run(const RunArguments& arguments) {
     run["seconds"] = static_cast<double>(milliseconds) / 1000;
     run["level"] = std::string(1, options.level);
     run["changes"] = Compare(before, after);
-    std::string unkept;
-    try {
-        keeper.Keep(run);
-    } catch (const std::exception& error) {
-        unkept = std::string("how the run ended could not be kept: ") + error.what();
-    }
+    const std::string unkept = Keep(keeper, run);
     std::cout << (arguments.json ? Cli::JsonText(run) : RunText(run, after, Style(STDOUT_FILENO)));
     if (!unkept.empty()) {
         throw std::runtime_error(unkept);
