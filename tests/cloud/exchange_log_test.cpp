@@ -35,10 +35,8 @@ class ExchangesTest : public CloudTest {
 protected:
     static void Add(ExchangeLog& log, const std::string& target, const std::string& body = "") {
         Json::Value exchange;
-        exchange["path"] = target;
-        TakeApart(exchange["request"], "POST " + target + " HTTP/1.1\r\nHost: h\r\nX: y\r\n\r\n" + body);
-        TakeApart(exchange["response"], "HTTP/1.1 200 OK\r\n\r\nyes");
-        log.Add(exchange);
+        log.Add(exchange, "POST " + target + " HTTP/1.1\r\nHost: h\r\nX: y\r\n\r\n" + body,
+                "HTTP/1.1 200 OK\r\n\r\nyes");
     }
 
     /** The numbers of those after the given one, in words. */

@@ -21,7 +21,7 @@ protected:
     }
 
     void Plan(const std::string& kind, const std::string& on, int skip, int times) {
-        plan.Add(Fault(Planned(kind, on, skip, times)));
+        AddFault(folder, Fault(Planned(kind, on, skip, times)));
     }
 
     /** One letter for each request: the fault's kind that hits it, or '-'. A server each, as after a restart.
@@ -29,13 +29,11 @@ protected:
     std::string Hits(const std::string& name, int requests) {
         std::string hits;
         for (int i = 0; i < requests; ++i) {
-            const auto fault = FaultPlan(folder).Take(name);
+            const auto fault = TakeFault(folder, name);
             hits += fault ? fault->Describe()[0] : '-';
         }
         return hits;
     }
-
-    FaultPlan plan{folder};
 };
 
 TEST_F(FaultTest, HitsTheRequestsThatItIsForAsOftenAsAsked) {
@@ -49,8 +47,8 @@ TEST_F(FaultTest, HitsTheRequestsThatItIsForAsOftenAsAsked) {
 TEST_F(FaultTest, GoesOnUntilClearedWithZeroTimesAndWaitsForEarlierOnes) {
     Plan("drop", "any", 0, 0);
     EXPECT_EQ(Hits("app", 3), "ddd");
-    EXPECT_EQ(plan.Clear(), 1U);
-    EXPECT_EQ(plan.Clear(), 0U);
+    EXPECT_EQ(ForgetFaults(folder), 1U);
+    EXPECT_EQ(ForgetFaults(folder), 0U);
     Plan("drop", "any", 0, 1);
     Plan("garbage", "any", 0, 1);
     EXPECT_EQ(Hits("app", 3), "dg-");
@@ -58,18 +56,18 @@ TEST_F(FaultTest, GoesOnUntilClearedWithZeroTimesAndWaitsForEarlierOnes) {
 
 TEST_F(FaultTest, ConnectionFaultsLeaveRequestsAlone) {
     Plan("plain", "any", 1, 1);
-    EXPECT_TRUE(plan.WaitsForConnection());
+    EXPECT_TRUE(PlannedFaults(folder).front().HitsConnection());
     EXPECT_EQ(Hits("app", 2), "--");
-    EXPECT_FALSE(plan.Take(""));
-    EXPECT_TRUE(plan.Take(""));
-    EXPECT_FALSE(plan.WaitsForConnection());
+    EXPECT_FALSE(TakeFault(folder, ""));
+    EXPECT_TRUE(TakeFault(folder, ""));
+    EXPECT_TRUE(PlannedFaults(folder).empty());
 }
 
 TEST_F(FaultTest, DamagedPlanIsAnErrorAndStaysAsItIs) {
     for (const char* text : {"{", R"({"faults":[{"kind":"unheard-of"}]})",
                              R"({"faults":[{"kind":"delay","value":"-1s"}]})", R"({"faults":[7]})"}) {
         Files::Replace(folder.StateFile("faults.json"), text);
-        EXPECT_THROW(plan.Take("app"), std::runtime_error) << text;
+        EXPECT_THROW(TakeFault(folder, "app"), std::runtime_error) << text;
         EXPECT_THROW(Plan("drop", "any", 0, 1), std::runtime_error) << text;
         EXPECT_EQ(Files::Read(folder.StateFile("faults.json")), text);
     }

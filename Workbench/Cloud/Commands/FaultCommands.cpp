@@ -43,39 +43,35 @@ void RefuseUnless(bool fits, const std::string& otherwise) {
 }
 
 Fault Planned(const FaultArguments& arguments) {
-    const auto& kinds = FaultKinds();
-    const auto kind = std::find_if(kinds.begin(), kinds.end(),
-                                   [&](const FaultKind& each) { return each.name == arguments.kind; });
-    RefuseUnless(kind != kinds.end(), "which fault?");
-    const std::string name = "fault " + arguments.kind;
-    const bool isAnswer = std::holds_alternative<MakeBody>(kind->deed);
-    const bool isFile = &kind->value == &FaultValue::FILE;
-    RefuseUnless(arguments.value || kind->standard != nullptr, name + " needs a value: " + kind->value.word);
-    std::string value = arguments.value ? *arguments.value : kind->standard;
-    RefuseUnless(kind->value.fits(value), "the value of " + name + " is " + kind->value.rule);
-    RefuseUnless(!std::holds_alternative<Begin>(kind->deed) || arguments.on == ANY_REQUEST,
-                 name + " hits a connection, whatever is asked then: leave out --on");
-    RefuseUnless((isAnswer || arguments.headers.empty()) && (isFile || arguments.status == 0),
-                 "--header is for the faults status and body, --status for body");
-    if (isFile) {
-        value = std::filesystem::absolute(value);
-        Files::Read(value);  // what cannot be sent is refused now
-    }
+    RefuseUnless(!arguments.kind.empty(), "which fault?");
     Json::Value plan;
-    plan["kind"] = kind->name;
-    plan["value"] = value;
+    plan["kind"] = arguments.kind;
     plan["on"] = arguments.on;
     plan["skip"] = Json::Int64(arguments.nth - 1);
     plan["times"] = Json::Int64(arguments.times);
-    plan["status"] = isAnswer && !isFile ? std::stoi(value) : std::max(arguments.status, LOWEST_STATUS);
     plan["headers"] = Cli::JsonArray(arguments.headers);
-    return Fault(plan);
+    if (arguments.value) {
+        plan["value"] = *arguments.value;
+    }
+    Fault fault(plan);
+    const bool isAnswer = std::holds_alternative<MakeBody>(fault.kind->deed);
+    RefuseUnless(!fault.HitsConnection() || arguments.on == ANY_REQUEST,
+                 "fault " + arguments.kind + " hits a connection, whatever is asked then: leave out --on");
+    RefuseUnless((isAnswer || arguments.headers.empty()) && (fault.HasFile() || arguments.status == 0),
+                 "--header is for the faults status and body, --status for body");
+    fault.plan["status"] =
+        isAnswer && !fault.HasFile() ? std::stoi(fault.Value()) : std::max(arguments.status, LOWEST_STATUS);
+    if (fault.HasFile()) {
+        fault.plan["value"] = std::filesystem::absolute(fault.Value()).string();
+        Files::Read(fault.Value());  // what cannot be sent is refused now
+    }
+    return fault;
 }
 
 void PlanFault(const FaultArguments& arguments) {
     const Fault fault = Planned(arguments);
     const Folder folder = Folder::Ready();
-    FaultPlan(folder).Add(fault);
+    AddFault(folder, fault);
     std::cout << "planned: " << Cli::Escape(fault.Describe())
               << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
 }
@@ -83,7 +79,7 @@ void PlanFault(const FaultArguments& arguments) {
 void ListFaults(const Shown& arguments) {
     Json::Value list = Json::arrayValue;
     Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
-    for (const Fault& fault : FaultPlan(Folder::Ready()).List()) {
+    for (const Fault& fault : PlannedFaults(Folder::Ready())) {
         list.append(fault.plan);
         const std::string times = fault.plan["times"].asString();
         table.Add({fault.Describe(), fault.plan["on"].asString(), fault.plan["skip"].asString(),
@@ -93,7 +89,7 @@ void ListFaults(const Shown& arguments) {
 }
 
 void ClearFaults() {
-    const std::size_t count = FaultPlan(Folder::Ready()).Clear();
+    const std::size_t count = ForgetFaults(Folder::Ready());
     std::cout << (count == 0 ? "nothing was planned" : "forgotten: " + Cli::Count(count, "fault")) << "\n";
 }
 
@@ -134,7 +130,7 @@ void DeclareFault(Cli::Command& command, FaultArguments& arguments) {
 std::string Line(const FaultKind& kind) {
     constexpr std::size_t WIDTH = 22;
     const std::string word = kind.value.word;
-    const bool isOptional = kind.standard != nullptr && !word.empty();
+    const bool isOptional = *kind.standard != '\0';
     const std::string value = isOptional ? "[" + word + "]" : word;
     return "  " + Cli::Pad(kind.name + (" " + value), WIDTH) + kind.summary + "\n";
 }
@@ -148,7 +144,7 @@ std::string Kinds() {
         parts[kind.deed.index()] += Line(kind);
     }
     return parts[0] + "\n" + parts[1] + "\n" + parts[2] + "\n" +
-           Cli::Wrap("FLAW is " + FaultValue::FLAW.rule + ".", 0, Cli::HELP_WIDTH);
+           Cli::Wrap("FLAW is one of " + Cli::Join(CertificateFlaws(), ", ") + ".", 0, Cli::HELP_WIDTH);
 }
 
 }  // namespace

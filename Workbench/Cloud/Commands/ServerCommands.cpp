@@ -150,7 +150,7 @@ Json::Value StatusOf(const Folder& folder) {
     status["dir"] = folder.Path();
     status["ca_file"] = folder.CaFile();
     status["uptime_seconds"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC - status["started"].asInt64());
-    status["planned_faults"] = Json::UInt64(FaultPlan(folder).List().size());
+    status["planned_faults"] = Json::UInt64(PlannedFaults(folder).size());
     return status;
 }
 

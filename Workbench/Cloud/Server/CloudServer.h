@@ -4,6 +4,8 @@
 #include <httplib.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -26,41 +28,44 @@ public:
     int Bind(int port);
 
     /** Ends every connection, and from now on each new one, waiting for none. */
-    void EndConnections() {
-        m_connections.EndAll();
-    }
+    void EndConnections();
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     bool process_and_close_socket(socket_t socket) override;
 
-    /** Shows a line on standard output, where there is one for every request. */
-    void Say(const std::string& line);
-    /** What became of a connection that never came to a request. */
-    void ShowConnection(const std::string& what);
-
-    void ServeConnection(socket_t socket);
-    /** @return whether it succeeded */
-    bool Handshake(Connection& connection, const SSL* session, const std::optional<Fault>& fault);
+    /** Takes in a new connection, and ends the one that has been silent longest where there are too many.
+     * @return whether it is to be served */
+    bool Enter(int socket);
+    /** From now on the server waits for the client's request, or it does not. */
+    void SetWaiting(int socket, bool isWaiting);
+    void ServeConnection(int socket);
     bool ServeRequest(Connection& connection);
-    /** The answer's bytes, of which none is sent yet. */
-    std::string Answered(Connection& connection);
+    /** What the library, and behind it Respond(), makes of a request. */
+    std::string AnswerOf(const std::string& request);
     void Respond(const Endpoint& endpoint, const httplib::Request& request, httplib::Response& response);
-    /** What the fault that is due says, or else the cloud. */
-    Answer Decide(const Endpoint& endpoint, const httplib::Request& request);
+    /** What a request gets that is none of those that are known. */
+    void Refuse(httplib::Response& response);
+    void Fill(httplib::Response& response, const Answer& answer);
 
     Cloud& m_cloud;
     ServerState& m_state;
-    TlsContexts m_tls;
-    FaultPlan m_faults;
+    TlsContext m_tls;
     ExchangeLog m_exchanges;
     Cli::Style m_style{STDOUT_FILENO};
-    std::mutex m_saying;
-    Connections m_connections;
+
+    std::mutex m_connecting;
+    bool m_ends = false;
+    /** Since when the server has been waiting for the client of each connection that is open. A socket is
+     * ended by being shut down; who serves it sees that and closes it. */
+    std::map<int, Clock::time_point> m_waitingSince;
 
     /** One request at a time is looked at, so that what all take together stays small; the rest is about it.
      */
     std::mutex m_answering;
     Json::Value m_exchange;
+    const Objection* m_objection = nullptr;
     std::optional<Fault> m_fault;
     /** Whether its connection must not be used again. */
     bool m_closes = false;

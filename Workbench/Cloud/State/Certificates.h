@@ -1,5 +1,5 @@
-/** An authority of the cloud's own, in tls/, and what it issues for each server that starts, rightly and
- * wrongly. */
+/** An authority of the cloud's own, in tls/, and TLS with what it issues: for each server that starts, and
+ * with a flaw on purpose. */
 #pragma once
 
 #include <openssl/ssl.h>
@@ -18,14 +18,7 @@ struct Freed {
     }
 };
 
-using SslContext = std::unique_ptr<SSL_CTX, Freed<&SSL_CTX_free>>;
-using SslSession = std::unique_ptr<SSL, Freed<&SSL_free>>;
-
-/** A certificate with its private key. */
-struct Identity {
-    std::unique_ptr<EVP_PKEY, Freed<&EVP_PKEY_free>> key;
-    std::unique_ptr<X509, Freed<&X509_free>> certificate;
-};
+using TlsContext = std::unique_ptr<SSL_CTX, Freed<&SSL_CTX_free>>;
 
 /** What may be the matter with a server certificate. */
 std::vector<std::string> CertificateFlaws();
@@ -33,21 +26,12 @@ std::vector<std::string> CertificateFlaws();
 /** Makes ca.pem and ca.key in the folder, where they are missing. @throws std::runtime_error */
 void MakeAuthority(const std::string& folder);
 
-/** Makes TLS sessions on accepted sockets, before their handshake; the socket stays the caller's. */
-class TlsContexts {
-public:
-    /** @throws std::runtime_error that says what to do when the folder's authority cannot be used */
-    explicit TlsContexts(const std::string& folder);
+/** A server's, with a new certificate for the cloud's hosts that is right but for the flaw, where one is
+ * given.
+ * @throws std::runtime_error that says what to do when the folder's authority cannot be used */
+TlsContext NewTlsContext(const std::string& folder, const std::string& flaw = "");
 
-    SslSession NewSession(int socket) const;
-    /** The same with a certificate that has a flaw. */
-    SslSession NewFlawedSession(int socket, const std::string& flaw) const;
-    /** The same with nothing newer than TLS 1.1. */
-    SslSession NewOldSession(int socket) const;
-
-private:
-    Identity m_authority;
-    SslContext m_context;
-};
+/** Why the library's last operation failed, where it says so; that is forgotten then. */
+std::string TlsError(const char* otherwise);
 
 }  // namespace LocalCloud

@@ -2,15 +2,16 @@
 
 #include <fcntl.h>
 #include <glib.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <filesystem>
+#include <sstream>
 #include <stdexcept>
-#include <utility>
 
 #include "Cli/Json.h"
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Files.h"
@@ -21,6 +22,7 @@ namespace LocalCloud {
 namespace {
 
 constexpr char FILE_NAME[] = "exchanges.jsonl";
+constexpr std::int64_t FIRST_ERROR = 400;
 
 /** Null for a damaged one. */
 Json::Value ParseLine(const std::string& line) {
@@ -31,83 +33,75 @@ Json::Value ParseLine(const std::string& line) {
     }
 }
 
-/** The newest lines, half of what the file may hold. */
-std::string NewerHalf(const std::string& text) {
-    const std::size_t half = ExchangeLog::MOST_BYTES / 2;
-    return text.size() <= half ? text : text.substr(text.find('\n', text.size() - half - 1) + 1);
-}
-
-constexpr std::int64_t FIRST_ERROR = 400;
-
-/** The request's name, with the mark that is asked from; the target where there is no such request. */
-std::string WhatOf(const Json::Value& exchange) {
-    constexpr char MARK[] = "changed_after=";
-    constexpr std::size_t LONGEST_TARGET = 48;
-    const std::string target = Cli::StringMember(exchange, "path");
-    const std::string name = Cli::StringMember(exchange, "endpoint");
-    if (name.empty()) {
-        return (Cli::StringMember(exchange, "method") + " " + target).substr(0, LONGEST_TARGET);
-    }
-    const auto mark = target.find(MARK);
-    const auto begin = mark + sizeof(MARK) - 1;
-    return mark == std::string::npos
-               ? name
-               : name + " after " + target.substr(begin, target.find('&', begin) - begin);
-}
-
-}  // namespace
-
-void TakeApart(Json::Value& entry, const std::string& message) {
+/** The "headers" as the lines that came, and the "body"; "body_bytes" is the length of one that is not whole.
+ */
+Json::Value TakeApart(const std::string& message) {
+    Json::Value entry;
     entry["headers"] = Json::arrayValue;
-    entry["body"] = "";
-    const auto end = message.find(HEADERS_END);
-    if (end == std::string::npos) {
-        return;
+    const auto end = std::min(message.find(HEADERS_END), message.size());
+    for (auto line = message.find(LINE_END); line < end;) {
+        const auto start = line + sizeof(LINE_END) - 1;
+        line = message.find(LINE_END, start);
+        entry["headers"].append(message.substr(start, line - start));
     }
-    for (auto start = message.find(LINE_END); start < end;) {
-        start += sizeof(LINE_END) - 1;
-        const auto next = message.find(LINE_END, start);
-        entry["headers"].append(message.substr(start, next - start));
-        start = next;
-    }
-    const auto body = end + sizeof(HEADERS_END) - 1;
+    const auto body = std::min(end + sizeof(HEADERS_END) - 1, message.size());
     entry["body"] = message.substr(body, LONGEST_KEPT_BODY);
     if (message.size() - body > LONGEST_KEPT_BODY) {
         entry["body_bytes"] = Json::UInt64(message.size() - body);
     }
+    return entry;
 }
+
+/** The request's name, with the mark that is asked from; the target where there is no such request. */
+std::string WhatOf(const Json::Value& exchange) {
+    constexpr std::size_t LONGEST_TARGET = 48;
+    const std::string target = Cli::StringMember(exchange, "path");
+    const std::string name = Cli::StringMember(exchange, "endpoint");
+    const std::string mark(Cli::Pattern("[?&]changed_after=(?<v>[^&]*)").Find(target)["v"]);
+    return name.empty()   ? (Cli::StringMember(exchange, "method") + " " + target).substr(0, LONGEST_TARGET)
+           : mark.empty() ? name
+                          : name + " after " + mark;
+}
+
+}  // namespace
 
 ExchangeLog::ExchangeLog(const Folder& folder) : m_path(folder.StateFile(FILE_NAME)) {
     const std::string text = Files::ReadIfThere(m_path).value_or("");
-    if (!text.empty() && text.back() != '\n') {
-        Files::Replace(m_path, text + "\n");
-    }
+    m_isTorn = !text.empty() && text.back() != '\n';
     const std::vector<Json::Value> exchanges = ReadExchanges(folder, 0);
     m_number = exchanges.empty() ? 0 : Cli::IntegerMember(exchanges.back(), "number");
 }
 
-void ExchangeLog::Add(Json::Value& exchange) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+void ExchangeLog::Add(Json::Value& exchange, const std::string& request, const std::string& answer) {
+    std::string method;
+    std::string path;
+    std::string version;
+    int status = 0;
+    std::istringstream(request.substr(0, request.find(LINE_END))) >> method >> path;
+    std::istringstream(answer.substr(0, answer.find(LINE_END))) >> version >> status;
+    exchange["method"] = method;
+    exchange["path"] = path;
+    exchange["request"] = TakeApart(request);
+    exchange["response"] = TakeApart(answer);
+    exchange["response"]["status"] = status;
     exchange["time"] = Cli::Timestamp();
     exchange["number"] = Json::Int64(++m_number);
-    Append(InfoSyncUtil::WriteJson(exchange) + "\n");
-}
 
-void ExchangeLog::Append(const std::string& line) const {
+    const std::string line = (m_isTorn ? "\n" : "") + InfoSyncUtil::WriteJson(exchange) + "\n";
     // Opened each time: whoever removes the file while the server runs gets a new one.
     const int file = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, Files::PRIVATE);
-    const off_t end = file < 0 ? 0 : ::lseek(file, 0, SEEK_END);
     const ssize_t written = file < 0 ? -1 : ::write(file, line.data(), line.size());
     const int error = written < 0 ? errno : ENOSPC;
     const bool isWhole = written == static_cast<ssize_t>(line.size());
-    const bool isTorn = written > 0 && !isWhole && ::ftruncate(file, end) != 0;
+    m_isTorn = !isWhole && (m_isTorn || written > 0);
     ::close(file);
     if (!isWhole) {
         throw std::runtime_error("could not keep exchange " + std::to_string(m_number) + " in " + m_path +
-                                 ": " + g_strerror(error) + (isTorn ? "; a line is torn" : ""));
+                                 ": " + g_strerror(error));
     }
-    if (static_cast<std::size_t>(end) + line.size() > MOST_BYTES) {
-        Files::Replace(m_path, NewerHalf(Files::Read(m_path)));
+    if (std::filesystem::file_size(m_path) > MOST_BYTES) {
+        const std::string text = Files::Read(m_path);
+        Files::Replace(m_path, text.substr(text.find('\n', text.size() - MOST_BYTES / 2) + 1));
     }
 }
 

@@ -4,7 +4,6 @@
 #include <json/json.h>
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -17,39 +16,30 @@ namespace LocalCloud {
 inline constexpr char LINE_END[] = "\r\n";
 inline constexpr char HEADERS_END[] = "\r\n\r\n";
 
-/**
- * Takes a request or an answer apart, into the "headers" as the lines that came and the "body". Of a longer
- * body only the beginning is kept, and "body_bytes" says how long it was.
- */
-void TakeApart(Json::Value& entry, const std::string& message);
-
+/** Of a longer body only the beginning is kept. */
 inline constexpr std::size_t LONGEST_KEPT_BODY = 65536;
 
-/** Exchanges are numbered from 1, for as long as the file is there. Safe from any thread, of one process at a
- * time. */
+/** Exchanges are numbered from 1, for as long as the file is there. One process and thread at a time. */
 class ExchangeLog {
 public:
     /** The file's size; past it the older half goes. */
     static constexpr std::size_t MOST_BYTES = 4U << 20U;
 
-    /** Ends what a killed server wrote of a line. @throws std::runtime_error when it cannot be read or
-     * written
-     */
+    /** @throws std::runtime_error when it cannot be read */
     explicit ExchangeLog(const Folder& folder);
 
     /**
      * Keeps it, for the owner's eyes alone: it holds tokens.
-     * @param exchange gets its number and time, also where it could not be written
+     * @param exchange what is known beside the two messages, which are put into it
      * @throws std::runtime_error that says why it is missing in the file
      */
-    void Add(Json::Value& exchange);
+    void Add(Json::Value& exchange, const std::string& request, const std::string& answer);
 
 private:
-    void Append(const std::string& line) const;
-
     std::string m_path;
-    std::mutex m_mutex;
     std::int64_t m_number = 0;
+    /** Whether the last line has no end, since the disk was full or the server was killed. */
+    bool m_isTorn = false;
 };
 
 /** Those that came after the one of this number, oldest first; a damaged line is left out. */
