@@ -119,7 +119,7 @@ TEST_F(AuthorizationTest, RefreshTokenStaysGoodUntilTheNextOneIsUsed) {
 
 TEST_F(AuthorizationTest, TokensEndAfterTheirLastSecondOrWithTheirUser) {
     const std::string refresh = SignIn("n");
-    const std::string access = tokens.Issue(ANN).access.token;
+    const std::string access = tokens.Issue(ANN).access;
     now += 3600;
     EXPECT_EQ(tokens.OwnerOf(Holding::ACCESS, access), ANN);
     now += 1;

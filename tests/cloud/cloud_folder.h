@@ -18,7 +18,6 @@ namespace LocalCloud {
 class CloudTest : public testing::Test {
 protected:
     CloudTest() {
-        folder.Prepare();
         users.Add(ANN);
     }
     ~CloudTest() override {

@@ -70,7 +70,7 @@ Fault Planned(const FaultArguments& arguments) {
 
 void PlanFault(const FaultArguments& arguments) {
     const Fault fault = Planned(arguments);
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     AddFault(folder, fault);
     std::cout << "planned: " << Cli::Escape(fault.Describe())
               << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
@@ -79,7 +79,7 @@ void PlanFault(const FaultArguments& arguments) {
 void ListFaults(const Shown& arguments) {
     Json::Value list = Json::arrayValue;
     Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
-    for (const Fault& fault : PlannedFaults(Folder::Ready())) {
+    for (const Fault& fault : PlannedFaults(Folder())) {
         list.append(fault.plan);
         const std::string times = fault.plan["times"].asString();
         table.Add({fault.Describe(), fault.plan["on"].asString(), fault.plan["skip"].asString(),
@@ -89,7 +89,7 @@ void ListFaults(const Shown& arguments) {
 }
 
 void ClearFaults() {
-    const std::size_t count = ForgetFaults(Folder::Ready());
+    const std::size_t count = ForgetFaults(Folder());
     std::cout << (count == 0 ? "nothing was planned" : "forgotten: " + Cli::Count(count, "fault")) << "\n";
 }
 

@@ -106,7 +106,7 @@ void ShowLines(const Json::Value& exchanges, bool json) {
 }
 
 void Requests(const RequestsArguments& arguments) {
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     if (arguments.number > 0) {
         ShowOne(folder, arguments);
         return;

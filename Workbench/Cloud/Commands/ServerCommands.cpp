@@ -80,7 +80,7 @@ void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments) {
     // What a large request took is given back, and no thread keeps memory of its own.
     ::mallopt(M_MMAP_THRESHOLD, LEAST_GIVEN_BACK);
     ::mallopt(M_ARENA_MAX, 1);
-    folder.Prepare();
+
     ServerState state(folder);
     Cloud cloud(folder);
     cloud.users.List();  // what may not be read is refused now, not in a client's answer
@@ -167,7 +167,7 @@ std::string TableOf(Json::Value status) {
 }
 
 void Status(const Shown& arguments) {
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     if (arguments.json && !FindServer(folder)) {
         std::cout << "{ \"running\" : false }\n";
     }
@@ -176,7 +176,7 @@ void Status(const Shown& arguments) {
 }
 
 void Stop() {
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     const auto pid = static_cast<pid_t>(RequireServer(folder)["pid"].asInt());
     if (::kill(pid, SIGTERM) != 0 && errno != ESRCH) {
         throw std::runtime_error("could not stop process " + std::to_string(pid) + ": " + g_strerror(errno));

@@ -39,7 +39,7 @@ std::string IdOf(const Json::Value& record) {
 }
 
 void AddUser(const RecordArguments& arguments) {
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const bool added = Users(folder).Add(arguments.login);
     std::cout << (added ? "added " : "there already: ") << Cli::Escape(arguments.login) << ", devices in "
@@ -51,7 +51,7 @@ using Change = std::function<void(Json::Value& records, Json::ArrayIndex index)>
 /** Changes a user's file, as one step for other commands and for the server, at the place of the device,
  * which must be there, or must not. */
 void Edit(const RecordArguments& arguments, bool mustBeThere, const Change& change) {
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     const Users users(folder);
     Json::Value document = users.Load(arguments.login);
@@ -106,7 +106,7 @@ std::string RecordsTable(const Json::Value& records, const Cli::Style& style) {
 }
 
 void List(const RecordArguments& arguments) {
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     const Users users(folder);
     const Cli::Style style(STDOUT_FILENO);
     Json::Value list = Json::arrayValue;
@@ -158,7 +158,7 @@ void ExpireMark(const Folder& folder, const ExpireArguments& arguments) {
 }
 
 void Expire(const ExpireArguments& arguments) {
-    const Folder folder = Folder::Ready();
+    const Folder folder;
     Users(folder).RequireExists(arguments.login);
     if (arguments.what == MARK_WORD) {
         ExpireMark(folder, arguments);

@@ -56,10 +56,10 @@ Answer Granted(const Cloud& cloud, const std::string& login, const TokenPair& to
     Json::Value& rsp = body["rsp"];
     rsp["stat"] = "ok";
     Json::Value& result = rsp["result"];
-    result[CAccessToken::ACCESS_TOKEN] = tokens.access.token;
-    result[CAccessToken::REFRESH_TOKEN] = tokens.refresh.token;
-    result[CAccessToken::ACCESS_TOKEN_LIFETIME] = Json::Int64(tokens.access.lifetime);
-    result[CAccessToken::REFRESH_TOKEN_LIFETIME] = Json::Int64(tokens.refresh.lifetime);
+    result[CAccessToken::ACCESS_TOKEN] = tokens.access;
+    result[CAccessToken::REFRESH_TOKEN] = tokens.refresh;
+    result[CAccessToken::ACCESS_TOKEN_LIFETIME] = Json::Int64(cloud.folder.Lifetime(Holding::ACCESS));
+    result[CAccessToken::REFRESH_TOKEN_LIFETIME] = Json::Int64(cloud.folder.Lifetime(Holding::REFRESH));
     result["token_type"] = "Bearer";
     result["scope"] = "offline.access";
     result[CAccessToken::USER_ID] = cloud.tokens.UserId(login);

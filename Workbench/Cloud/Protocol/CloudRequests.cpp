@@ -1,17 +1,15 @@
-#include <glib.h>
-
 #include <algorithm>
 #include <charconv>
 #include <iterator>
 #include <stdexcept>
 
+#include "AuthData/CDeviceInfo.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cloud/Protocol/Endpoints.h"
 #include "Cloud/State/Users.h"
-#include "Files.h"
 #include "Util/ClientIdentity.h"
 
 namespace LocalCloud {
@@ -123,27 +121,11 @@ void IdentifyBearer(Cloud& cloud, const httplib::Request& request, std::string& 
     Demand(Cli::StartsWith(authorization, BEARER), ResultCode::BAD_APP_TOKEN,
            "the header Authorization must be Bearer and a token");
     // Only the very text that was given is in the store: no signature needs to be looked at.
-    const auto given = cloud.tokens.Find(Holding::APP, authorization.substr(sizeof(BEARER) - 1));
-    Demand(given.has_value(), ResultCode::BAD_APP_TOKEN, "the bearer token is none of this cloud's");
-    login = given->login;
-    Demand(given->holds, ResultCode::BAD_APP_TOKEN, "the bearer token has expired");
+    const Json::Value given = cloud.tokens.Find(Holding::APP, authorization.substr(sizeof(BEARER) - 1));
+    Demand(!given.isNull(), ResultCode::BAD_APP_TOKEN, "the bearer token is none of this cloud's");
+    login = Cli::StringMember(given, "login");
+    Demand(cloud.tokens.Holds(given), ResultCode::BAD_APP_TOKEN, "the bearer token has expired");
     Demand(cloud.users.Exists(login), ResultCode::WRONG_USER, "there is no user " + login + " any more");
-}
-
-/** The code to refuse a user's mark with, once, when somebody made the mark expire. */
-std::string TakeExpiredMark(const Cloud& cloud, const std::string& login) {
-    const std::string path = cloud.folder.ExpiredMarkFile(login);
-    std::string code = Files::ReadIfThere(path).value_or("");
-    return !code.empty() && Files::Remove(path) ? std::string(g_strstrip(code.data())) : std::string();
-}
-
-Answer SendRecords(Cloud& cloud, const std::optional<std::int64_t>& mark, const std::string& login) {
-    const std::string expired = mark ? TakeExpiredMark(cloud, login) : std::string();
-    Demand(expired != TextOf(ResultCode::MARK_UNKNOWN), ResultCode::MARK_UNKNOWN, MARK_IS_UNKNOWN);
-    Demand(expired.empty(), ResultCode::MARK_TOO_OLD, MARK_IS_TOO_OLD);
-    const Selection selection = SelectRecords(cloud.folder, login, mark, cloud.clock());
-    const std::string count = Cli::Count(selection.count, "record");
-    return {200, selection.body, mark ? count + " changed" : "all " + count, login};
 }
 
 }  // namespace
@@ -210,10 +192,10 @@ std::vector<std::string> Split(const std::string& text, char separator) {
 Answer Activate(Cloud& cloud, const httplib::Request& request, std::string& login) {
     Identify(cloud, request, login);
     const std::string deviceId = cloud.tokens.DeviceId(login, ReadActivation(request.body));
-    const Ticket activation = cloud.tokens.Give(Holding::ACTIVATION, deviceId, login);
+    const Json::Value activation = cloud.tokens.Give(Holding::ACTIVATION, login, deviceId);
     Json::Value body;
-    body[CServiceActivationInfo::DEVICE_ID] = activation.token;
-    body[CServiceActivationInfo::EXPIRE_TIME] = Json::Int64(activation.expires) * MILLISECONDS;
+    body[CServiceActivationInfo::DEVICE_ID] = deviceId;
+    body[CServiceActivationInfo::EXPIRE_TIME] = activation["expires"].asInt64() * MILLISECONDS;
     return Success(body, "activated");
 }
 
@@ -222,10 +204,10 @@ Answer IssueAppToken(Cloud& cloud, const httplib::Request& request, std::string&
     const std::string deviceId = request.get_header_value("x-kc-dvc-id");
     Demand(cloud.tokens.OwnerOf(Holding::ACTIVATION, deviceId) == login, ResultCode::NOT_ACTIVATED,
            "x-kc-dvc-id is none that this user's activation gave");
-    const Ticket ticket = cloud.tokens.GiveAppToken(login);
+    const Json::Value given = cloud.tokens.GiveAppToken(login);
     Json::Value body;
-    body[CJsonWebToken::TOKEN] = ticket.token;
-    body[CJsonWebToken::EXPIRE_TIME] = Json::Int64(ticket.expires);
+    body[CJsonWebToken::TOKEN] = given["token"];
+    body[CJsonWebToken::EXPIRE_TIME] = given["expires"];
     return Success(body, "application token issued");
 }
 
@@ -233,7 +215,10 @@ Answer Download(Cloud& cloud, const httplib::Request& request, std::string& logi
     CheckUserAgent(request, DOWNLOAD_TAIL);
     IdentifyBearer(cloud, request, login);
     CheckQuery(request);
-    return SendRecords(cloud, ParseMark(request.get_param_value("changed_after")), login);
+    const auto mark = ParseMark(request.get_param_value("changed_after"));
+    const Json::Value body = SelectRecords(cloud.folder, login, mark, cloud.clock());
+    const std::string count = Cli::Count(body[CDeviceInfo::RECORDS].size(), "record");
+    return {200, Cli::CompactJson(body), mark ? count + " changed" : "all " + count, login};
 }
 
 }  // namespace LocalCloud

@@ -23,8 +23,6 @@ struct Answer {
     std::string login;
 };
 
-std::string TextOf(ResultCode code);
-
 /** The answer that refuses, in the envelope of the server that has the code. */
 Answer Refusal(ResultCode code, const std::string& message);
 

@@ -1,7 +1,10 @@
 /** The cloud's folder: where what is kept, and cloud.ini in it. */
 #pragma once
 
+#include <json/json.h>
+
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "Cli/StateFolder.h"
@@ -15,8 +18,6 @@ inline constexpr char FOLDER_NAME[] = "infosync-cloud";
 struct Holding {
     /** In cloud.ini, in tokens.json and on the command line. */
     const char* name;
-    /** In seconds, where cloud.ini does not say otherwise. */
-    std::int64_t lifetime;
     const char* noun;
     /** When a client sees that it was made to expire: it believes that it may still use what it holds. */
     const char* shows;
@@ -25,35 +26,39 @@ struct Holding {
 };
 
 inline constexpr Holding Holding::ACCESS = {
-    "access", 3600, "access token",
-    "when a television next activates itself or asks for an application token"};
+    "access", "access token", "when a television next activates itself or asks for an application token"};
 inline constexpr Holding Holding::REFRESH = {
-    "refresh", std::int64_t{30} * 86400, "refresh token",
+    "refresh", "refresh token",
     "when a television's access token has run out ([lifetime] access in cloud.ini)"};
-inline constexpr Holding Holding::ACTIVATION = {"activation", std::int64_t{365} * 86400, "activation",
+inline constexpr Holding Holding::ACTIVATION = {"activation", "activation",
                                                 "when a television next asks for an application token"};
-inline constexpr Holding Holding::APP = {"app", 86400, "application token",
-                                         "with a television's next download"};
+inline constexpr Holding Holding::APP = {"app", "application token", "with a television's next download"};
 
 inline constexpr const Holding* HOLDINGS[] = {&Holding::ACCESS, &Holding::REFRESH, &Holding::ACTIVATION,
                                               &Holding::APP};
 
-/** Names the parts of the folder. Makes nothing by itself. */
+/** UTF-8 without control characters, not empty, of a file name's length. */
+bool IsLogin(const std::string& login);
+
+/** One to one for every text that IsLogin() accepts, and never a path that leads elsewhere. */
+std::string FileNameOfLogin(const std::string& login);
+
+/**
+ * The object in a file that the cloud wrote itself; empty where there is none.
+ * @param ifRemoved what becomes of it when the user removes a damaged one
+ * @throws std::runtime_error that says so, also when the check throws or denies that it is sound
+ */
+Json::Value ReadOwn(const std::string& path, const std::string& ifRemoved,
+                    const std::function<bool(const Json::Value&)>& isSound);
+
 class Folder {
 public:
-    /** $INFOSYNC_CLOUD_DIR, or infosync-cloud in the user's XDG state folder. */
-    Folder();
-    explicit Folder(const std::string& path);
-
-    /** The same as Folder(), with everything in it that was missing. @throws std::runtime_error as Prepare()
-     */
-    static Folder Ready();
+    /** Makes everything that is missing, and keeps the rest. @throws std::runtime_error, also where the
+     * folder is somebody else's */
+    explicit Folder(const std::string& path = Cli::StateFolder(FOLDER_VARIABLE, FOLDER_NAME));
 
     const std::string& Path() const {
         return m_path;
-    }
-    std::string SettingsFile() const {
-        return m_path + "/cloud.ini";
     }
     std::string UsersFolder() const {
         return m_path + "/users";
@@ -70,7 +75,7 @@ public:
 
     /** A user's records, for people to edit. */
     std::string RecordsFile(const std::string& login) const;
-    /** What the cloud remembers of those records: when each changed. */
+    /** When each of them changed. */
     std::string LedgerFile(const std::string& login) const;
     /** There while the user's marks no longer hold; its text is the code to refuse them with. */
     std::string ExpiredMarkFile(const std::string& login) const;
@@ -88,18 +93,13 @@ public:
     /** What the cloud signs with. */
     std::string SigningSecret() const;
 
-    /**
-     * Makes everything that is missing, and keeps the rest.
-     * @throws std::runtime_error, also where the folder is somebody else's
-     */
-    void Prepare() const;
-
 private:
     void RequireOurs() const;
-    /** Writes the defaults of what is missing in cloud.ini. */
-    void PrepareSettings() const;
+    void Prepare() const;
+    std::string Setting(const char* group, const char* key) const;
 
     std::string m_path;
+    std::string m_settings;
 };
 
 }  // namespace LocalCloud

@@ -26,6 +26,9 @@ enum class ResultCode {
     INTERNAL_ERROR = 5000001,
 };
 
+/** As it is sent and shown. */
+std::string TextOf(ResultCode code);
+
 /** Thrown when a request is refused; the message is sent and shown. */
 struct Refused : std::runtime_error {
     Refused(ResultCode given, const std::string& message) : std::runtime_error(message), code(given) {}

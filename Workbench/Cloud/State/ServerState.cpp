@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
+#include <system_error>
 
 #include "Cli/Json.h"
 #include "Files.h"
@@ -18,37 +19,29 @@ namespace {
 
 constexpr char LOCK_FILE[] = "serve.lock";
 constexpr char STATE_FILE[] = "server.json";
+// Not the lock of other changes' kind: of this one the system tells who holds it.
+constexpr struct flock WHOLE_FILE = {F_WRLCK, SEEK_SET, 0, 0, 0};
 
-[[noreturn]] void Fail(const std::string& path, int error) {
-    throw std::runtime_error(path + ": " + g_strerror(error));
-}
-
-Json::Value NewState() {
+Json::Value NewState(pid_t pid) {
     Json::Value state;
-    state["pid"] = state["port"] = state["started"] = 0;
+    state["pid"] = pid;
+    state["port"] = state["started"] = 0;
     for (const char* name : COUNTS) {
         state[name] = 0;
     }
     return state;
 }
 
-struct flock WholeFile() {
-    struct flock whole = {};
-    whole.l_type = F_WRLCK;
-    whole.l_whence = SEEK_SET;
-    return whole;
-}
-
 /** The process that has the lock; 0 where none does. */
 pid_t Holder(const std::string& path) {
     const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct flock lock = WholeFile();
-    const bool told = file >= 0 && ::fcntl(file, F_GETLK, &lock) == 0;
-    if (!told && errno != ENOENT) {
-        Fail(path, errno);
+    struct flock lock = WHOLE_FILE;
+    const bool isTold = file >= 0 && ::fcntl(file, F_GETLK, &lock) == 0;
+    if (!isTold && errno != ENOENT) {
+        throw std::system_error(errno, std::generic_category(), path);
     }
     ::close(file);
-    return told && lock.l_type != F_UNLCK ? lock.l_pid : 0;
+    return isTold && lock.l_type != F_UNLCK ? lock.l_pid : 0;
 }
 
 }  // namespace
@@ -60,19 +53,16 @@ std::optional<Json::Value> FindServer(const Folder& folder) {
     }
     const std::string path = folder.StateFile(STATE_FILE);
     const auto text = Files::ReadIfThere(path);
-    Json::Value server = text ? Cli::ParseObject(*text, path) : NewState();
+    const Json::Value server = text ? Cli::ParseObject(*text, path) : Json::Value();
     // Of another process' writing nothing is believed.
-    server = server["pid"] == holder ? server : NewState();
-    server["pid"] = holder;
-    return server;
+    return Cli::IntegerMember(server, "pid") == holder ? server : NewState(holder);
 }
 
 ServerState::ServerState(const Folder& folder)
     : m_lock(::open(folder.StateFile(LOCK_FILE).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, Files::PRIVATE)),
       m_path(folder.StateFile(STATE_FILE)),
-      m_state(NewState()) {
-    struct flock lock = WholeFile();
-    if (m_lock >= 0 && ::fcntl(m_lock, F_SETLK, &lock) == 0) {
+      m_state(NewState(::getpid())) {
+    if (m_lock >= 0 && ::fcntl(m_lock, F_SETLK, &WHOLE_FILE) == 0) {
         return;
     }
     const int error = errno;
@@ -81,7 +71,7 @@ ServerState::ServerState(const Folder& folder)
         throw std::runtime_error("a server runs on " + folder.Path() +
                                  " already; see: infosync-cloud status --dir '" + folder.Path() + "'");
     }
-    Fail(folder.StateFile(LOCK_FILE), error);
+    throw std::system_error(error, std::generic_category(), folder.StateFile(LOCK_FILE));
 }
 
 ServerState::~ServerState() {
@@ -90,17 +80,16 @@ ServerState::~ServerState() {
 }
 
 void ServerState::Listens(int port) {
-    m_state["pid"] = ::getpid();
     m_state["port"] = port;
     m_state["started"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC);
     if (!Write()) {
-        Fail(m_path, errno);
+        throw std::system_error(errno, std::generic_category(), m_path);
     }
 }
 
 void ServerState::Count(const char* what) {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_state[what] = Json::Int64(m_state[what].asInt64() + 1);
+    m_state[what] = m_state[what].asInt64() + 1;
     Write();
 }
 
@@ -108,7 +97,7 @@ bool ServerState::Write() const {
     // Not Files::Replace(): it waits for the disk, and this is worth nothing after a power cut.
     const std::string path = m_path + ".new";
     std::ofstream file(path);
-    file << Cli::CompactJson(m_state) << std::flush;
+    file << Cli::CompactJson(m_state);
     file.close();
     return file.good() && std::rename(path.c_str(), m_path.c_str()) == 0;
 }

@@ -17,31 +17,18 @@ namespace LocalCloud {
 using Clock = std::function<std::int64_t()>;
 std::int64_t SystemTime();
 
-/** A token, device id or the like, the last second (since the epoch) in which it holds, and how many seconds
- * that is after it was given. */
-struct Ticket {
-    std::string token;
-    std::int64_t expires = 0;
-    std::int64_t lifetime = 0;
-};
-
-/** An access token and the refresh token that came with it. */
 struct TokenPair {
-    Ticket access;
-    Ticket refresh;
-};
-
-/** What the cloud remembers of something that it gave. */
-struct Given {
-    std::string login;
-    /** Whether it may still be used. */
-    bool holds;
+    std::string access;
+    std::string refresh;
 };
 
 /**
- * Keeps everything in the folder, and reads it there at each operation: a restarted server still knows it,
+ * Keeps everything in tokens.json, and reads it there at each operation: a restarted server still knows it,
  * and what another process changes is seen. Safe from any thread and process. Every operation throws
  * std::runtime_error when the store cannot be read or written, and nothing was handed out then.
+ *
+ * An entry has its "token" (of an activation the device id), the "login" that it was given to, and in
+ * "expires" the last second since the epoch in which it holds.
  */
 class TokenStore {
 public:
@@ -60,18 +47,19 @@ public:
      */
     std::optional<TokenPair> Refresh(const std::string& refreshToken) const;
 
-    /** Gives the user a token of a kind; the same text that was given before holds no longer as it did. */
-    Ticket Give(const Holding& kind, const std::string& token, const std::string& login) const;
-    /** Gives an application token, a JSON Web Token (RFC 7519) that is signed with HMAC-SHA-256. */
-    Ticket GiveAppToken(const std::string& login) const;
+    /** The new entry; one of this kind with the same token that was given before is gone. */
+    Json::Value Give(const Holding& kind, const std::string& login, const std::string& token) const;
+    /** The same with a JSON Web Token (RFC 7519) that is signed with HMAC-SHA-256. */
+    Json::Value GiveAppToken(const std::string& login) const;
 
-    /** Nothing for a token of the kind that was never given, or too long ago. */
-    std::optional<Given> Find(const Holding& kind, const std::string& token) const;
+    /** Null for a token of the kind that was never given, or too long ago. */
+    Json::Value Find(const Holding& kind, const std::string& token) const;
+    bool Holds(const Json::Value& entry) const;
     /** Whom a token of the kind was given to; nothing for one that is unknown or holds no longer. */
     std::optional<std::string> OwnerOf(const Holding& kind, const std::string& token) const;
 
     /** Ends now what the user holds of a kind and what would have held on. @return how many */
-    std::int64_t Expire(const Holding& kind, const std::string& login) const;
+    std::uint64_t Expire(const Holding& kind, const std::string& login) const;
 
     /** Those that are stored, to be kept out of what is shown. */
     std::vector<std::string> Secrets() const;
@@ -82,17 +70,10 @@ public:
     std::string DeviceId(const std::string& login, const std::string& cdid) const;
 
 private:
-    /** Changes what tokens.json holds, as one step for all who do, unless there is nothing to change. @return
-     * whether there was */
-    bool Edit(const std::function<bool(Json::Value& state)>& change) const;
-
-    std::int64_t Now() const {
-        return m_clock() / 1000;
-    }
-    bool Holds(const Json::Value& entry) const;
-    // To what tokens.json holds:
-    Ticket Add(Json::Value& state, const Holding& kind, const std::string& token,
-               const std::string& login) const;
+    Json::Value Load() const;
+    /** Changes what is stored, as one step for all who do. */
+    void Edit(const std::function<void(Json::Value& state)>& change) const;
+    Json::Value NewEntry(const Holding& kind, const std::string& login, const std::string& token) const;
     /** @param replaced the refresh token that is traded, if any */
     TokenPair AddPair(Json::Value& state, const std::string& login, const std::string& replaced) const;
 

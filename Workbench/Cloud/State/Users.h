@@ -12,14 +12,8 @@
 
 namespace LocalCloud {
 
-/** Whether a text can be a login id here: UTF-8 without control characters, not empty, of a file name's
- * length. */
-bool IsLogin(const std::string& login);
-
-/** One to one for every text that IsLogin() accepts, and never a path that leads elsewhere. */
-std::string FileNameOfLogin(const std::string& login);
-
-/** A user is known when there is a file for the login id. */
+/** A user is known when there is a file for the login id: an object whose "records" is an array of objects,
+ * each with a "record_id" of its own. */
 class Users {
 public:
     explicit Users(const Folder& folder) : m_folder(folder) {}
@@ -30,7 +24,7 @@ public:
     void RequireExists(const std::string& login) const;
     /** @return false, with nothing changed, when the user exists already @throws std::runtime_error */
     bool Add(const std::string& login) const;
-    /** The user's document. @throws std::runtime_error that says what to do, also for an unknown user */
+    /** @throws std::runtime_error that says what to do, also for an unknown user */
     Json::Value Load(const std::string& login) const;
     void Save(const std::string& login, const Json::Value& document) const;
 
@@ -38,26 +32,17 @@ private:
     Folder m_folder;
 };
 
-/** What a download brings. */
-struct Selection {
-    /** The answer, and how many records it holds. */
-    std::string body;
-    std::size_t count = 0;
-};
-
-inline constexpr char MARK_IS_UNKNOWN[] = "changed_after is no mark of this cloud's";
-inline constexpr char MARK_IS_TOO_OLD[] = "changed_after is too old: download everything";
-
 /**
- * Answers a download out of the user's file: what changed after a mark, deletions included; without a mark,
- * all that there is. A user without a file has no records. The file is compared with what was there before;
- * every change gets a mark that is greater than all earlier ones. The marks are kept in a file beside it, the
- * ledger, so that a change made while no server ran is seen, too. One thread at a time.
+ * The answer to a download: what changed after a mark, deletions included; without a mark, all that there is.
+ * A user without a file has no records. The file is compared with what was there before; every change gets a
+ * mark that is greater than all earlier ones. The marks are kept in a file beside it, the ledger, so that a
+ * change made while no server ran is seen, too. One thread at a time.
  * @param now milliseconds since the epoch
- * @throws Refused for a mark that is too old (what was deleted since then is no longer known), or was never
- * given; std::runtime_error that says what is wrong with the user's file: the ledger is left as it was
+ * @throws Refused for a mark that is too old (what was deleted since then is no longer known), was never
+ * given or was made to expire; std::runtime_error that says what is wrong with the user's file: the ledger is
+ * left as it was
  */
-Selection SelectRecords(const Folder& folder, const std::string& login,
-                        std::optional<std::int64_t> changedAfter, std::int64_t now);
+Json::Value SelectRecords(const Folder& folder, const std::string& login,
+                          std::optional<std::int64_t> changedAfter, std::int64_t now);
 
 }  // namespace LocalCloud
