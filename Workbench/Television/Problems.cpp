@@ -61,16 +61,14 @@ std::string ProblemOfClock(const std::vector<std::filesystem::path>& paths, std:
 
 }  // namespace
 
-void AddProblem(Json::Value& problems, const std::string& subject, const std::string& words) {
+void AddProblem(std::vector<Problem>& problems, const std::string& subject, const std::string& words) {
     if (!words.empty()) {
-        Json::Value& problem = problems.append(Json::Value());
-        problem["subject"] = subject;
-        problem["problem"] = words;
+        problems.push_back({subject, words});
     }
 }
 
-Json::Value FindProblems(std::int64_t now) {
-    Json::Value problems(Json::arrayValue);
+std::vector<Problem> FindProblems(std::int64_t now) {
+    std::vector<Problem> problems;
     for (const std::string& problem : IniProblems()) {
         AddProblem(problems, "tv.ini", problem);
     }

@@ -30,24 +30,23 @@ Document Read(const std::optional<std::string>& path, const InfoSyncUtil::JsonLi
     try {
         const std::string text = Files::ReadIfThere(path.value()).value_or("");
         Json::Value value = text.empty() ? Json::Value() : InfoSyncUtil::ParseStoredObject(text, limits);
-        return value.isNull() ? Document() : Document{MakeState(STORED), std::move(value)};
+        return value.isNull() ? Document() : Document{{STORED}, std::move(value)};
     } catch (const std::exception& error) {
         const auto* failure = dynamic_cast<const std::system_error*>(&error);
         const bool isForbidden = failure != nullptr && failure->code() == std::errc::permission_denied;
-        return {MakeState(isForbidden ? FORBIDDEN : DAMAGED, error.what())};
+        return {{isForbidden ? FORBIDDEN : DAMAGED, error.what()}};
     }
 }
 
-Json::Value ReadDevice(const std::string& id, const Json::Value& entry) {
-    Json::Value device;
-    device["id"] = id;
-    device["name"] = Cli::TextMember(entry, CDeviceInfo::NAME);
-    device["address"] = Cli::TextMember(entry, CDeviceInfo::ADDRESS);
-    device["deleted_on_tv"] = entry[CDeviceInfo::DELETED_ON_TV] == true;
-    device["users"] = Json::Value(Json::arrayValue);
+Device ReadDevice(const std::string& id, const Json::Value& entry) {
+    Device device = {id,
+                     Cli::TextMember(entry, CDeviceInfo::NAME),
+                     Cli::TextMember(entry, CDeviceInfo::ADDRESS),
+                     {},
+                     entry[CDeviceInfo::DELETED_ON_TV] == true};
     for (const Json::Value& user : entry[CDeviceInfo::USERS]) {
         if (InfoSyncUtil::HasTextForm(user)) {
-            device["users"].append(user.asString());
+            device.users.push_back(user.asString());
         }
     }
     return device;
@@ -55,25 +54,28 @@ Json::Value ReadDevice(const std::string& id, const Json::Value& entry) {
 
 }  // namespace
 
-State MakeState(const char* kind, const std::string& problem) {
-    State state;
-    state["state"] = kind;
-    if (!problem.empty()) {
-        state["problem"] = problem;
-    }
-    return state;
-}
-
-std::string StateWords(const State& state) {
-    const std::string kind = state["state"].asString();
-    const std::string length = Cli::DurationText(state["seconds_left"].asInt64());
+std::string State::Words() const {
+    const std::string length = Cli::DurationText(secondsLeft);
     return kind == VALID     ? "valid, " + length + " left"
            : kind == EXPIRED ? "ran out " + length + " ago"
-                             : kind;
+                             : std::string(kind);
 }
 
-std::string Complaint(const State& state) {
-    return (state["state"] == FORBIDDEN ? "not yours to read: " : "damaged: ") + state["problem"].asString();
+std::string State::Complaint() const {
+    return (kind == FORBIDDEN ? "not yours to read: " : "damaged: ") + problem;
+}
+
+Json::Value ToJson(const State& state) {
+    Json::Value json;
+    json["state"] = std::string(state.kind);
+    if (!state.problem.empty()) {
+        json["problem"] = state.problem;
+    }
+    if (state.kind == VALID || state.kind == EXPIRED) {
+        json["seconds_left"] = Json::Int64{state.secondsLeft};
+        json["begins"] = state.begins;
+    }
+    return json;
 }
 
 Document ReadKey(const char* alias) {
@@ -81,28 +83,38 @@ Document ReadKey(const char* alias) {
     return Read(TvFolder::KeyPath(alias), isOfRecords ? Limits::RECORDS : Limits::TOKENS);
 }
 
-State RecordsOf(const Document& document, const std::string& user) {
+UserRecords RecordsOf(const Document& document, const std::string& user) {
     const Json::Value& entry = InfoSyncUtil::ObjectMember(document.value, user);
     const Json::Value& records = entry[CDeviceInfo::RECORDS];
-    State state = document.state;
+    UserRecords of = {document.state};
     if (document.value.isMember(user) && (!entry.isObject() || !(records.isArray() || records.isNull()))) {
-        state = MakeState(DAMAGED, "the user's entry is no object with an array of records");
-    } else if (!document.value.isMember(user) && state["state"] == STORED) {
-        state = MakeState(NONE);
+        of.state = {DAMAGED, "the user's entry is no object with an array of records"};
+    } else if (!document.value.isMember(user) && of.state.kind == STORED) {
+        of.state = {NONE};
     }
-    state["mark"] = Json::Int64{InfoSyncUtil::ToInt64(
-        InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP])};
-    state["records"] = records.isArray() ? records : Json::Value(Json::arrayValue);
-    return state;
+    of.mark = InfoSyncUtil::ToInt64(
+        InfoSyncUtil::ObjectMember(entry, CDeviceInfo::META)[CDeviceInfo::SYNCED_TIMESTAMP]);
+    of.records = records.isArray() ? records : of.records;
+    return of;
+}
+
+Json::Value ToJson(const Device& device) {
+    Json::Value json;
+    json["id"] = device.id;
+    json["name"] = device.name;
+    json["address"] = device.address;
+    json["users"] = Cli::JsonArray(device.users);
+    json["deleted_on_tv"] = device.deletedOnTv;
+    return json;
 }
 
 DeviceList ReadDeviceList() {
     const Document document = Read(TvFolder::SettingPath(InfoSyncUtil::KEY_DEVICES), Limits::DEVICE_LIST);
     DeviceList list = {document.state, {}, ""};
-    if (list.state.isMember("problem")) {
-        list.problem = "the device list is " + Complaint(list.state);
-        list.problem +=
-            list.state["state"] == DAMAGED ? ". A factory reset clears it: infosync-tv factory-reset" : "";
+    if (!list.state.problem.empty()) {
+        list.problem =
+            "the device list is " + list.state.Complaint() +
+            (list.state.kind == DAMAGED ? ". A factory reset clears it: infosync-tv factory-reset" : "");
     }
     for (const std::string& id : document.value.getMemberNames()) {
         list.devices[id] = ReadDevice(id, InfoSyncUtil::ObjectMember(document.value, id));

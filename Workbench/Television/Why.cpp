@@ -65,45 +65,45 @@ std::pair<const char*, std::string> ReasonFor(const Json::Value& record, const s
                                  ", then infosync-tv run"};
 }
 
-Json::Value Decide(const std::string& user, const Json::Value& record, const DeviceList& list,
-                   const std::string& signedIn) {
-    const std::string id = Cli::TextMember(record, CDeviceInfo::RECORD_ID);
-    const auto entry = list.devices.find(id);
-    const bool isThere = entry != list.devices.end();
-    const Json::Value users = isThere ? entry->second["users"] : Json::Value(Json::arrayValue);
+Verdict Decide(const std::string& user, const Json::Value& record, const DeviceList& list,
+               const std::string& signedIn) {
+    Verdict verdict;
+    verdict.user = user;
+    verdict.id = Cli::TextMember(record, CDeviceInfo::RECORD_ID);
+    verdict.name = Cli::TextMember(record, CDeviceInfo::NAME);
+    verdict.address = Cli::TextMember(record, CDeviceInfo::ADDRESS);
+    const auto entry = list.devices.find(verdict.id);
+    if (entry != list.devices.end()) {
+        verdict.listedFor = entry->second.users;
+    }
+    const auto& users = verdict.listedFor;
     const bool isSignedIn = user == signedIn;
     const bool isListed = std::find(users.begin(), users.end(), user) != users.end();
     const bool isListReadable = list.problem.empty();
-    std::string words = isSignedIn ? "" : "belongs to " + user + ", who is not signed in; ";
+    verdict.listed = isListReadable ? std::optional(isListed) : std::nullopt;
+    verdict.words = isSignedIn ? "" : "belongs to " + user + ", who is not signed in; ";
     if (!isListed && !users.empty()) {
-        words += "listed by the record of " + Log::Joined(users, ", ") + " only; for " + user + ": ";
+        verdict.words += "listed by the record of " + Cli::Join(users, ", ") + " only; for " + user + ": ";
     }
     const auto [why, reason] = ReasonFor(record, user, isSignedIn, isListed, isListReadable);
-    Json::Value verdict;
-    verdict["user"] = user;
-    verdict["id"] = id;
-    verdict["name"] = Cli::TextMember(record, CDeviceInfo::NAME);
-    verdict["address"] = Cli::TextMember(record, CDeviceInfo::ADDRESS);
-    verdict["listed"] = isListReadable ? Json::Value(isListed) : Json::Value();
-    verdict["listed_for"] = users;
-    verdict["why"] = why;
-    verdict["words"] = words + reason;
+    verdict.why = why;
+    verdict.words += reason;
     return verdict;
 }
 
-/** Whether that is the device of an object with "id", "name" and "address". */
-bool IsMeant(const std::string& device, const Json::Value& object) {
-    const auto text = [&object](const char* name) { return Cli::TextMember(object, name); };
+/** Whether that is the device of this id, name and address. */
+bool IsMeant(const std::string& device, const std::string& id, const std::string& name,
+             const std::string& address) {
     const std::string folded = Cli::CaseFolded(device);
-    return text("id") == device || Cli::CaseFolded(text("address")) == folded ||
-           Cli::CaseFolded(text("name")).find(folded) != std::string::npos;
+    return id == device || Cli::CaseFolded(address) == folded ||
+           Cli::CaseFolded(name).find(folded) != std::string::npos;
 }
 
 /** What the television knows of a device that no record is of. */
 std::string TracesOf(const std::string& device, const DeviceList& list) {
     for (const auto& [id, entry] : list.devices) {
-        if (IsMeant(device, entry)) {
-            return "It is on the device list for " + Log::Joined(entry["users"], ", ") +
+        if (IsMeant(device, id, entry.name, entry.address)) {
+            return "It is on the device list for " + Cli::Join(entry.users, ", ") +
                    ", though no record that is stored is of it. ";
         }
     }
@@ -111,9 +111,9 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
     for (const std::int64_t number : KeptRunNumbers()) {
         const KeptRun run = ReadKeptRun(number);
         for (const Json::Value& change : run["changes"]) {
-            if (IsMeant(device, change)) {
-                traces = "Run " + Cli::TextMember(run, "number") + " " + Cli::TextMember(change, "change") +
-                         " it. ";
+            const auto text = [&change](const char* name) { return Cli::TextMember(change, name); };
+            if (IsMeant(device, text("id"), text("name"), text("address"))) {
+                traces = "Run " + Cli::TextMember(run, "number") + " " + text("change") + " it. ";
             }
         }
     }
@@ -121,13 +121,13 @@ std::string TracesOf(const std::string& device, const DeviceList& list) {
 }
 
 /** The names, their words and the ids of which the word may be a misspelling. */
-std::string Nearest(const std::string& device, const Json::Value& verdicts) {
+std::string Nearest(const std::string& device, const std::vector<Verdict>& verdicts) {
     std::set<std::string> words;
-    for (const Json::Value& verdict : verdicts) {
-        const std::string name = Cli::CaseFolded(verdict["name"].asString());
+    for (const Verdict& verdict : verdicts) {
+        const std::string name = Cli::CaseFolded(verdict.name);
         std::istringstream parts(name);
         words.insert(std::istream_iterator<std::string>(parts), {});
-        words.insert({name, verdict["id"].asString()});
+        words.insert({name, verdict.id});
     }
     return Cli::Nearest(Cli::CaseFolded(device), {words.begin(), words.end()});
 }
@@ -155,59 +155,73 @@ std::vector<std::string> Notes(const std::string& user, const DeviceList& list) 
 
 }  // namespace
 
-Json::Value Inquire(const std::string& device) {
+Inquiry Inquire(const std::string& device) {
     const DeviceList list = ReadDeviceList();
     const Document records = ReadKey(InfoSyncUtil::ALIAS_RECORDS);
-    if (records.state.isMember("problem")) {
-        throw std::runtime_error("the records are " + Complaint(records.state) +
+    if (!records.state.problem.empty()) {
+        throw std::runtime_error("the records are " + records.state.Complaint() +
                                  "\nThe next good run replaces them: infosync-tv run");
     }
-    const std::string signedIn = SignedInUser();
-    std::vector<std::string> notes = Notes(signedIn, list);
-    Json::Value all(Json::arrayValue);
-    Json::Value meant(Json::arrayValue);
+    Inquiry inquiry;
+    inquiry.user = SignedInUser();
+    inquiry.notes = Notes(inquiry.user, list);
+    std::vector<Verdict> all;
     for (const std::string& user : records.value.getMemberNames()) {
-        const State of = RecordsOf(records, user);
-        if (of.isMember("problem")) {
-            notes.push_back("the records of " + user + " cannot be read: " + of["problem"].asString());
+        const UserRecords of = RecordsOf(records, user);
+        if (!of.state.problem.empty()) {
+            inquiry.notes.push_back("the records of " + user + " cannot be read: " + of.state.problem);
         }
-        for (const Json::Value& record : of["records"]) {
-            const Json::Value& verdict = all.append(Decide(user, record, list, signedIn));
-            if (device.empty() || IsMeant(device, verdict)) {
-                meant.append(verdict);
-            }
+        for (const Json::Value& record : of.records) {
+            all.push_back(Decide(user, record, list, inquiry.user));
         }
     }
-    if (meant.empty()) {
+    std::copy_if(all.begin(), all.end(), std::back_inserter(inquiry.devices), [&](const Verdict& verdict) {
+        return device.empty() || IsMeant(device, verdict.id, verdict.name, verdict.address);
+    });
+    if (inquiry.devices.empty()) {
         const std::string known =
             device.empty() ? " is stored. "
                            : " of it is stored" + Nearest(device, all) + ". " + TracesOf(device, list);
-        notes.push_back("no record" + known + "What the cloud has, the next run brings: infosync-tv run");
+        inquiry.notes.push_back("no record" + known +
+                                "What the cloud has, the next run brings: infosync-tv run");
     }
-    Json::Value inquiry;
-    inquiry["user"] = Cli::TextOrNull(signedIn);
-    inquiry["notes"] = Cli::JsonArray(notes);
-    inquiry["devices"] = std::move(meant);
     return inquiry;
 }
 
-std::string InquiryText(const Json::Value& inquiry, const Cli::Style& style) {
+Json::Value ToJson(const Inquiry& inquiry) {
+    Json::Value json;
+    json["user"] = Cli::TextOrNull(inquiry.user);
+    json["notes"] = Cli::JsonArray(inquiry.notes);
+    json["devices"] = Cli::JsonArray(inquiry.devices, [](const Verdict& verdict) {
+        Json::Value device;
+        device["user"] = verdict.user;
+        device["id"] = verdict.id;
+        device["name"] = verdict.name;
+        device["address"] = verdict.address;
+        device["listed"] = verdict.listed ? Json::Value(*verdict.listed) : Json::Value();
+        device["listed_for"] = Cli::JsonArray(verdict.listedFor);
+        device["why"] = verdict.why;
+        device["words"] = verdict.words;
+        return device;
+    });
+    return json;
+}
+
+std::string InquiryText(const Inquiry& inquiry, const Cli::Style& style) {
     std::string text;
-    for (const Json::Value& note : inquiry["notes"]) {
-        text += Cli::Wrap(Cli::Escape(note.asString()), 0, style.Width());
+    for (const std::string& note : inquiry.notes) {
+        text += Cli::Wrap(Cli::Escape(note), 0, style.Width());
     }
-    for (const Json::Value& device : inquiry["devices"]) {
-        const auto member = [&device](const char* name) { return device[name].asString(); };
-        const bool isListed = device["listed"] == true;
-        const std::string listed = device["listed"].isNull()      ? "not known"
-                                   : isListed                     ? "listed"
-                                   : device["listed_for"].empty() ? "not listed"
-                                                                  : "listed for others";
-        const std::string address = member("address");
+    for (const Verdict& device : inquiry.devices) {
+        const bool isListed = device.listed == true;
+        const std::string listed = !device.listed             ? "not known"
+                                   : isListed                 ? "listed"
+                                   : device.listedFor.empty() ? "not listed"
+                                                              : "listed for others";
         const std::string head =
-            member("name") + (address.empty() ? "" : "  ") + address + "  (" + member("id") + ")  ";
+            device.name + (device.address.empty() ? "" : "  ") + device.address + "  (" + device.id + ")  ";
         text += style(isListed ? Cli::Colour::GREEN : Cli::Colour::YELLOW, Cli::Escape(head) + listed) +
-                "\n    " + Cli::Wrap(Cli::Escape(member("words")), 4, style.Width());
+                "\n    " + Cli::Wrap(Cli::Escape(device.words), 4, style.Width());
     }
     return text;
 }

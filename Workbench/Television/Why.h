@@ -3,21 +3,46 @@
 
 #include <json/json.h>
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "Cli/Display.h"
 
 namespace Television {
 
+/** What the list has to do with a record. */
+struct Verdict {
+    std::string user;
+    std::string id;
+    std::string name;
+    std::string address;
+    /** Nothing where the list cannot be read. */
+    std::optional<bool> listed;
+    std::vector<std::string> listedFor;
+    /** In a few words, and in sentences. */
+    std::string why;
+    std::string words;
+};
+
+struct Inquiry {
+    /** Who is signed in; empty for nobody. */
+    std::string user;
+    /** What holds for all devices. */
+    std::vector<std::string> notes;
+    std::vector<Verdict> devices;
+};
+
 /**
- * What --json shows: "user" who is signed in, "notes" on what holds for all devices, and "devices", for each
- * record what the list has to do with it. Asks the Bluetooth adapter; writes nothing.
+ * Asks the Bluetooth adapter; writes nothing.
  * @param device an address, a record's id, or a part of a name; empty for all records of all users
  * @throws std::runtime_error when the records cannot be read
  */
-Json::Value Inquire(const std::string& device);
+Inquiry Inquire(const std::string& device);
+
+Json::Value ToJson(const Inquiry& inquiry);
 
 /** The same for people. */
-std::string InquiryText(const Json::Value& inquiry, const Cli::Style& style);
+std::string InquiryText(const Inquiry& inquiry, const Cli::Style& style);
 
 }  // namespace Television

@@ -65,8 +65,8 @@ std::string Record(int number, const std::string& uuids, const std::string& name
            "}";
 }
 
-Json::Value NextRun() {
-    return Television::ReadStatus(std::time(nullptr))["next_run"];
+Television::NextRun NextRun() {
+    return Television::ReadStatus(std::time(nullptr)).nextRun;
 }
 
 std::string Quoted(const std::string& text) {
@@ -112,13 +112,13 @@ TEST_F(TelevisionTest, WhyGivesTheCauseThatTheServiceSees) {
     PutList(
         R"({"r1":{"users":["ann@example.com"]},"r8":{"users":["ben"]},"r9":{"users":["ann@example.com"]},)"
         R"("r10":{"users":["ann@example.com","ben"]},"r21":{"users":["ben"]},"left":{"users":["ben"]}})");
-    const Json::Value verdicts = Television::Inquire("")["devices"];
+    const auto verdicts = Television::Inquire("").devices;
     ASSERT_EQ(verdicts.size(), std::size(cases) + std::size(others));
-    for (Json::ArrayIndex i = 0; i < verdicts.size(); ++i) {
+    for (std::size_t i = 0; i < verdicts.size(); ++i) {
         const Case& c = i < std::size(cases) ? cases[i] : others[i - std::size(cases)];
-        EXPECT_EQ(verdicts[i]["listed"], c.listed) << c.number;
-        EXPECT_EQ(verdicts[i]["why"], c.why) << c.number;
-        EXPECT_THAT(verdicts[i]["words"].asString(), HasSubstr(c.words)) << c.number;
+        EXPECT_EQ(verdicts[i].listed, c.listed) << c.number;
+        EXPECT_EQ(verdicts[i].why, c.why) << c.number;
+        EXPECT_THAT(verdicts[i].words, HasSubstr(c.words)) << c.number;
     }
 }
 
@@ -132,16 +132,16 @@ TEST_F(TelevisionTest, WhySaysWhatIsKnownOfADeviceThatHasNoRecord) {
         {"radio", "the next run brings"},
     };
     for (const auto& [device, words] : cases) {
-        const Json::Value inquiry = Television::Inquire(device);
-        EXPECT_TRUE(inquiry["devices"].empty());
-        EXPECT_THAT(Cli::CompactJson(inquiry["notes"]), HasSubstr(words));
+        const auto inquiry = Television::Inquire(device);
+        EXPECT_TRUE(inquiry.devices.empty());
+        EXPECT_THAT(Cli::Join(inquiry.notes, "\n"), HasSubstr(words));
     }
     for (const char* device : {"KITCHEN", "aa:bb:cc:00:00:01", "r1"}) {
-        EXPECT_EQ(Television::Inquire(device)["devices"].size(), 1) << device;
+        EXPECT_EQ(Television::Inquire(device).devices.size(), 1U) << device;
     }
     PutList("[");
-    EXPECT_TRUE(Television::Inquire("r1")["devices"][0]["listed"].isNull());
-    EXPECT_EQ(Television::Inquire("r1")["devices"][0]["why"], "list unreadable");
+    EXPECT_FALSE(Television::Inquire("r1").devices.at(0).listed);
+    EXPECT_EQ(Television::Inquire("r1").devices.at(0).why, "list unreadable");
 }
 
 TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
@@ -178,19 +178,19 @@ TEST_F(TelevisionTest, NextRunAsksForWhatTheServiceFindsMissing) {
     for (const Case& c : cases) {
         PutKey("InfoSyncAccessToken", c.tokens);
         Put("keys/InfoSyncAuthCode", c.code);
-        const Json::Value next = NextRun();
-        EXPECT_EQ(next["requests"], Cli::JsonArray(c.requests)) << c.tokens;
-        EXPECT_THAT(next["words"].asString(), HasSubstr(c.words));
+        const auto next = NextRun();
+        EXPECT_EQ(next.requests, c.requests) << c.tokens;
+        EXPECT_THAT(next.words, HasSubstr(c.words));
     }
     PutKey("InfoSyncAccessToken", cases[0].tokens);
     Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "1");
-    EXPECT_EQ(Cli::CompactJson(NextRun()["requests"]), R"(["token","activation","app","download"])");
+    EXPECT_THAT(NextRun().requests, ElementsAre("token", "activation", "app", "download"));
     Files::Replace(*TvFolder::SettingPath(InfoSyncUtil::KEY_FACTORY_RESET_FLAG), "0");
     PutKey("InfoSyncJWT", "{");
     PutKey("InfoSyncServiceActivationInfo", R"({"dvcId":"d","expireTime":5})");
-    EXPECT_EQ(Cli::CompactJson(NextRun()["requests"]), R"(["activation","app","download"])");
+    EXPECT_THAT(NextRun().requests, ElementsAre("activation", "app", "download"));
     Put("tv.ini", "[sso]\nstate=0\n");
-    EXPECT_THAT(NextRun()["words"].asString(), HasSubstr("waits 20s"));
+    EXPECT_THAT(NextRun().words, HasSubstr("waits 20s"));
 }
 
 TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
@@ -203,7 +203,7 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
            R"({"dvcId":"d1","expireTime":)" + std::to_string(now + 172'800) + "000}");
     PutKey("InfoSyncJWT", R"({"accessToken":")" + token + R"(3","tokenExpireTimeSec":5})");
     PutRecords(Record(5, Quoted(SINK), "Phones\\u001b[31m"), "");
-    const Json::Value status = Television::ReadStatus(now);
+    const auto status = Television::ReadStatus(now);
     const std::string text = Television::StatusText(status, now, PLAIN);
     for (const char* line :
          {"  access token       valid, 1h left, top-", "  refresh token      ran out 1m ago",
@@ -213,7 +213,7 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
           "known, not paired    AA:BB:CC:00:00:77\n", "last run             none yet\n"}) {
         EXPECT_THAT(text, HasSubstr(line));
     }
-    EXPECT_THAT(text + status.toStyledString(), testing::Not(HasSubstr(token)));
+    EXPECT_THAT(text + Cli::JsonText(Television::ToJson(status)), testing::Not(HasSubstr(token)));
 }
 
 TEST_F(TelevisionTest, ADeviceListIsReadableUpToTheServicesOwnLimit) {
@@ -222,7 +222,7 @@ TEST_F(TelevisionTest, ADeviceListIsReadableUpToTheServicesOwnLimit) {
         list["r" + std::to_string(i)]["users"].append(ANN);
     }
     PutList(Cli::CompactJson(list));
-    EXPECT_EQ(Television::ReadStatus(0)["devices"]["count"].asInt(), 5000);
+    EXPECT_EQ(Television::ReadStatus(0).list.devices.size(), 5000U);
 }
 
 TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
@@ -236,8 +236,8 @@ TEST_F(TelevisionTest, WhatIsWrongIsToldWithItsPlace) {
     const timeval later[2] = {{now + 9000, 0}, {now + 9000, 0}};
     ASSERT_EQ(utimes((m_folder + "/settings").c_str(), later), 0);
     std::vector<std::string> found;
-    for (const Json::Value& problem : Television::FindProblems(now)) {
-        found.push_back(problem["subject"].asString() + ": " + problem["problem"].asString());
+    for (const auto& problem : Television::FindProblems(now)) {
+        found.push_back(problem.subject + ": " + problem.words);
     }
     EXPECT_THAT(found,
                 ElementsAre(HasSubstr("tv.ini: line 4: [log] level: “X” is none of"),

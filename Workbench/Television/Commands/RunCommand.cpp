@@ -120,28 +120,29 @@ Log::Story Tell(Log::Run& run, const Television::Ending& ending) {
     return story;
 }
 
-Json::Value Change(const char* kind, Json::Value device, const Json::Value& was) {
-    device.removeMember("deleted_on_tv");
-    device["change"] = kind;
-    device["was"] = was;
-    return device;
+Json::Value Change(const char* kind, const Television::Device& device, const std::string& was) {
+    Json::Value change = Television::ToJson(device);
+    change.removeMember("deleted_on_tv");
+    change["change"] = kind;
+    change["was"] = was;
+    return change;
 }
 
 /** What the run changed in the device list, in the order of ids. */
 Json::Value Compare(const DeviceList& before, const DeviceList& after) {
     std::map<std::string, Json::Value> changes;
     for (const auto& [id, device] : before.devices) {
-        changes[id] = Change("removed", device, device["name"]);
+        changes[id] = Change("removed", device, device.name);
     }
     for (const auto& [id, device] : after.devices) {
         const auto old = before.devices.find(id);
         if (old == before.devices.end()) {
             changes[id] = Change("added", device, "");
-        } else if (old->second == device) {
+        } else if (Television::ToJson(old->second) == Television::ToJson(device)) {
             changes.erase(id);
         } else {
-            const Json::Value& was = old->second["name"];
-            changes[id] = Change(was == device["name"] ? "changed" : "renamed", device, was);
+            const std::string& was = old->second.name;
+            changes[id] = Change(was == device.name ? "changed" : "renamed", device, was);
         }
     }
     return Cli::JsonArray(changes, [](const auto& change) { return change.second; });

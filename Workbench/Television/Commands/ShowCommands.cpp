@@ -14,7 +14,6 @@
 #include "GateSite.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
-#include "Television/Log/Story.h"
 #include "Television/Status.h"
 #include "Television/Stored.h"
 #include "Television/Why.h"
@@ -40,9 +39,9 @@ void ShowDevices(const ShowArguments& arguments) {
     Cli::Table table({"NAME", "ADDRESS", "USERS", "DELETED", "ID"});
     Json::Value devices(Json::arrayValue);
     for (const auto& [id, device] : list.devices) {
-        devices.append(device);
-        table.Add({device["name"].asString(), device["address"].asString(),
-                   Log::Joined(device["users"], ", "), device["deleted_on_tv"].asBool() ? "yes" : "no", id});
+        devices.append(Television::ToJson(device));
+        table.Add({device.name, device.address, Cli::Join(device.users, ", "),
+                   device.deletedOnTv ? "yes" : "no", id});
     }
     std::cout << (arguments.json    ? Cli::JsonText(devices)
                   : devices.empty() ? "no devices\n"
@@ -51,10 +50,10 @@ void ShowDevices(const ShowArguments& arguments) {
 
 void Why(const ShowArguments& arguments) {
     Television::Require();
-    const Json::Value inquiry = Television::Inquire(arguments.device);
-    std::cout << (arguments.json ? Cli::JsonText(inquiry)
+    const Television::Inquiry inquiry = Television::Inquire(arguments.device);
+    std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(inquiry))
                                  : Television::InquiryText(inquiry, Cli::Style(STDOUT_FILENO)));
-    if (!arguments.device.empty() && inquiry["devices"].empty()) {
+    if (!arguments.device.empty() && inquiry.devices.empty()) {
         throw Cli::ToldAlready();
     }
 }
@@ -81,19 +80,18 @@ std::string AskCloud() {
 void ShowStatus(const ShowArguments& arguments) {
     Television::Require();
     const auto now = static_cast<std::int64_t>(std::time(nullptr));
-    Json::Value status = Television::ReadStatus(now);
-    Json::Value& problems = status["problems"];
+    Television::Status status = Television::ReadStatus(now);
     if (arguments.check) {
-        Television::AddProblem(problems, "cloud", AskCloud());
+        Television::AddProblem(status.problems, "cloud", AskCloud());
     }
-    std::cout << (arguments.json ? Cli::JsonText(status)
+    std::cout << (arguments.json ? Cli::JsonText(Television::ToJson(status))
                                  : Television::StatusText(status, now, Cli::Style(STDOUT_FILENO)));
     for (const std::filesystem::path& path : Television::TelevisionPaths()) {
         if (access(path.c_str(), R_OK) != 0 && errno == EACCES) {
             throw std::runtime_error("not all of the television is yours to read");
         }
     }
-    if (arguments.check && !problems.empty()) {
+    if (arguments.check && !status.problems.empty()) {
         throw Cli::ToldAlready();
     }
 }
