@@ -12,6 +12,7 @@ namespace {
 
 // One that goes on while so many begin was killed.
 constexpr std::size_t MOST_UNTOLD = 32;
+constexpr char CALL_TRACKER[] = "Log.h";
 constexpr char START_MESSAGE[] = "<<Not Error>>Start main loop";
 
 }  // namespace
@@ -58,8 +59,11 @@ void Runs::Take(Message& message) {
         m_backward += m_moment && *line.moment < *m_moment ? 1 : 0;
         m_moment = line.moment;
     }
-    // Before anything is read out of it: nothing that is told can hold a secret.
-    Mask(message, m_masker);
+    // Before anything is read out of it: nothing that is told can hold a secret. The lines of the call
+    // tracker, most of a log at D, have none: they name a function.
+    if (line.file != CALL_TRACKER || message.lines.size() > 1) {
+        Mask(message, m_masker);
+    }
     run->Take(message);
     while (!m_runs.empty() && (m_runs.front().isOver || m_runs.size() > MOST_UNTOLD)) {
         TellFirst();
