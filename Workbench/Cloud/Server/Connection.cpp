@@ -30,14 +30,14 @@ constexpr Objection BUSY = {503, "too much of other requests is held; ask again"
 
 /** What is wrong with a head where this is found. */
 const std::pair<Cli::Pattern, Objection> WRONG[] = {
-    {Cli::Pattern("\\A(?:[^\\n]*+\\n){201}"), HEAD_TOO_LARGE},
+    {Cli::Pattern(R"(\A(?:[^\n]*+\n){201})"), HEAD_TOO_LARGE},
     {Cli::Pattern("(?im)^Transfer-Encoding:"), {411, "no Transfer-Encoding is known here"}},
     {Cli::Pattern("(?im)^Content-Encoding:"), {415, "no Content-Encoding is known here"}},
     {Cli::Pattern("(?im)^Expect:"), {417, "nothing can be expected here"}},
-    {Cli::Pattern("(?im)^Content-Length:(?![ \\t]*\\d+[ \\t]*\\r$)|(?ims)^Content-Length:.*^Content-Length:"),
+    {Cli::Pattern(R"((?im)^Content-Length:(?![ \t]*\d+[ \t]*\r$)|(?ims)^Content-Length:.*^Content-Length:)"),
      {400, "the header Content-Length is no one number"}},
 };
-const Cli::Pattern LENGTH("(?im)^Content-Length:[ \\t]*(?<v>\\d+)");
+const Cli::Pattern LENGTH(R"((?im)^Content-Length:[ \t]*(?<v>\d+))");
 
 // Of all connections together, but for what each may have in any case.
 constexpr std::size_t MOST_HELD = 4U << 20U;

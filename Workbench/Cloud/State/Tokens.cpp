@@ -154,7 +154,7 @@ std::optional<TokenPair> TokenStore::Refresh(const std::string& refreshToken) co
 }
 
 Json::Value TokenStore::Give(const Holding& kind, const std::string& login, const std::string& token) const {
-    const Json::Value entry = NewEntry(kind, login, token);
+    Json::Value entry = NewEntry(kind, login, token);
     Edit([&](Json::Value& state) { Add(state[kind.name], entry); });
     return entry;
 }
