@@ -22,7 +22,6 @@ namespace {
 
 constexpr std::int64_t LARGEST_COUNT = 1'000'000'000;
 constexpr int LOWEST_STATUS = 200;
-constexpr int HIGHEST_STATUS = 9999;
 
 struct FaultArguments {
     std::string kind;
@@ -120,28 +119,23 @@ void DeclareFault(Cli::Command& command, FaultArguments& arguments) {
         .Option("--times", "K", arguments.times, "how many are hit (default: 1; 0: all until 'fault clear')")
         .Between(0, LARGEST_COUNT);
     command.Option("--status", "CODE", arguments.status, "of body: the answer's status (default: 200)")
-        .Between(LOWEST_STATUS, HIGHEST_STATUS);
+        .Between(LOWEST_STATUS, 9999);
     command
         .Option("--header", "LINE", arguments.headers,
                 "of status and body: a header, NAME: VALUE; may be given several times")
         .Must(&IsHeaderLine);
 }
 
-std::string Line(const FaultKind& kind) {
-    constexpr std::size_t WIDTH = 22;
-    const std::string word = kind.value.word;
-    const bool isOptional = *kind.standard != '\0';
-    const std::string value = isOptional ? "[" + word + "]" : word;
-    return "  " + Cli::Pad(kind.name + (" " + value), WIDTH) + kind.summary + "\n";
-}
-
 /** A line for each kind, in three parts by what it hits. */
 std::string Kinds() {
+    constexpr std::size_t WIDTH = 22;
     std::string parts[] = {"What a client gets, though its request is carried out:\n",
                            "What it gets instead, without a look at its request:\n",
                            "What a new connection gets (others are closed after their next answer):\n"};
     for (const FaultKind& kind : FaultKinds()) {
-        parts[kind.deed.index()] += Line(kind);
+        const std::string word = kind.value.word;
+        const std::string value = *kind.standard != '\0' ? "[" + word + "]" : word;
+        parts[kind.deed.index()] += "  " + Cli::Pad(kind.name + (" " + value), WIDTH) + kind.summary + "\n";
     }
     return parts[0] + "\n" + parts[1] + "\n" + parts[2] + "\n" +
            Cli::Wrap("FLAW is one of " + Cli::Join(CertificateFlaws(), ", ") + ".", 0, Cli::HELP_WIDTH);

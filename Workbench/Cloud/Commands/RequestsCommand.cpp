@@ -2,9 +2,9 @@
 
 #include <chrono>
 #include <iostream>
+#include <limits>
 #include <stdexcept>
 #include <thread>
-#include <utility>
 
 #include "Cli/Json.h"
 #include "Cli/Masker.h"
@@ -18,10 +18,6 @@
 namespace LocalCloud {
 
 namespace {
-
-// Far beyond every request that there will be.
-constexpr std::int64_t HIGHEST_NUMBER = 1'000'000'000'000;
-constexpr std::chrono::milliseconds BETWEEN_LOOKS(200);
 
 struct RequestsArguments {
     std::int64_t number = 0;
@@ -65,24 +61,15 @@ Json::Value Next(const Folder& folder, const RequestsArguments& arguments, std::
     return list;
 }
 
-/** The request's and the answer's headers and bodies. */
-std::string InFull(const Json::Value& exchange) {
-    const std::pair<std::string, const char*> messages[] = {
-        {Cli::StringMember(exchange, "method") + " " + Cli::StringMember(exchange, "path") + "\n", "request"},
-        {"\n" + exchange["response"]["status"].asString() + "\n", "response"}};
+/** Its headers and body. */
+std::string InFull(const Json::Value& message) {
     std::string text;
-    for (const auto& [start, name] : messages) {
-        const Json::Value& message = exchange[name];
-        text += Cli::EscapeLines(start);
-        for (const auto& header : message["headers"]) {
-            text += Cli::Escape(header.asString()) + "\n";
-        }
-        text += "\n" + Cli::EscapeLines(Cli::StringMember(message, "body")) + "\n";
-        if (message.isMember("body_bytes")) {
-            text += "... " + message["body_bytes"].asString() + " bytes in all\n";
-        }
+    for (const auto& header : message["headers"]) {
+        text += Cli::Escape(header.asString()) + "\n";
     }
-    return text;
+    text += "\n" + Cli::EscapeLines(Cli::StringMember(message, "body")) + "\n";
+    const bool isCut = message.isMember("body_bytes");
+    return text + (isCut ? "... " + message["body_bytes"].asString() + " bytes in all\n" : "");
 }
 
 void ShowOne(const Folder& folder, const RequestsArguments& arguments) {
@@ -92,7 +79,11 @@ void ShowOne(const Folder& folder, const RequestsArguments& arguments) {
         throw std::runtime_error("exchange " + std::to_string(arguments.number) +
                                  " is not among those that are remembered; see: infosync-cloud requests");
     }
-    std::cout << (arguments.json ? Cli::JsonText(list[0]) : InFull(list[0]));
+    const Json::Value& one = list[0];
+    std::cout << (arguments.json ? Cli::JsonText(one)
+                                 : Cli::Escape(one["method"].asString() + " " + one["path"].asString()) +
+                                       "\n" + InFull(one["request"]) + "\n" +
+                                       one["response"]["status"].asString() + "\n" + InFull(one["response"]));
 }
 
 void ShowLines(const Json::Value& exchanges, bool json) {
@@ -112,21 +103,20 @@ void Requests(const RequestsArguments& arguments) {
         return;
     }
     std::int64_t last = 0;
-    const Json::Value first = Next(folder, arguments, last);
     if (arguments.json && !arguments.follow) {
-        std::cout << Cli::JsonText(first);
+        std::cout << Cli::JsonText(Next(folder, arguments, last));
         return;
     }
-    ShowLines(first, arguments.json);
+    ShowLines(Next(folder, arguments, last), arguments.json);
     while (arguments.follow && std::cout) {
-        std::this_thread::sleep_for(BETWEEN_LOOKS);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
         ShowLines(Next(folder, arguments, last), arguments.json);
     }
 }
 
 void DeclareRequests(Cli::Command& command, RequestsArguments& arguments) {
-    const Cli::Parameter number =
-        command.Operand("NUMBER", arguments.number, "the request to show whole").Between(1, HIGHEST_NUMBER);
+    const Cli::Parameter number = command.Operand("NUMBER", arguments.number, "the request to show whole")
+                                      .Between(1, std::numeric_limits<std::int64_t>::max());
     command.Flag("-f,--follow", arguments.follow, "go on with those that come").Excludes(number);
     command.Option("--since", "TIME", arguments.since, "from a time on: 10m (ago) or an ISO 8601 time")
         .Must(&IsMoment)

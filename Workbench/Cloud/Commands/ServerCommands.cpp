@@ -26,17 +26,13 @@ namespace LocalCloud {
 
 namespace {
 
-constexpr std::int64_t HIGHEST_PORT = 65535;
-constexpr std::chrono::seconds LONGEST_END(10);
-
 struct ServeArguments {
     int port = 8443;
     bool detach = false;
 };
 
-constexpr int LEAST_GIVEN_BACK = 64 << 10;
-
-sigset_t PrepareSignals() {
+/** Must be called before the process has any other thread. @return those that end it */
+sigset_t PrepareProcess() {
     // A file that may not grow any more is an error to report, not the end of the server.
     static_cast<void>(::signal(SIGXFSZ, SIG_IGN));
     sigset_t signals;
@@ -44,16 +40,17 @@ sigset_t PrepareSignals() {
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    return signals;
-}
-
-/** So that silent connections leave room for the files of others. */
-void RaiseFileLimit() {
+    // Silent connections are to leave room for the files of others.
     rlimit files = {};
     if (::getrlimit(RLIMIT_NOFILE, &files) == 0) {
         files.rlim_cur = files.rlim_max;
         ::setrlimit(RLIMIT_NOFILE, &files);
     }
+    // What a large request took is given back, and no thread keeps memory of its own.
+    constexpr int LEAST_GIVEN_BACK = 64 << 10;
+    ::mallopt(M_MMAP_THRESHOLD, LEAST_GIVEN_BACK);
+    ::mallopt(M_ARENA_MAX, 1);
+    return signals;
 }
 
 /** Leaves the terminal, and takes from the caller what a pipe behind it would wait for. */
@@ -72,15 +69,10 @@ void ShowWhere(const Folder& folder, std::int64_t port) {
               << std::endl;
 }
 
-/** Serves until SIGINT or SIGTERM, which the stop command sends. Must be called before the process has any
- * other thread. A detached one tells what goes wrong later in the folder's state/serve.log. */
+/** Serves until SIGINT or SIGTERM, which the stop command sends. A detached one tells what goes wrong later
+ * in the folder's state/serve.log. */
 void ServeUntilStopped(const Folder& folder, const ServeArguments& arguments) {
-    const sigset_t signals = PrepareSignals();
-    RaiseFileLimit();
-    // What a large request took is given back, and no thread keeps memory of its own.
-    ::mallopt(M_MMAP_THRESHOLD, LEAST_GIVEN_BACK);
-    ::mallopt(M_ARENA_MAX, 1);
-
+    const sigset_t signals = PrepareProcess();
     ServerState state(folder);
     Cloud cloud(folder);
     cloud.users.List();  // what may not be read is refused now, not in a client's answer
@@ -128,7 +120,7 @@ void Serve(const ServeArguments& arguments) {
 
 void DeclareServe(Cli::Command& command, ServeArguments& arguments) {
     command.Option("--port", "N", arguments.port, "the port on 127.0.0.1; 0 picks a free one (default: 8443)")
-        .Between(0, HIGHEST_PORT);
+        .Between(0, 65535);
     command.Flag("--detach", arguments.detach,
                  "return when the server answers; it goes on until 'infosync-cloud stop'");
 }
@@ -143,24 +135,14 @@ Json::Value RequireServer(const Folder& folder) {
     return *server;
 }
 
-Json::Value StatusOf(const Folder& folder) {
-    Json::Value status = RequireServer(folder);
-    status["running"] = true;
-    status["address"] = "https://127.0.0.1:" + status["port"].asString();
-    status["dir"] = folder.Path();
-    status["ca_file"] = folder.CaFile();
-    status["uptime_seconds"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC - status["started"].asInt64());
-    status["planned_faults"] = Json::UInt64(PlannedFaults(folder).size());
-    return status;
-}
-
-std::string TableOf(Json::Value status) {
-    status["running_for"] = Cli::DurationText(Cli::IntegerMember(status, "uptime_seconds"));
+std::string TableOf(const Json::Value& status) {
     std::vector<std::string> names = {"address", "ca_file", "running_for", "planned_faults", "pid"};
     names.insert(names.end(), std::begin(COUNTS), std::end(COUNTS));
     Cli::Table table({"SERVER", ""});
     for (std::string& name : names) {
-        const std::string value = status[name].asString();
+        const std::string value = name == "running_for"
+                                      ? Cli::DurationText(status["uptime_seconds"].asInt64())
+                                      : status[name].asString();
         table.Add({g_strdelimit(name.data(), "_", ' '), value});
     }
     return table.Text(Cli::Style(STDOUT_FILENO));
@@ -171,11 +153,18 @@ void Status(const Shown& arguments) {
     if (arguments.json && !FindServer(folder)) {
         std::cout << "{ \"running\" : false }\n";
     }
-    const Json::Value status = StatusOf(folder);
+    Json::Value status = RequireServer(folder);
+    status["running"] = true;
+    status["address"] = "https://127.0.0.1:" + status["port"].asString();
+    status["dir"] = folder.Path();
+    status["ca_file"] = folder.CaFile();
+    status["uptime_seconds"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC - status["started"].asInt64());
+    status["planned_faults"] = Json::UInt64(PlannedFaults(folder).size());
     std::cout << (arguments.json ? Cli::JsonText(status) : TableOf(status));
 }
 
 void Stop() {
+    constexpr std::chrono::seconds LONGEST_END(10);
     const Folder folder;
     const auto pid = static_cast<pid_t>(RequireServer(folder)["pid"].asInt());
     if (::kill(pid, SIGTERM) != 0 && errno != ESRCH) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 
 #include "AuthData/CDeviceInfo.h"
@@ -19,10 +20,6 @@ namespace LocalCloud {
 
 namespace {
 
-constexpr char HANDS_FREE_UUID[] = "0000111e-0000-1000-8000-00805f9b34fb";
-constexpr std::size_t ID_DIGITS = 12;
-constexpr char MARK_WORD[] = "mark";
-
 /** What the commands take, each a part of it. */
 struct RecordArguments {
     std::string login;
@@ -33,10 +30,6 @@ struct RecordArguments {
     bool noAudioSink = false;
     bool json = false;
 };
-
-std::string IdOf(const Json::Value& record) {
-    return Cli::StringMember(record, CDeviceInfo::RECORD_ID);
-}
 
 void AddUser(const RecordArguments& arguments) {
     const Folder folder;
@@ -57,29 +50,32 @@ void Edit(const RecordArguments& arguments, bool mustBeThere, const Change& chan
     Json::Value document = users.Load(arguments.login);
     Json::Value& records = document[CDeviceInfo::RECORDS];
     Json::ArrayIndex index = 0;
-    while (index < records.size() && IdOf(records[index]) != arguments.id) {
+    while (index < records.size() && records[index][CDeviceInfo::RECORD_ID] != arguments.id) {
         ++index;
     }
-    if ((index < records.size()) != mustBeThere) {
-        throw std::runtime_error(arguments.login + (mustBeThere ? " has no device " : " has a device ") +
-                                 arguments.id +
-                                 (mustBeThere ? "; see: infosync-cloud list '" + arguments.login + "'"
-                                              : " already; choose another --id"));
+    if (mustBeThere && index == records.size()) {
+        throw std::runtime_error(arguments.login + " has no device " + arguments.id +
+                                 "; see: infosync-cloud list '" + arguments.login + "'");
+    }
+    if (!mustBeThere && index < records.size()) {
+        throw std::runtime_error(arguments.login + " has a device " + arguments.id +
+                                 " already; choose another --id");
     }
     change(records, index);
     users.Save(arguments.login, document);
 }
 
 void AddDevice(const RecordArguments& arguments) {
-    const std::string id = arguments.id.empty() ? RandomDigits().substr(0, ID_DIGITS) : arguments.id;
-    Edit(arguments, false, [&](Json::Value& records, Json::ArrayIndex /*index*/) {
-        Json::Value& record = records.append(Json::objectValue);
-        record[CDeviceInfo::RECORD_ID] = id;
-        record[CDeviceInfo::NAME] = arguments.name;
-        record[CDeviceInfo::ADDRESS] = arguments.address;
-        record[CDeviceInfo::UUIDS] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
-    });
-    std::cout << id << "\n";
+    constexpr char HANDS_FREE_UUID[] = "0000111e-0000-1000-8000-00805f9b34fb";
+    constexpr std::size_t ID_DIGITS = 12;
+    Json::Value record;
+    record[CDeviceInfo::RECORD_ID] =
+        arguments.id.empty() ? RandomDigits().substr(0, ID_DIGITS) : arguments.id;
+    record[CDeviceInfo::NAME] = arguments.name;
+    record[CDeviceInfo::ADDRESS] = arguments.address;
+    record[CDeviceInfo::UUIDS] = arguments.noAudioSink ? HANDS_FREE_UUID : arguments.uuids;
+    Edit(arguments, false, [&](Json::Value& records, Json::ArrayIndex /*index*/) { records.append(record); });
+    std::cout << record[CDeviceInfo::RECORD_ID].asString() << "\n";
 }
 
 void RenameDevice(const RecordArguments& arguments) {
@@ -93,33 +89,33 @@ void RemoveDevice(const RecordArguments& arguments) {
          [](Json::Value& records, Json::ArrayIndex index) { records.removeIndex(index, nullptr); });
 }
 
-std::string RecordsTable(const Json::Value& records, const Cli::Style& style) {
+std::string UserText(const Json::Value& user, const Cli::Style& style) {
+    const Json::Value& records = user[CDeviceInfo::RECORDS];
     Cli::Table table({"ID", "NAME", "ADDRESS", "AUDIO SINK"});
     for (const auto& record : records) {
         Json::Value services;
         services[CDeviceInfo::UUIDS] = Cli::StringMember(record, CDeviceInfo::UUIDS);
-        table.Add({IdOf(record), Cli::StringMember(record, CDeviceInfo::NAME),
+        table.Add({Cli::StringMember(record, CDeviceInfo::RECORD_ID),
+                   Cli::StringMember(record, CDeviceInfo::NAME),
                    Cli::StringMember(record, CDeviceInfo::ADDRESS),
                    CDeviceInfo::IsAudioSink(services) ? "yes" : "no"});
     }
-    return records.empty() ? "" : table.Text(style, "  ");
+    return style(Cli::Colour::BOLD, Cli::Escape(user["user"].asString())) + ", " +
+           Cli::Count(records.size(), "device") + ", " + Cli::Escape(user["file"].asString()) + "\n" +
+           (records.empty() ? "" : table.Text(style, "  "));
 }
 
 void List(const RecordArguments& arguments) {
     const Folder folder;
     const Users users(folder);
-    const Cli::Style style(STDOUT_FILENO);
     Json::Value list = Json::arrayValue;
     std::string text;
     for (const auto& login : arguments.login.empty() ? users.List() : std::vector{arguments.login}) {
-        Json::Value entry;
-        entry["user"] = login;
-        entry["file"] = folder.RecordsFile(login);
-        entry["records"] = users.Load(login)[CDeviceInfo::RECORDS];
-        text += style(Cli::Colour::BOLD, Cli::Escape(login)) + ", " +
-                Cli::Count(entry["records"].size(), "device") + ", " +
-                Cli::Escape(folder.RecordsFile(login)) + "\n" + RecordsTable(entry["records"], style);
-        list.append(entry);
+        Json::Value& user = list.append(Json::objectValue);
+        user["user"] = login;
+        user["file"] = folder.RecordsFile(login);
+        user[CDeviceInfo::RECORDS] = users.Load(login)[CDeviceInfo::RECORDS];
+        text += UserText(user, Cli::Style(STDOUT_FILENO));
     }
     std::cout << (arguments.json ? Cli::JsonText(list)
                   : text.empty() ? "no users yet; add one with: infosync-cloud user add LOGIN\n"
@@ -150,33 +146,30 @@ struct ExpireArguments {
     std::string code = TextOf(ResultCode::MARK_TOO_OLD);
 };
 
-void ExpireMark(const Folder& folder, const ExpireArguments& arguments) {
+void Expire(const ExpireArguments& arguments) {
+    const Folder folder;
+    Users(folder).RequireExists(arguments.login);
+    for (const Holding* holding : HOLDINGS) {
+        if (arguments.what == holding->name) {
+            const std::uint64_t expired = TokenStore(folder).Expire(*holding, arguments.login);
+            std::cout << "expired: " << Cli::Count(expired, holding->noun) << "\n"
+                      << (expired > 0 ? std::string("It shows ") + holding->shows + ".\n" : "");
+            return;
+        }
+    }
     const Cli::FileLock oneAtATime = folder.LockForEdit();
     Files::Replace(folder.ExpiredMarkFile(arguments.login), arguments.code + "\n");
     std::cout << "The next download of " << Cli::Escape(arguments.login)
               << " that asks from a mark is refused with " << arguments.code << "\n";
 }
 
-void Expire(const ExpireArguments& arguments) {
-    const Folder folder;
-    Users(folder).RequireExists(arguments.login);
-    if (arguments.what == MARK_WORD) {
-        ExpireMark(folder, arguments);
-    }
-    for (const Holding* holding : HOLDINGS) {
-        if (arguments.what == holding->name) {
-            const auto expired = TokenStore(folder).Expire(*holding, arguments.login);
-            std::cout << "expired: " << Cli::Count(static_cast<std::uint64_t>(expired), holding->noun) << "\n"
-                      << (expired > 0 ? std::string("It shows ") + holding->shows + ".\n" : "");
-        }
-    }
-}
-
 void DeclareExpire(Cli::Command& command, ExpireArguments& arguments) {
-    std::vector<std::string> words = {MARK_WORD};
+    std::vector<std::string> words;
+    words.reserve(std::size(HOLDINGS) + 1);
     for (const Holding* holding : HOLDINGS) {
-        words.insert(words.end() - 1, holding->name);
+        words.emplace_back(holding->name);
     }
+    words.emplace_back("mark");
     const std::string tooOld = TextOf(ResultCode::MARK_TOO_OLD);
     const std::string unknown = TextOf(ResultCode::MARK_UNKNOWN);
     command.Operand("WHAT", arguments.what, Cli::Join(words, ", ")).Required().OneOf(words);
