@@ -185,6 +185,45 @@ TEST_P(TranscriptStory, TellsNothingOfACutLogThatTheWholeOneDenies) {
     EXPECT_GT(told, m_entries.size());
 }
 
+/** In the file each story stands after the log's name and level. */
+TEST(Story, IsToldAsItWas) {
+    std::string stories;
+    const auto tell = [&stories](const std::string& name, const std::string& log) {
+        for (const Story& story : Told(log)) {
+            stories += name + ", " + Log::StoryText(story, Cli::Style(false, 110)) + "\n";
+        }
+    };
+    std::map<std::string, std::vector<Entry>> all;
+    for (const std::string& name : Transcripts()) {
+        const auto& entries = all[name] = Entries(fs::path(TRANSCRIPTS) / name);
+        tell(name, Joined(entries, 0, entries.size()));
+        std::string errors;
+        std::string unlisted;
+        for (const Entry& entry : entries) {
+            errors += entry.priority == 'E' ? entry.text + "\n" : "";
+            unlisted += entry.text.find("UpdateDeviceList") == std::string::npos ? entry.text + "\n" : "";
+        }
+        tell(name + " at E", errors);
+        if (name == "first.txt") {
+            tell(name + " without its list", unlisted);
+        }
+    }
+    // Two at once, of which the one that began first is killed and started again by its process.
+    const auto& first = all.at("first.txt");
+    const auto& other = all.at("later.txt");
+    std::string both = Joined(first, 0, 20);
+    for (const Entry& entry : other) {
+        both += std::string(entry.text).replace(entry.text.find(" 700)"), 5, " 701)") + "\n";
+    }
+    tell("two at once", both + Joined(first, 0, first.size()));
+    if (std::getenv("INFOSYNC_WRITE_STORIES") != nullptr) {
+        std::ofstream(STORIES) << stories;
+        return;
+    }
+    EXPECT_EQ(stories, ReadFile(STORIES))
+        << "Where this is meant, write it anew:\nINFOSYNC_WRITE_STORIES=1 ctest --preset release -R Story";
+}
+
 TEST_P(TranscriptStory, KnowsEveryWarningAndError) {
     for (const Entry& entry : m_entries) {
         Log::Line line;

@@ -33,7 +33,9 @@ std::int64_t NumberAfter(Text text, Text name) {
 }
 
 std::string LeftWords(std::int64_t left) {
-    return left < 0 ? Cli::DurationText(left) + " before" : "for another " + Cli::DurationText(left);
+    return left < 0    ? Cli::DurationText(left) + " before"
+           : left == 0 ? "in that very second"
+                       : "for another " + Cli::DurationText(left);
 }
 
 /** The requests to the cloud, and what is in the paths of their addresses. */
