@@ -8,6 +8,7 @@
 
 #include "Cli/Display.h"
 #include "Cli/Json.h"
+#include "Cli/Text.h"
 #include "Files.h"
 #include "Television/Status.h"
 #include "Television/Why.h"

@@ -63,8 +63,7 @@ std::string NoSinkWords(const std::string& uuids) {
 
 void Devices::Begin(std::string_view id) {
     End();
-    m_record.emplace();
-    m_record->id = id;
+    m_record = Record{std::string(id), "", Listing::UNKNOWN};
     m_removalLines = 0;
     m_isTakenOff = false;
 }

@@ -45,7 +45,7 @@ private:
     struct Record {
         std::string id;
         std::string services;
-        Listing listing = Listing::UNKNOWN;
+        Listing listing;
     };
     /** What a record is called, and its address. */
     using Name = std::pair<std::string, std::string>;

@@ -50,7 +50,7 @@ std::string Joined(const Json::Value& words, const char* separator) {
 std::string ChapterText(const Json::Value& chapter) {
     std::string text = Joined(chapter["told"], ", ");
     for (const Json::Value& untold : chapter["not_told"]) {
-        text += (text.empty() ? "not told: " : "; not told: ") + untold.asString();
+        text.append(text.empty() ? "not told: " : "; not told: ").append(untold.asString());
     }
     return text;
 }
