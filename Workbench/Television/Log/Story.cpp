@@ -30,7 +30,8 @@ std::string RecordsText(const Json::Value& records, const Cli::Style& style) {
         const std::string who = member("name").empty()
                                     ? member("id")
                                     : member("name") + " " + member("address") + " (" + member("id") + ")";
-        text += indent + Cli::Wrap(Cli::Escape(who + ": " + member("words")), indent.size(), style.Width());
+        text.append(indent).append(
+            Cli::Wrap(Cli::Escape(who + ": " + member("words")), indent.size(), style.Width()));
     }
     return shown == records.size() ? text
                                    : text + indent + "and " + std::to_string(records.size() - shown) +
