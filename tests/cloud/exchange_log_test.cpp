@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "Cloud/State/Exchanges.h"
-#include "Files.h"
 #include "cloud_folder.h"
 
 namespace LocalCloud {
