@@ -1,6 +1,7 @@
 #include <system_info.h>
 
 #include "GateSite.h"
+#include "Rows.h"
 #include "SystemCalls.h"
 #include "Television.h"
 #include "TvFolder.h"
@@ -13,17 +14,7 @@ using ::testing::IsEmpty;
 using TvIniTest = Television;
 
 TEST_F(TvIniTest, ValueThatDoesNotFitCountsAsNotSetAndIsNamed) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"[sso]\nstate=one", "line 2: [sso] state: "},
-        {"[sso]\nstate=99999999999", "line 2: [sso] state: "},
-        {"[http]\nmax_seconds=0", "line 2: [http] max_seconds: 0 is not from 1"},
-        {"[log]\nlevel=X", "line 2: [log] level: “X” is none of: V"},
-        {"[log]\nlevel=", "line 2: [log] level: "},
-        {"# c\n\n[bluetooth]\n source = both", "line 4: [bluetooth] source: “both” is none of: lists bluez"},
-        {"[system]\nmodel=\xFF", "line 2: [system] model: "},
-        {"[bluetooth]\nbonded=a\\qb", "line 2: [bluetooth] bonded: "},
-    };
-    for (const auto& [content, problem] : cases) {
+    for (const auto& [content, problem] : Rows<2>("tables.txt", "a value of tv.ini that does not fit")) {
         const TvIni ini(content, "PATH");
         EXPECT_THAT(ini.Problem(), HasSubstr("PATH, " + problem)) << content;
         EXPECT_THAT(ini.Problem(), HasSubstr("counts as not set")) << content;
@@ -38,23 +29,7 @@ TEST_F(TvIniTest, ValueThatDoesNotFitCountsAsNotSetAndIsNamed) {
 }
 
 TEST_F(TvIniTest, WhatATelevisionMakesNothingOfIsNamedWithItsLine) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"[sytem]\nmodel=x\n", "line 1: [sytem]: no such group; there are system, sso, bluetooth, http, log"},
-        {"[log]\n\nlvl=I\n", "line 3: [log] lvl: no such key; there are level, format, file"},
-        {"[http]\ngate_site=http://a.example\n",
-         "line 2: [http] gate_site: “http://a.example” is not an https"},
-        {"[http]\nconnect_to=::127.0.0.1:1;a:b:c:d\n", "line 2: [http] connect_to: “a:b:c:d” is no route"},
-        {"[http]\nconnect_to=a.example:443:127.0.0.1\n", "is no route"},
-        {"[http]\nconnect_to=::127.0.0.1:65536\n", "is no route"},
-        {"[bluetooth]\nbonded=AA:BB:CC:00:11:22;AA:BB:CC:00:11\n", "bonded: “AA:BB:CC:00:11” is no address"},
-        {"[bluetooth]\nknown=AA-BB-CC-00-11-22\n", "known: “AA-BB-CC-00-11-22” is no address"},
-        {"[log]\nlevel=I\n[sso]\n[log]\nlevel=W\n", "line 5: [log] level: is in line 2 already"},
-        {"model=x\n", "line 1: "},
-        {"[sso]\n# c\nstate\nstate=1\n", "line 3: "},
-        {"[log]\n[sso\n[http]", "line 2: "},
-        {"[log]\nno end", "line 2: "},
-    };
-    for (const auto& [content, problem] : cases) {
+    for (const auto& [content, problem] : Rows<2>("tables.txt", "what a television makes nothing of")) {
         const std::vector<TvProblem> problems = TvIni(content, "PATH").Problems();
         ASSERT_EQ(problems.size(), 1) << content;
         EXPECT_THAT("line " + std::to_string(problems[0].line) + ": " + problems[0].words,
