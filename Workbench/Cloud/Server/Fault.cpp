@@ -194,17 +194,12 @@ std::string Fault::Describe() const {
 
 std::vector<Fault> PlannedFaults(const Folder& folder) {
     std::vector<Fault> faults;
-    const std::string path = PathOf(folder);
-    const auto text = Files::ReadIfThere(path);
-    try {
-        const Json::Value stored = text ? Cli::ParseObject(*text, path) : Json::Value();
+    ReadOwn(PathOf(folder), "nothing is planned then", [&faults](const Json::Value& stored) {
         for (const auto& value : stored["faults"]) {
             faults.emplace_back(value);
         }
-    } catch (const std::exception& damage) {
-        throw std::runtime_error(std::string("faults.json: ") + damage.what() +
-                                 "; remove it: nothing is planned then: " + path);
-    }
+        return true;
+    });
     return faults;
 }
 
