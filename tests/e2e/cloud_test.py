@@ -95,6 +95,7 @@ class CloudProgram(FolderCase):
                  for method in (b"POST", b"PUT", b"PATCH", b"DELETE", b"GET") for rest, byte, statuses in (
                      (length, b"a", ["413"]), (b"Transfer-Encoding: chunked\r\n\r\n", b"1", ["411"]))]
         cases += [(b"GET / HTTP/1.1\r\n", b"a", ["431"]), (b"GET / HTTP/1.1\r\n" + b"a:b\r\n" * 201 + b"\r\n", b"", ["431"]),
+                  (b"POST / HTTP/1.1\r\nExpect: 100-continue\r\n\r\n", b"", ["417"]),
                   (b"POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", b"", ["400"]),
                   (b"POST / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}GET / HTTP/1.1\r\nConnection: close\r\n\r\n", b"", ["404", "404"]),
                   (b"GET / HTTP/1.1\r\nContent-Length: 18\r\nConnection: close\r\n\r\nGET / HTTP/1.1\r\n\r\n", b"", ["404"])]
