@@ -15,13 +15,11 @@
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cli/Tool.h"
+#include "Rows.h"
 
 namespace {
 
 constexpr std::int64_t LOWEST = std::numeric_limits<std::int64_t>::min();
-// In bytes, so that no editor turns this file around.
-const std::string BIDI_OVERRIDE = {'\xe2', '\x80', '\xae'};
-
 constexpr std::int64_t HIGHEST = std::numeric_limits<std::int64_t>::max();
 
 /** A tool whose commands note what they were called with, and fail for the user "fail". */
@@ -81,26 +79,11 @@ struct CalledTool {
 }  // namespace
 
 TEST(Duration, HasOneForm) {
-    const std::pair<std::int64_t, const char*> cases[] = {
-        {0, "0s"},
-        {1, "1s"},
-        {-61, "1m 1s"},
-        {3600, "1h"},
-        {3601, "1h"},
-        {2 * 86400 + 3600 + 59, "2d 1h"},
-        {365 * 86400, "1y"},
-        {LOWEST, "more than 1000y"},
-        {HIGHEST, "more than 1000y"},
-    };
-    for (const auto& [seconds, text] : cases) {
-        EXPECT_EQ(Cli::DurationText(seconds), text) << seconds;
+    for (const auto& [seconds, text] : Rows<2>("tables.txt", "seconds and how long that is")) {
+        EXPECT_EQ(Cli::DurationText(std::int64_t{std::stoll(seconds)}), text) << seconds;
     }
-    const std::pair<const char*, double> durations[] = {
-        {"2s", 2},      {"0.5s", 0.5}, {"10m", 600}, {"1h30m", 5400},   {"1d", 86400},
-        {"", -1},       {"2", -1},     {"s", -1},    {"-2s", -1},       {"2x", -1},
-        {"1e300y", -1}, {"2s ", -1},   {"nans", -1}, {"31688739y", -1}, {"2s3", -1}};
-    for (const auto& [text, seconds] : durations) {
-        EXPECT_EQ(Cli::ParseDuration(text).value_or(-1), seconds) << text;
+    for (const auto& [text, seconds] : Rows<2>("tables.txt", "how long and how many seconds that is")) {
+        EXPECT_EQ(Cli::ParseDuration(text).value_or(-1), seconds == "none" ? -1 : std::stod(seconds)) << text;
     }
     EXPECT_EQ(Cli::DurationText(0.1234), "0.12s");
     EXPECT_EQ(Cli::DurationText(2.5), "2.5s");
@@ -116,18 +99,11 @@ TEST(Duration, StopsAtTheLimits) {
 }
 
 TEST(Text, NoTextFromElsewhereReachesTheTerminalRaw) {
-    const std::pair<std::string, const char*> cases[] = {
-        {"Küche 台所", "Küche 台所"},
-        {"a\x1b[31mb\n\t", R"(a\x1b[31mb\n\t)"},
-        {std::string("a\0b", 3), "a\\x00b"},
-        {"bad \xff\xc3", "bad \\xff\\xc3"},
-        {"C1 \xc2\x9b", "C1 \\x9b"},
-        {BIDI_OVERRIDE + ", line \xe2\x80\xa8", R"(\u202e, line \u2028)"},
-        {"\xd8\x9c\xef\xbb\xbf", R"(\u061c\ufeff)"},
-    };
-    for (const auto& [text, shown] : cases) {
+    for (const auto& [text, shown] :
+         Rows<2>("tables.txt", "a text from elsewhere and what the terminal gets")) {
         EXPECT_EQ(Cli::Escape(text), shown);
     }
+    EXPECT_EQ(Cli::Escape(std::string("a\0b", 3)), "a\\x00b");
 }
 
 TEST(Text, AShortSecretIsNotShownByItsBeginning) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "Cli/Masker.h"
+#include "Rows.h"
 
 using Cli::Masker;
 using testing::HasSubstr;
@@ -21,28 +22,7 @@ std::string WithSecret(std::string text) {
 }  // namespace
 
 TEST(Masker, MasksTheValueOfASecretsNameInEveryForm) {
-    const std::string messages[] = {
-        R"(accessToken : {"rsp":{"result":{"access_token":"SECRET","refresh_token":"SECRET"}}})",
-        R"(stringToWrite {"ann":{"accessToken" : "SECRET","expires_in":5}})",
-        R"(""access_token"":""SECRET"",""scope"":""x"")",
-        R"({"access_token":["SECRET"],"refresh_token":
-            "SECRET"})",
-        R"({"access_token":"a\"SECRET\\","scope":"x"})",
-        R"({"access_token":"cut off: SECRET)",
-        R"({"body":"{\"access_token\":\"SECRET\",\"scope\":\"x\"}","path":"/"})",
-        "<rsp stat=\"ok\"><auth_code>SECRET</auth_code><code_verifier a='b'>SECRET</code_verifier></rsp>",
-        "<auth_code>\n  SECRET\n</auth_code><code_verifier><![CDATA[<SECRET]]></code_verifier>",
-        "authCode : SECRET",
-        "key : auth_code. value : SECRET\nSECRET",
-        "key : code, vlaue : SECRET",
-        "key:x-kc-access-token, value : SECRET",
-        "name : code_verifier, text : SECRET",
-        "body : code=SECRET&client_id=58hq27rnez&code_verifier=SECRET",
-        "https://a.example/?refresh_token=SECRET&x=1",
-        "Authorization: Bearer SECRET\r\nx-kc-access-token: SECRET\r\nHost: a.example",
-        "sent bearer SECRET, refused",
-    };
-    for (const std::string& message : messages) {
+    for (const auto& [message] : Rows<1>("tables.txt", "a message with a secret")) {
         const std::string masked = Masker().Mask(WithSecret(message));
         EXPECT_THAT(masked, Not(HasSubstr("Secret"))) << message;
         EXPECT_EQ(Masker().Mask(masked), masked);
@@ -54,21 +34,7 @@ TEST(Masker, MasksTheValueOfASecretsNameInEveryForm) {
 }
 
 TEST(Masker, LeavesWhatIsNoSecret) {
-    const std::string messages[] = {
-        "key : code, value : Zq9x... (22 characters)\n",
-        "error code : 200",
-        "result code=",
-        "the code=5 of the result",
-        "fail to get auth_code",
-        "key : kap_auth_domain. value : authorisation.example",
-        R"({"dvcId":"8637d8720f9ef08c49b2810dd1bef3d4","access_token":null,"refresh_token_expires_in":86400})",
-        "IN >> [std::string CAccessToken::GetAccessToken()(44)]",
-        "IN >> [void CAuthCode::Parse(const string&)(40)]",
-        "User-Agent: SIM-TV-55;1001.2;bt-orbmanager=1.0.0;Tizen=8.0;",
-        "accessToken : {}",
-        "authCode : <rsp stat=\"fail\"></rsp>",
-    };
-    for (const std::string& message : messages) {
+    for (const auto& [message] : Rows<1>("tables.txt", "a message without a secret")) {
         EXPECT_EQ(Masker().Mask(message), message);
     }
 }

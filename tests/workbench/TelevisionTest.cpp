@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -10,6 +11,7 @@
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Files.h"
+#include "Rows.h"
 #include "Television/Status.h"
 #include "Television/Why.h"
 #include "TvFolder.h"
@@ -22,8 +24,6 @@ using testing::HasSubstr;
 namespace {
 
 const std::string ANN = "ann@example.com";
-const std::string SINK = "0000110b-0000-1000-8000-00805f9b34fb";
-const std::string SOURCE = "0000110a-0000-1000-8000-00805f9b34fb";
 const Cli::Style PLAIN(false, 80);
 
 /** A folder in which ann is signed in and r5 and r9 are paired. */
@@ -59,72 +59,43 @@ protected:
     std::string m_folder;
 };
 
-std::string Record(int number, const std::string& uuids, const std::string& name = "Device") {
-    const std::string digits = (number < 10 ? "0" : "") + std::to_string(number);
-    return R"({"record_id":"r)" + std::to_string(number) + R"(","name":")" + name + " " +
-           std::to_string(number) + R"(","address":"AA:BB:CC:00:00:)" + digits + R"(","uuids":)" + uuids +
-           "}";
+/** The record of an audio sink, whose id and address end with the digit. */
+std::string Sink(const std::string& digit, const std::string& name) {
+    return R"({"record_id":"r)" + digit + R"(","name":")" + name + R"(","address":"AA:BB:CC:00:00:0)" +
+           digit + R"(","uuids":"0000110b-0000-1000-8000-00805f9b34fb"})";
 }
 
 Television::NextRun NextRun() {
     return Television::ReadStatus(std::time(nullptr)).nextRun;
 }
 
-std::string Quoted(const std::string& text) {
-    return '"' + text + '"';
-}
-
 }  // namespace
 
 TEST_F(TelevisionTest, WhyGivesTheCauseThatTheServiceSees) {
-    struct Case {
-        int number;
-        std::string record;
-        bool listed;
-        const char* why;
-        const char* words;
+    auto cases = Rows<4>("tables.txt", "a record of ann, whether it is listed, and why");
+    const auto others = Rows<4>("tables.txt", "a record of ben, whether it is listed, and why");
+    const auto records = [](const auto& rows) {
+        std::vector<std::string> texts;
+        std::transform(rows.begin(), rows.end(), std::back_inserter(texts), [](auto& row) { return row[0]; });
+        return Cli::Join(texts, ",");
     };
-    std::string upper = SINK;
-    upper[7] = 'B';
-    const Case cases[] = {
-        {1, Record(1, Quoted(SINK)), true, "audio sink", "not paired"},
-        {2, Record(2, Quoted(SOURCE)), false, "no audio sink", "services: 0000110a-"},
-        {3, Record(3, Quoted(upper)), false, "no audio sink", "lower case"},
-        {4, Record(4, Quoted("")), false, "no audio sink", "offers no services"},
-        {5, Record(5, Quoted(SOURCE + "," + SINK)), false, "paired", "infosync-tv unbond AA:BB:CC:00:00:05"},
-        {6, R"({"record_id":"r6"})", false, "deleted", "in the cloud"},
-        {7, Record(7, "{}"), false, "malformed", "mend"},
-        {8, Record(8, Quoted(SINK)), false, "next run", "listed by the record of ben only"},
-        {9, Record(9, Quoted(SINK)), true, "paired", "listed before that, and stays so"},
-        {10, R"({"record_id":"r10"})", true, "deleted", "next run takes it off"},
-        {11, Record(11, Quoted(SINK)), false, "next run", "the next run lists it"},
-        {0, "7", false, "malformed", "mend"},
-    };
-    const Case others[] = {
-        {20, Record(20, Quoted(SINK)), false, "not signed in", "no run lists it until ben is signed in"},
-        {21, R"({"record_id":"r21"})", true, "deleted", "with ben signed in"},
-        {22, Record(22, Quoted(SOURCE)), false, "no audio sink", "belongs to ben, who is not signed in"},
-    };
-    std::string mine;
-    for (const Case& c : cases) {
-        mine += (mine.empty() ? "" : ",") + c.record;
-    }
-    PutRecords(mine, others[0].record + "," + others[1].record + "," + others[2].record);
+    PutRecords(records(cases), records(others));
     PutList(
         R"({"r1":{"users":["ann@example.com"]},"r8":{"users":["ben"]},"r9":{"users":["ann@example.com"]},)"
         R"("r10":{"users":["ann@example.com","ben"]},"r21":{"users":["ben"]},"left":{"users":["ben"]}})");
     const auto verdicts = Television::Inquire("").devices;
-    ASSERT_EQ(verdicts.size(), std::size(cases) + std::size(others));
+    cases.insert(cases.end(), others.begin(), others.end());
+    ASSERT_EQ(verdicts.size(), cases.size());
     for (std::size_t i = 0; i < verdicts.size(); ++i) {
-        const Case& c = i < std::size(cases) ? cases[i] : others[i - std::size(cases)];
-        EXPECT_EQ(verdicts[i].listed, c.listed) << c.number;
-        EXPECT_EQ(verdicts[i].why, c.why) << c.number;
-        EXPECT_THAT(verdicts[i].words, HasSubstr(c.words)) << c.number;
+        const auto& [record, listed, why, words] = cases[i];
+        EXPECT_EQ(verdicts[i].listed, listed == "yes") << record;
+        EXPECT_EQ(verdicts[i].why, why) << record;
+        EXPECT_THAT(verdicts[i].words, HasSubstr(words)) << record;
     }
 }
 
 TEST_F(TelevisionTest, WhySaysWhatIsKnownOfADeviceThatHasNoRecord) {
-    PutRecords(Record(1, Quoted(SINK), "Kitchen speaker"), "");
+    PutRecords(Sink("1", "Kitchen speaker 1"), "");
     PutList(R"({"left":{"users":["ben"],"name":"Old"}})");
     const std::pair<const char*, const char*> cases[] = {
         {"kitchn", "stored; nearest: kitchen"},
@@ -203,7 +174,7 @@ TEST_F(TelevisionTest, StatusShowsWhatHoldsHowLongAndNoToken) {
     PutKey("InfoSyncServiceActivationInfo",
            R"({"dvcId":"d1","expireTime":)" + std::to_string(now + 172'800) + "000}");
     PutKey("InfoSyncJWT", R"({"accessToken":")" + token + R"(3","tokenExpireTimeSec":5})");
-    PutRecords(Record(5, Quoted(SINK), "Phones\\u001b[31m"), "");
+    PutRecords(Sink("5", "Phones\\u001b[31m"), "");
     const auto status = Television::ReadStatus(now);
     const std::string text = Television::StatusText(status, now, PLAIN);
     for (const char* line :
