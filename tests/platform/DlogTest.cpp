@@ -43,10 +43,8 @@ int Write(LogSink& sink, int priority, const char* format, ...) {
 
 TEST_F(DlogTest, TextOfOthersCannotPassForALineOrHideOne) {
     const std::string head = "E/LONGER_TAG(PID): File.cpp: Do(7) > ";
-    for (auto [text, shown] : Rows<2>("tables.txt", "a text of others and what is logged")) {
-        for (auto at = shown.find("HEAD"); at != std::string::npos; at = shown.find("HEAD")) {
-            shown.replace(at, 4, head);
-        }
+    for (const auto& [text, shown] :
+         Rows<2>("tables.txt", "a text of others and what is logged", "HEAD", head)) {
         Log(DLOG_ERROR, text);
         EXPECT_EQ(Logged(), head + shown + "\n") << text;
     }

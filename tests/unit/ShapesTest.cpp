@@ -14,6 +14,7 @@
 
 #include "Expected.h"
 #include "Outside.h"
+#include "Rows.h"
 
 using namespace Outside;
 
@@ -106,74 +107,35 @@ std::string RowOfCuts(Input input) {
     return Name(input) + ", cut anywhere: " + std::string(letters.begin(), letters.end()) + "\n";
 }
 
-const std::string ODD_BODIES[] = {"",
-                                  " \n",
-                                  "null",
-                                  "17",
-                                  "\"text\"",
-                                  "[]",
-                                  "[1]",
-                                  "{}",
-                                  "<html><body>503</body></html>",
-                                  "// no\n{}",
-                                  "{'rcode':0}",
-                                  "{\"rcode\":0,}",
-                                  "{\"rcode\":NaN}",
-                                  "{\"rcode\":1e999}",
-                                  "{\"rcode\":0.5}",
-                                  "{\"rcode\":4294967296}",
-                                  "{\"rcode\":99999999999999999999}",
-                                  "{} {}",
-                                  std::string("\0{}", 3),
-                                  std::string("{}\0", 3),
-                                  "\xEF\xBB\xBF{}",
-                                  "\xFF\xFE{",
-                                  "{\"a\":\"\xFF\"}",
-                                  R"({"\ud800":1})",
-                                  std::string(100000, '['),
-                                  "{\"a\":" + std::string(991, '[') + std::string(991, ']') + "}"};
-
-std::vector<std::string> CodeDocuments() {
-    const std::string start = R"(<rsp stat="ok">)";
-    const std::string code = "<auth_code>c</auth_code>";
-    const std::string verifier = "<code_verifier>v</code_verifier>";
-    const std::string auth = "<kap_auth_domain>d</kap_auth_domain>";
-    const std::string api = "<kap_api_domain>e</kap_api_domain>";
-    std::string levels;
-    for (int i = 0; i < 1000; ++i) {
-        levels += "<a>";
+/** The table's texts, and those that no table can have. */
+std::vector<std::string> Texts(const char* table, std::vector<std::string> texts) {
+    for (auto& [text] : Rows<1>("tables.txt", table)) {
+        texts.push_back(text);
     }
-    return {
-        "no document",
-        start + "<auth_code>c",
-        R"(<answer stat="ok"/>)",
-        "<rsp/>",
-        R"(<rsp stat="OK"/>)",
-        R"(<rsp stat=" ok"/>)",
-        R"(<rsp stat="ok"/>)",
-        start + code + verifier + auth + api + "<empty/></rsp>",
-        start + "<empty/>" + code + verifier + auth + api + "</rsp>",
-        start + verifier + auth + api + "</rsp>",
-        start + code + auth + api + "</rsp>",
-        start + code + verifier + api + "</rsp>",
-        start + code + verifier + auth + "</rsp>",
-        start + code + verifier + auth + api + "<auth_code>2</auth_code></rsp>",
-        "\xEF\xBB\xBF<?xml version='1.0'?>\n" + start + code + verifier + auth + api + "</rsp>\n",
-        R"(<!DOCTYPE d [<!ENTITY a "aa"><!ENTITY b "&a;&a;">]>)" + start + "<auth_code>&b;</auth_code></rsp>",
-        start + levels + "</rsp>",
-    };
+    return texts;
 }
 
 }  // namespace
 
 TEST(ShapesTest, EachShapeOfWhatComesIn) {
+    std::string levels;
+    for (int i = 0; i < 1000; ++i) {
+        levels += "<a>";
+    }
+    const auto documents = Texts("a sign-in document", {R"(<rsp stat="ok">)" + levels + "</rsp>"});
+    const auto bodies =
+        Texts("an odd body", {"",
+                              {"\0{}", 3},
+                              {"{}\0", 3},
+                              std::string(100000, '['),
+                              "{\"a\":" + std::string(991, '[') + std::string(991, ']') + "}"});
     std::string table;
     for (int i = 0; i < INPUT_COUNT; ++i) {
         const auto input = static_cast<Input>(i);
         const bool isDocument = input == SIGN_IN_DOCUMENT || input == STORED_CODE;
         table += Row(input, "good", std::vector{Good(input)});
-        table += isDocument ? Row(input, "documents", CodeDocuments()) : RowsOfMembers(input);
-        table += Row(input, "odd bodies", ODD_BODIES);
+        table += isDocument ? Row(input, "documents", documents) : RowsOfMembers(input);
+        table += Row(input, "odd bodies", bodies);
         table += input <= RECORDS_ANSWER ? RowOfStatuses(input) : "";
         table += input == STORED_CODE ? "" : RowOfCuts(input);
     }

@@ -11,19 +11,15 @@ namespace {
 
 const std::string SECRET = "Zq9xSecretSecretSecret";
 
-/** The text with the secret wherever the word stands for it. */
-std::string WithSecret(std::string text) {
-    for (std::size_t at = text.find("SECRET"); at != std::string::npos; at = text.find("SECRET", at + 1)) {
-        text.replace(at, 6, SECRET);
-    }
-    return text;
+std::string WithSecret(const std::string& text) {
+    return Replaced(text, "SECRET", SECRET);
 }
 
 }  // namespace
 
 TEST(Masker, MasksTheValueOfASecretsNameInEveryForm) {
-    for (const auto& [message] : Rows<1>("tables.txt", "a message with a secret")) {
-        const std::string masked = Masker().Mask(WithSecret(message));
+    for (const auto& [message] : Rows<1>("tables.txt", "a message with a secret", "SECRET", SECRET)) {
+        const std::string masked = Masker().Mask(message);
         EXPECT_THAT(masked, Not(HasSubstr("Secret"))) << message;
         EXPECT_EQ(Masker().Mask(masked), masked);
     }
