@@ -20,13 +20,14 @@ constexpr char RECORDS_ALIAS[] = "InfoSyncRecords";
 constexpr char JWT_ALIAS[] = "InfoSyncJWT";
 constexpr char ACTIVATION_ALIAS[] = "InfoSyncServiceActivationInfo";
 
-constexpr char CODE[] = R"(<rsp stat="ok"><auth_code>c</auth_code><code_verifier>v</code_verifier>)"
-                        R"(<kap_auth_domain>d</kap_auth_domain><kap_api_domain>e</kap_api_domain></rsp>)";
+constexpr char CODE[] =
+    R"(<rsp stat="ok"><auth_code>code</auth_code><code_verifier>verifier</code_verifier>)"
+    R"(<kap_auth_domain>auth.example</kap_auth_domain><kap_api_domain>api.example</kap_api_domain></rsp>)";
 constexpr char ANSWERED_TOKEN[] =
-    R"({"rsp":{"result":{"access_token":"a","access_token_expires_in":3600,"refresh_token":"r",)"
-    R"("refresh_token_expires_in":7200,"userId":"u"},"stat":"ok"}})";
-constexpr char ACTIVATION[] = R"({"dvcId":"dvc","expireTime":5000000000000,"rcode":0})";
-constexpr char APP_TOKEN[] = R"({"accessToken":"j","rcode":0,"tokenExpireTimeSec":5000000000})";
+    R"({"rsp":{"stat":"ok","result":{"access_token":"access","refresh_token":"refresh","userId":"uid",)"
+    R"("access_token_expires_in":3600,"refresh_token_expires_in":7200}}})";
+constexpr char ACTIVATION[] = R"({"rcode":0,"dvcId":"dvc","expireTime":5000000000000})";
+constexpr char APP_TOKEN[] = R"({"rcode":0,"accessToken":"jwt","tokenExpireTimeSec":5000000000})";
 /** What changed since the mark 7, and all that there is. */
 constexpr char CHANGES[] =
     R"({"meta":{"synced_timestamp":9},"records":[{"address":"AA","name":"Pod","record_id":"pod",)"
@@ -45,11 +46,8 @@ std::string OfUsers(const std::string& entry) {
     return R"({"user-0":{"kept":[1]},"user-1":)" + entry + "}";
 }
 
-/** A token that was issued a hundred seconds ago. */
 std::string Token(int lifetime, int refreshLifetime) {
-    return OfUsers(R"({"access_token":"old","access_token_expires_in":)" + std::to_string(lifetime) +
-                   R"(,"issued_time_in_second":900,"refresh_token":"renew","refresh_token_expires_in":)" +
-                   std::to_string(refreshLifetime) + R"(,"userId":"u"})");
+    return OfUsers(TokenEntry(lifetime, refreshLifetime));
 }
 
 /** What an input is called, where it is stored, how many requests a run makes with a good one, and that one.
@@ -230,6 +228,13 @@ std::string Name(Input input) {
 
 std::string Good(Input input) {
     return Of(input).good;
+}
+
+std::string TokenEntry(int lifetime, int refreshLifetime) {
+    return R"({"access_token":"old","refresh_token":"renew","userId":"uid",)"
+           R"("issued_time_in_second":900,"access_token_expires_in":)" +
+           std::to_string(lifetime) + R"(,"refresh_token_expires_in":)" + std::to_string(refreshLifetime) +
+           "}";
 }
 
 Outcome Try(Input input, const std::string& text, long status, bool whole) {

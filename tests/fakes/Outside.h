@@ -31,6 +31,9 @@ std::string Name(Input input);
 /** One that nothing is wrong with; of a refusal, the one that asks for the records to be discarded. */
 std::string Good(Input input);
 
+/** The entry of a user whose token was issued at the second 900, a hundred before now. */
+std::string TokenEntry(int lifetime, int refreshLifetime);
+
 enum Verdict : char {
     /** The run made the device list as it must be, and the next one asks for no more than changes. */
     TAKEN = '.',

@@ -3,6 +3,7 @@
 #include "AuthData/CAccessToken.h"
 #include "CSsoManager.h"
 #include "Manager/CAccessTokenManager.h"
+#include "Outside.h"
 #include "ServiceTest.h"
 
 using ::testing::ElementsAre;
@@ -11,18 +12,11 @@ using ::testing::SizeIs;
 
 namespace {
 
-constexpr char AUTH_CODE[] =
-    "<rsp stat='ok'><auth_code>A</auth_code><code_verifier>V</code_verifier>"
-    "<kap_auth_domain>D</kap_auth_domain><kap_api_domain>K</kap_api_domain></rsp>";
-constexpr char TOKEN_ANSWER[] =
-    R"({"rsp":{"result":{"access_token":"new","access_token_expires_in":60,"refresh_token_expires_in":600}}})";
+const std::string AUTH_CODE = Outside::Good(Outside::SIGN_IN_DOCUMENT);
+const std::string TOKEN_ANSWER = Outside::Good(Outside::TOKEN_ANSWER);
 
-/** A stored token of the user that was issued at 900. */
 std::string Token(int lifetime, int refreshLifetime) {
-    return R"({"user-1":{"access_token":"old","refresh_token":"R","issued_time_in_second":900,)"
-           R"("access_token_expires_in":)" +
-           std::to_string(lifetime) + R"(,"refresh_token_expires_in":)" + std::to_string(refreshLifetime) +
-           "}}";
+    return R"({"user-1":)" + Outside::TokenEntry(lifetime, refreshLifetime) + "}";
 }
 
 class CAccessTokenManagerTest : public ServiceTest {
@@ -66,8 +60,8 @@ TEST_F(CAccessTokenManagerTest, RejectedCodeRequestIsNotReported) {
     const auto& request = Fake::AuthCodeRequests().at(0);
     EXPECT_EQ(request.callback(nullptr, 1, nullptr), -1);
     EXPECT_EQ(request.callback(request.userData, 1, nullptr), -1);
-    EXPECT_EQ(request.callback(request.userData, 1, AUTH_CODE), -1);
-    EXPECT_EQ(request.callback(request.userData, -1, AUTH_CODE), -1);
+    EXPECT_EQ(request.callback(request.userData, 1, AUTH_CODE.c_str()), -1);
+    EXPECT_EQ(request.callback(request.userData, -1, AUTH_CODE.c_str()), -1);
     EXPECT_THAT(Fake::Logged(DLOG_ERROR), ElementsAre("userData is nullptr", "userData is authcode",
                                                       "result != SSO_TRUE", "result != SSO_TRUE"));
     EXPECT_THAT(m_results, IsEmpty());
@@ -109,7 +103,7 @@ TEST_F(CAccessTokenManagerTest, SecondCallTakesTheResult) {
     m_manager.GetAccessToken([&second](auto result, const auto& /*token*/) { second.push_back(result); });
     Fake::Answer(TOKEN_ANSWER);
     const auto& request = Fake::AuthCodeRequests().at(0);
-    EXPECT_EQ(request.callback(request.userData, SSO_TRUE, AUTH_CODE), 0);
+    EXPECT_EQ(request.callback(request.userData, SSO_TRUE, AUTH_CODE.c_str()), 0);
     EXPECT_THAT(m_results, IsEmpty());
     EXPECT_THAT(second, ElementsAre(CAccessTokenManager::Success));
 }

@@ -6,21 +6,16 @@
 #include <functional>
 
 #include "Expected.h"
+#include "Outside.h"
 #include "ServiceTest.h"
 
 /** The service's main, under the name that it has in this program. */
 int InfoSyncMain();
 
+using namespace Outside;
+
 namespace {
 
-constexpr char CODE[] =
-    R"(<rsp stat="ok"><auth_code>code</auth_code><code_verifier>verifier</code_verifier>)"
-    R"(<kap_auth_domain>auth.example</kap_auth_domain><kap_api_domain>api.example</kap_api_domain></rsp>)";
-constexpr char TOKEN_ANSWER[] =
-    R"({"rsp":{"stat":"ok","result":{"access_token":"access","refresh_token":"refresh","userId":"uid",)"
-    R"("access_token_expires_in":3600,"refresh_token_expires_in":7200}}})";
-constexpr char ACTIVATION[] = R"({"rcode":0,"dvcId":"dvc","expireTime":5000000000000})";
-constexpr char APP_TOKEN[] = R"({"rcode":0,"accessToken":"jwt","tokenExpireTimeSec":5000000000})";
 constexpr char RECORDS[] =
     R"({"meta":{"synced_timestamp":7},"records":[)"
     R"({"record_id":"b","name":"Bar","address":"BB","uuids":"0000110b-0000-1000-8000-00805f9b34fb"},)"
@@ -41,20 +36,12 @@ std::string OfUser(const std::string& entry) {
     return R"({"user-1":)" + entry + "}";
 }
 
-/** A token that was issued at the second 900. */
-std::string Token(int lifetime, int refreshLifetime) {
-    return OfUser(R"({"access_token":"old","refresh_token":"renew","userId":"uid",)"
-                  R"("issued_time_in_second":900,"access_token_expires_in":)" +
-                  std::to_string(lifetime) + R"(,"refresh_token_expires_in":)" +
-                  std::to_string(refreshLifetime) + "}");
-}
-
 /** A set that has synchronised before, whose token is valid and that the cloud has nothing new for. */
 void SynchronisedBefore() {
-    Fake::Tv().records = {{"InfoSyncAccessToken", Token(200, 300)},
-                          {"InfoSyncAuthCode", CODE},
-                          {"InfoSyncServiceActivationInfo", OfUser(ACTIVATION)},
-                          {"InfoSyncJWT", OfUser(APP_TOKEN)},
+    Fake::Tv().records = {{"InfoSyncAccessToken", OfUser(TokenEntry(200, 300))},
+                          {"InfoSyncAuthCode", Good(SIGN_IN_DOCUMENT)},
+                          {"InfoSyncServiceActivationInfo", OfUser(Good(ACTIVATION_ANSWER))},
+                          {"InfoSyncJWT", OfUser(Good(APP_TOKEN_ANSWER))},
                           {"InfoSyncRecords", OfUser(RECORDS)}};
     Fake::Tv().textSettings[Fake::DEVICES_KEY] =
         R"({"b":{"address":"BB","deleted_on_tv":false,"name":"Bar","users":["user-1"]},)"
@@ -74,10 +61,10 @@ void PrintTo(const Run& run, std::ostream* out) {
 
 const Run RUNS[] = {
     {"first",
-     {{{TOKEN_ANSWER}}, {{ACTIVATION}}, {{APP_TOKEN}}, {{RECORDS}}},
+     {{{Good(TOKEN_ANSWER)}}, {{Good(ACTIVATION_ANSWER)}}, {{Good(APP_TOKEN_ANSWER)}}, {{RECORDS}}},
      [](auto& tv) {
          tv = {};
-         tv.authCodeAnswer = {SSO_TRUE, CODE};
+         tv.authCodeAnswer = {SSO_TRUE, Good(SIGN_IN_DOCUMENT)};
          tv.bonds = {{"AA", true}};
          tv.resultToIgnore = -1;
      }},
@@ -88,16 +75,16 @@ const Run RUNS[] = {
          tv.resultToIgnore = -1;
      }},
     {"refresh",
-     {{{TOKEN_ANSWER}}, {{NOTHING_NEW}}},
-     [](auto& tv) { tv.records["InfoSyncAccessToken"] = Token(99, 300); }},
+     {{{Good(TOKEN_ANSWER)}}, {{NOTHING_NEW}}},
+     [](auto& tv) { tv.records["InfoSyncAccessToken"] = OfUser(TokenEntry(99, 300)); }},
     {"refused-refresh",
      {{{"{}"}, 4001}},
-     [](auto& tv) { tv.records["InfoSyncAccessToken"] = Token(99, 300); }},
+     [](auto& tv) { tv.records["InfoSyncAccessToken"] = OfUser(TokenEntry(99, 300)); }},
     {"refresh-token-run-out",
      {},
      [](auto& tv) {
-         tv.records["InfoSyncAccessToken"] = Token(99, 99);
-         tv.authCodeAnswer = {7, CODE};
+         tv.records["InfoSyncAccessToken"] = OfUser(TokenEntry(99, 99));
+         tv.authCodeAnswer = {7, Good(SIGN_IN_DOCUMENT)};
      }},
     {"refused-mark", {{{R"({"rcode":4009100,"rmsg":"too old"})"}, 409}}},
     {"sign-in-on-third-check",
@@ -116,13 +103,13 @@ const Run RUNS[] = {
          Fake::FailCall("ckmc_remove_alias", 2);
      }},
     {"damaged-store",
-     {{{ACTIVATION}}, {{CHANGES}}},
+     {{{Good(ACTIVATION_ANSWER)}}, {{CHANGES}}},
      [](auto& tv) {
          tv.records["InfoSyncServiceActivationInfo"] = "{";
          tv.textSettings[Fake::DEVICES_KEY] = "[]";
      }},
     {"failing-save",
-     {{{APP_TOKEN}}, {{ONE_MALFORMED}}},
+     {{{Good(APP_TOKEN_ANSWER)}}, {{ONE_MALFORMED}}},
      [](auto& tv) {
          tv.records["InfoSyncJWT"] = OfUser(R"({"accessToken":"old","tokenExpireTimeSec":1000})");
          tv.records["InfoSyncRecords"] = OfUser(R"({"meta":{"synced_timestamp":"7"},"records":[]})");
