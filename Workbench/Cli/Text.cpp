@@ -3,6 +3,7 @@
 #include <glib.h>
 
 #include <algorithm>
+#include <limits>
 #include <numeric>
 #include <sstream>
 #include <utility>
@@ -13,8 +14,8 @@ namespace Cli {
 
 namespace {
 
-constexpr gunichar INVALID =
-    static_cast<gunichar>(-2);  // what GLib says of a bad or a cut sequence, or higher
+// What GLib says of a bad or a cut sequence, or higher.
+constexpr auto INVALID = static_cast<gunichar>(-2);
 
 bool IsHarmless(gunichar c) {
     const bool reorders = c == 0x061CU || (c >= 0x200EU && c <= 0x200FU) || (c >= 0x202AU && c <= 0x202EU) ||
@@ -47,14 +48,27 @@ std::string EscapeAll(const std::string& text, bool butLines) {
     return shown;
 }
 
-std::vector<std::string> Characters(const std::string& text) {
-    std::vector<std::string> characters;
-    const char* next = nullptr;
-    for (const char* at = text.c_str(); *at != '\0'; at = next) {
-        next = g_utf8_next_char(at);
-        characters.emplace_back(at, next);
+struct Extent {
+    std::size_t bytes;
+    std::size_t columns;
+};
+
+/** How much of an escaped text has room in a number of columns, which is at least one character. */
+Extent Measure(std::string_view text, std::size_t room) {
+    Extent taken = {0, 0};
+    while (taken.bytes < text.size()) {
+        const char* at = text.data() + taken.bytes;
+        const gunichar c = g_utf8_get_char(at);
+        const std::size_t width = g_unichar_iszerowidth(c) != FALSE ? 0U
+                                  : g_unichar_iswide(c) != FALSE    ? 2U
+                                                                    : 1U;
+        if (taken.bytes > 0 && taken.columns + width > room) {
+            break;
+        }
+        taken.bytes += static_cast<std::size_t>(g_utf8_next_char(at) - at);
+        taken.columns += width;
     }
-    return characters;
+    return taken;
 }
 
 /** How many characters must be put in, taken out or replaced. */
@@ -83,17 +97,11 @@ std::string EscapeLines(const std::string& text) {
 }
 
 std::size_t DisplayWidth(const std::string& text) {
-    std::size_t width = 0;
-    for (const char* at = text.c_str(); *at != '\0'; at = g_utf8_next_char(at)) {
-        const gunichar c = g_utf8_get_char(at);
-        width += g_unichar_iszerowidth(c) != FALSE ? 0U : g_unichar_iswide(c) != FALSE ? 2U : 1U;
-    }
-    return width;
+    return Measure(text, std::numeric_limits<std::size_t>::max()).columns;
 }
 
 std::string Pad(const std::string& text, std::size_t width) {
-    const std::size_t used = DisplayWidth(text);
-    return used < width ? text + std::string(width - used, ' ') : text;
+    return text + std::string(width - std::min(width, DisplayWidth(text)), ' ');
 }
 
 std::string Wrap(const std::string& paragraph, std::size_t indent, std::size_t width) {
@@ -107,33 +115,22 @@ std::string Wrap(const std::string& paragraph, std::size_t indent, std::size_t w
             text += fits ? " " : newLine;
             column = fits ? column + 1 : indent;
         }
-        for (const std::string& character : Characters(word)) {
-            const std::size_t taken = DisplayWidth(character);
-            if (column > indent && column + taken > width) {
-                text += newLine;
-                column = indent;
-            }
-            text += character;
-            column += taken;
+        std::string_view rest = word;
+        Extent piece = Measure(rest, width - column);
+        for (; piece.bytes < rest.size(); piece = Measure(rest, width - indent)) {
+            text.append(rest.substr(0, piece.bytes)).append(newLine);
+            rest.remove_prefix(piece.bytes);
+            column = indent;
         }
+        text += rest;
+        column += piece.columns;
     }
     return text + "\n";
 }
 
 std::string Shorten(const std::string& text, std::size_t width) {
-    if (DisplayWidth(text) <= width) {
-        return text;
-    }
-    std::string kept;
-    std::size_t used = 1;
-    for (const std::string& character : Characters(text)) {
-        used += DisplayWidth(character);
-        if (used > width) {
-            break;
-        }
-        kept += character;
-    }
-    return kept + "…";
+    const bool fits = DisplayWidth(text) <= width;
+    return fits ? text : text.substr(0, Measure(text, width - 1).bytes) + "…";
 }
 
 std::string CaseFolded(const std::string& text) {

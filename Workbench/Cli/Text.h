@@ -9,34 +9,26 @@
 
 namespace Cli {
 
-/**
- * The text with everything escaped that could move the cursor, reorder the line or pass for a line of its
- * own: control characters, line separators, bidirectional controls and bytes that are not UTF-8. Printable
- * UTF-8 stays as it is.
- */
+/** With everything escaped that could move the cursor, reorder the line or pass for a line of its own:
+ * control characters, line separators, bidirectional controls and bytes that are not UTF-8. */
 std::string Escape(const std::string& text);
 
 /** The same for a text that may have lines and tabs of its own. */
 std::string EscapeLines(const std::string& text);
 
-/** Columns that an escaped text takes on a terminal: 2 for a wide character, none for a combining one. */
-std::size_t DisplayWidth(const std::string& text);
+// Of an escaped text, in columns of a terminal: 2 for a wide character, none for a combining one.
 
-/** The text filled up with blanks to the width, in columns. */
+std::size_t DisplayWidth(const std::string& text);
+/** Filled up with blanks. */
 std::string Pad(const std::string& text, std::size_t width);
+/** Cut, with an ellipsis where something is left out. */
+std::string Shorten(const std::string& text, std::size_t width);
+/** In lines, all but the first behind the indent; with a newline at its end. A word that is longer than a
+ * line is broken, too. */
+std::string Wrap(const std::string& paragraph, std::size_t indent, std::size_t width);
 
 /** Columns that help takes, whatever it is shown on. */
 inline constexpr std::size_t HELP_WIDTH = 80;
-
-/**
- * Breaks an escaped paragraph into lines of the width, all but the first behind the indent; with a newline at
- * its end. A word that is longer than a line is broken, too.
- * @param width that of what it is shown on, as its Style tells
- */
-std::string Wrap(const std::string& paragraph, std::size_t indent, std::size_t width);
-
-/** An escaped text cut to the width, in columns, with an ellipsis where something is left out. */
-std::string Shorten(const std::string& text, std::size_t width);
 
 inline bool StartsWith(std::string_view text, std::string_view start) {
     return text.substr(0, start.size()) == start;
@@ -56,10 +48,8 @@ std::string Count(std::uint64_t number, const std::string& noun);
 // What the values of options and operands may be: what is wrong, or nothing.
 
 std::string IsNotEmpty(const std::string& value);
-
 /** Six pairs of hexadecimal digits. */
 std::string IsBluetoothAddress(const std::string& value);
-
 std::string IsUtf8(const std::string& value);
 
 /** "; nearest: status, stop" with the words that a misspelt one may stand for; empty when none is near. */
