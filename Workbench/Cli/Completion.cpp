@@ -1,11 +1,11 @@
-#include "Cli/Completion.h"
-
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <iostream>
 #include <numeric>
 #include <set>
 
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
+#include "Cli/Tool.h"
 
 namespace Cli {
 
@@ -34,13 +34,6 @@ _TOOL() {
 if [[ $funcstack[1] == _TOOL ]]; then _TOOL "$@"; else compdef _TOOL TOOL; fi
 )sh";
 
-std::string Replaced(std::string text, const std::string& mark, const std::string& by) {
-    for (auto at = text.find(mark); at != std::string::npos; at = text.find(mark, at + by.size())) {
-        text.replace(at, mark.size(), by);
-    }
-    return text;
-}
-
 bool AwaitsValue(const CLI::App& app, const std::string& word) {
     const CLI::Option* option = StartsWith(word, "-") ? app.get_option_no_throw(word) : nullptr;
     return option != nullptr && option->get_items_expected() > 0;
@@ -52,44 +45,49 @@ std::vector<const CLI::App*> Below(const CLI::App& app) {
 
 }  // namespace
 
-std::string Complete(const CLI::App& tool, std::vector<std::string> words) {
+std::string Tool::Complete(std::vector<std::string> words) const {
+    static const Pattern lineEnd("(?<v>\n)");
     const std::string typed = words.empty() ? "" : words.back();
-    words.resize(std::max<std::size_t>(words.size(), 1) - 1);
-    const CLI::App* command = &tool;
+    words.resize(words.empty() ? 0 : words.size() - 1);
+    const CLI::App* command = m_app.get();
     bool isValue = false;
     for (const std::string& word : words) {
         const CLI::App& last = *command;
         for (const CLI::App* next : Below(last)) {
             command = !isValue && next->check_name(word) ? next : command;
         }
-        isValue = !isValue && (AwaitsValue(last, word) || AwaitsValue(tool, word));
-    }
-    if (isValue) {
-        return "";
+        isValue = !isValue && (AwaitsValue(last, word) || AwaitsValue(*m_app, word));
     }
     std::set<std::string> lines;
-    const auto offer = [&lines, &typed](const std::string& name, const std::string& meaning) {
-        if (StartsWith(name, typed)) {
-            lines.insert(name + "\t" + Replaced(meaning, "\n", " ") + "\n");
+    const auto offer = [&](const std::string& name, const std::string& meaning) {
+        if (!isValue && StartsWith(name, typed)) {
+            lines.insert(name + "\t" + lineEnd.Replace(meaning, " ") + "\n");
         }
     };
     for (const CLI::App* next : Below(*command)) {
         offer(next->get_name(), next->get_description());
     }
-    for (const CLI::App* app : {command, &tool}) {
+    const std::set<const CLI::App*> takeOptions = {command, m_app.get()};
+    for (const CLI::App* app : typed.empty() ? std::set<const CLI::App*>() : takeOptions) {
         for (const CLI::Option* option : app->get_options()) {
             for (const std::string& name : option->get_lnames()) {
-                if (!typed.empty()) {
-                    offer("--" + name, option->get_description());
-                }
+                offer("--" + name, option->get_description());
             }
         }
     }
     return std::accumulate(lines.begin(), lines.end(), std::string());
 }
 
-std::string CompletionScript(const std::string& tool, const std::string& shell) {
-    return Replaced(shell == "zsh" ? ZSH : BASH, "TOOL", tool);
+void Tool::AddCompletion() {
+    const std::string name = m_app->get_name();
+    const auto shell = std::make_shared<std::string>();
+    Add("completion", "Write the completion script for a shell",
+        "Examples:\n  source <(" + name + " completion bash)\n  " + name + " completion zsh > ~/.zfunc/_" +
+            name + "   # a folder of fpath",
+        [name, shell] { std::cout << Pattern("(?<v>TOOL)").Replace(*shell == "zsh" ? ZSH : BASH, name); })
+        .Operand("SHELL", *shell, "bash or zsh")
+        .OneOf({"bash", "zsh"})
+        .Required();
 }
 
 }  // namespace Cli

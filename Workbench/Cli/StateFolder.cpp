@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "Cli/Errors.h"
+#include "Cli/Tool.h"
 
 namespace Cli {
 

@@ -1,17 +1,38 @@
 #include "Cli/Tool.h"
 
+#include <dlog.h>
 #include <glib.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 
-#include "Cli/Completion.h"
 #include "Cli/Display.h"
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
+
+namespace {
+
+std::string lastLoggedError;
+
+}  // namespace
+
+int __dlog_print(log_id_t /*log_id*/, int prio, const char* /*tag*/, const char* fmt, ...) {
+    if (prio == DLOG_ERROR) {
+        std::array<char, 1024> text = {};
+        va_list arguments;
+        va_start(arguments, fmt);
+        static_cast<void>(std::vsnprintf(text.data(), text.size(), fmt, arguments));
+        va_end(arguments);
+        lastLoggedError = text.data();
+    }
+    return 0;
+}
 
 namespace Cli {
 
@@ -35,6 +56,15 @@ void RefuseEmptyValues(int argc, char** argv) {
     }
 }
 
+/** What the command does, unless one of the group below it is called. */
+void Does(CLI::App* app, std::function<void()> run) {
+    app->callback([app, run = std::move(run)] {
+        if (app->get_subcommands().empty()) {
+            run();
+        }
+    });
+}
+
 [[noreturn]] void RefuseNoCommand() {
     throw UsageError("a command is missing");
 }
@@ -45,7 +75,27 @@ std::string Called(const CLI::App& app) {
     return app.get_name() + (next.empty() ? "" : " " + Called(*next.back()));
 }
 
+int Report(const CLI::App& app, const std::string& message, ExitStatus status = EXIT_FAILED) {
+    const Style style(STDERR_FILENO);
+    std::cerr << style(Colour::RED, app.get_name() + ":") << " " << EscapeLines(message) << "\n";
+    return status;
+}
+
+/** @param problem is what is wrong with how the tool was called */
+int Refuse(const CLI::App& app, const std::string& problem) {
+    return Report(app, problem + "\nTry: " + Called(app) + " --help", EXIT_USAGE);
+}
+
 }  // namespace
+
+std::string Reason(const std::exception& error) {
+    const auto* file = dynamic_cast<const std::filesystem::filesystem_error*>(&error);
+    return file == nullptr ? error.what() : file->path1().string() + ": " + file->code().message();
+}
+
+const std::string& LastLoggedError() {
+    return lastLoggedError;
+}
 
 Parameter& Parameter::Required() {
     m_option->required();
@@ -107,18 +157,9 @@ Parameter Command::Json(bool& value) {
     return Flag("--json", value, "write JSON for scripts");
 }
 
-void Command::Does(std::function<void()> run) {
-    m_app->callback([app = m_app, run = std::move(run)] {
-        if (app->get_subcommands().empty()) {
-            run();
-        }
-    });
-}
-
 Tool::Tool(const std::string& name, const std::string& summary, const std::string& overview)
     : m_app(std::make_unique<CLI::App>(summary, name)) {
-    Command(m_app.get()).Does(&RefuseNoCommand);
-    m_app->require_subcommand(0, 1);
+    Does(m_app->require_subcommand(0, 1), &RefuseNoCommand);
     m_app->fallthrough();
     m_app->footer(overview);
     m_app->set_help_flag("-h,--help", "show this help");
@@ -135,17 +176,15 @@ Command Tool::Add(const std::string& name, const std::string& summary, const std
     const auto blank = name.find(' ');
     if (blank != std::string::npos) {
         const std::string group = name.substr(0, blank);
-        const auto known =
-            m_app->get_subcommands([&group](CLI::App* app) { return app->get_name() == group; });
-        parent = known.empty() ? m_app->add_subcommand(group) : known.front();
+        const auto known = m_app->get_subcommands([&](CLI::App* app) { return app->get_name() == group; });
+        parent = known.empty() ? m_app->add_subcommand(group)->require_subcommand(0, 1) : known.front();
         if (known.empty()) {
-            Command(parent->require_subcommand(0, 1)).Does(&RefuseNoCommand);
+            Does(parent, &RefuseNoCommand);
         }
     }
     CLI::App* app = parent->add_subcommand(name.substr(blank + 1), Beside(summary))->footer(details);
-    Command command(app);
-    command.Does(std::move(run));
-    return command;
+    Does(app, std::move(run));
+    return Command(app);
 }
 
 void Tool::AddFolder(const char* variable, const char* defaultName, const std::string& help) {
@@ -160,54 +199,26 @@ int Tool::Run(int argc, char** argv) {
     AddCompletion();
     int status = EXIT_FINE;
     try {
-        status = RunCommand(argc, argv);
-    } catch (const UsageError& error) {
-        return Refuse(error.what());
-    } catch (const ToldAlready& told) {
-        status = told.Status();
-    } catch (const std::exception& error) {
-        return Report(Reason(error), EXIT_FAILED);
-    }
-    return std::cout.flush() ? status : Report("the output could not be written", EXIT_FAILED);
-}
-
-int Tool::RunCommand(int argc, char** argv) {
-    if (argc > 1 && std::string(argv[1]) == COMPLETE) {
-        std::cout << Complete(*m_app, {argv + 2, argv + argc});
-        return EXIT_FINE;
-    }
-    RefuseEmptyValues(argc, argv);
-    m_app->parse_complete_callback(m_beforeCommand);
-    try {
-        m_app->parse(argc, argv);
+        // The scripts ask so, with the words up to the one that is being typed.
+        if (argc > 1 && std::string(argv[1]) == "__complete") {
+            std::cout << Complete({argv + 2, argv + argc});
+        } else {
+            RefuseEmptyValues(argc, argv);
+            m_app->parse_complete_callback(m_beforeCommand);
+            m_app->parse(argc, argv);
+        }
     } catch (const CLI::Success& shown) {
         m_app->exit(shown);
     } catch (const CLI::ParseError& error) {
-        return Refuse(error.what());
+        return Refuse(*m_app, error.what());
+    } catch (const UsageError& error) {
+        return Refuse(*m_app, error.what());
+    } catch (const ToldAlready& told) {
+        status = told.status;
+    } catch (const std::exception& error) {
+        return Report(*m_app, Reason(error));
     }
-    return EXIT_FINE;
-}
-
-void Tool::AddCompletion() {
-    const std::string name = m_app->get_name();
-    const auto shell = std::make_shared<std::string>();
-    Add("completion", "Write the completion script for a shell",
-        "Examples:\n  source <(" + name + " completion bash)\n  " + name + " completion zsh > ~/.zfunc/_" +
-            name + "   # a folder of fpath",
-        [name, shell] { std::cout << CompletionScript(name, *shell); })
-        .Operand("SHELL", *shell, "bash or zsh")
-        .OneOf({"bash", "zsh"})
-        .Required();
-}
-
-int Tool::Report(const std::string& message, ExitStatus status) const {
-    const Style style(STDERR_FILENO);
-    std::cerr << style(Colour::RED, m_app->get_name() + ":") << " " << EscapeLines(message) << "\n";
-    return status;
-}
-
-int Tool::Refuse(const std::string& problem) const {
-    return Report(problem + "\nTry: " + Called(*m_app) + " --help", EXIT_USAGE);
+    return std::cout.flush() ? status : Report(*m_app, "the output could not be written");
 }
 
 }  // namespace Cli

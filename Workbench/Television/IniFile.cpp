@@ -9,10 +9,10 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "Cli/Errors.h"
 #include "Cli/Pattern.h"
 #include "Cli/StateFolder.h"
 #include "Cli/Text.h"
+#include "Cli/Tool.h"
 #include "CloudSite.h"
 #include "Files.h"
 #include "TvFolder.h"

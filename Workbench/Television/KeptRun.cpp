@@ -9,11 +9,11 @@
 #include <system_error>
 #include <utility>
 
-#include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
+#include "Cli/Tool.h"
 #include "Files.h"
 #include "LogText.h"
 #include "TvFolder.h"

@@ -10,10 +10,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
+#include "Cli/Tool.h"
 #include "Cloud/Server/Connection.h"
 #include "Cloud/State/Exchanges.h"
 #include "Files.h"

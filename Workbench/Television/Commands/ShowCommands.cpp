@@ -8,9 +8,9 @@
 #include <stdexcept>
 
 #include "Cli/Display.h"
-#include "Cli/Errors.h"
 #include "Cli/Json.h"
 #include "Cli/Text.h"
+#include "Cli/Tool.h"
 #include "GateSite.h"
 #include "Television/Commands/Commands.h"
 #include "Television/IniFile.h"
