@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <exception>
+#include <sstream>
 #include <string>
 
 #include "FakePlatform.h"
@@ -37,4 +38,15 @@ std::string Failure(const Action& action) {
 inline std::string Stored(const std::string& alias) {
     const auto record = Fake::Tv().records.find(alias);
     return record == Fake::Tv().records.end() ? "nothing stored" : record->second.value_or("no data");
+}
+
+/** What the service did from the first call that names the text on, without what it logs for debugging. */
+inline std::string DoneFrom(const std::string& text) {
+    std::istringstream lines(Fake::Transcript());
+    std::string done;
+    for (std::string line; std::getline(lines, line);) {
+        const bool isFrom = !done.empty() || line.find(text) != std::string::npos;
+        done += isFrom && line.rfind("D ", 0) != 0 ? line + "\n" : "";
+    }
+    return done;
 }

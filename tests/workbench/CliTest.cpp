@@ -15,6 +15,7 @@
 #include "Cli/Text.h"
 #include "Cli/Time.h"
 #include "Cli/Tool.h"
+#include "Expected.h"
 #include "Rows.h"
 
 namespace {
@@ -145,11 +146,9 @@ TEST(Json, NoControlCharacterReachesTheTerminalRaw) {
 
 /** In the file each call stands after "$ ", then its exit status and what it says. */
 TEST(Tool, AnswersEachCall) {
-    std::ifstream file(CALLS);
-    std::string whole;
+    std::ifstream file(std::string(TABLES) + "/calls.txt");
     std::string came;
     for (std::string line; std::getline(file, line);) {
-        whole += line + "\n";
         if (Cli::StartsWith(line, "$")) {
             char** words = nullptr;
             ASSERT_TRUE(g_shell_parse_argv(line.c_str(), nullptr, &words, nullptr));
@@ -159,12 +158,7 @@ TEST(Tool, AnswersEachCall) {
             came += line + "\n" + std::to_string(status) + ": " + tool.called + tool.errors + "\n";
         }
     }
-    if (std::getenv("INFOSYNC_WRITE_CALLS") != nullptr) {
-        std::ofstream(CALLS) << came;
-        return;
-    }
-    EXPECT_EQ(came, whole)
-        << "Where this is meant, write it anew:\nINFOSYNC_WRITE_CALLS=1 ctest --preset release -R Tool";
+    ExpectFile("calls.txt", came);
     CalledTool tool;
     EXPECT_EQ(tool.Run({"list", "ann", "--mark", "\xff"}), 2);
     EXPECT_THAT(tool.errors, testing::HasSubstr("--mark: it is not UTF-8"));

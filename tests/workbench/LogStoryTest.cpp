@@ -16,6 +16,8 @@
 
 #include "Cli/Masker.h"
 #include "Cli/Text.h"
+#include "Expected.h"
+#include "Rows.h"
 #include "Television/Log/Message.h"
 #include "Television/Log/Runs.h"
 #include "Television/Log/Story.h"
@@ -216,12 +218,7 @@ TEST(Story, IsToldAsItWas) {
         both += std::string(entry.text).replace(entry.text.find(" 700)"), 5, " 701)") + "\n";
     }
     tell("two at once", both + Joined(first, 0, first.size()));
-    if (std::getenv("INFOSYNC_WRITE_STORIES") != nullptr) {
-        std::ofstream(STORIES) << stories;
-        return;
-    }
-    EXPECT_EQ(stories, ReadFile(STORIES))
-        << "Where this is meant, write it anew:\nINFOSYNC_WRITE_STORIES=1 ctest --preset release -R Story";
+    ExpectFile("stories.txt", stories);
 }
 
 TEST_P(TranscriptStory, KnowsEveryWarningAndError) {
@@ -263,18 +260,7 @@ TEST(MaskLog, ASecretTakesNoOtherMessageWithIt) {
 
 TEST(Line, IsFoundByItsTagInEveryForm) {
     const std::string message = R"(a.cpp: f(1) > {"name":"x"})";
-    const std::string forms[] = {
-        "E/BT_INFOSYNC(P  700, T  701): " + message,
-        "set.log:12:11-26 09:01:14.443+0000 E/BT_INFOSYNC(  700): " + message,
-        "> > 11-26 09:01:14.443  700  701 E BT_INFOSYNC: " + message,
-        "\t[  123.456] E/BT_INFOSYNC[700]: " + message + "\r",
-        "web | 12 | E/BT_INFOSYNC(700): " + message,
-        "Nov 26 09:01:14 tv bt-infosync[700]: E/BT_INFOSYNC: " + message,
-        R"("11-26 09:01:14.443","700","E","BT_INFOSYNC","a.cpp: f(1) > {""name"":""x""}")",
-        R"({"PRIORITY":"3","SYSLOG_IDENTIFIER":"BT_INFOSYNC","_PID":"700","MESSAGE":)" +
-            Json::valueToQuotedString(message.c_str()) + "}",
-    };
-    for (const std::string& form : forms) {
+    for (const auto& [form] : Rows<1>("tables.txt", "a form of a line", "SAID", message)) {
         std::vector<std::string> read;
         Log::LineReader reader([&read](const Log::Line& line) {
             read.push_back(std::to_string(line.pid) + line.priority + line.tag + line.place + line.message);
@@ -327,10 +313,5 @@ TEST(Table, EndsThePageOfFormats) {
     const std::string page = ReadFile(FORMATS);
     const std::size_t begin = page.find(Log::TABLE_HEAD);
     ASSERT_NE(begin, std::string::npos);
-    if (std::getenv("INFOSYNC_WRITE_TABLE") != nullptr) {
-        std::ofstream(FORMATS) << page.substr(0, begin) << Log::TableText();
-        return;
-    }
-    EXPECT_EQ(page.substr(begin), Log::TableText())
-        << "Where this is meant, write it anew:\nINFOSYNC_WRITE_TABLE=1 ctest --preset release -R Table";
+    ExpectFile(FORMATS, page.substr(0, begin) + Log::TableText());
 }
