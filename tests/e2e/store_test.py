@@ -7,9 +7,7 @@ import signal
 import subprocess
 import unittest
 
-from harness import BIN, OWNER, UNDER_TOOLS, EndToEnd, Television, main, messages, tool
-
-ALIASES = ("InfoSyncAccessToken", "InfoSyncAuthCode", "InfoSyncRecords", "InfoSyncJWT", "InfoSyncServiceActivationInfo")
+from harness import BIN, UNDER_TOOLS, EndToEnd, Television, main
 
 # The system calls that change a file system; the n-th call of each is where the process is killed.
 WRITES = ("write", "pwrite64", "rename", "renameat", "renameat2", "fsync", "fdatasync", "unlink", "unlinkat",
@@ -17,27 +15,6 @@ WRITES = ("write", "pwrite64", "rename", "renameat", "renameat2", "fsync", "fdat
 
 
 class Store(EndToEnd):
-    def test_documents_that_are_cut_or_cannot_be_read(self):
-        self.tv.sync(level="W")
-        for alias in ALIASES:
-            with self.subTest(alias):
-                path = self.tv.folder / "keys" / alias
-                good = path.read_bytes()
-                path.unlink()
-                path.mkdir()
-                self.assert_ended_well(self.tv.sync())
-                path.rmdir()
-                path.write_bytes(good[:-9])
-                self.converges()
-
-    def test_a_device_list_that_is_cut_is_kept(self):
-        self.tv.sync(level="W")
-        path = self.tv.folder / "settings" / OWNER / "devices"
-        cut = path.read_text()[:-1]
-        path.write_text(cut)
-        self.assertTrue(any("fail to parse" in line for line in messages(self.tv.sync(), "E")))
-        self.assertEqual(path.read_text(), cut)
-
     def test_a_store_that_cannot_be_written(self):
         """A full disk and a read-only one: a tmpfs too small for what a run stores, then closed to writing."""
         small = self.folder / "small"

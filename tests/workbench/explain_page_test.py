@@ -9,12 +9,12 @@ import pathlib
 import re
 import shutil
 import subprocess
-import sys
 import tempfile
 import unittest
 import urllib.request
 
-TOOL = pathlib.Path(os.environ["INFOSYNC_BIN"]) / "infosync-tv"
+from harness import BIN, main, tool
+
 TRANSCRIPTS = pathlib.Path(__file__).parents[1] / "unit/transcripts"
 DRIVER = shutil.which("chromedriver")
 OPTIONS = ("--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
@@ -75,8 +75,7 @@ class PageTest(unittest.TestCase):
 
     def show(self, log):
         page = pathlib.Path(self.folder) / "page.html"
-        subprocess.run([TOOL, "explain", "-", "--html", page], input=log, check=True, capture_output=True, text=True,
-                       timeout=60)
+        tool(BIN / "infosync-tv", "explain", "-", "--html", page, input=log)
         self.browser.post("/url", {"url": page.as_uri()})
 
     def test_the_picture_shows_who_spoke_to_whom(self):
@@ -125,5 +124,4 @@ class PageTest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    result = unittest.main(exit=False).result
-    sys.exit(1 if not result.wasSuccessful() else 77 if result.skipped else 0)  # 77 is what ctest calls skipped
+    main()
