@@ -6,14 +6,6 @@
 
 namespace LocalCloud {
 
-/** Of a command that has no other argument. */
-struct Shown {
-    bool json = false;
-};
-inline void DeclareShown(Cli::Command& command, Shown& shown) {
-    command.Json(shown.json);
-}
-
 /** user, device, list, expire */
 void AddUserCommands(Cli::Tool& tool);
 

@@ -8,6 +8,7 @@
 
 #include "Cli/Display.h"
 #include "Cli/Json.h"
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Cloud/Commands/Commands.h"
 #include "Cloud/Protocol/Endpoints.h"
@@ -41,7 +42,7 @@ void RefuseUnless(bool fits, const std::string& otherwise) {
     }
 }
 
-Fault Planned(const FaultArguments& arguments) {
+void PlanFault(const FaultArguments& arguments) {
     RefuseUnless(!arguments.kind.empty(), "which fault?");
     Json::Value plan;
     plan["kind"] = arguments.kind;
@@ -64,18 +65,13 @@ Fault Planned(const FaultArguments& arguments) {
         fault.plan["value"] = std::filesystem::absolute(fault.Value()).string();
         Files::Read(fault.Value());  // what cannot be sent is refused now
     }
-    return fault;
-}
-
-void PlanFault(const FaultArguments& arguments) {
-    const Fault fault = Planned(arguments);
     const Folder folder;
     AddFault(folder, fault);
     std::cout << "planned: " << Cli::Escape(fault.Describe())
               << (FindServer(folder) ? "" : "; it waits for a server: infosync-cloud serve") << "\n";
 }
 
-void ListFaults(const Shown& arguments) {
+void ListFaults(const bool& json) {
     Json::Value list = Json::arrayValue;
     Cli::Table table({"FAULT", "ON", "SPARES FIRST", "THEN HITS"});
     for (const Fault& fault : PlannedFaults(Folder())) {
@@ -84,7 +80,7 @@ void ListFaults(const Shown& arguments) {
         table.Add({fault.Describe(), fault.plan["on"].asString(), fault.plan["skip"].asString(),
                    times == "0" ? "all" : times});
     }
-    std::cout << (arguments.json ? Cli::JsonText(list) : table.Text(Cli::Style(STDOUT_FILENO)));
+    std::cout << (json ? Cli::JsonText(list) : table.Text(Cli::Style(STDOUT_FILENO)));
 }
 
 void ClearFaults() {
@@ -93,10 +89,8 @@ void ClearFaults() {
 }
 
 std::string IsHeaderLine(const std::string& line) {
-    const auto colon = line.find(": ");
-    const bool fits =
-        colon != 0 && colon != std::string::npos && line.find_first_of("\r\n") == std::string::npos;
-    return fits ? "" : "a header must be one line, NAME: VALUE";
+    static const Cli::Pattern headerLine("^[^\\r\\n]+: [^\\r\\n]*\\z");
+    return headerLine.Find(line) ? "" : "a header must be one line, NAME: VALUE";
 }
 
 template <typename Rows>
@@ -151,8 +145,8 @@ Examples:
   infosync-cloud fault drop --on activation --nth 2
   infosync-cloud fault certificate expired)",
              &DeclareFault, &PlanFault);
-    tool.Add("fault list", "Show the faults that are still to come",
-             "Example:\n  infosync-cloud fault list --json", &DeclareShown, &ListFaults);
+    tool.AddView("fault list", "Show the faults that are still to come",
+                 "Example:\n  infosync-cloud fault list --json", &ListFaults);
     tool.Add("fault clear", "Forget the faults that are still to come", "", &ClearFaults);
 }
 

@@ -20,6 +20,7 @@ namespace LocalCloud {
 namespace {
 
 struct RequestsArguments {
+    /** 0: all. */
     std::int64_t number = 0;
     /** Empty: all. */
     std::string since;
@@ -45,16 +46,14 @@ void Mask(Json::Value& exchange, const Cli::Masker& masker) {
 /** Those that are wanted and came after the one of this number, which becomes that of the last. */
 Json::Value Next(const Folder& folder, const RequestsArguments& arguments, std::int64_t& last) {
     const std::string since = Cli::ParseMoment(arguments.since).value_or("");
-    const Cli::Masker masker(arguments.showSecrets ? std::vector<std::string>()
-                                                   : TokenStore(folder).Secrets());
+    const Cli::Masker masker(TokenStore(folder).Secrets());
     Json::Value list = Json::arrayValue;
     for (Json::Value& exchange : ReadExchanges(folder, last)) {
         last = Cli::IntegerMember(exchange, "number");
-        const bool isWanted = arguments.number == 0 || arguments.number == last;
-        if (isWanted && Cli::StringMember(exchange, "time") >= since) {
-            if (!arguments.showSecrets) {
-                Mask(exchange, masker);
-            }
+        if (!arguments.showSecrets) {
+            Mask(exchange, masker);
+        }
+        if (Cli::StringMember(exchange, "time") >= since) {
             list.append(exchange);
         }
     }
@@ -72,18 +71,11 @@ std::string InFull(const Json::Value& message) {
     return text + (isCut ? "... " + message["body_bytes"].asString() + " bytes in all\n" : "");
 }
 
-void ShowOne(const Folder& folder, const RequestsArguments& arguments) {
-    std::int64_t last = arguments.number - 1;
-    const Json::Value list = Next(folder, arguments, last);
-    if (list.empty()) {
-        throw std::runtime_error("exchange " + std::to_string(arguments.number) +
-                                 " is not among those that are remembered; see: infosync-cloud requests");
-    }
-    const Json::Value& one = list[0];
-    std::cout << (arguments.json ? Cli::JsonText(one)
-                                 : Cli::Escape(one["method"].asString() + " " + one["path"].asString()) +
-                                       "\n" + InFull(one["request"]) + "\n" +
-                                       one["response"]["status"].asString() + "\n" + InFull(one["response"]));
+void ShowOne(const Json::Value& exchange, bool json) {
+    std::cout << (json ? Cli::JsonText(exchange)
+                       : Cli::Escape(exchange["method"].asString() + " " + exchange["path"].asString()) +
+                             "\n" + InFull(exchange["request"]) + "\n" +
+                             exchange["response"]["status"].asString() + "\n" + InFull(exchange["response"]));
 }
 
 void ShowLines(const Json::Value& exchanges, bool json) {
@@ -98,16 +90,19 @@ void ShowLines(const Json::Value& exchanges, bool json) {
 
 void Requests(const RequestsArguments& arguments) {
     const Folder folder;
+    std::int64_t last = arguments.number == 0 ? 0 : arguments.number - 1;
+    const Json::Value exchanges = Next(folder, arguments, last);
+    if (arguments.number > 0 && exchanges[0]["number"] != Json::Int64(arguments.number)) {
+        throw std::runtime_error("exchange " + std::to_string(arguments.number) +
+                                 " is not among those that are remembered; see: infosync-cloud requests");
+    }
     if (arguments.number > 0) {
-        ShowOne(folder, arguments);
-        return;
+        ShowOne(exchanges[0], arguments.json);
+    } else if (arguments.json && !arguments.follow) {
+        std::cout << Cli::JsonText(exchanges);
+    } else {
+        ShowLines(exchanges, arguments.json);
     }
-    std::int64_t last = 0;
-    if (arguments.json && !arguments.follow) {
-        std::cout << Cli::JsonText(Next(folder, arguments, last));
-        return;
-    }
-    ShowLines(Next(folder, arguments, last), arguments.json);
     while (arguments.follow && std::cout) {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         ShowLines(Next(folder, arguments, last), arguments.json);

@@ -148,9 +148,9 @@ std::string TableOf(const Json::Value& status) {
     return table.Text(Cli::Style(STDOUT_FILENO));
 }
 
-void Status(const Shown& arguments) {
+void Status(const bool& json) {
     const Folder folder;
-    if (arguments.json && !FindServer(folder)) {
+    if (json && !FindServer(folder)) {
         std::cout << "{ \"running\" : false }\n";
     }
     Json::Value status = RequireServer(folder);
@@ -160,7 +160,7 @@ void Status(const Shown& arguments) {
     status["ca_file"] = folder.CaFile();
     status["uptime_seconds"] = Json::Int64(g_get_real_time() / G_USEC_PER_SEC - status["started"].asInt64());
     status["planned_faults"] = Json::UInt64(PlannedFaults(folder).size());
-    std::cout << (arguments.json ? Cli::JsonText(status) : TableOf(status));
+    std::cout << (json ? Cli::JsonText(status) : TableOf(status));
 }
 
 void Stop() {
@@ -193,12 +193,12 @@ Examples:
   infosync-cloud serve --port 0
   infosync-cloud serve --detach)",
              &DeclareServe, &Serve);
-    tool.Add("status", "Show the running server: where it listens, what it counted",
-             R"(The exit status is 1 when none runs.
+    tool.AddView("status", "Show the running server: where it listens, what it counted",
+                 R"(The exit status is 1 when none runs.
 
 Example:
   infosync-cloud status --json)",
-             &DeclareShown, &Status);
+                 &Status);
     tool.Add("stop", "End the running server, and wait until it has ended", "", &Stop);
 }
 
