@@ -1,5 +1,4 @@
-/** What is shown: colour, a number of columns, and tables whose columns align by what they take on a
- * terminal. */
+/** What is shown: colour, lines of a width, and tables. */
 #pragma once
 
 #include <cstddef>
@@ -37,11 +36,8 @@ public:
     /** One cell for each column; their text is escaped here. */
     void Add(const std::vector<std::string>& cells);
 
-    /**
-     * The whole table, a line for each row; the header alone when there are none. What makes a line longer
-     * than the style's width is cut, in the widest columns first; in the last one it goes on in the next
-     * line.
-     */
+    /** A line for each row. What is longer than the style's width is cut, in the widest columns first; in the
+     * last one it goes on in the next line. */
     std::string Text(const Style& style, const std::string& indent = "") const;
 
 private:

@@ -10,17 +10,13 @@ namespace Cli {
 
 /** For scripts: indented, ASCII only, with a newline at its end. */
 std::string JsonText(const Json::Value& value);
-
 /** For files that people edit: the same with UTF-8 as it is. */
 std::string EditableJson(const Json::Value& value);
-
 /** On one line without its end, UTF-8 as it is. */
 std::string CompactJson(const Json::Value& value);
 
-/**
- * Parses a text that must be one JSON object and nothing else.
- * @throws std::runtime_error "NAME: ..." with the place of the fault
- */
+/** Of a text that is one JSON object and nothing else.
+ * @throws std::runtime_error "NAME: ..." with the place of the fault */
 Json::Value ParseObject(const std::string& text, const std::string& name);
 
 /** The text, or null for the empty one. */
@@ -39,15 +35,13 @@ Json::Value JsonArray(
     return array;
 }
 
-// Of a value of any kind:
+// A member of a value of any kind:
 
-/** The text form of the member: of a text, a number or a truth value; else the empty text. */
+/** The text form of a text, a number or a truth value; else the empty text. */
 std::string TextMember(const Json::Value& value, const std::string& name);
-
-/** The member when it is a text itself; else the empty text. */
+/** A text; else the empty one. */
 std::string StringMember(const Json::Value& value, const std::string& name);
-
-/** The member when it is a whole number of 64 bits; else 0. */
+/** A whole number of 64 bits; else 0. */
 std::int64_t IntegerMember(const Json::Value& value, const std::string& name);
 
 }  // namespace Cli

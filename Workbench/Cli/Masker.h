@@ -7,15 +7,11 @@
 
 namespace Cli {
 
-/** The first characters of a secret and its length, enough to tell two apart; one that is that already stays.
- */
+/** Its first characters and its length, enough to tell two apart; a secret that is that already stays. */
 std::string Abbreviate(const std::string& secret);
 
-/**
- * One rule: masked is the value of a name that secrets have, in JSON, XML, a form, a header line or the
- * service's "key : NAME. value : VALUE", and every stored secret wherever it stands. What is masked already
- * stays as it is.
- */
+/** Masks the value of a name that secrets have, in JSON, XML, a form, a header line or the service's "key :
+ * NAME. value : VALUE", and every stored secret wherever it stands. What is masked already stays. */
 class Masker {
 public:
     /** @param stored those of less than 8 bytes are left out: they would be found in words that are none */

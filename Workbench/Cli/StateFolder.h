@@ -5,10 +5,8 @@
 
 namespace Cli {
 
-/**
- * The folder that the environment variable names, or the one of that name in the user's XDG state folder.
- * @throws UsageError where the latter is no absolute path
- */
+/** The folder that the environment variable names, or the one of that name in the user's XDG state folder.
+ * @throws UsageError where the latter is no absolute path */
 std::string StateFolder(const char* variable, const char* name);
 
 /** Holds a lock file for as long as it lives; the system lets go of it when the process ends in any way. */

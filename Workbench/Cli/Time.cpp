@@ -38,9 +38,10 @@ std::string UtcText(const Moment& time) {
 
 /** A text without a zone is in local time. */
 Moment Parsed(const std::string& text) {
-    const std::unique_ptr<GTimeZone, decltype(&g_time_zone_unref)> here(g_time_zone_new_local(),
-                                                                        &g_time_zone_unref);
-    return Owned(g_date_time_new_from_iso8601(text.c_str(), here.get()));
+    GTimeZone* here = g_time_zone_new_local();
+    Moment moment = Owned(g_date_time_new_from_iso8601(text.c_str(), here));
+    g_time_zone_unref(here);
+    return moment;
 }
 
 std::int64_t Limit(bool highest) {
@@ -65,14 +66,15 @@ std::string DurationText(double seconds) {
     if (length >= static_cast<double>(MOST_YEARS * UNITS[0].seconds)) {
         return "more than " + std::to_string(MOST_YEARS) + "y";
     }
-    const auto whole = static_cast<std::uint64_t>(std::llround(length));
+    auto rest = static_cast<std::uint64_t>(std::llround(length));
     const Unit* unit = std::find_if(std::begin(UNITS), std::end(UNITS),
-                                    [whole](const Unit& known) { return whole >= known.seconds; });
-    const auto words = [](std::uint64_t number, const Unit& of) {
-        return std::to_string(number) + of.letter;
-    };
-    const std::uint64_t rest = unit + 1 == std::end(UNITS) ? 0 : whole % unit->seconds / unit[1].seconds;
-    return words(whole / unit->seconds, *unit) + (rest > 0 ? " " + words(rest, unit[1]) : "");
+                                    [rest](const Unit& known) { return rest >= known.seconds; });
+    std::string text = std::to_string(rest / unit->seconds) + unit->letter;
+    rest %= unit->seconds;
+    if (++unit != std::end(UNITS) && rest >= unit->seconds) {
+        text += " " + std::to_string(rest / unit->seconds) + unit->letter;
+    }
+    return text;
 }
 
 std::optional<double> ParseDuration(const std::string& text) {
