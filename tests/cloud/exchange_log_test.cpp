@@ -11,25 +11,6 @@
 namespace LocalCloud {
 namespace {
 
-/** Until it is destroyed, no file may grow beyond so many bytes. */
-class FullDisk {
-public:
-    explicit FullDisk(rlim_t bytes) {
-        static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
-        ::getrlimit(RLIMIT_FSIZE, &m_before);
-        const rlimit limit = {bytes, m_before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FullDisk() {
-        ::setrlimit(RLIMIT_FSIZE, &m_before);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit m_before = {};
-};
-
 class ExchangesTest : public CloudTest {
 protected:
     static void Add(ExchangeLog& log, const std::string& target, const std::string& body = "") {
@@ -100,11 +81,14 @@ TEST_F(ExchangesTest, OldOnesMakeWayAndTheFileStaysBounded) {
 TEST_F(ExchangesTest, FullDiskIsToldAndLeavesTheFileWhole) {
     ExchangeLog log(folder);
     Add(log, "/a");
-    {
-        const FullDisk full(std::filesystem::file_size(path) + 3);
-        EXPECT_THROW(Add(log, "/b"), std::runtime_error);
-        EXPECT_THROW(Add(log, "/c"), std::runtime_error);
-    }
+    static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
+    rlimit before = {};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full = {std::filesystem::file_size(path) + 3, before.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    EXPECT_THROW(Add(log, "/b"), std::runtime_error);
+    EXPECT_THROW(Add(log, "/c"), std::runtime_error);
+    ::setrlimit(RLIMIT_FSIZE, &before);
     EXPECT_EQ(Numbers(0), "1/a ");
     Add(log, "/d");
     EXPECT_EQ(Numbers(0), "1/a 4/d ");

@@ -214,15 +214,6 @@ class CloudProgram(FolderCase):
         self.cloud.run("stop")
         self.assertEqual(self.cloud.run("requests").stdout.splitlines()[:5], lines)
 
-    def test_what_is_expired_is_refused_by_the_server_that_runs(self):
-        television = self.television()
-        television.sync()
-        self.cloud.exchanges()
-        self.assertIn("next", self.cloud.expire("app").stdout)
-        television.sync()
-        self.assertIn("4010002", self.cloud.exchanges()[-1]["decided"])
-        self.assertIn("there is no user", self.cloud.run("expire", "app", "nobody", check=False).stderr)
-
     def test_a_fault_that_makes_no_sense_is_refused(self):
         for words in (("unheard-of",), ("drop", "--on", "nowhere"), ("drop", "--nth", "0"), ("drop", "--times", "-1"),
                       ("delay", "-1s"), ("delay", "2"), ("delay",), ("drop", "3"), ("tls", "1.3"),

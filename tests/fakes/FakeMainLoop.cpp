@@ -2,7 +2,7 @@
  * is left to do ends. */
 #include <glib.h>
 
-#include "FakeState.h"
+#include "FakePlatform.h"
 
 /** GLib keeps its own to itself. */
 struct _GMainLoop {  // NOLINT(bugprone-reserved-identifier): GLib's name

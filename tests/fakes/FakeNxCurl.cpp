@@ -1,6 +1,6 @@
 #include <NxCurl.h>
 
-#include "FakeState.h"
+#include "FakePlatform.h"
 
 class NxCurlEasy::Transfer {
 public:

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "FakeState.h"
-
 namespace Fake {
 
 State& TheState() {

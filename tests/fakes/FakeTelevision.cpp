@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "FakeState.h"
+#include "FakePlatform.h"
 
 using Fake::Enter;
 using Fake::Misused;

@@ -2,6 +2,7 @@
 #include "AuthData/CAccessToken.h"
 #include "AuthData/CJsonWebToken.h"
 #include "AuthData/CServiceActivationInfo.h"
+#include "Rows.h"
 #include "ServiceTest.h"
 
 using ::testing::Contains;
@@ -36,25 +37,16 @@ protected:
 }  // namespace
 
 TEST_F(CAccessTokenTest, LastSecondOfALifetimeStillCounts) {
-    struct Case {
-        std::string lifetime;
-        std::int64_t now;
-        bool expired;
-    };
-    const Case cases[] = {{"3600", 4600, false},     {"3600", 4601, true},
-                          {"0", 1000, false},        {"0", 1001, true},
-                          {"null", 1000, false},     {"null", 1001, true},
-                          {R"("3600")", 1001, true}, {"9223372036854775807", 4601, false},
-                          {"1e300", 4601, false},    {"-1e300", 4601, true}};
-    for (const auto& [lifetime, now, expired] : cases) {
-        SCOPED_TRACE(lifetime + " at " + std::to_string(now));
-        Fake::Tv().now = now;
+    for (const auto& [lifetime, now, expired] :
+         Rows<3>("tables.txt", "a lifetime from 1000 on, a time, and whether it is over")) {
+        SCOPED_TRACE(lifetime + " at " + now);
+        Fake::Tv().now = std::stol(now);
         Load(R"("issued_time_in_second":1000,"refresh_token_expires_in":1,"access_token_expires_in":)" +
              lifetime);
-        EXPECT_EQ(m_token.IsTokenExpired(), expired);
+        EXPECT_EQ(m_token.IsTokenExpired(), expired == "yes");
         Load(R"("issued_time_in_second":1000,"access_token_expires_in":1,"refresh_token_expires_in":)" +
              lifetime);
-        EXPECT_EQ(m_token.IsRefreshTokenExpired(), expired);
+        EXPECT_EQ(m_token.IsRefreshTokenExpired(), expired == "yes");
     }
     EXPECT_THAT(Fake::Logged(DLOG_INFO), Contains("issuedTime 1000, expiredTime 3600, currtneTime 4601"));
     Load(R"("issued_time_in_second":-1e300,"access_token_expires_in":-1)");
@@ -76,29 +68,16 @@ TEST_F(CAccessTokenTest, RefusedAnswerChangesNothing) {
 
 /** The cloud's tokens, as they are stored for one user, and whether they hold at 1000. */
 TEST_F(CAccessTokenTest, TokensOfTheCloudHoldUntilTheirSecondOrMillisecond) {
-    struct Case {
-        std::string entry;
-        bool valid;
-        std::string verdict;
-    };
-    const Case tokens[] = {{R"({"tokenExpireTimeSec":1001})", true, "Valid Token"},
-                           {R"({"tokenExpireTimeSec":18446744073709551615})", true, "Valid Token"},
-                           {R"({"tokenExpireTimeSec":1000})", false, "Expired Token"},
-                           {R"({"tokenExpireTimeSec":1001,"accessToken":[]})", false, "No token"},
-                           {"null", false, "Expired Token"}};
-    const Case activations[] = {{R"({"expireTime":1000001})", true, ""},
-                                {R"({"expireTime":1e300})", true, ""},
-                                {R"({"expireTime":1000000})", false, "Expired Token"},
-                                {R"({"expireTime":1001})", false, "Expired Token"},
-                                {R"({"expireTime":1000001,"dvcId":{}})", false, "No token"}};
-    for (const Case& c : tokens) {
-        EXPECT_EQ(Holds<CJsonWebToken>("InfoSyncJWT", c.entry), c.valid) << c.entry;
-        EXPECT_EQ(Fake::Logged(c.valid ? DLOG_INFO : DLOG_WARN).back(), c.verdict);
+    for (const auto& [entry, verdict] :
+         Rows<2>("tables.txt", "an application token and what is said of it")) {
+        const bool isValid = verdict == "Valid Token";
+        EXPECT_EQ(Holds<CJsonWebToken>("InfoSyncJWT", entry), isValid) << entry;
+        EXPECT_EQ(Fake::Logged(isValid ? DLOG_INFO : DLOG_WARN).back(), verdict);
     }
-    for (const Case& c : activations) {
-        EXPECT_EQ(Holds<CServiceActivationInfo>("InfoSyncServiceActivationInfo", c.entry), c.valid)
-            << c.entry;
-        EXPECT_TRUE(c.valid || Fake::Logged(DLOG_WARN).back() == c.verdict) << c.entry;
+    for (const auto& [entry, verdict] : Rows<2>("tables.txt", "an activation and what is said of it")) {
+        EXPECT_EQ(Holds<CServiceActivationInfo>("InfoSyncServiceActivationInfo", entry), verdict.empty())
+            << entry;
+        EXPECT_TRUE(verdict.empty() || Fake::Logged(DLOG_WARN).back() == verdict) << entry;
     }
 }
 
