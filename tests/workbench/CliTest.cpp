@@ -138,6 +138,7 @@ TEST(Table, FitsTheLineAndCutsNothingOffItsLastColumn) {
     }
     EXPECT_EQ(std::count(whole.begin(), whole.end(), 'a') + std::count(whole.begin(), whole.end(), 'b'), 100);
     EXPECT_THAT(whole, testing::HasSubstr("n…"));
+    EXPECT_EQ(Cli::Shorten("台所台所", 6), "台所…");
 }
 
 TEST(Json, NoControlCharacterReachesTheTerminalRaw) {
