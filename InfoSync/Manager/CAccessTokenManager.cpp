@@ -15,8 +15,6 @@
 namespace {
 
 constexpr char SSO_SCOPE[] = "offline.access";
-constexpr char ISSUE_PATH[] = "/auth/openapi/v1/oauth2/accesstoken";
-constexpr char REFRESH_PATH[] = "/auth/openapi/v1/oauth2/refreshtoken";
 constexpr int REJECTED = -1;
 
 /** Takes the sign-in service's answer to a request for a code; userData is the manager that asked. */

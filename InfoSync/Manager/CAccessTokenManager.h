@@ -17,6 +17,10 @@ public:
         Success = 1,
     };
 
+    // Of the authorisation server.
+    static constexpr char ISSUE_PATH[] = "/auth/openapi/v1/oauth2/accesstoken";
+    static constexpr char REFRESH_PATH[] = "/auth/openapi/v1/oauth2/refreshtoken";
+
     using AccessTokenCallback = std::function<void(AccessTokenResult, const std::shared_ptr<CAccessToken>&)>;
 
     CAccessTokenManager();

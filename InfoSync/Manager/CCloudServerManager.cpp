@@ -20,10 +20,6 @@
 
 namespace {
 
-constexpr char ACTIVATE_PATH[] = "/user/v7/activate";
-constexpr char APP_TOKEN_PATH[] = "/auth/kc/tokens/v1/app";
-constexpr char RECORDS_PATH[] = "/data/v2/com.quorlen.bluetooth.device_sync";
-
 constexpr int RESULT_SUCCESS = 0;
 
 /** The outcome that a cloud answer reports: 0 is success, also when it reports none. */

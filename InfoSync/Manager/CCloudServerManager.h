@@ -16,6 +16,10 @@ class CSsoManager;
 
 class CCloudServerManager {
 public:
+    static constexpr char ACTIVATE_PATH[] = "/user/v7/activate";
+    static constexpr char APP_TOKEN_PATH[] = "/auth/kc/tokens/v1/app";
+    static constexpr char RECORDS_PATH[] = "/data/v2/com.quorlen.bluetooth.device_sync";
+
     // Result codes of a refused download; with either, the cloud asks for what was downloaded before to be
     // discarded.
     static constexpr int RESULT_MARK_TOO_OLD = 4009100;

@@ -10,6 +10,8 @@
 #include "Cloud/State/Refused.h"
 #include "Cloud/State/Tokens.h"
 #include "Cloud/State/Users.h"
+#include "Manager/CAccessTokenManager.h"
+#include "Manager/CCloudServerManager.h"
 
 namespace LocalCloud {
 
@@ -69,11 +71,11 @@ struct Endpoint {
 };
 
 inline constexpr Endpoint ENDPOINTS[] = {
-    {"token", &httplib::Server::Post, "/auth/openapi/v1/oauth2/accesstoken", &IssueToken},
-    {"refresh", &httplib::Server::Post, "/auth/openapi/v1/oauth2/refreshtoken", &RefreshToken},
-    {"activation", &httplib::Server::Post, "/user/v7/activate", &Activate},
-    {"app", &httplib::Server::Post, "/auth/kc/tokens/v1/app", &IssueAppToken},
-    {"download", &httplib::Server::Get, "/data/v2/com.quorlen.bluetooth.device_sync", &Download},
+    {"token", &httplib::Server::Post, CAccessTokenManager::ISSUE_PATH, &IssueToken},
+    {"refresh", &httplib::Server::Post, CAccessTokenManager::REFRESH_PATH, &RefreshToken},
+    {"activation", &httplib::Server::Post, CCloudServerManager::ACTIVATE_PATH, &Activate},
+    {"app", &httplib::Server::Post, CCloudServerManager::APP_TOKEN_PATH, &IssueAppToken},
+    {"download", &httplib::Server::Get, CCloudServerManager::RECORDS_PATH, &Download},
 };
 
 /** What becomes of a request; a refusal and what is wrong in the folder are answers, too. */

@@ -7,6 +7,7 @@
 #include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
+#include "Manager/CCloudServerManager.h"
 #include "Television/Log/Run.h"
 #include "Util/JsonUtil.h"
 
@@ -38,9 +39,10 @@ std::string LeftWords(std::int64_t left) {
                        : "for another " + Cli::DurationText(left);
 }
 
-/** The requests to the cloud, and what is in the paths of their addresses. */
-constexpr std::pair<Part, const char*> PATHS[] = {
-    {Part::ACTIVATION, "/activate"}, {Part::APP, "/tokens/"}, {Part::DOWNLOAD, "/data/"}};
+/** The requests to the cloud, and what is in their addresses. */
+constexpr std::pair<Part, const char*> PATHS[] = {{Part::ACTIVATION, CCloudServerManager::ACTIVATE_PATH},
+                                                  {Part::APP, CCloudServerManager::APP_TOKEN_PATH},
+                                                  {Part::DOWNLOAD, CCloudServerManager::RECORDS_PATH}};
 
 }  // namespace
 
