@@ -3,7 +3,6 @@
  * told of a log that is cut, or has a higher level, is told of the whole one as well.
  */
 #include <gmock/gmock.h>
-#include <json/writer.h>
 
 #include <algorithm>
 #include <filesystem>
