@@ -213,6 +213,7 @@ TEST_F(ProtocolTest, DownloadRefusesQueriesThatMakeNoSense) {
         EXPECT_EQ(Download(token, params), "4000001") << query;
     }
     EXPECT_EQ(Download(token, {}), "4000001");
+    EXPECT_EQ(Download(token, {{"table_ver", "1"}, {"table_ver", "1"}}), "4000001");
 }
 
 TEST_F(ProtocolTest, LoginsBecomeFileNamesThatLeadNowhereElse) {
