@@ -30,7 +30,7 @@ struct ShowArguments {
     bool json = false;
 };
 
-void ShowDevices(const ShowArguments& arguments) {
+void ShowDevices(const bool& json) {
     Television::Require();
     const Television::DeviceList list = Television::ReadDeviceList();
     if (!list.problem.empty()) {
@@ -43,7 +43,7 @@ void ShowDevices(const ShowArguments& arguments) {
         table.Add({device.name, device.address, Cli::Join(device.users, ", "),
                    device.deletedOnTv ? "yes" : "no", id});
     }
-    std::cout << (arguments.json    ? Cli::JsonText(devices)
+    std::cout << (json              ? Cli::JsonText(devices)
                   : devices.empty() ? "no devices\n"
                                     : table.Text(Cli::Style(STDOUT_FILENO)));
 }
@@ -99,9 +99,7 @@ void ShowStatus(const ShowArguments& arguments) {
 }  // namespace
 
 void AddShow(Cli::Tool& tool) {
-    tool.Add<ShowArguments>(
-        "devices", "List the device list, as the set's components read it", "",
-        [](Cli::Command& command, ShowArguments& arguments) { command.Json(arguments.json); }, &ShowDevices);
+    tool.AddView("devices", "List the device list, as the set's components read it", "", &ShowDevices);
     tool.Add<ShowArguments>(
         "why", "Say why a device is on the device list, or is not",
         R"(For the records of all users, or for those that the argument names by address,
