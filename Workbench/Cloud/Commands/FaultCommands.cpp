@@ -89,7 +89,7 @@ void ClearFaults() {
 }
 
 std::string IsHeaderLine(const std::string& line) {
-    static const Cli::Pattern headerLine("^[^\\r\\n]+: [^\\r\\n]*\\z");
+    static const Cli::Pattern headerLine(R"(^[^\r\n]+: [^\r\n]*\z)");
     return headerLine.Find(line) ? "" : "a header must be one line, NAME: VALUE";
 }
 
