@@ -39,7 +39,8 @@ protected:
 TEST_F(CAccessTokenTest, LastSecondOfALifetimeStillCounts) {
     for (const auto& [lifetime, now, expired] :
          Rows<3>("tables.txt", "a lifetime from 1000 on, a time, and whether it is over")) {
-        SCOPED_TRACE(lifetime + " at " + now);
+        SCOPED_TRACE(lifetime);
+        SCOPED_TRACE(now);
         Fake::Tv().now = std::stol(now);
         Load(R"("issued_time_in_second":1000,"refresh_token_expires_in":1,"access_token_expires_in":)" +
              lifetime);
