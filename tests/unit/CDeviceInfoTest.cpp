@@ -46,7 +46,7 @@ TEST_F(CDeviceInfoTest, BatchIsStoredAndListed) {
         Records() = records;
         List() = list;
         const std::string failure = Failure([&batch = batch, &user = user] { Import(batch, user); });
-        all += "# " + name + ": " + failure + "\n" + DoneFrom("");
+        all.append("# ").append(name).append(": ").append(failure).append("\n").append(DoneFrom(""));
     }
     ExpectFile("records.txt", all);
 }
