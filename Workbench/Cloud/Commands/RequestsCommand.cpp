@@ -46,15 +46,18 @@ void Mask(Json::Value& exchange, const Cli::Masker& masker) {
 /** Those that are wanted and came after the one of this number, which becomes that of the last. */
 Json::Value Next(const Folder& folder, const RequestsArguments& arguments, std::int64_t& last) {
     const std::string since = Cli::ParseMoment(arguments.since).value_or("");
-    const Cli::Masker masker(TokenStore(folder).Secrets());
     Json::Value list = Json::arrayValue;
-    for (Json::Value& exchange : ReadExchanges(folder, last)) {
+    for (const Json::Value& exchange : ReadExchanges(folder, last)) {
         last = Cli::IntegerMember(exchange, "number");
-        if (!arguments.showSecrets) {
-            Mask(exchange, masker);
-        }
-        if (Cli::StringMember(exchange, "time") >= since) {
+        const bool isWanted = arguments.number == 0 || arguments.number == last;
+        if (isWanted && Cli::StringMember(exchange, "time") >= since) {
             list.append(exchange);
+        }
+    }
+    if (!arguments.showSecrets) {
+        const Cli::Masker masker(TokenStore(folder).Secrets());
+        for (Json::Value& exchange : list) {
+            Mask(exchange, masker);
         }
     }
     return list;
@@ -92,7 +95,7 @@ void Requests(const RequestsArguments& arguments) {
     const Folder folder;
     std::int64_t last = arguments.number == 0 ? 0 : arguments.number - 1;
     const Json::Value exchanges = Next(folder, arguments, last);
-    if (arguments.number > 0 && exchanges[0]["number"] != Json::Int64(arguments.number)) {
+    if (arguments.number > 0 && exchanges.empty()) {
         throw std::runtime_error("exchange " + std::to_string(arguments.number) +
                                  " is not among those that are remembered; see: infosync-cloud requests");
     }
