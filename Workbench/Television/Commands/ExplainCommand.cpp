@@ -76,15 +76,15 @@ void Read(const std::string& name, Reader& reader) {
 /** Tells the stories one by one, as text or as an array of JSON. */
 void Tell(const ExplainArguments& arguments, Log::Page& page) {
     const Cli::Style style(STDOUT_FILENO);
+    const char* before = arguments.json ? "[\n" : "";
     std::size_t count = 0;
     bool hasDevice = arguments.device.empty();
     Log::Runs runs(!arguments.page.empty(), [&](Log::Story& story) {
         Log::Narrow(story, arguments.device);
         page.Add(story);
-        const char* const before = count++ > 0      ? (arguments.json ? ",\n" : "\n")
-                                   : arguments.json ? "[\n"
-                                                    : "";
         std::cout << before << (arguments.json ? Cli::JsonText(story) : Log::StoryText(story, style));
+        before = arguments.json ? ",\n" : "\n";
+        ++count;
         hasDevice = hasDevice || !story["records"].empty();
     });
     Read(arguments.file, runs);

@@ -121,11 +121,10 @@ void ConcludeSignIn(Run& run) {
 void ConcludeStored(Run& run) {
     const bool hasAll = HasAllBefore(run, Step::STORED, 'E');
     run.In(Part::STORED).sign = hasAll ? FINE : UNKNOWN;
-    if (hasAll) {
-        Conclude(run, Part::STORED, About::ALSO, true,
-                 "what is kept of sign-in, tokens and activation could be read", "");
-    } else {
+    if (!hasAll) {
         Untell(run, Part::STORED, "what else could be read");
+    } else if (!run.Has(Part::STORED, About::ALSO)) {
+        run.Say(Part::STORED, About::ALSO, "what is kept of sign-in, tokens and activation could be read");
     }
 }
 
@@ -172,8 +171,8 @@ void ConcludeRequest(Run& run, Part part) {
     }
     if (whether.empty()) {
         run.In(part).told.erase(About::LEFT);
-    } else if (!isDownload) {
-        Conclude(run, part, About::WHY, false, "", "why", 'W');
+    } else if (!isDownload && !run.Has(part, About::WHY)) {
+        Untell(run, part, "why", 'W');
     }
     ConcludeAnswer(run, part);
     run.Say(part, About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");

@@ -55,13 +55,12 @@ std::string TimeOfDay(const std::string& time) {
 /** What the chapter says of the asking, or of the answer; no more than the label at the steps between. */
 std::string WordsAt(Step step, const Chapter& chapter) {
     const Arrow& arrow = ArrowOf(step);
-    const bool isRequest = FirstOf(arrow.part) != LastOf(arrow.part) && arrow.part != Part::LIST;
     Chapter shown = chapter;
     if (IsAnswer(step)) {
         shown.told.erase(shown.told.begin(), shown.told.lower_bound(About::WAIT));
     } else if (step != FirstOf(arrow.part)) {
         shown = Chapter();
-    } else if (isRequest) {
+    } else if (RequestOf(LastOf(arrow.part))) {
         shown.told.erase(shown.told.lower_bound(About::WAIT), shown.told.end());
         shown.untold.clear();
     }

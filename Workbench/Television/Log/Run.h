@@ -222,7 +222,7 @@ struct Run {
     /** The furthest step that the log shows, and the furthest before the end. */
     Step step = Step::START;
     Step reached = Step::START;
-    /** Where they were asked for. */
+    /** Their text is empty where it was not asked for. */
     std::map<Step, StepLines> lines;
 
     // Times as the log has them, and moments in milliseconds; and how long the last answer took.
