@@ -1,5 +1,3 @@
-#include <utility>
-
 #include "Cli/Text.h"
 #include "Television/Log/Table.h"
 
@@ -29,7 +27,7 @@ const KnownLine* FindKnownLine(const Line& line) {
         }
         const bool isOfPlace = !known.place.empty();
         if ((known.priority != '\0' && line.priority != '\0' && known.priority != line.priority) ||
-            (isOfPlace && known.place != line.file && known.place != line.function)) {
+            (isOfPlace && known.place != line.File() && known.place != line.Function())) {
             continue;
         }
         const bool fits = Cli::StartsWith(line.message, known.start) ||
@@ -43,26 +41,6 @@ const KnownLine* FindKnownLine(const Line& line) {
         }
     }
     return found;
-}
-
-std::string TableText() {
-    std::string text(TABLE_HEAD);
-    std::string cells;
-    for (const KnownLine& known : KnownLines()) {
-        if (known.meaning.empty()) {
-            continue;
-        }
-        const std::string line =
-            "`" + known.start + "`" + (known.place.empty() ? "" : " in `" + std::string(known.place) + "`");
-        const std::string before = std::exchange(
-            cells, " | " + std::string(known.meaning) + " | " + std::string(known.remedy) + " |\n");
-        if (cells == before) {
-            text.insert(text.size() - cells.size(), ", " + line);
-        } else {
-            text.append("| ").append(line).append(cells);
-        }
-    }
-    return text;
 }
 
 }  // namespace Log

@@ -38,7 +38,7 @@ std::string LineForm() {
     const std::string behind = R"re([\s"]*(?:[(\[]\s*P?\s*(?<pid>\d{1,9})[^)\]]*[)\]]\s*: ?|: ?)re"
                                R"re(|[,;|\t]"?(?:(?<pid>\d{1,9})"?[,;|\t]"?)?))re";
     const std::string place =
-        R"re((?<place>(?<file>\w++\.(?:cpp|h)): (?<function>[^>]{1,150}?)\(\d++\) > ))re";
+        R"re((?<place>\w++\.(?:cpp|h): [^>]{1,150}?\(\d++\) > ))re";
     // The log viewer's own, which most logs have.
     const std::string usual =
         R"re( (?<priority>[VDIWEF])/(?<tag>[\w.-]++)\( *P?\s*(?<pid>\d{1,9})[^)]*\): )re";
@@ -147,8 +147,6 @@ void LineReader::Read(const std::string& text) {
     m_line.text = text;
     m_line.tag = tag.find("infosync") == Text::npos ? tag : TAG;
     m_line.place = head["place"];
-    m_line.file = head["file"];
-    m_line.function = head["function"];
     if (head) {
         const Text time = head["time"];
         const Text priority = either("priority", "level");

@@ -1,6 +1,7 @@
 /** One line of a log, found by its tag, whatever wrote the log. */
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -39,13 +40,18 @@ struct Line {
     char priority = '\0';
     /** Empty for a line without a head of its own. */
     std::string tag;
-    // "FILE: FUNCTION(LINE) > ", with which a message of the service begins, and what it has.
+    /** "FILE: FUNCTION(LINE) > ", with which a message of the service begins. */
     std::string place;
-    std::string file;
-    std::string function;
     /** Without the place. */
     std::string message;
 
+    std::string_view File() const {
+        return std::string_view(place).substr(0, place.find(':'));
+    }
+    std::string_view Function() const {
+        const std::size_t begin = std::min(place.size(), File().size() + 2);
+        return std::string_view(place).substr(begin, place.rfind('(') - begin);
+    }
     bool IsService() const {
         return tag == InfoSyncLog::TAG;
     }

@@ -1,5 +1,7 @@
 #include "Television/Log/Run.h"
 
+#include <glib.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -109,7 +111,7 @@ void Run::Take(const Message& message) {
         if (line.HasPlace()) {
             TakeLine(line);
         } else if (line.tag.empty() || line.IsService()) {
-            Keep(line, "    " + line.message);
+            Keep(line);
         } else {
             TakeOther(line);
         }
@@ -124,7 +126,7 @@ void Run::TakeLine(const Line& line) {
     }
     TakeTime(line);
     Advance(known == nullptr ? Step::START : known->step);
-    Keep(line, line.file + ": " + line.function + " > " + line.message);
+    Keep(line);
     if (known != nullptr && known->note != nullptr) {
         const bool isPlain = Cli::StartsWith(line.message, known->start);
         const Text message = isPlain ? Text(line.message) : WithoutCatch(line.message);
@@ -144,7 +146,7 @@ void Run::TakeOther(const Line& line) {
     // The service itself does not look at what becomes of the list.
     const bool isOfList = line.tag == "VCONF" && In(Part::DOWNLOAD).status == STATUS_OK;
     Advance(isOfList ? Step::LIST : Step::START);
-    Keep(line, line.tag + ": " + line.message);
+    Keep(line);
     const bool mayBeCause = isPlatform && (line.priority == 'W' || line.priority == '\0');
     if (!line.IsError() && !mayBeCause) {
         return;
@@ -159,8 +161,7 @@ void Run::TakeOther(const Line& line) {
     }
 }
 
-void Run::Keep(const Line& line, const std::string& text) {
-    constexpr std::size_t NUMBER_WIDTH = 7;
+void Run::Keep(const Line& line) {
     began = began.empty() ? line.time : began;
     ended = line.time.empty() ? ended : line.time;
     ++lineCount;
@@ -168,10 +169,12 @@ void Run::Keep(const Line& line, const std::string& text) {
     kept.time = kept.time.empty() ? line.time : kept.time;
     ++kept.count;
     if (keepsLines && kept.text.size() < StepLines::MOST_BYTES) {
-        const std::string lineNumber = std::to_string(line.number);
-        kept.text.append(NUMBER_WIDTH - std::min(lineNumber.size(), NUMBER_WIDTH), ' ').append(lineNumber);
-        kept.text.append("  ").append(1, line.priority == '\0' ? ' ' : line.priority).append("  ");
-        kept.text.append(text).append("\n");
+        const std::string from = line.HasPlace()                        ? line.place
+                                 : line.tag.empty() || line.IsService() ? "    "
+                                                                        : line.tag + ": ";
+        kept.text += Cli::Taken(g_strdup_printf("%7zu  %c  %s%s\n", line.number,
+                                                line.priority == '\0' ? ' ' : line.priority, from.c_str(),
+                                                line.message.c_str()));
     }
 }
 

@@ -245,7 +245,7 @@ struct Run {
 private:
     void TakeLine(const Line& line);
     void TakeOther(const Line& line);
-    void Keep(const Line& line, const std::string& text);
+    void Keep(const Line& line);
     void TakeTime(const Line& line);
     void TakeClock(std::int64_t clockNow, bool isFar, const std::string& far);
     void Advance(Step next);

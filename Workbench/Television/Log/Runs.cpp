@@ -61,7 +61,7 @@ void Runs::Take(Message& message) {
     }
     // Before anything is read out of it: nothing that is told can hold a secret. The lines of the call
     // tracker, most of a log at D, have none: they name a function.
-    if (line.file != CALL_TRACKER || message.lines.size() > 1) {
+    if (line.File() != CALL_TRACKER || message.lines.size() > 1) {
         Mask(message, m_masker);
     }
     run->Take(message);

@@ -28,7 +28,8 @@ struct KnownLine {
     Kind kind;
     /** Takes what it makes known; gets the message after its beginning. May be empty. */
     Note note = {};
-    /** In the user's words; empty for a line that is told of in the run's story alone. */
+    /** In the user's words; empty for a line that is told of in the run's story alone. docs/formats.md has
+     * the others, in a table that the tests compare and write. */
     std::string_view meaning = {};
     /** Empty where there is nothing to do. */
     std::string_view remedy = {};
@@ -45,11 +46,5 @@ const KnownLine* FindKnownLine(const Line& line);
 
 /** The message without what the service puts before what it caught. */
 std::string_view WithoutCatch(std::string_view message);
-
-inline constexpr std::string_view TABLE_HEAD = "| line | what it means | what to do |\n|---|---|---|\n";
-
-/** The lines of W and above as a table of Markdown, for the documents; those that mean the same share a row.
- */
-std::string TableText();
 
 }  // namespace Log
