@@ -37,8 +37,7 @@ std::string LineForm() {
     // "(P  12, T  12): ", "[12]: ", ": ", or fields with dividers.
     const std::string behind = R"re([\s"]*(?:[(\[]\s*P?\s*(?<pid>\d{1,9})[^)\]]*[)\]]\s*: ?|: ?)re"
                                R"re(|[,;|\t]"?(?:(?<pid>\d{1,9})"?[,;|\t]"?)?))re";
-    const std::string place =
-        R"re((?<place>\w++\.(?:cpp|h): [^>]{1,150}?\(\d++\) > ))re";
+    const std::string place = R"re((?<place>\w++\.(?:cpp|h): [^>]{1,150}?\(\d++\) > ))re";
     // The log viewer's own, which most logs have.
     const std::string usual =
         R"re( (?<priority>[VDIWEF])/(?<tag>[\w.-]++)\( *P?\s*(?<pid>\d{1,9})[^)]*\): )re";
