@@ -94,6 +94,8 @@ class PageTest(unittest.TestCase):
             "television>service", "service>authorisation server", "authorisation server>service", "service>cloud",
             "cloud>service", "service>cloud", "cloud>service", "service>cloud", "cloud>service", "service>television",
             "service"])
+        words = self.browser.run("[...document.querySelectorAll('.words')].map(words => words.lastChild.textContent)")
+        self.assertEqual(words[4:7], ["authorisation code", "token?", "token: the authorisation server gave one"])
         self.assertIn("FAILED: records: status 409", self.browser.run("document.querySelector('.fault').innerText"))
         self.assertEqual(self.browser.run("performance.getEntriesByType('resource').length"), 0)
 
