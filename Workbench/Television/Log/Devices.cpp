@@ -63,9 +63,7 @@ std::string NoSinkWords(const std::string& uuids) {
 
 void Devices::Begin(std::string_view id) {
     End();
-    m_record = Record{std::string(id), "", Listing::UNKNOWN};
-    m_removalLines = 0;
-    m_isTakenOff = false;
+    m_record = Record{std::string(id)};
 }
 
 void Devices::Decide(Listing listing) {
@@ -84,20 +82,21 @@ void Devices::TakeServices(std::string_view uuids) {
 }
 
 void Devices::TakeRemoval(std::string_view message) {
-    const bool isId = m_record && message == m_record->id;
-    m_removalLines += isId ? 1 : 0;
-    m_isTakenOff = m_isTakenOff || !isId;
+    if (!m_record) {
+        return;
+    }
+    // The id is told, then whose device it was, then the id again where it was nobody else's.
+    const bool isBegun = m_record->listing != Listing::UNKNOWN;
+    if (message == m_record->id) {
+        m_record->listing = isBegun ? Listing::REMOVED : Listing::NOT_LISTED;
+    } else if (isBegun) {
+        m_record->listing = Listing::OTHER_USERS;
+    }
 }
 
 void Devices::End() {
     if (!m_record) {
         return;
-    }
-    // Only now is it known what was not told of a deleted record.
-    if (m_removalLines > 0) {
-        Decide(m_removalLines > 1 ? Listing::REMOVED
-               : m_isTakenOff     ? Listing::OTHER_USERS
-                                  : Listing::NOT_LISTED);
     }
     ++m_counts[m_record->listing];
     if (m_records.size() < MOST_RECORDS) {
@@ -131,7 +130,9 @@ void Devices::LearnNames(std::string_view json) {
 Json::Value Devices::Records() const {
     std::vector<Record> records = m_records;
     if (m_record) {
-        records.push_back(*m_record);
+        const Listing listing = m_record->listing;
+        const bool isOpen = listing == Listing::NOT_LISTED || listing == Listing::OTHER_USERS;
+        records.push_back({m_record->id, m_record->services, isOpen ? Listing::UNKNOWN : listing});
     }
     return Cli::JsonArray(records, [this](const Record& record) {
         const auto known = m_names.find(record.id);

@@ -28,7 +28,7 @@ public:
     void Decide(Listing listing);
     void TakeServices(std::string_view uuids);
     void TakeRemoval(std::string_view message);
-    /** The turn of the last one is over. */
+    /** That turn is over: what was not told of a deleted record by now is not so. */
     void End();
     /** Malformed ones, which are told of twice, by the merge and by the list. */
     void TakeSkipped(std::size_t count);
@@ -44,16 +44,13 @@ public:
 private:
     struct Record {
         std::string id;
-        std::string services;
-        Listing listing;
+        std::string services = {};
+        Listing listing = Listing::UNKNOWN;
     };
     /** What a record is called, and its address. */
     using Name = std::pair<std::string, std::string>;
 
     std::optional<Record> m_record;
-    /** Of a deleted record the id is told, then whose device it was, then the id again for the last one's. */
-    std::size_t m_removalLines = 0;
-    bool m_isTakenOff = false;
     std::vector<Record> m_records;
     std::map<Listing, std::size_t> m_counts;
     /** Of records that the log shows whole, by id. */
