@@ -42,8 +42,16 @@ class CloudProgram(FolderCase):
         return answer
 
     def connect(self):
-        plain = socket.create_connection(("127.0.0.1", self.cloud.port), timeout=20)
+        plain = socket.create_connection(("127.0.0.1", self.cloud.port), timeout=60)
         return self.context().wrap_socket(plain, server_hostname="127.0.0.1")
+
+    def statuses(self, client):
+        """Of the answers, until the server ends the connection."""
+        answer = b""
+        with client, contextlib.suppress(OSError):
+            while piece := client.recv(2**16):
+                answer += piece
+        return re.findall(r"HTTP/1.1 (\d+)", answer.decode(errors="replace"))
 
     def television(self):
         """One that is signed in to the cloud, which runs."""
@@ -78,17 +86,12 @@ class CloudProgram(FolderCase):
         self.cloud.start()
 
         def ask(start, endless=b""):
-            """The statuses of the answers."""
-            answer = b""
-            with self.connect() as client:
-                with contextlib.suppress(OSError):
-                    client.sendall(start)
-                    for _ in range(32 if endless else 0):  # more than is taken of any; to be answered it must not end
-                        client.sendall(endless * 2**16)
-                with contextlib.suppress(OSError):
-                    while piece := client.recv(2**16):
-                        answer += piece
-            return re.findall(r"HTTP/1.1 (\d+)", answer.decode(errors="replace"))
+            client = self.connect()
+            with contextlib.suppress(OSError):
+                client.sendall(start)
+                for _ in range(32 if endless else 0):  # more than is taken of any; to be answered it must not end
+                    client.sendall(endless * 2**16)
+            return self.statuses(client)
 
         length = b"Content-Length: 3000000000\r\n\r\n"
         cases = [(method + b" /user/v7/activate HTTP/1.1\r\n" + rest, byte, statuses)
@@ -111,6 +114,19 @@ class CloudProgram(FolderCase):
         process = pathlib.Path(f"/proc/{self.cloud.counts()['pid']}")
         if "libasan" not in (process / "maps").read_text():
             self.assertLess(int(re.search(r"VmHWM:\s+(\d+)", (process / "status").read_text())[1]), 64 << 10)
+
+    def test_a_slow_request_is_given_up_and_too_many_large_ones_are_put_off(self):
+        self.cloud.start()
+        slow = self.connect()
+        slow.sendall(b"GET / HTTP/1.1\r\n")
+        large = [self.connect() for _ in range(12)]
+        for client in large:
+            with contextlib.suppress(OSError):
+                client.sendall(b"POST / HTTP/1.1\r\nContent-Length: 1000000\r\n\r\n" + b"a" * 2**19)
+        self.assertIn(b"there is nothing here", self.get())
+        put_off = [self.statuses(client) for client in large].count(["503"])
+        self.assertGreaterEqual(put_off, 4)  # eight are all that is held
+        self.assertEqual(self.statuses(slow), ["408"])
 
     def test_an_exchange_is_recorded_before_it_is_answered(self):
         self.cloud.start()
