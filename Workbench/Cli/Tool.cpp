@@ -177,7 +177,9 @@ Command Tool::Add(const std::string& name, const std::string& summary, const std
     if (blank != std::string::npos) {
         const std::string group = name.substr(0, blank);
         const auto known = m_app->get_subcommands([&](CLI::App* app) { return app->get_name() == group; });
-        parent = known.empty() ? m_app->add_subcommand(group)->require_subcommand(0, 1) : known.front();
+        const std::string words = "Has commands of its own: " + group + " --help";
+        parent =
+            known.empty() ? m_app->add_subcommand(group, words)->require_subcommand(0, 1) : known.front();
         if (known.empty()) {
             Does(parent, &RefuseNoCommand);
         }
