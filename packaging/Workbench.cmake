@@ -26,7 +26,5 @@ install(FILES ${PROJECT_SOURCE_DIR}/Workbench/README.md DESTINATION ${docdir} CO
 install(FILES ${PROJECT_SOURCE_DIR}/Workbench/Cloud/README.md DESTINATION ${docdir} RENAME infosync-cloud.md
     COMPONENT workbench)
 install(FILES debian/copyright DESTINATION ${docdir} COMPONENT workbench)
-install(FILES debian/workbench.overrides DESTINATION share/lintian/overrides RENAME bt-infosync-workbench
-    COMPONENT workbench)
 install_compressed(${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog changelog.gz ${docdir} workbench)
 install_sbom(bt-infosync-workbench workbench glib-2.0 jsoncpp tinyxml2 openssl cpp-httplib CLI11 libjwt)
