@@ -22,9 +22,8 @@ endforeach()
 add_custom_target(workbench-documents ALL DEPENDS ${made})
 
 install(TARGETS infosync-tv infosync-cloud RUNTIME COMPONENT workbench)
-install(FILES ${PROJECT_SOURCE_DIR}/Workbench/README.md DESTINATION ${docdir} COMPONENT workbench)
-install(FILES ${PROJECT_SOURCE_DIR}/Workbench/Cloud/README.md DESTINATION ${docdir} RENAME infosync-cloud.md
-    COMPONENT workbench)
+install_document(Workbench/README.md README.md ${docdir} workbench)
+install_document(Workbench/Cloud/README.md infosync-cloud.md ${docdir} workbench)
 install(FILES debian/copyright DESTINATION ${docdir} COMPONENT workbench)
 install_compressed(${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog changelog.gz ${docdir} workbench)
 install_sbom(bt-infosync-workbench workbench glib-2.0 jsoncpp tinyxml2 openssl cpp-httplib CLI11 libjwt)
