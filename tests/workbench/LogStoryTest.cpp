@@ -315,7 +315,8 @@ TEST(Table, HasEveryLineOfTheServiceAndNoOther) {
     EXPECT_GT(count, 80U);
     for (const Log::KnownLine& known : Log::KnownLines()) {
         // JSON's library says of a value that it cannot be read as another kind.
-        const bool isOfLibrary = known.start.find("is not convertible") != std::string::npos;
+        const bool isOfLibrary =
+            known.start.find("is not convertible") != std::string::npos || known.start == "in Json::Value::";
         std::string start(Log::WithoutCatch(known.start));
         start.erase(0, start.find("exception: CKMC") == 0 ? start.find("CKMC") : 0);
         start.erase(0, start.find("key:") == 0 ? 4 : 0);

@@ -30,11 +30,14 @@ Json::Value OrNull(const std::optional<std::int64_t>& number) {
 /** What it was to the step that it happened in. */
 std::string FailureWords(const Fault& fault) {
     const Kind kind = fault.known == nullptr ? Kind::FAILURE : fault.known->kind;
-    return kind == Kind::NO_ANSWER    ? "no whole answer came"
-           : kind == Kind::REFUSED    ? "refused"
-           : kind == Kind::UNREADABLE ? "what came cannot be read"
-           : kind == Kind::NOT_STORED ? "storing what came failed"
-                                      : fault.Meaning();
+    const bool isOfList = kind == Kind::UNREADABLE && fault.step == Step::LIST;
+    return kind == Kind::NO_ANSWER        ? "no whole answer came"
+           : kind == Kind::REFUSED        ? "refused"
+           : isOfList && fault.IsNoJson() ? "what is stored cannot be read"
+           : isOfList                     ? fault.Meaning()
+           : kind == Kind::UNREADABLE     ? "what came cannot be read"
+           : kind == Kind::NOT_STORED     ? "storing what came failed"
+                                          : fault.Meaning();
 }
 
 /** All that a run logs before the step, were it there at this level, would be in the log. */
@@ -135,6 +138,7 @@ void ConcludeAnswer(Run& run, Part part) {
     const bool isToken = part == Part::TOKEN;
     const bool isDownload = part == Part::DOWNLOAD;
     const bool hasFailed = !(isDownload && IsOfStoring(run)) && ConcludeFailure(run, part);
+    const bool isEither = isDownload && run.failure && !run.failure->step && chapter.status == STATUS_OK;
     const bool isOver = run.reached > LastOf(part) || (isDownload && run.sawEnd);
     const bool isGood = isToken ? run.gotToken == true : !isDownload || chapter.status == STATUS_OK;
     if (isToken && run.Has(part, About::CODE)) {
@@ -143,6 +147,8 @@ void ConcludeAnswer(Run& run, Part part) {
     } else if (isToken && run.gotToken && !hasFailed) {
         chapter.sign = isGood ? FINE : FAULT;
         run.Say(part, About::RESULT, isGood ? "the authorisation server gave one" : "the answer holds none");
+    } else if (isEither) {
+        Untell(run, part, "whether its answer or the stored device list could not be read", 'I');
     } else if (isOver && isGood && !hasFailed) {
         chapter.sign = FINE;
     } else if (!hasFailed && chapter.asked) {

@@ -14,6 +14,8 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
+constexpr char ANSWER_ABOVE[] = "see the server: its answer is logged just before";
+
 bool IsRefusedToken(const Run& run) {
     return run.Has(Part::TOKEN, About::CODE) || run.gotToken == false;
 }
@@ -56,6 +58,7 @@ std::string RefusalRemedy(const Run& run, const KnownLine& known, Part part) {
            : status == 404 ? "see whether the set talks to the right cloud, and whether that is up to date"
            : status >= SERVER_ERROR ? "the cloud failed: see its log, and start the service again later"
            : !code.empty()          ? "see the cloud, which knows its rcode " + code
+           : run.Shows('I')         ? ANSWER_ABOVE
                                     : "the answer's rcode and rmsg tell why: level I";
 }
 
@@ -79,8 +82,11 @@ std::string Remedy(const Run& run, const Fault& fault) {
         return std::string(known.remedy) +
                "; why it was is told by the HTTP client's lines, which are not in this log";
     }
-    if (known.kind == Kind::UNREADABLE && run.Shows('I') && part) {
-        return "see the server: its answer is logged just before";
+    if (known.kind == Kind::UNREADABLE && part && (run.Shows('I') || fault.IsNoJson())) {
+        return run.Shows('I') ? ANSWER_ABOVE : "see the server: its answer is logged at I";
+    }
+    if (fault.IsNoJson() && fault.step == Step::LIST) {
+        return "a factory reset clears the device list";
     }
     const bool isOfCode = source == NEW_TOKEN || run.subject == "auth_code" || run.subject == "code_verifier";
     const bool isReading = fault.text == "fail to read";

@@ -97,6 +97,10 @@ Json::Value Chapter::ToJson() const {
     return json;
 }
 
+bool Fault::IsNoJson() const {
+    return Cli::StartsWith(text, "fail to parse JSON: ");
+}
+
 std::string Fault::Meaning() const {
     const std::string meaning(known != nullptr ? known->meaning
                               : text.empty()   ? ""
@@ -222,7 +226,8 @@ void Run::TakeFault(const Line& line, const KnownLine* known) {
     const Fault fault{known, text, Cli::Join(told, "; "), StepOf(line, known)};
     if (endedWithoutToken) {
         // The error before it told why.
-        failure = faults.empty() ? Fault{nullptr, "", "", Step::TOKEN} : faults.back();
+        failure = faults.empty() ? Fault() : faults.back();
+        failure->step = std::max(failure->step.value_or(Step::TOKEN), Step::TOKEN);
         return;
     }
     const bool isTold = std::any_of(faults.begin(), faults.end(), [&fault](const Fault& other) {
@@ -244,8 +249,12 @@ std::optional<Step> Run::StepOf(const Line& line, const KnownLine* known) const 
     const auto request = RequestOf(step);
     const bool isPast = request && In(*request).status && known != nullptr &&
                         (known->kind == Kind::FAILURE || known->kind == Kind::NO_ANSWER);
-    const bool isCaught = Cli::StartsWith(line.message, "exception : ");
-    return isCaught || (step >= Step::ASK_ACTIVATION && !isPast) ? std::optional(step) : std::nullopt;
+    // Whether the answer or the stored device list cannot be read is told by lines at I alone.
+    const bool isEither = known != nullptr && known->kind == Kind::UNREADABLE && !Shows('I') &&
+                          In(Part::DOWNLOAD).status == STATUS_OK;
+    const bool isOfToken = Cli::StartsWith(line.message, "exception : ") && step >= Step::TOKEN;
+    return isOfToken || (step >= Step::ASK_ACTIVATION && !isPast && !isEither) ? std::optional(step)
+                                                                               : std::nullopt;
 }
 
 void Run::Say(Part part, About about, const std::string& words) {

@@ -114,6 +114,8 @@ struct Fault {
     /** Where it happened; nothing where that is not told. */
     std::optional<Step> step;
 
+    /** An answer cannot be parsed, or the stored device list. */
+    bool IsNoJson() const;
     std::string Meaning() const;
 };
 
@@ -158,7 +160,8 @@ struct Run {
     bool FailedIn(Step from, Step to) const;
     /** Which request failed is not told. */
     bool IsUnlocated() const {
-        return failure && !failure->step;
+        return failure && failure->known != nullptr && !failure->step &&
+               In(Part::DOWNLOAD).status != STATUS_OK;
     }
     /** The mark was refused, and so the stored records dropped. */
     bool IsDropped() const;

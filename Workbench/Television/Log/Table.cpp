@@ -191,6 +191,8 @@ std::vector<KnownLine> MakeTable() {
          "where the list's step had begun (`user : ` at I), clear the device list; otherwise see the server"},
         {'E', "Type is not convertible to string", "", Step::TOKEN, Kind::UNREADABLE, nullptr,
          "an answer, or what is stored, has a value of another kind where a text is needed", SEE_STORED},
+        {'E', "in Json::Value::", "", Step::TOKEN, Kind::UNREADABLE, nullptr,
+         "an answer, or what is stored, has a value of another kind where an object is needed", SEE_STORED},
         {'E', "Value is not convertible to ", "", Step::TOKEN, Kind::UNREADABLE, nullptr,
          "an answer, or what is stored, has a value of another kind where a text or a number is needed",
          SEE_STORED},
