@@ -14,8 +14,6 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
-constexpr char ANSWER_ABOVE[] = "see the server: its answer is logged just before";
-
 bool IsRefusedToken(const Run& run) {
     return run.Has(Part::TOKEN, About::CODE) || run.gotToken == false;
 }
@@ -48,6 +46,15 @@ Words Reason(const Run& run) {
     return words;
 }
 
+bool HasAnswer(const Run& run, Part request) {
+    return run.Shows('I') && run.In(request).answered;
+}
+
+std::string SeeServer(const Run& run, Part request) {
+    return std::string("see the server: its answer is logged ") +
+           (HasAnswer(run, request) ? "just before" : "at I");
+}
+
 std::string RefusalRemedy(const Run& run, const KnownLine& known, Part part) {
     constexpr std::int64_t SERVER_ERROR = 500;
     const std::int64_t status = run.In(part).status.value_or(0);
@@ -58,8 +65,7 @@ std::string RefusalRemedy(const Run& run, const KnownLine& known, Part part) {
            : status == 404 ? "see whether the set talks to the right cloud, and whether that is up to date"
            : status >= SERVER_ERROR ? "the cloud failed: see its log, and start the service again later"
            : !code.empty()          ? "see the cloud, which knows its rcode " + code
-           : run.Shows('I')         ? ANSWER_ABOVE
-                                    : "the answer's rcode and rmsg tell why: level I";
+                                    : SeeServer(run, part);
 }
 
 std::string Remedy(const Run& run, const Fault& fault) {
@@ -82,8 +88,8 @@ std::string Remedy(const Run& run, const Fault& fault) {
         return std::string(known.remedy) +
                "; why it was is told by the HTTP client's lines, which are not in this log";
     }
-    if (known.kind == Kind::UNREADABLE && part && (run.Shows('I') || fault.IsNoJson())) {
-        return run.Shows('I') ? ANSWER_ABOVE : "see the server: its answer is logged at I";
+    if (known.kind == Kind::UNREADABLE && part && (HasAnswer(run, *part) || fault.IsNoJson())) {
+        return SeeServer(run, *part);
     }
     if (fault.IsNoJson() && fault.step == Step::LIST) {
         return "a factory reset clears the device list";
