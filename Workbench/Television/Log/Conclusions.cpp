@@ -199,9 +199,10 @@ void ConcludeList(Run& run) {
                 download.status && !isGood ? "left as it was"
                 : isNone                   ? "no records"
                                            : "");
-    } else {
-        chapter.untold = {run.Shows('I') ? "the rest: the log ends before it"
-                                         : "what became of each record: level I"};
+    } else if (!run.Shows('I')) {
+        chapter.untold = {"what became of each record: level I"};
+    } else if (!run.sawEnd) {
+        chapter.untold = {"the rest: the log ends before it"};
     }
     if (run.FailedIn(Step::LIST, Step::END) ||
         (IsOfStoring(run) && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {

@@ -72,33 +72,43 @@ void Run::AskToken(const char* source, const char* why) {
 void Run::TakeAccessClock(Text rest, bool isRefreshToken) {
     const std::int64_t issued = FirstNumber(rest);
     const std::int64_t clockNow = NumberAfter(rest, "currtneTime ");
-    const std::int64_t left = Cli::Difference(Cli::Sum(issued, NumberAfter(rest, "expiredTime ")), clockNow);
-    const bool isFar = clockNow < issued - DAY;
-    TakeClock(clockNow, isFar,
-              Cli::DurationText(Cli::Difference(issued, clockNow)) + " before the token was issued");
+    const std::int64_t end = Cli::Sum(issued, NumberAfter(rest, "expiredTime "));
+    const bool hasEnded = end < clockNow;
+    const std::string left = LeftUntil(end, clockNow, issued);
     if (isRefreshToken) {
-        refreshLeft = left < 0 ? LeftWords(left) : "";
+        refreshLeft = hasEnded ? left : "";
         return;
     }
-    accessLeft = isFar ? "" : LeftWords(left);
-    if (left >= 0) {
+    accessLeft = left;
+    if (!hasEnded) {
         Say(Part::TOKEN, About::WHETHER, HOLDS);
         Say(Part::TOKEN, About::LEFT, accessLeft);
     }
 }
 
 void Run::TakeExpiry(Part request, Text rest, std::int64_t perSecond) {
-    constexpr std::int64_t FAR = 3650 * DAY;
     const std::int64_t clockNow = NumberAfter(rest, "time : ") / perSecond;
-    const std::int64_t left = Cli::Difference(FirstNumber(rest) / perSecond, clockNow);
-    const bool isFar = left > FAR || left < -FAR;
-    Say(request, About::LEFT, isFar ? "" : LeftWords(left));
-    TakeClock(clockNow, isFar,
-              Cli::DurationText(left) + (left < 0 ? " after" : " before") + " the end of what is stored");
+    Say(request, About::LEFT, LeftUntil(FirstNumber(rest) / perSecond, clockNow, {}));
+}
+
+/** In words; empty where the clock, or what is stored, is that far off that it is noted. @param issued where
+ * that is told */
+std::string Run::LeftUntil(std::int64_t end, std::int64_t clockNow,
+                           const std::optional<std::int64_t>& issued) {
+    constexpr std::int64_t FAR = 3650 * DAY;
+    const std::int64_t left = Cli::Difference(end, clockNow);
+    std::string far;
+    if (issued && clockNow < Cli::Difference(*issued, DAY)) {
+        far = Cli::DurationText(Cli::Difference(*issued, clockNow)) + " before the token was issued";
+    } else if (left < -FAR || (left > FAR && !issued)) {
+        far = Cli::DurationText(left) + (left < 0 ? " after" : " before") + " the end of what is stored";
+    }
+    TakeClock(clockNow, far);
+    return far.empty() ? LeftWords(left) : "";
 }
 
 /** Notes a clock that is far from what is stored, or from the log's own times. */
-void Run::TakeClock(std::int64_t clockNow, bool isFar, const std::string& far) {
+void Run::TakeClock(std::int64_t clockNow, const std::string& far) {
     constexpr std::int64_t DAY_MILLISECONDS = DAY * 1000;
     const bool hasYear = time.size() > 4 && time[4] == '-';
     const std::string date = Cli::DateTime(clockNow);
@@ -107,9 +117,9 @@ void Run::TakeClock(std::int64_t clockNow, bool isFar, const std::string& far) {
     const bool isOfDay = moment && now && time.find(':') != std::string::npos;
     const std::int64_t days = isOfDay ? std::abs(*moment - *now) / DAY_MILLISECONDS : 0;
     const bool isFromLog = days >= 2 && (hasYear || days < 363);
-    if (clock.empty() && (isFar || isFromLog)) {
+    if (clock.empty() && (!far.empty() || isFromLog)) {
         clock = "the set's clock is wrong, or a stored time is: it stands at " + date + ", " +
-                (isFar ? far : "far from the log's own times");
+                (far.empty() ? "far from the log's own times" : far);
     }
 }
 

@@ -250,7 +250,8 @@ private:
     void TakeOther(const Line& line);
     void Keep(const Line& line);
     void TakeTime(const Line& line);
-    void TakeClock(std::int64_t clockNow, bool isFar, const std::string& far);
+    std::string LeftUntil(std::int64_t end, std::int64_t clockNow, const std::optional<std::int64_t>& issued);
+    void TakeClock(std::int64_t clockNow, const std::string& far);
     void Advance(Step next);
     void TakeFault(const Line& line, const KnownLine* known);
     std::optional<Step> StepOf(const Line& line, const KnownLine* known) const;
