@@ -201,8 +201,9 @@ void ConcludeList(Run& run) {
                                            : "");
     } else if (!run.Shows('I')) {
         chapter.untold = {"what became of each record: level I"};
-    } else if (!run.sawEnd) {
-        chapter.untold = {"the rest: the log ends before it"};
+    } else if (!run.sawEnd || !run.failure) {
+        chapter.untold = {run.sawEnd ? "the rest: its lines are missing"
+                                     : "the rest: the log ends before it"};
     }
     if (run.FailedIn(Step::LIST, Step::END) ||
         (IsOfStoring(run) && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
