@@ -144,9 +144,12 @@ void ConcludeAnswer(Run& run, Part part) {
     if (isToken && run.Has(part, About::CODE)) {
         chapter.sign = FAULT;
         run.Say(part, About::RESULT, "refused");
-    } else if (isToken && run.gotToken && !hasFailed) {
-        chapter.sign = isGood ? FINE : FAULT;
-        run.Say(part, About::RESULT, isGood ? "the authorisation server gave one" : "the answer holds none");
+    } else if (isToken && run.gotToken == false) {
+        chapter.sign = FAULT;
+        run.Say(part, About::ALSO, "the answer holds none");
+    } else if (isToken && isGood && !hasFailed) {
+        chapter.sign = FINE;
+        run.Say(part, About::RESULT, "the authorisation server gave one");
     } else if (isEither) {
         Untell(run, part, "whether its answer or the stored device list could not be read", 'I');
     } else if (isOver && isGood && !hasFailed) {
