@@ -130,6 +130,10 @@ const Run RUNS[] = {
                                         R"(<kap_auth_domain>auth.example</kap_auth_domain></rsp>)"};
      }},
     {"download-of-no-object", {{{"[]"}}}},
+    {"list-of-no-json", {{{NOTHING_NEW}}}, [](auto& tv) { tv.textSettings[Fake::DEVICES_KEY] = "{"; }},
+    {"token-of-another-kind",
+     {{{R"({"rsp":{"result":7}})"}}},
+     [](auto& tv) { tv.records["InfoSyncAccessToken"] = OfUser(TokenEntry(99, 300)); }},
     {"refusal-without-code", {{{R"({"rcode":"none"})"}, 500}}},
     {"damaged-code",
      {},

@@ -74,7 +74,8 @@ std::string Remedy(const Run& run, const Fault& fault) {
     }
     const KnownLine& known = *fault.known;
     const std::string source = run.Said(Part::TOKEN, About::WHETHER);
-    if (IsRefusedToken(run)) {
+    // What could not be read was not stored either.
+    if (IsRefusedToken(run) && known.kind != Kind::UNREADABLE) {
         return source == REFRESHED_TOKEN
                    ? "nothing: the next run asks for a new token"
                    : "the next run asks with a new code; if that is refused, too, sign out and in again";
