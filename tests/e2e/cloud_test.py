@@ -102,6 +102,9 @@ class CloudProgram(FolderCase):
                   (b"POST / HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", b"", ["400"]),
                   (b"POST / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}GET / HTTP/1.1\r\nConnection: close\r\n\r\n", b"", ["404", "404"]),
                   (b"GET / HTTP/1.1\r\nContent-Length: 18\r\nConnection: close\r\n\r\nGET / HTTP/1.1\r\n\r\n", b"", ["404"])]
+        large = b"POST / HTTP/1.1\r\nContent-Length: 1000000\r\n%s\r\n" + b"a" * 10**6
+        # More than is held at once, were any of it held for longer than it takes.
+        cases += [(large % b"" + large % b"Connection: close\r\n", b"", ["404", "404"])] * 5
         for start, endless, statuses in cases:
             with self.subTest(start=start[:60]):
                 self.assertEqual(ask(start, endless), statuses)
