@@ -104,31 +104,44 @@ std::string WhyNoRefresh(const State& refreshToken) {
     }
 }
 
-/** By the service's questions, in their order. */
-NextRun PlanFor(const UserStatus& user) {
+/** By the service's questions, in their order, asked of its own records.
+ * @param hasRecords whether what is stored is not wiped first */
+NextRun PlanFor(const UserStatus& user, bool hasRecords) {
+    CAccessToken tokens;
+    CServiceActivationInfo activation;
+    CJsonWebToken appToken;
+    if (hasRecords) {
+        tokens.Init(user.user);
+        try {
+            tokens.ReadFromSecureStorage();
+        } catch (const std::exception&) {
+            // They count as none.
+        }
+        activation.Init(user.user);
+        appToken.Init(user.user);
+    }
     NextRun plan;
     std::vector<std::string> words;
     const auto ask = [&](const char* request, const std::string& why) {
         plan.requests.emplace_back(request);
         words.push_back(std::string(request) + " (" + why + ")");
     };
-    const State& access = user.accessToken;
-    if (access.kind != VALID && access.kind != EXPIRED) {
-        ask("token", "access token: " + access.Words());
-    } else if (user.refreshToken.kind != VALID) {
+    if (!tokens.HasUsableToken()) {
+        ask("token", "access token: " + user.accessToken.Words());
+    } else if (tokens.IsRefreshTokenExpired()) {
         ask("token", "refresh token: " + user.refreshToken.Words());
-    } else if (access.kind == EXPIRED) {
+    } else if (tokens.IsTokenExpired()) {
         plan.words = WhyNoRefresh(user.refreshToken);
         if (!plan.words.empty()) {
             return plan;
         }
-        ask("refresh", "access token: " + access.Words());
+        ask("refresh", "access token: " + user.accessToken.Words());
     }
-    for (const auto& [request, state] :
-         {std::pair("activation", &user.activation), {"app", &user.appToken}}) {
-        if (state->kind != VALID) {
-            ask(request, state->Words());
-        }
+    if (!activation.IsValid()) {
+        ask("activation", user.activation.Words());
+    }
+    if (!appToken.IsValid()) {
+        ask("app", user.appToken.Words());
     }
     const std::int64_t mark = user.records.mark;
     ask("download", mark >= 1 ? "from mark " + std::to_string(mark) : "all records: no mark");
@@ -155,7 +168,8 @@ void AddUsers(Status& status, std::int64_t now) {
         users.insert(status.loginId);
         // After a factory reset nothing is stored.
         Documents none;
-        status.nextRun = PlanFor(ReadUser(status.isResetRequested ? none : documents, status.loginId, now));
+        status.nextRun = PlanFor(ReadUser(status.isResetRequested ? none : documents, status.loginId, now),
+                                 !status.isResetRequested);
     }
     for (const std::string& user : users) {
         status.users.push_back(ReadUser(documents, user, now));
