@@ -24,14 +24,16 @@ constexpr std::size_t THREADS = MOST_CONNECTIONS + 16;
 constexpr std::size_t REQUESTS_PER_CONNECTION = 100'000;  // as the clients are told
 constexpr auto NOT_WAITING = std::chrono::steady_clock::time_point::max();
 
-// The library's function takes the addresses of both sides, too, from 0.15 on.
+// The library's function takes the addresses of both sides, too, from 0.15 on; new ones ask about WebSockets.
 template <typename... More>
 bool Process(httplib::Server& server, bool (httplib::Server::*process)(httplib::Stream&, More...),
              httplib::Stream& stream, bool& closed) {
     if constexpr (sizeof...(More) == 3) {
         return (server.*process)(stream, false, closed, nullptr);
-    } else {
+    } else if constexpr (sizeof...(More) == 7) {
         return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr);
+    } else {
+        return (server.*process)(stream, LOOPBACK, 0, LOOPBACK, 0, false, closed, nullptr, nullptr);
     }
 }
 
