@@ -128,7 +128,7 @@ const Objection* Connection::Measure() {
         }
     }
     const std::string length(LENGTH.Find(head)["v"]);
-    const std::size_t size = std::strtoull(length.c_str(), nullptr, 10);
+    const std::size_t size = std::strtoul(length.c_str(), nullptr, 10);
     m_size += std::min(size, LARGEST_BODY);
     return size > LARGEST_BODY ? &BODY_TOO_LARGE : nullptr;
 }

@@ -48,7 +48,7 @@ const FaultValue VERSION = {"1.1", "1.1", [](const std::string& value) { return 
 
 /** 0 for a value that is none. */
 std::size_t NumberOf(const Fault& fault) {
-    return std::strtoull(fault.Value().c_str(), nullptr, 10);
+    return std::strtoul(fault.Value().c_str(), nullptr, 10);
 }
 
 std::chrono::milliseconds TimeOf(const Fault& fault) {
