@@ -72,7 +72,9 @@ namespace TvKeys {
 
 using Type = TvKey::Type;
 
-#define TV_KEY_CONSTANT(constant, ...) inline constexpr TvKey constant{__VA_ARGS__};
+#define TV_KEY_CONSTANT(constant, ...)            \
+    inline constexpr TvKey constant{__VA_ARGS__}; \
+    static_assert((constant.type == Type::Choice) == (constant.choices != nullptr), "a choice has choices");
 TV_KEYS(TV_KEY_CONSTANT)
 #undef TV_KEY_CONSTANT
 

@@ -219,9 +219,10 @@ std::string InquiryText(const Inquiry& inquiry, const Cli::Style& style) {
                                    : device.listedFor.empty() ? "not listed"
                                                               : "listed for others";
         const std::string head =
-            device.name + (device.address.empty() ? "" : "  ") + device.address + "  (" + device.id + ")  ";
-        text += style(isListed ? Cli::Colour::GREEN : Cli::Colour::YELLOW, Cli::Escape(head) + listed) +
-                "\n    " + Cli::Wrap(Cli::Escape(device.words), 4, style.Width());
+            device.name + (device.address.empty() ? "" : " ") + device.address + " (" + device.id + "): ";
+        text += style(isListed ? Cli::Colour::GREEN : Cli::Colour::YELLOW,
+                      Cli::Wrap(Cli::Escape(head) + listed, 4, style.Width())) +
+                "    " + Cli::Wrap(Cli::Escape(device.words), 4, style.Width());
     }
     return text;
 }

@@ -82,7 +82,7 @@ Json::Value Compose(const Json::Value& ledger, const Json::Value& records,
                     const std::optional<std::int64_t>& changedAfter) {
     const Json::Value& known = ledger[CDeviceInfo::RECORDS];
     Json::Value answer;
-    answer["meta"]["synced_timestamp"] = ledger[LATEST];
+    answer[CDeviceInfo::META][CDeviceInfo::SYNCED_TIMESTAMP] = ledger[LATEST];
     Json::Value& sent = answer[CDeviceInfo::RECORDS] = Json::arrayValue;
     const auto isNews = [&](const Json::Value& entry) {
         return Cli::IntegerMember(entry, MARK) > changedAfter.value_or(0);

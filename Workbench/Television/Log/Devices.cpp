@@ -76,7 +76,7 @@ void Devices::TakeServices(std::string_view uuids) {
     if (m_record) {
         m_record->services = uuids;
         Json::Value record;
-        record["uuids"] = m_record->services;
+        record[CDeviceInfo::UUIDS] = m_record->services;
         m_record->listing = CDeviceInfo::IsAudioSink(record) ? Listing::UNKNOWN : Listing::NO_SINK;
     }
 }
@@ -116,10 +116,11 @@ void Devices::LearnNames(std::string_view json) {
     objects.ForEach(json, [this](const Cli::Pattern::Match& match) {
         try {
             const Json::Value record = InfoSyncUtil::ParseJson(std::string(match["object"]));
-            const std::string id = Cli::TextMember(record, "record_id");
-            if (record.isMember("address") && m_names.size() < MOST_RECORDS) {
-                m_names[id.empty() ? std::string(match["name"]) : id] = {Cli::TextMember(record, "name"),
-                                                                         Cli::TextMember(record, "address")};
+            const std::string id = Cli::TextMember(record, CDeviceInfo::RECORD_ID);
+            if (record.isMember(CDeviceInfo::ADDRESS) && m_names.size() < MOST_RECORDS) {
+                m_names[id.empty() ? std::string(match["name"]) : id] = {
+                    Cli::TextMember(record, CDeviceInfo::NAME),
+                    Cli::TextMember(record, CDeviceInfo::ADDRESS)};
             }
         } catch (const std::exception&) {
             // No JSON after all: its name stays untold.

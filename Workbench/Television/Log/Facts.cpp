@@ -4,6 +4,8 @@
 #include <exception>
 #include <utility>
 
+#include "AuthData/CAccessToken.h"
+#include "AuthData/CDeviceInfo.h"
 #include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Cli/Time.h"
@@ -192,27 +194,27 @@ void Run::TakeBody() {
     }
     if (part == Part::TOKEN) {
         const bool isWhole = Cli::StartsWith(body, "accessToken : ") && body.back() == '}';
-        const bool hasToken = !Member(body, "access_token").empty();
+        const bool hasToken = !Member(body, CAccessToken::ACCESS_TOKEN).empty();
         gotToken = hasToken || isWhole ? std::optional(hasToken) : gotToken;
     }
 }
 
 void Run::TakeBatch() {
-    constexpr Text ID = "\"record_id\"";
+    const std::string id = "\"" + std::string(CDeviceInfo::RECORD_ID) + "\"";
     const std::string batch = m_message->TextFrom(m_at).substr(sizeof("data:") - 1);
-    const std::string next = Member(batch, "synced_timestamp");
+    const std::string next = Member(batch, CDeviceInfo::SYNCED_TIMESTAMP);
     if (!next.empty()) {
         nextMark = FirstNumber(next);
         Say(Part::DOWNLOAD, About::NEXT, "next mark " + std::to_string(*nextMark));
     }
     devices.LearnNames(batch);
     std::size_t count = 0;
-    for (std::size_t at = batch.find(ID); at != Text::npos; at = batch.find(ID, at + 1)) {
+    for (std::size_t at = batch.find(id); at != Text::npos; at = batch.find(id, at + 1)) {
         ++count;
     }
     bool isCut = false;
     try {
-        count = InfoSyncUtil::ParseJson(batch)["records"].size();
+        count = InfoSyncUtil::ParseJson(batch)[CDeviceInfo::RECORDS].size();
     } catch (const std::exception&) {
         isCut = true;
     }

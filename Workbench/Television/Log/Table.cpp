@@ -72,9 +72,9 @@ std::vector<KnownLine> MakeTable() {
          "see the set's Bluetooth service"},
         {'W', "Not logged in, try : ", "", Step::SIGN_IN, Kind::NORMAL,
          [](auto& r, Text rest) { r.TakeFailedCheck(FirstNumber(rest)); },
-         "nobody was signed in at this check; there are five, 5 seconds apart"},
+         "nobody was signed in at this check"},
         {'W', "Exit process", "", Step::SIGN_IN, Kind::FAILURE, nullptr,
-         "nobody was signed in at any of the five checks", "sign in, start the service again"},
+         "nobody was signed in at any of the checks", "sign in, start the service again"},
         {'E', "fail sso_get_login_user_id", "", Step::SIGN_IN, Kind::FAILURE, nullptr,
          "the sign-in service names no user although somebody is signed in", ASK_SIGN_IN},
         {'E', "Fail to parse", "CAccessTokenManager.cpp", Step::STORED, Kind::LIVED_WITH,
@@ -212,8 +212,8 @@ std::vector<KnownLine> MakeTable() {
          "the status of the download; 200 is success in spite of the word and the priority"},
         {'E', "", "DownSyncBtInfoFromCloud", Step::DOWNLOAD_ANSWER, Kind::NORMAL, Does(&Run::TakeBody)},
         {'E', "HTTP error", "", Step::DOWNLOAD_ANSWER, Kind::REFUSED, nullptr, "the download was refused",
-         "see the answer's `rcode`, logged just before: after 4009100 and 4000002 the stored records were "
-         "dropped and the next run downloads everything"},
+         "see the answer's `rcode`, logged just before: where the mark was too old or unknown, the stored "
+         "records were dropped and the next run downloads everything"},
         {'E', "fail to parse the records: ", "", Step::DOWNLOAD_ANSWER, Kind::UNREADABLE, nullptr,
          "the download's `records` are no array; nothing was taken over", "see the server"},
         {'E', "skip ", "", Step::LIST, Kind::LIVED_WITH,
