@@ -101,20 +101,20 @@ private:
 Log::Story Tell(Log::Run& run, const Television::Ending& ending) {
     Log::Story story = Log::Tell(run);
     if (!ending.outcome.empty()) {
-        Log::Words reason;
+        Log::Statements reason;
         Log::Add(reason, ending.reason);
         Log::Add(reason, run.failure ? Log::Joined(story["reason"], "; ") : "");
         story["outcome"] = ending.outcome;
         story["reason"] = Cli::JsonArray(reason);
     } else if (story["outcome"] == Log::NOT_TOLD && !run.sawEnd) {
         story["outcome"] = "crashed";
-        story["reason"] = Cli::JsonArray(Log::Words{"the log ends before the service did"});
+        story["reason"] = Cli::JsonArray(Log::Statements{"the log ends before the service did"});
     }
     if (run.failure && run.failure->known != nullptr &&
         run.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER) {
         const Television::Cloud cloud = Television::Cloud::Find();
         if (!cloud.folder.empty() && cloud.port == 0) {
-            story["what_to_do"] = Cli::JsonArray(Log::Words{cloud.words});
+            story["what_to_do"] = Cli::JsonArray(Log::Statements{cloud.words});
         }
     }
     return story;

@@ -189,7 +189,7 @@ void ConcludeRequest(Run& run, Part part) {
 
 void ConcludeList(Run& run) {
     const Chapter& download = run.In(Part::DOWNLOAD);
-    const Words counts = run.devices.Counts();
+    const Statements counts = run.devices.Counts();
     for (const std::string& count : counts) {
         run.Say(Part::LIST, About::ALSO, count);
     }
@@ -251,8 +251,8 @@ Json::Value ChapterJson(const Run& run, Part part) {
     return json;
 }
 
-Words Heading(const Run& run) {
-    Words words;
+Statements Heading(const Run& run) {
+    Statements words;
     Add(words, run.began.empty() ? "" : run.began + " to " + run.ended);
     const auto took = run.Since(run.first);
     Add(words, took ? "took " + SecondsText(*took) : "");

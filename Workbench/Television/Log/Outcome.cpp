@@ -18,15 +18,15 @@ bool IsRefusedToken(const Run& run) {
     return run.Has(Part::TOKEN, About::CODE) || run.gotToken == false;
 }
 
-void AddSaid(Words& words, const Run& run, Part part, std::initializer_list<About> abouts) {
+void AddSaid(Statements& words, const Run& run, Part part, std::initializer_list<About> abouts) {
     for (const About about : abouts) {
         Add(words, run.Said(part, about));
     }
 }
 
-Words Reason(const Run& run) {
+Statements Reason(const Run& run) {
     const Fault& failure = *run.failure;
-    Words words;
+    Statements words;
     if (IsRefusedToken(run)) {
         words.emplace_back("the authorisation server gave no token");
         AddSaid(words, run, Part::TOKEN, {About::STATUS, About::CODE, About::WORDS});
@@ -119,7 +119,7 @@ void TellOutcome(const Run& run, Story& story) {
     const bool isSuccess =
         run.sawEnd && run.In(Part::DOWNLOAD).status == STATUS_OK && (run.sawList || !run.Shows('I'));
     story["outcome"] = failure && !isWaiting ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
-    Words reason;
+    Statements reason;
     if (failure) {
         reason = Reason(run);
     } else if (!isSuccess) {
@@ -128,7 +128,7 @@ void TellOutcome(const Run& run, Story& story) {
                       : "the log ends first: the service was still at it, was ended, or the log is cut"};
     }
     story["reason"] = Cli::JsonArray(reason);
-    Words remedies;
+    Statements remedies;
     for (const Fault& fault : run.faults) {
         Add(remedies, Remedy(run, fault));
     }

@@ -102,7 +102,7 @@ Json::Value PageOf(const Run& run, const Story& story) {
     page["of"] = run.user.empty() ? "" : "of " + run.user;
     page["about"] = Joined(story["heading"], ", ");
     const std::string why = Joined(story["reason"], "; ");
-    page["why"] = Cli::JsonArray(why.empty() ? Words() : Words{why});
+    page["why"] = Cli::JsonArray(why.empty() ? Statements() : Statements{why});
     for (int i = 0; i <= static_cast<int>(Step::END); ++i) {
         const auto step = static_cast<Step>(i);
         const Part part = ArrowOf(step).part;

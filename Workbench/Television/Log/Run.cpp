@@ -55,7 +55,7 @@ bool IsOneOf(const std::string& tag, std::initializer_list<Text> tags) {
 
 }  // namespace
 
-void Add(Words& words, const std::string& more) {
+void Add(Statements& words, const std::string& more) {
     if (!more.empty() && std::find(words.begin(), words.end(), more) == words.end()) {
         words.push_back(more);
     }
@@ -219,7 +219,7 @@ void Run::TakeFault(const Line& line, const KnownLine* known) {
     constexpr std::size_t MOST_FAULTS = 20;
     std::string text(WithoutCatch(line.message));
     text.erase(text.find_last_not_of(' ') + 1);
-    Words told;
+    Statements told;
     for (const auto& [tag, cause] : causes) {
         Add(told, cause);
     }

@@ -17,10 +17,10 @@
 
 namespace Log {
 
-using Words = std::vector<std::string>;
+using Statements = std::vector<std::string>;
 
 /** Adds what is not there yet, and not empty. */
-void Add(Words& words, const std::string& more);
+void Add(Statements& words, const std::string& more);
 
 /** A duration. */
 std::string SecondsText(std::int64_t milliseconds);
@@ -92,7 +92,7 @@ struct Chapter {
     /** What the log tells, each a statement that holds by itself; one of each kind, but for ALSO. */
     std::multimap<About, std::string> told;
     /** What it does not tell, and what would. */
-    Words untold;
+    Statements untold;
     // Of a request: whether the run came to it, whether it went out, and what became of it.
     bool asked = false;
     bool sent = false;
