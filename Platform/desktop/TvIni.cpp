@@ -24,7 +24,7 @@ struct Fault {
     ~Fault() {
         g_clear_error(&error);
     }
-    void Check() const {
+    void ThrowIfAny() const {
         if (error != nullptr) {
             throw Misfit(error->message);
         }
@@ -35,7 +35,7 @@ std::string ReadText(GKeyFile* file, const TvKey& key) {
     Fault fault;
     const std::unique_ptr<char, decltype(&g_free)> text(
         g_key_file_get_string(file, key.group, key.name, &fault.error), &g_free);
-    fault.Check();
+    fault.ThrowIfAny();
     if (key.type == TvKey::Type::Choice && !key.IsChoice(text.get())) {
         throw Misfit("“" + std::string(text.get()) + "” is none of: " + key.choices);
     }
@@ -45,7 +45,7 @@ std::string ReadText(GKeyFile* file, const TvKey& key) {
 std::int64_t ReadInteger(GKeyFile* file, const TvKey& key) {
     Fault fault;
     const std::int64_t number = g_key_file_get_int64(file, key.group, key.name, &fault.error);
-    fault.Check();
+    fault.ThrowIfAny();
     if (number < key.least || number > key.most) {
         throw Misfit(std::to_string(number) + " is not from " + std::to_string(key.least) + " to " +
                      std::to_string(key.most));
@@ -58,7 +58,7 @@ std::vector<std::string> ReadList(GKeyFile* file, const TvKey& key) {
     gsize count = 0;
     const std::unique_ptr<char*, decltype(&g_strfreev)> items(
         g_key_file_get_string_list(file, key.group, key.name, &count, &fault.error), &g_strfreev);
-    fault.Check();
+    fault.ThrowIfAny();
     std::vector<std::string> list;
     list.reserve(count);
     for (gsize i = 0; i < count; ++i) {
@@ -206,7 +206,7 @@ TvIni::TvIni(std::string content, const std::string& path) : TvIni() {
     Fault fault;
     if (g_key_file_load_from_data(m_file.get(), m_content.data(), m_content.size(), G_KEY_FILE_NONE,
                                   &fault.error) != FALSE) {
-        Check();
+        Validate();
         return;
     }
     m_file.reset(g_key_file_new());
@@ -222,7 +222,7 @@ TvIni TvIni::Unreadable(std::string problem) {
     return ini;
 }
 
-void TvIni::Check() {
+void TvIni::Validate() {
     for (const auto& [line, group, name] : PlacesIn(m_content)) {
         const std::string about = "[" + group + "]" + (name.empty() ? "" : " " + name) + ": ";
         const TvKey* const key = TvKeys::Find(group, name);

@@ -142,7 +142,7 @@ public:
 
 private:
     TvIni();
-    void Check();
+    void Validate();
 
     std::string m_path;
     std::string m_content;

@@ -65,7 +65,7 @@ void Table::Add(const std::vector<std::string>& cells) {
     m_rows.push_back(std::move(row));
 }
 
-std::string Table::Text(const Style& style, const std::string& indent) const {
+std::string Table::Lines(const Style& style, const std::string& indent) const {
     std::vector<std::size_t> widths(m_rows.front().size(), 0);
     for (const auto& row : m_rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {

@@ -38,7 +38,7 @@ public:
 
     /** A line for each row. What is longer than the style's width is cut, in the widest columns first; in the
      * last one it goes on in the next line. */
-    std::string Text(const Style& style, const std::string& indent = "") const;
+    std::string Lines(const Style& style, const std::string& indent = "") const;
 
 private:
     std::vector<std::vector<std::string>> m_rows;

@@ -118,7 +118,7 @@ TEST(Table, ColumnsAlignByWhatTheyTakeOnATerminal) {
     table.Add({"台所", "1"});
     table.Add({"e\xcc\x81", "2"});
     table.Add({"plain\n", "3"});
-    EXPECT_EQ(table.Text(Cli::Style(-1)),
+    EXPECT_EQ(table.Lines(Cli::Style(-1)),
               "NAME     ID\n"
               "台所     1\n"
               "e\xcc\x81        2\n"
@@ -128,9 +128,9 @@ TEST(Table, ColumnsAlignByWhatTheyTakeOnATerminal) {
 TEST(Table, FitsTheLineAndCutsNothingOffItsLastColumn) {
     Cli::Table table({"NAME", "WHY"});
     table.Add({std::string(60, 'n'), std::string(50, 'a') + " " + std::string(50, 'b')});
-    const std::string unbroken = table.Text(Cli::Style(-1));
+    const std::string unbroken = table.Lines(Cli::Style(-1));
     EXPECT_EQ(std::count(unbroken.begin(), unbroken.end(), '\n'), 2);
-    std::istringstream lines(table.Text(Cli::Style(false, 80)));
+    std::istringstream lines(table.Lines(Cli::Style(false, 80)));
     std::string whole;
     for (std::string line; std::getline(lines, line);) {
         EXPECT_LE(Cli::DisplayWidth(line), 80U);

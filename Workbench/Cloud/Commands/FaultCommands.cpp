@@ -80,7 +80,7 @@ void ListFaults(const bool& json) {
         table.Add({fault.Describe(), fault.plan["on"].asString(), fault.plan["skip"].asString(),
                    times == "0" ? "all" : times});
     }
-    std::cout << (json ? Cli::JsonText(list) : table.Text(Cli::Style(STDOUT_FILENO)));
+    std::cout << (json ? Cli::JsonText(list) : table.Lines(Cli::Style(STDOUT_FILENO)));
 }
 
 void ClearFaults() {

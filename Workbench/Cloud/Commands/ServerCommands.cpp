@@ -145,7 +145,7 @@ std::string TableOf(const Json::Value& status) {
                                       : status[name].asString();
         table.Add({g_strdelimit(name.data(), "_", ' '), value});
     }
-    return table.Text(Cli::Style(STDOUT_FILENO));
+    return table.Lines(Cli::Style(STDOUT_FILENO));
 }
 
 void Status(const bool& json) {

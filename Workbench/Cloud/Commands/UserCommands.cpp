@@ -102,7 +102,7 @@ std::string UserText(const Json::Value& user, const Cli::Style& style) {
     }
     return style(Cli::Colour::BOLD, Cli::Escape(user["user"].asString())) + ", " +
            Cli::Count(records.size(), "device") + ", " + Cli::Escape(user["file"].asString()) + "\n" +
-           (records.empty() ? "" : table.Text(style, "  "));
+           (records.empty() ? "" : table.Lines(style, "  "));
 }
 
 void List(const RecordArguments& arguments) {

@@ -39,7 +39,7 @@ std::string RunsText(const Json::Value& runs) {
                    std::to_string(run["changes"].size()),
                    Cli::Shorten(words, style.Width() - OTHER_COLUMNS)});
     }
-    return runs.empty() ? "no runs yet: infosync-tv run\n" : table.Text(style);
+    return runs.empty() ? "no runs yet: infosync-tv run\n" : table.Lines(style);
 }
 
 void ShowRuns(const bool& json) {

@@ -45,7 +45,7 @@ void ShowDevices(const bool& json) {
     }
     std::cout << (json              ? Cli::JsonText(devices)
                   : devices.empty() ? "no devices\n"
-                                    : table.Text(Cli::Style(STDOUT_FILENO)));
+                                    : table.Lines(Cli::Style(STDOUT_FILENO)));
 }
 
 void Why(const ShowArguments& arguments) {
