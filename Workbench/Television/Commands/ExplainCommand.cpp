@@ -105,8 +105,8 @@ void Tell(const ExplainArguments& arguments, Log::Page& page) {
 void Explain(const ExplainArguments& arguments) {
     if (arguments.masked) {
         const Cli::Masker masker;
-        Log::MaskedLog log(&masker,
-                           [](const Log::Line& line) { std::cout << Cli::EscapeLines(line.text) << "\n"; });
+        Log::Messages log = Log::MaskedLines(
+            &masker, [](const Log::Line& line) { std::cout << Cli::EscapeLines(line.text) << "\n"; });
         Read(arguments.file, log);
         return;
     }

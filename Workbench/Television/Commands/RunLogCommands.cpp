@@ -75,11 +75,12 @@ void ShowLog(const LogArguments& arguments) {
         throw std::runtime_error("the log of the run cannot be read: " + Television::KeptLogPath(number));
     }
     const Cli::Masker masker(Television::StoredSecrets());
-    Log::MaskedLog log(arguments.showSecrets ? nullptr : &masker, [&arguments](const Log::Line& line) {
+    const auto show = [&arguments](const Log::Line& line) {
         if (line.priority == '\0' || !Log::IsBelow(line.priority, arguments.level[0])) {
             std::cout << Cli::EscapeLines(line.text) << "\n";
         }
-    });
+    };
+    Log::Messages log = Log::MaskedLines(arguments.showSecrets ? nullptr : &masker, show);
     while (std::cout) {
         // Asked before each look at the log, so that its end is not missed.
         const bool isOver = !arguments.follow || !Television::IsUnderWay(number);
@@ -90,7 +91,7 @@ void ShowLog(const LogArguments& arguments) {
         if (isOver) {
             break;
         }
-        log.Pause();
+        log.Flush();
         std::cout.flush();
         file.clear();
         g_usleep(LOOK_EVERY_MICROSECONDS);

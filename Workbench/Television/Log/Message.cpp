@@ -112,23 +112,28 @@ void Messages::Flush() {
     m_held.clear();
 }
 
-MaskedLog::MaskedLog(const Cli::Masker* masker, std::function<void(const Line&)> onLine)
-    : m_messages([masker, onLine = std::move(onLine)](Message& message) {
-          // What goes on in the next lines is of the priority that the first one tells.
-          const char priority = message.lines.front().tag.empty() ? '\0' : message.lines.front().priority;
-          if (masker != nullptr) {
-              Mask(message, *masker);
-          }
-          for (Line& line : message.lines) {
-              line.priority = priority;
-              onLine(line);
-          }
-      }),
-      m_lines([this](const Line& line) { m_messages.Take(line); }) {}
+void Messages::Finish() {
+    m_lines.Finish();
+    Flush();
+}
+
+Messages MaskedLines(const Cli::Masker* masker, std::function<void(const Line&)> onLine) {
+    return Messages([masker, onLine = std::move(onLine)](Message& message) {
+        // What goes on in the next lines is of the priority that the first one tells.
+        const char priority = message.lines.front().tag.empty() ? '\0' : message.lines.front().priority;
+        if (masker != nullptr) {
+            Mask(message, *masker);
+        }
+        for (Line& line : message.lines) {
+            line.priority = priority;
+            onLine(line);
+        }
+    });
+}
 
 std::string MaskLog(std::string_view log, const Cli::Masker& masker) {
     std::string masked;
-    MaskedLog lines(&masker, [&masked](const Line& line) { masked += line.text + "\n"; });
+    Messages lines = MaskedLines(&masker, [&masked](const Line& line) { masked += line.text + "\n"; });
     lines.Feed(log);
     lines.Finish();
     return masked;

@@ -27,16 +27,27 @@ struct Message {
 void Mask(Message& message, const Cli::Masker& masker);
 
 /**
- * Gathers the lines of each process's messages. What a process logs comes out in its order; a message comes
- * when the next one of its process begins.
+ * Cuts a log into messages. What a process logs comes out in its order; a message comes when the next one of
+ * its process begins.
  */
 class Messages {
 public:
     explicit Messages(std::function<void(Message&)> onMessage) : m_onMessage(std::move(onMessage)) {}
+    Messages(const Messages&) = delete;
+    Messages& operator=(const Messages&) = delete;
 
+    /** Takes a piece of the log, however it was cut. */
+    void Feed(std::string_view piece) {
+        m_lines.Feed(piece);
+    }
     void Take(const Line& line);
-    /** Hands over what is held: nothing more is to come, or not for a while. */
+    /** Hands over what is held, as nothing more is to come for a while. */
     void Flush();
+    void Finish();
+
+    const LineReader& Lines() const {
+        return m_lines;
+    }
 
 private:
     /** A message of the service that may go on, and what its process logged under other tags meanwhile. */
@@ -48,34 +59,15 @@ private:
     void HandOver(Held& held);
 
     std::function<void(Message&)> m_onMessage;
+    LineReader m_lines{[this](const Line& line) { Take(line); }};
     std::map<std::int64_t, Held> m_held;
     /** The process of the last line that had a head, and whether that was of the service. */
     std::int64_t m_pid = 0;
     bool m_isService = false;
 };
 
-/** A log as people are shown it: line by line, in its order, masked. */
-class MaskedLog {
-public:
-    /** @param masker null for a log with its secrets @param onLine gets each line */
-    MaskedLog(const Cli::Masker* masker, std::function<void(const Line&)> onLine);
-
-    void Feed(std::string_view piece) {
-        m_lines.Feed(piece);
-    }
-    /** Hands over what is held, as nothing more is to come for a while. */
-    void Pause() {
-        m_messages.Flush();
-    }
-    void Finish() {
-        m_lines.Finish();
-        m_messages.Flush();
-    }
-
-private:
-    Messages m_messages;
-    LineReader m_lines;
-};
+/** A log as people are shown it: line by line, masked. @param masker null for one with its secrets */
+Messages MaskedLines(const Cli::Masker* masker, std::function<void(const Line&)> onLine);
 
 /** A whole log, masked. */
 std::string MaskLog(std::string_view log, const Cli::Masker& masker);

@@ -18,14 +18,10 @@ constexpr char START_MESSAGE[] = "<<Not Error>>Start main loop";
 }  // namespace
 
 Runs::Runs(bool keepsLines, std::function<void(Story&)> onStory)
-    : m_lines([this](const Line& line) { m_messages.Take(line); }),
-      m_messages([this](Message& message) { Take(message); }),
-      m_keepsLines(keepsLines),
-      m_onStory(std::move(onStory)) {}
+    : m_keepsLines(keepsLines), m_onStory(std::move(onStory)) {}
 
 void Runs::Finish() {
-    m_lines.Finish();
-    m_messages.Flush();
+    m_messages.Finish();
     while (!m_runs.empty()) {
         TellFirst();
     }
@@ -41,11 +37,11 @@ std::string Runs::Remark() const {
     if (m_backward > m_forward) {
         return "the log goes from newest to oldest, so little of it can be told: turn it round first (tac)";
     }
-    const std::size_t count = m_lines.unreadableCount;
+    const std::size_t count = m_messages.Lines().unreadableCount;
     return count == 0 ? ""
                       : Cli::Count(count, "line") + (count == 1 ? " has" : " have") + " the tag " +
                             InfoSyncLog::TAG + " in a form that cannot be read, the first is line " +
-                            std::to_string(m_lines.firstUnreadable);
+                            std::to_string(m_messages.Lines().firstUnreadable);
 }
 
 void Runs::Take(Message& message) {

@@ -25,7 +25,7 @@ public:
 
     /** Takes a piece of the log, however it was cut. */
     void Feed(std::string_view piece) {
-        m_lines.Feed(piece);
+        m_messages.Feed(piece);
     }
     void Finish();
 
@@ -37,8 +37,7 @@ private:
     Run* RunOf(const Line& line);
     void TellFirst();
 
-    LineReader m_lines;
-    Messages m_messages;
+    Messages m_messages{[this](Message& message) { Take(message); }};
     Cli::Masker m_masker;
     bool m_keepsLines;
     std::function<void(Story&)> m_onStory;
