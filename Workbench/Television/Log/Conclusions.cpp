@@ -52,7 +52,7 @@ bool IsOfStoring(const Run& run) {
 
 /** A run that ends without a word of why. */
 void FindSilentFailure(Run& run) {
-    if (!run.sawEnd || run.failure || run.In(Part::DOWNLOAD).status == STATUS_OK) {
+    if (!run.sawEnd || run.failure || run.HasRecords()) {
         return;
     }
     const auto store = std::find_if(run.faults.begin(), run.faults.end(), [](const Fault& fault) {
@@ -78,11 +78,11 @@ void Untell(Run& run, Part part, const std::string& what, char level = '\0') {
 /** Where no line said anything about that: says what follows, or what is not told. */
 void Conclude(Run& run, Part part, About about, bool follows, const char* conclusion, const char* untold,
               char level = '\0') {
-    if (run.Has(part, about)) {
+    if (run.In(part).Has(about)) {
         return;
     }
     if (follows) {
-        run.Say(part, about, conclusion);
+        run.In(part).Say(about, conclusion);
     } else {
         Untell(run, part, untold, level);
     }
@@ -93,7 +93,7 @@ bool ConcludeFailure(Run& run, Part part) {
     const bool isHere = run.FailedIn(FirstOf(part), LastOf(part));
     if (isHere) {
         run.In(part).sign = FAULT;
-        run.Say(part, About::RESULT, FailureWords(*run.failure));
+        run.In(part).Say(About::RESULT, FailureWords(*run.failure));
     }
     return isHere;
 }
@@ -102,7 +102,7 @@ void ConcludeStart(Run& run) {
     run.In(Part::START).sign = run.sawStart ? FINE : UNKNOWN;
     if (!run.sawStart) {
         Untell(run, Part::START, "the log begins in the middle of this run");
-    } else if (!run.Has(Part::START, About::WHETHER)) {
+    } else if (!run.In(Part::START).Has(About::WHETHER)) {
         Untell(run, Part::START, "whether a factory reset was asked for");
     }
     ConcludeFailure(run, Part::START);
@@ -115,7 +115,7 @@ void ConcludeSignIn(Run& run) {
     const bool isOver = run.reached > Step::SIGN_IN;
     run.In(Part::SIGN_IN).sign = isOver ? FINE : UNKNOWN;
     Conclude(run, Part::SIGN_IN, About::WHY, isOver, "signed in", "whether anybody was signed in");
-    if (isOver && !run.Has(Part::SIGN_IN, About::WHETHER)) {
+    if (isOver && !run.In(Part::SIGN_IN).Has(About::WHETHER)) {
         Conclude(run, Part::SIGN_IN, About::LEFT, HasAllBefore(run, Step::SIGN_IN, 'W'), "at the first check",
                  "after how many checks", 'W');
     }
@@ -126,30 +126,30 @@ void ConcludeStored(Run& run) {
     run.In(Part::STORED).sign = hasAll ? FINE : UNKNOWN;
     if (!hasAll) {
         Untell(run, Part::STORED, "what else could be read");
-    } else if (!run.Has(Part::STORED, About::ALSO)) {
-        run.Say(Part::STORED, About::ALSO, "what is kept of sign-in, tokens and activation could be read");
+    } else if (!run.In(Part::STORED).Has(About::ALSO)) {
+        run.In(Part::STORED).Say(About::ALSO, "what is kept of sign-in, tokens and activation could be read");
     }
 }
 
 /** How the answer went. */
 void ConcludeAnswer(Run& run, Part part) {
     Chapter& chapter = run.In(part);
-    run.SayTime(part, About::TOOK, "answered after ", chapter.milliseconds);
+    run.In(part).SayTime(About::TOOK, "answered after ", chapter.milliseconds);
     const bool isToken = part == Part::TOKEN;
     const bool isDownload = part == Part::DOWNLOAD;
     const bool hasFailed = !(isDownload && IsOfStoring(run)) && ConcludeFailure(run, part);
     const bool isEither = isDownload && run.failure && !run.failure->step && chapter.status == STATUS_OK;
     const bool isOver = run.reached > LastOf(part) || (isDownload && run.sawEnd);
     const bool isGood = isToken ? run.gotToken == true : !isDownload || chapter.status == STATUS_OK;
-    if (isToken && run.Has(part, About::CODE)) {
+    if (isToken && run.In(part).Has(About::CODE)) {
         chapter.sign = FAULT;
-        run.Say(part, About::RESULT, "refused");
+        run.In(part).Say(About::RESULT, "refused");
     } else if (isToken && run.gotToken == false) {
         chapter.sign = FAULT;
-        run.Say(part, About::ALSO, "the answer holds none");
+        run.In(part).Say(About::ALSO, "the answer holds none");
     } else if (isToken && isGood && !hasFailed) {
         chapter.sign = FINE;
-        run.Say(part, About::RESULT, "the authorisation server gave one");
+        run.In(part).Say(About::RESULT, "the authorisation server gave one");
     } else if (isEither) {
         Untell(run, part, "whether its answer or the stored device list could not be read", 'I');
     } else if (isOver && isGood && !hasFailed) {
@@ -173,35 +173,35 @@ void ConcludeRequest(Run& run, Part part) {
              : run.IsUnlocated() ? "whether it was asked for, and whether it is what failed"
                                  : "whether it was asked for or still valid",
              isDownload ? 'I' : 'W');
-    const std::string whether = run.Said(part, About::WHETHER);
+    const std::string whether = run.In(part).Said(About::WHETHER);
     if (whether == HOLDS) {
         run.In(part).sign = FINE;
         return;
     }
     if (whether.empty()) {
         run.In(part).told.erase(About::LEFT);
-    } else if (!isDownload && !run.Has(part, About::WHY)) {
+    } else if (!isDownload && !run.In(part).Has(About::WHY)) {
         Untell(run, part, "why", 'W');
     }
     ConcludeAnswer(run, part);
-    run.Say(part, About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");
+    run.In(part).Say(About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");
 }
 
 void ConcludeList(Run& run) {
     const Chapter& download = run.In(Part::DOWNLOAD);
     const Statements counts = run.devices.Counts();
     for (const std::string& count : counts) {
-        run.Say(Part::LIST, About::ALSO, count);
+        run.In(Part::LIST).Say(About::ALSO, count);
     }
     const bool isGood = download.status == STATUS_OK;
     const bool isNone = isGood && !run.user.empty() && counts.empty() && run.devices.Records().empty();
     Chapter& chapter = run.In(Part::LIST);
     if (run.sawList) {
         chapter.sign = FINE;
-        run.Say(Part::LIST, About::ALSO,
-                download.status && !isGood ? "left as it was"
-                : isNone                   ? "no records"
-                                           : "");
+        run.In(Part::LIST)
+            .Say(About::ALSO, download.status && !isGood ? "left as it was"
+                              : isNone                   ? "no records"
+                                                         : "");
     } else if (!run.Shows('I')) {
         chapter.untold = {"what became of each record: level I"};
     } else if (!run.sawEnd || !run.failure) {
@@ -211,7 +211,7 @@ void ConcludeList(Run& run) {
     if (run.FailedIn(Step::LIST, Step::END) ||
         (IsOfStoring(run) && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
         chapter.sign = FAULT;
-        run.Say(Part::LIST, About::ALSO, FailureWords(*run.failure));
+        run.In(Part::LIST).Say(About::ALSO, FailureWords(*run.failure));
     }
 }
 
@@ -237,7 +237,7 @@ Json::Value ChapterJson(const Run& run, Part part) {
     Json::Value json = chapter.ToJson();
     json["chapter"] = NAMES[static_cast<std::size_t>(part)];
     if (chapter.sent) {
-        const std::string source = run.Said(Part::TOKEN, About::WHETHER);
+        const std::string source = run.In(Part::TOKEN).Said(About::WHETHER);
         json["request"] = part != Part::TOKEN         ? json["chapter"]
                           : source == REFRESHED_TOKEN ? "refresh"
                           : source == NEW_TOKEN       ? "token"
@@ -252,15 +252,16 @@ Json::Value ChapterJson(const Run& run, Part part) {
 }
 
 Statements Heading(const Run& run) {
+    const Clock& clock = run.clock;
     Statements words;
-    Add(words, run.began.empty() ? "" : run.began + " to " + run.ended);
-    const auto took = run.Since(run.first);
+    Add(words, clock.began.empty() ? "" : clock.began + " to " + clock.ended);
+    const Moment took = clock.Since(clock.first);
     Add(words, took ? "took " + SecondsText(*took) : "");
     Add(words, run.pid == 0 ? "" : "process " + std::to_string(run.pid));
     Add(words, run.level == '\0' ? "" : std::string("level ") + run.level);
     Add(words, Cli::Count(run.lineCount, "line"));
-    Add(words, run.clockJumped ? "the clock was set on the way" : "");
-    Add(words, run.clock);
+    Add(words, clock.wasSet ? "the clock was set on the way" : "");
+    Add(words, clock.remark);
     return words;
 }
 
@@ -274,8 +275,8 @@ Story Tell(Run& run) {
     ConcludeStart(run);
     ConcludeSignIn(run);
     ConcludeStored(run);
-    if (Cli::StartsWith(run.Said(Part::STORED, About::ALSO), "the access tokens") &&
-        !run.Has(Part::TOKEN, About::WHETHER) && run.reached > Step::TOKEN) {
+    if (Cli::StartsWith(run.In(Part::STORED).Said(About::ALSO), "the access tokens") &&
+        !run.In(Part::TOKEN).Has(About::WHETHER) && run.reached > Step::TOKEN) {
         run.AskToken(NEW_TOKEN, "since none that can be used was stored for this user");
     }
     for (const Part request : REQUESTS) {

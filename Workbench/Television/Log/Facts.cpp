@@ -19,8 +19,6 @@ namespace {
 
 using Text = std::string_view;
 
-constexpr std::int64_t DAY = 86400;
-
 /** The value of the first member of that name in JSON that may be cut anywhere: a text as it is written, or a
  * number. */
 std::string Member(Text json, const std::string& name) {
@@ -33,12 +31,6 @@ std::string Member(Text json, const std::string& name) {
 std::int64_t NumberAfter(Text text, Text name) {
     const std::size_t found = text.find(name);
     return found == Text::npos ? 0 : FirstNumber(text.substr(found + name.size()));
-}
-
-std::string LeftWords(std::int64_t left) {
-    return left < 0    ? Cli::DurationText(left) + " before"
-           : left == 0 ? "in that very second"
-                       : "for another " + Cli::DurationText(left);
 }
 
 /** The requests to the cloud, and what is in their addresses. */
@@ -56,18 +48,15 @@ std::int64_t FirstNumber(Text text) {
 void Run::Ask(Part request, const char* why) {
     const bool mayHold = request == Part::ACTIVATION || request == Part::APP;
     In(request).asked = true;
-    Say(request, About::WHETHER, mayHold ? ASKED : "");
-    Say(request, About::WHY, why);
+    In(request).Say(About::WHETHER, mayHold ? ASKED : "");
+    In(request).Say(About::WHY, why);
 }
 
 void Run::AskToken(const char* source, const char* why) {
     const bool isNew = source == Text(NEW_TOKEN);
     Ask(Part::TOKEN, why);
-    Say(Part::TOKEN, About::WHETHER, source);
-    if (*why != '\0') {
-        Say(Part::TOKEN, About::LEFT, isNew ? refreshLeft : accessLeft);
-        codeAskedAt = isNew ? now : codeAskedAt;
-    }
+    In(Part::TOKEN).Say(About::WHETHER, source);
+    codeAskedAt = isNew && *why != '\0' ? clock.now : codeAskedAt;
     Advance(isNew ? Step::ASK_CODE : Step::ASK_TOKEN);
 }
 
@@ -76,90 +65,53 @@ void Run::TakeAccessClock(Text rest, bool isRefreshToken) {
     const std::int64_t clockNow = NumberAfter(rest, "currtneTime ");
     const std::int64_t end = Cli::Sum(issued, NumberAfter(rest, "expiredTime "));
     const bool hasEnded = end < clockNow;
-    const std::string left = LeftUntil(end, clockNow, issued);
-    if (isRefreshToken) {
-        refreshLeft = hasEnded ? left : "";
-        return;
-    }
-    accessLeft = left;
-    if (!hasEnded) {
-        Say(Part::TOKEN, About::WHETHER, HOLDS);
-        Say(Part::TOKEN, About::LEFT, accessLeft);
-    }
+    const std::string left = clock.LeftUntil(end, clockNow, issued);
+    Chapter& token = In(Part::TOKEN);
+    token.Say(About::WHETHER, isRefreshToken || hasEnded ? "" : HOLDS);
+    token.Say(About::LEFT, isRefreshToken && !hasEnded ? "" : left);
 }
 
 void Run::TakeExpiry(Part request, Text rest, std::int64_t perSecond) {
     const std::int64_t clockNow = NumberAfter(rest, "time : ") / perSecond;
-    Say(request, About::LEFT, LeftUntil(FirstNumber(rest) / perSecond, clockNow, {}));
-}
-
-/** In words; empty where the clock, or what is stored, is that far off that it is noted. @param issued where
- * that is told */
-std::string Run::LeftUntil(std::int64_t end, std::int64_t clockNow,
-                           const std::optional<std::int64_t>& issued) {
-    constexpr std::int64_t FAR = 3650 * DAY;
-    const std::int64_t left = Cli::Difference(end, clockNow);
-    std::string far;
-    if (issued && clockNow < Cli::Difference(*issued, DAY)) {
-        far = Cli::DurationText(Cli::Difference(*issued, clockNow)) + " before the token was issued";
-    } else if (left < -FAR || (left > FAR && !issued)) {
-        far = Cli::DurationText(left) + (left < 0 ? " after" : " before") + " the end of what is stored";
-    }
-    TakeClock(clockNow, far);
-    return far.empty() ? LeftWords(left) : "";
-}
-
-/** Notes a clock that is far from what is stored, or from the log's own times. */
-void Run::TakeClock(std::int64_t clockNow, const std::string& far) {
-    constexpr std::int64_t DAY_MILLISECONDS = DAY * 1000;
-    const bool hasYear = time.size() > 4 && time[4] == '-';
-    const std::string date = Cli::DateTime(clockNow);
-    const auto moment =
-        date.empty() ? std::nullopt : Log::Moment(hasYear ? date : date.substr(date.find('-') + 1));
-    const bool isOfDay = moment && now && time.find(':') != std::string::npos;
-    const std::int64_t days = isOfDay ? std::abs(*moment - *now) / DAY_MILLISECONDS : 0;
-    const bool isFromLog = days >= 2 && (hasYear || days < 363);
-    if (clock.empty() && (!far.empty() || isFromLog)) {
-        clock = "the set's clock is wrong, or a stored time is: it stands at " + date + ", " +
-                (far.empty() ? "far from the log's own times" : far);
-    }
+    In(request).Say(About::LEFT, clock.LeftUntil(FirstNumber(rest) / perSecond, clockNow));
 }
 
 void Run::TakeMark(std::int64_t oldMark) {
     mark = oldMark > 0 ? std::optional(oldMark) : std::nullopt;
-    Say(Part::DOWNLOAD, About::WHETHER,
-        mark ? "of what changed after mark " + std::to_string(oldMark) : EVERYTHING);
+    In(Part::DOWNLOAD)
+        .Say(About::WHETHER, mark ? "of what changed after mark " + std::to_string(oldMark) : EVERYTHING);
 }
 
 void Run::TakeAll(const char* why) {
     if (step == Step::ASK_DOWNLOAD) {
-        Say(Part::DOWNLOAD, About::WHETHER, EVERYTHING);
-        Say(Part::DOWNLOAD, About::WHY, why);
+        In(Part::DOWNLOAD).Say(About::WHETHER, EVERYTHING);
+        In(Part::DOWNLOAD).Say(About::WHY, why);
     }
 }
 
 void Run::TakeFailedCheck(std::int64_t count) {
-    Say(Part::SIGN_IN, About::WHETHER,
-        Cli::Count(static_cast<std::uint64_t>(count), "check") + " found nobody signed in");
-    checkFailedAt = checkFailedAt ? checkFailedAt : now;
+    In(Part::SIGN_IN)
+        .Say(About::WHETHER,
+             Cli::Count(static_cast<std::uint64_t>(count), "check") + " found nobody signed in");
+    checkFailedAt = checkFailedAt ? checkFailedAt : clock.now;
 }
 
 void Run::Send() {
     const auto request = RequestOf(step);
-    sentAt = now;
+    sentAt = clock.now;
     answerTook.reset();
     if (!request || IsAnswer(step)) {
         return;
     }
     In(*request).sent = true;
-    if (In(Part::DOWNLOAD).sent && In(Part::DOWNLOAD).asked && !Has(Part::DOWNLOAD, About::WHETHER)) {
-        Say(Part::DOWNLOAD, About::WHETHER, EVERYTHING);
+    if (In(Part::DOWNLOAD).sent && In(Part::DOWNLOAD).asked && !In(Part::DOWNLOAD).Has(About::WHETHER)) {
+        In(Part::DOWNLOAD).Say(About::WHETHER, EVERYTHING);
     }
     Advance(LastOf(*request));
 }
 
 void Run::TakeAnswer() {
-    answerTook = Since(sentAt);
+    answerTook = clock.Since(sentAt);
     if (IsAnswer(step)) {
         Chapter& request = In(*RequestOf(step));
         request.answered = true;
@@ -173,7 +125,7 @@ void Run::TakeStatus(Part request, Text rest) {
     chapter.status = FirstNumber(rest);
     chapter.milliseconds = answerTook;
     Ask(request);
-    Say(request, About::STATUS, "status " + std::to_string(*chapter.status));
+    In(request).Say(About::STATUS, "status " + std::to_string(*chapter.status));
     // The client got through this time.
     causes.erase("NXCURL");
     causes.erase("");
@@ -187,10 +139,10 @@ void Run::TakeBody() {
     const std::string body = m_message->TextFrom(m_at);
     for (const char* name : {"rcode", "error"}) {
         const std::string code = Member(body, name);
-        Say(part, About::CODE, code == "0" ? "" : code);
+        In(part).Say(About::CODE, code == "0" ? "" : code);
     }
     for (const char* name : {"rmsg", "error_description"}) {
-        Say(part, About::WORDS, Has(part, About::CODE) ? Member(body, name) : "");
+        In(part).Say(About::WORDS, In(part).Has(About::CODE) ? Member(body, name) : "");
     }
     if (part == Part::TOKEN) {
         const bool isWhole = Cli::StartsWith(body, "accessToken : ") && body.back() == '}';
@@ -205,7 +157,7 @@ void Run::TakeBatch() {
     const std::string next = Member(batch, CDeviceInfo::SYNCED_TIMESTAMP);
     if (!next.empty()) {
         nextMark = FirstNumber(next);
-        Say(Part::DOWNLOAD, About::NEXT, "next mark " + std::to_string(*nextMark));
+        In(Part::DOWNLOAD).Say(About::NEXT, "next mark " + std::to_string(*nextMark));
     }
     devices.LearnNames(batch);
     std::size_t count = 0;
@@ -218,7 +170,7 @@ void Run::TakeBatch() {
     } catch (const std::exception&) {
         isCut = true;
     }
-    Say(Part::DOWNLOAD, About::COUNT, (isCut ? "at least " : "") + Cli::Count(count, "record"));
+    In(Part::DOWNLOAD).Say(About::COUNT, (isCut ? "at least " : "") + Cli::Count(count, "record"));
 }
 
 void Run::TakeList() {
@@ -228,13 +180,13 @@ void Run::TakeList() {
 }
 
 void Run::Miss(const std::string& document) {
-    Say(Part::STORED, About::ALSO, document);
-    Say(Part::STORED, About::ALSO, causes["CKMC"]);
+    In(Part::STORED).Say(About::ALSO, document);
+    In(Part::STORED).Say(About::ALSO, causes["CKMC"]);
     causes.erase("CKMC");
 }
 
 void Run::TakeCode() {
-    SayTime(Part::TOKEN, About::WAIT, "the code came after ", Since(std::exchange(codeAskedAt, {})));
+    In(Part::TOKEN).SayTime(About::WAIT, "the code came after ", clock.Since(std::exchange(codeAskedAt, {})));
     if (failure && failure->step == Step::CODE) {
         failure.reset();
     }

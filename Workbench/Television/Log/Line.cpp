@@ -82,7 +82,7 @@ std::string JournalText(const std::string& text) {
 
 }  // namespace
 
-std::optional<std::int64_t> Moment(const std::string& time) {
+Moment MomentOf(const std::string& time) {
     constexpr const char* FORMS[] = {"%Y-%m-%d%n%H:%M:%S", "%Y-%m-%dT%H:%M:%S", "%m-%d%n%H:%M:%S",
                                      "%b%n%d%n%H:%M:%S", "%H:%M:%S"};
     const auto milliseconds = [](const char* seconds) {
@@ -98,7 +98,7 @@ std::optional<std::int64_t> Moment(const std::string& time) {
             return timegm(&parts) * std::int64_t{1000} + (*rest == '.' ? milliseconds(rest) : 0);
         }
     }
-    return time.empty() ? std::nullopt : std::optional(milliseconds(time.c_str()));
+    return time.empty() ? std::nullopt : Moment(milliseconds(time.c_str()));
 }
 
 void LineReader::Feed(Text piece) {
@@ -149,7 +149,7 @@ void LineReader::Read(const std::string& text) {
     if (head) {
         const Text time = head["time"];
         const Text priority = either("priority", "level");
-        m_line.moment = time == m_line.time ? m_line.moment : Moment(std::string(time));
+        m_line.moment = time == m_line.time ? m_line.moment : MomentOf(std::string(time));
         m_line.time = time;
         m_line.pid = Cli::Number(either("pid", "process"));
         m_line.priority = priority.empty() ? '\0' : priority.front();

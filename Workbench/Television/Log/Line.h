@@ -22,8 +22,11 @@ inline bool IsBelow(char priority, char level) {
     return PRIORITIES.find(priority) < PRIORITIES.find(level);
 }
 
-/** A time as a log has it in milliseconds: good for differences alone, within one log; nothing for none. */
-std::optional<std::int64_t> Moment(const std::string& time);
+/** In milliseconds; good for differences alone, within one log. */
+using Moment = std::optional<std::int64_t>;
+
+/** Of a time as a log has it; nothing for none. */
+Moment MomentOf(const std::string& time);
 
 struct Line {
     /** Counted from 1. */
@@ -32,8 +35,7 @@ struct Line {
     std::string text;
     /** As the log has it; empty where it has none. */
     std::string time;
-    /** @see Moment() */
-    std::optional<std::int64_t> moment;
+    Moment moment;
     /** Process id; 0 where the log has none. */
     std::int64_t pid = 0;
     /** One of PRIORITIES; '\0' where the log does not tell. */

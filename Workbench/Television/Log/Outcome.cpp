@@ -15,12 +15,12 @@ namespace {
 using Kind = KnownLine::Kind;
 
 bool IsRefusedToken(const Run& run) {
-    return run.Has(Part::TOKEN, About::CODE) || run.gotToken == false;
+    return run.In(Part::TOKEN).Has(About::CODE) || run.gotToken == false;
 }
 
 void AddSaid(Statements& words, const Run& run, Part part, std::initializer_list<About> abouts) {
     for (const About about : abouts) {
-        Add(words, run.Said(part, about));
+        Add(words, run.In(part).Said(about));
     }
 }
 
@@ -58,7 +58,7 @@ std::string SeeServer(const Run& run, Part request) {
 std::string RefusalRemedy(const Run& run, const KnownLine& known, Part part) {
     constexpr std::int64_t SERVER_ERROR = 500;
     const std::int64_t status = run.In(part).status.value_or(0);
-    const std::string code = run.Said(part, About::CODE);
+    const std::string code = run.In(part).Said(About::CODE);
     return part == Part::DOWNLOAD && run.IsDropped() ? "nothing: the next run downloads everything"
            : part == Part::TOKEN                     ? std::string(known.remedy)
            : status == 401 || status == 403 ? "if it stays so, a factory reset asks for all tokens anew"
@@ -73,7 +73,7 @@ std::string Remedy(const Run& run, const Fault& fault) {
         return "";
     }
     const KnownLine& known = *fault.known;
-    const std::string source = run.Said(Part::TOKEN, About::WHETHER);
+    const std::string source = run.In(Part::TOKEN).Said(About::WHETHER);
     // What could not be read was not stored either.
     if (IsRefusedToken(run) && known.kind != Kind::UNREADABLE) {
         return source == REFRESHED_TOKEN
@@ -106,7 +106,7 @@ std::string Remedy(const Run& run, const Fault& fault) {
 }  // namespace
 
 bool Run::IsDropped() const {
-    const std::string code = Said(Part::DOWNLOAD, About::CODE);
+    const std::string code = In(Part::DOWNLOAD).Said(About::CODE);
     return code == std::to_string(CCloudServerManager::RESULT_MARK_TOO_OLD) ||
            code == std::to_string(CCloudServerManager::RESULT_MARK_UNKNOWN);
 }
@@ -116,8 +116,7 @@ void TellOutcome(const Run& run, Story& story) {
     // The service waits for a code, and nothing has ended it yet.
     const bool isWaiting = run.FailedIn(Step::CODE, Step::CODE) && failure->known != nullptr &&
                            failure->known->kind == Kind::FAILURE && !run.sawEnd;
-    const bool isSuccess =
-        run.sawEnd && run.In(Part::DOWNLOAD).status == STATUS_OK && (run.sawList || !run.Shows('I'));
+    const bool isSuccess = run.sawEnd && run.HasRecords() && (run.sawList || !run.Shows('I'));
     story["outcome"] = failure && !isWaiting ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
     Statements reason;
     if (failure) {

@@ -74,7 +74,7 @@ Json::Value StepOf(const Run& run, Step step) {
     const Arrow& arrow = ArrowOf(step);
     const bool isFault = run.failure && run.failure->step == step;
     // What still holds is not asked for.
-    const bool holds = step != Step::END && run.Said(arrow.part, About::WHETHER) == HOLDS;
+    const bool holds = step != Step::END && run.In(arrow.part).Said(About::WHETHER) == HOLDS;
     const Party to = holds ? arrow.from : arrow.to;
     Json::Value json;
     json["class"] = std::string(isFault ? "fault" : "") + (lines.count == 0 ? " concluded" : "");
@@ -98,7 +98,7 @@ Json::Value PageOf(const Run& run, const Story& story) {
     for (const char* same : {"run", "outcome", "what_to_do"}) {
         page[same] = story[same];
     }
-    page["timeless"] = run.began.empty() ? "timeless" : "";
+    page["timeless"] = run.clock.began.empty() ? "timeless" : "";
     page["of"] = run.user.empty() ? "" : "of " + run.user;
     page["about"] = Joined(story["heading"], ", ");
     const std::string why = Joined(story["reason"], "; ");

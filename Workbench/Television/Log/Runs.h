@@ -47,7 +47,7 @@ private:
     /** How often the time went on, and back, from one line to the next. */
     std::size_t m_forward = 0;
     std::size_t m_backward = 0;
-    std::optional<std::int64_t> m_moment;
+    Moment m_moment;
 };
 
 }  // namespace Log

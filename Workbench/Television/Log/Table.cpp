@@ -29,7 +29,7 @@ Note Does(void (Run::*take)()) {
     return [take](Run& r, Text) { (r.*take)(); };
 }
 Note Says(Part part, About about, const char* words) {
-    return [part, about, words](Run& r, Text) { r.Say(part, about, words); };
+    return [part, about, words](Run& r, Text) { r.In(part).Say(about, words); };
 }
 Note Misses(const char* document) {
     return [document](Run& r, Text) { r.Miss(document); };
@@ -61,7 +61,7 @@ std::vector<KnownLine> MakeTable() {
          [](auto& r, Text) { r.sawEnd = r.isOver = true; }, "the process came to its end"},
         {'E', "<<Not Error>> Factory Reset Flag : ", "", Step::START, Kind::NORMAL,
          [](auto& r, Text rest) {
-             r.Say(Part::START, About::WHETHER, FirstNumber(rest) == 1 ? RESET : "no factory reset");
+             r.In(Part::START).Say(About::WHETHER, FirstNumber(rest) == 1 ? RESET : "no factory reset");
          },
          "1 asks for a factory reset, 0 does not"},
         {'E', "Set Factory Reset Flag as 0", "", Step::START, Kind::NORMAL,
