@@ -29,11 +29,11 @@ constexpr char SECRETS[] =
     R"(\k<q>\s*:[\s\[]*(?:\k<q>(?<v>.*?)(?:(?<!\\)\k<q>|$)|(?<v>\d[^\s",}\]]*)))"
     R"(|<)" NAMES R"((?:\s[^<>]*)?>(?<v>.*?)(?:</|$))"
     R"(|(?<![\w-]))" NAMES R"(=(?<v>[^&\s"<>]*)" LENGTH R"())"
-    R"(|(?:^|[?&"]|body : )code=(?<v>[^&\s"<>]*)" LENGTH R"())"
-    R"(|(?:key|name) ?: ?(?:code|)" NAMES R"()[.,] \w+ : (?<v>.*))"
-    R"(|(?<![\w"-])(?:Authorization|x-kc-access-token) ?: ?(?:Bearer )?(?<v>[^\r\n"]+))"
-    R"(|(?<![\w"-])(?:accessToken|authCode) : (?![{<\[])(?<v>[^\r\n]+))"
-    R"(|(?<!\w)Bearer (?<v>[^\s"]{8,})" LENGTH R"()))";
+    R"(|(?:^|[?&"]|body\s*:\s*)code=(?<v>[^&\s"<>]*)" LENGTH R"())"
+    R"(|(?:key|name)\s*:\s*(?:code|)" NAMES R"()[.,]\s*\w+\s*:\s*(?<v>.*))"
+    R"(|(?<![\w"-])(?:Authorization|x-kc-access-token)\s*:\s*+(?:Bearer\s*)?(?<v>[^\r\n"]+))"
+    R"(|(?<![\w"/-])(?:accessToken|authCode)\s*:\s*+(?![{<\[])(?<v>[^\r\n]+))"
+    R"(|(?<!\w)Bearer\s+(?<v>[^\s"]{8,})" LENGTH R"()))";
 
 #undef LENGTH
 #undef NAMES
