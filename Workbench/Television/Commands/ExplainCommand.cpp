@@ -91,9 +91,9 @@ void Tell(const ExplainArguments& arguments, Log::Page& page) {
     std::cout << (!arguments.json ? "" : count > 0 ? "]\n" : "[]\n") << std::flush;
     std::string remark = runs.Remark();
     if (count == 0) {
-        remark = remark.empty()
-                     ? std::string("no line of the service is in it; its tag is ") + InfoSyncLog::TAG
-                     : remark;
+        remark = remark.empty() ? std::string("no line of the service is in it, such as \"E/") +
+                                      InfoSyncLog::TAG + "(700): FILE: FUNCTION(LINE) > ...\""
+                                : remark;
         throw std::runtime_error(Cli::Escape(arguments.file) + ": " + remark);
     }
     std::cerr << (remark.empty() ? "" : "infosync-tv: " + remark + "\n");
