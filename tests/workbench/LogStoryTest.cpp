@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "Cli/Json.h"
 #include "Cli/Masker.h"
 #include "Cli/Text.h"
 #include "Expected.h"
@@ -57,7 +58,9 @@ std::vector<Entry> Entries(const fs::path& transcript) {
         isEntry = std::regex_match(line, parts, entry);
         if (isEntry) {
             const std::string head = parts[1].str() + "/BT_INFOSYNC( 700): " + parts[2].str();
-            entries.push_back({parts[1].str()[0], parts[3], head + "(1) > " + parts[3].str()});
+            // One line of a source logs with one priority.
+            const std::string number = std::to_string(parts[1].str()[0]);
+            entries.push_back({parts[1].str()[0], parts[3], head + "(" + number + ") > " + parts[3].str()});
         }
     }
     return entries;
@@ -142,6 +145,20 @@ std::string Joined(const std::vector<Entry>& entries, std::size_t begin, std::si
     return log;
 }
 
+/** The text as a mail program breaks it. */
+std::string Wrapped(const std::string& text, const std::string& quote) {
+    constexpr std::size_t WIDTH = 76;
+    std::string wrapped = quote;
+    std::size_t column = 0;
+    std::istringstream words(text);
+    for (std::string word; std::getline(words, word, ' ');) {
+        const bool isNext = column > 0 && column + 1 + word.size() > WIDTH;
+        wrapped += (isNext ? "\n" + quote : column > 0 ? " " : "") + word;
+        column = isNext ? word.size() : column + 1 + word.size();
+    }
+    return wrapped + "\n";
+}
+
 class TranscriptStory : public testing::TestWithParam<std::string> {
 protected:
     std::vector<Entry> m_entries = Entries(fs::path(TRANSCRIPTS) / GetParam());
@@ -205,6 +222,24 @@ TEST_P(TranscriptStory, TellsNothingOfACutLogThatTheWholeOneDenies) {
         }
     }
     EXPECT_GT(told, m_entries.size());
+}
+
+TEST_P(TranscriptStory, IsTheSameOfALogThatAMailBroke) {
+    for (const char level : std::string("DIWE")) {
+        std::string log;
+        std::map<std::string, std::string> mails = {{"", ""}, {"> ", ""}};
+        for (const Entry& entry : m_entries) {
+            log += Log::IsBelow(entry.priority, level) ? "" : entry.text + "\n";
+            for (auto& [quote, mail] : mails) {
+                mail += Log::IsBelow(entry.priority, level) ? "" : Wrapped(entry.text, quote);
+            }
+        }
+        for (const auto& [quote, mail] : mails) {
+            Story story = Told(mail).at(0);
+            story["heading"] = Told(log).at(0)["heading"];  // it counts lines
+            EXPECT_EQ(Cli::JsonText(story), Cli::JsonText(Told(log).at(0))) << quote << level;
+        }
+    }
 }
 
 /** In the file each story stands after the log's name and level. */

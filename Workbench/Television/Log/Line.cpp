@@ -101,6 +101,34 @@ Moment MomentOf(const std::string& time) {
     return time.empty() ? std::nullopt : Moment(milliseconds(time.c_str()));
 }
 
+bool ReadHead(const std::string& text, Line& line) {
+    static const Cli::Pattern form(LineForm());
+    const auto head = form.Find(text);
+    const auto either = [&head](const char* name, const char* other) {
+        const Text found = head[name];
+        return found.empty() ? head[other] : found;
+    };
+    const Text tag = either("tag", "program");
+    line.text = text;
+    line.tag = tag.find("infosync") == Text::npos ? tag : TAG;
+    line.place = head["place"];
+    if (!head) {
+        return false;
+    }
+    const Text time = head["time"];
+    const Text priority = either("priority", "level");
+    line.moment = time == line.time ? line.moment : MomentOf(std::string(time));
+    line.time = time;
+    line.pid = Cli::Number(either("pid", "process"));
+    line.priority = priority.empty() ? '\0' : priority.front();
+    line.message = head.Rest();
+    const std::size_t begin = text.size() - line.message.size() - line.place.size();
+    if (begin > 0 && text[begin - 1] == '"') {
+        line.message = Unquoted(line.message);
+    }
+    return true;
+}
+
 void LineReader::Feed(Text piece) {
     while (!piece.empty()) {
         const std::size_t end = std::min(piece.find('\n'), piece.size());
@@ -119,9 +147,14 @@ void LineReader::Finish() {
 }
 
 void LineReader::TakeLine() {
-    // What came through another system's shell may be UTF-16, or have that system's line ends.
+    // What came through another system's shell may be UTF-16, or have that system's line ends; what came
+    // through a terminal, colours.
     const auto isOfShell = [](char c) { return c == '\0' || c == '\r'; };
     m_begun.erase(std::remove_if(m_begun.begin(), m_begun.end(), isOfShell), m_begun.end());
+    if (m_begun.find('\x1b') != std::string::npos) {
+        static const Cli::Pattern colour("(?<v>\x1b\\[[0-9;]*m)");
+        m_begun = colour.Replace(m_begun, "");
+    }
     ++m_line.number;
     if (m_begun.empty() || m_begun.front() != '{') {
         Read(m_begun);
@@ -135,30 +168,8 @@ void LineReader::TakeLine() {
 }
 
 void LineReader::Read(const std::string& text) {
-    static const Cli::Pattern form(LineForm());
     static const Cli::Pattern quote(QUOTE);
-    const auto head = form.Find(text);
-    const auto either = [&head](const char* name, const char* other) {
-        const Text found = head[name];
-        return found.empty() ? head[other] : found;
-    };
-    const Text tag = either("tag", "program");
-    m_line.text = text;
-    m_line.tag = tag.find("infosync") == Text::npos ? tag : TAG;
-    m_line.place = head["place"];
-    if (head) {
-        const Text time = head["time"];
-        const Text priority = either("priority", "level");
-        m_line.moment = time == m_line.time ? m_line.moment : MomentOf(std::string(time));
-        m_line.time = time;
-        m_line.pid = Cli::Number(either("pid", "process"));
-        m_line.priority = priority.empty() ? '\0' : priority.front();
-        m_line.message = head.Rest();
-        const std::size_t begin = text.size() - m_line.message.size() - m_line.place.size();
-        if (begin > 0 && text[begin - 1] == '"') {
-            m_line.message = Unquoted(m_line.message);
-        }
-    } else {
+    if (!ReadHead(text, m_line)) {
         const bool isUnreadable = text.find(TAG) != Text::npos;
         firstUnreadable = isUnreadable && unreadableCount == 0 ? m_line.number : firstUnreadable;
         unreadableCount += isUnreadable ? 1 : 0;

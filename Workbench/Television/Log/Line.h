@@ -66,6 +66,9 @@ struct Line {
     }
 };
 
+/** Finds what the line is. @return whether it has a head; else all but the text stays, for the line before */
+bool ReadHead(const std::string& text, Line& line);
+
 /** Cuts a log into lines and finds in each what it is. */
 class LineReader {
 public:

@@ -10,19 +10,30 @@ namespace Log {
 
 namespace {
 
+using Text = std::string_view;
+
 constexpr std::size_t MOST_BYTES = 131072;
 constexpr std::size_t MOST_OTHERS = 1000;
 constexpr std::size_t MOST_PROCESSES = 64;
 
-/** Whether the line begins another message: at another place, or with what two from one place both begin
- * with, the "key:" of "key:code, value : ...". */
+/** Whether the line begins another message: at another place, maybe broken, or with what two from one place
+ * both begin with, the "key:" of "key:code, value : ...". */
 bool IsNext(const Line& first, const Line& line) {
     static const Cli::Pattern word(R"(^(?<word>\w{1,30} ?:))");
-    if (!line.HasPlace() || line.place != first.place) {
-        return line.HasPlace();
+    static const Cli::Pattern broken(R"(^(?:\w+\.(?:cpp|h):[^>]*>?)?$)");
+    if (!line.HasPlace()) {
+        return !line.tag.empty() && line.message + " " != first.place && broken.Find(line.message);
+    }
+    if (line.place != first.place) {
+        return true;
     }
     const auto begins = word.Find(line.message);
     return begins && begins["word"] == word.Find(first.message)["word"];
+}
+
+/** What a mail puts before each line that it quotes. */
+Text QuoteOf(Text line) {
+    return line.substr(0, std::min(line.find_first_not_of("> |"), line.size()));
 }
 
 void Replace(Line& line, const std::string& message) {
@@ -44,6 +55,36 @@ std::string Message::TextFrom(std::size_t line) const {
         text += lines[line].message;
     }
     return text;
+}
+
+void Unwrap(Message& message, std::size_t widest) {
+    constexpr std::size_t WIDEST_MAIL = 100;
+    std::vector<Line> whole;
+    bool isWrapped = false;
+    std::size_t size = 0;
+    for (Line& line : message.lines) {
+        // As the mail quotes the line before: a place ends with the mark of a quote, too.
+        const Text quote = whole.empty() ? Text() : QuoteOf(whole.back().text);
+        const bool isQuoted = Cli::StartsWith(line.text, quote);
+        const Text piece = isQuoted ? Text(line.text).substr(quote.size()) : Text(line.message);
+        const std::size_t word = std::min(piece.find(' '), piece.size());
+        // There was no room for the next word; only one that has none itself is longer than the others.
+        isWrapped = line.tag.empty() && (isWrapped || (word > 0 && size + 1 + word > widest));
+        size = line.text.size();
+        if (isWrapped && !whole.empty() && widest <= WIDEST_MAIL) {
+            Line& begun = whole.back();
+            const std::string more = (begun.text.back() == ' ' ? "" : " ") + std::string(piece);
+            if (begun.HasPlace()) {
+                begun.text += more;
+                begun.message += more;
+            } else {
+                ReadHead(begun.text + more, begun);
+            }
+        } else {
+            whole.push_back(std::move(line));
+        }
+    }
+    message.lines = std::move(whole);
 }
 
 void Mask(Message& message, const Cli::Masker& masker) {
@@ -87,8 +128,8 @@ void Messages::Take(const Line& line) {
     }
     held.size += line.text.size();
     held.message.lines.push_back(line);
-    // It never goes on, and a run's last line is not to be waited for.
-    if (line.HasPlace() && Cli::StartsWith(line.message, "<<Not Error>>")) {
+    // Nothing of the process is to come that would tell that this is whole.
+    if (line.HasPlace() && line.message == "<<Not Error>>End main loop") {
         HandOver(held);
         m_held.erase(m_pid);
     }

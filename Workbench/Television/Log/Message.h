@@ -23,6 +23,10 @@ struct Message {
     std::string TextFrom(std::size_t line) const;
 };
 
+/** Joins the lines that a mail program broke at a blank. @param widest bytes of the log's longest line with a
+ * head, as far as it is read */
+void Unwrap(Message& message, std::size_t widest);
+
 /** Masks the message as a whole: one with a secret that stands on several of its lines becomes one line. */
 void Mask(Message& message, const Cli::Masker& masker);
 

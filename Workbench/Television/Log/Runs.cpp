@@ -45,6 +45,10 @@ std::string Runs::Remark() const {
 }
 
 void Runs::Take(Message& message) {
+    for (const Line& each : message.lines) {
+        m_widest = each.tag.empty() ? m_widest : std::max(m_widest, each.text.size());
+    }
+    Unwrap(message, m_widest);
     const Line& line = message.lines.front();
     Run* run = line.tag.empty() ? nullptr : RunOf(line);
     if (run == nullptr) {

@@ -42,6 +42,8 @@ private:
     bool m_keepsLines;
     std::function<void(Story&)> m_onStory;
     std::size_t m_count = 0;
+    /** Bytes of the longest line with a head. */
+    std::size_t m_widest = 0;
     /** Those that are not told yet, in the order in which they began. */
     std::list<Run> m_runs;
     /** How often the time went on, and back, from one line to the next. */
