@@ -21,13 +21,14 @@ constexpr std::size_t SHORTEST_STORED = 8;
 
 /**
  * The beginnings come first, since at most places of a text none of them stands. A quote may be escaped,
- * where JSON stands in a text of JSON; a value that was cut goes on to the end. In a form and among the
- * service's values the code is just "code", which is also a word of sentences.
+ * where JSON stands in a text of JSON, or written as in a page of the web; a value that was cut goes on to
+ * the end. In a form and among the service's values the code is just "code", which is also a word of
+ * sentences.
  */
 constexpr char SECRETS[] =
-    R"((?is)(?=[\\"<?&]|acc|aut|ref|cod|x-k|bea|key|nam|bod)(?:(?<q>\\{0,7}""?))" NAMES
+    R"((?is)(?=[\\"<?&]|acc|aut|ref|cod|x-k|bea|key|nam|bod)(?:(?<q>\\{0,7}""?|&quot;))" NAMES
     R"(\k<q>\s*:[\s\[]*(?:\k<q>(?<v>.*?)(?:(?<!\\)\k<q>|$)|(?<v>\d[^\s",}\]]*)))"
-    R"(|<)" NAMES R"((?:\s[^<>]*)?>(?<v>.*?)(?:</|$))"
+    R"(|(?:<|&lt;))" NAMES R"((?:\s[^<>]*)?(?:>|&gt;)(?<v>.*?)(?:(?:<|&lt;)/|$))"
     R"(|(?<![\w-]))" NAMES R"(=(?<v>[^&\s"<>]*)" LENGTH R"())"
     R"(|(?:^|[?&"]|body\s*:\s*)code=(?<v>[^&\s"<>]*)" LENGTH R"())"
     R"(|(?:key|name)\s*:\s*(?:code|)" NAMES R"()[.,]\s*\w+\s*:\s*(?<v>.*))"
