@@ -60,7 +60,7 @@ void FindSilentFailure(Run& run) {
     });
     if (store != run.faults.end()) {
         run.failure = *store;
-    } else if (run.sawStart && run.reached < Step::STORED) {
+    } else if (run.sawStart && run.reached < Step::STORED && !run.Shows('W')) {
         Line line;
         line.message = "Exit process";
         run.failure = Fault{FindKnownLine(line), line.message, "", Step::SIGN_IN};
