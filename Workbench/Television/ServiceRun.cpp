@@ -4,7 +4,6 @@
 #include <glib-unix.h>
 #include <poll.h>
 #include <sys/prctl.h>
-#include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,40 +19,71 @@ namespace Television {
 
 namespace {
 
-constexpr std::int64_t GRACE_MICROSECONDS = 2'000'000;
-constexpr int LOOK_MILLISECONDS = 200;
+/** The last signal that came and is to be passed on; 0 for none. */
+volatile std::sig_atomic_t heardSignal = 0;
 
-/** Between fork and exec: the service ends with this process, and hears of the terminal's signals through it.
- */
+/** Takes over the signals that would end this process. */
+void HearSignals() {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        if (std::signal(signal, [](int number) { heardSignal = number; }) == SIG_IGN) {
+            std::signal(signal, SIG_IGN);
+        }
+    }
+}
+
+/** Between fork and exec: the service ends with this process, and gets the terminal's signals from it. */
 void PrepareService(gpointer parent) {
     setpgid(0, 0);
-    sigset_t none = {};
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != *static_cast<pid_t*>(parent)) {
         _exit(1);  // it was gone before the line above
     }
 }
 
-/** Those that the process would hear of, and that a child has ended. */
-sigset_t Heard() {
-    sigset_t signals = {};
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGCHLD);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction action = {};
-        sigaction(signal, nullptr, &action);
-        if (action.sa_handler != SIG_IGN) {
-            sigaddset(&signals, signal);
-        }
+/** @param output gets where the service's standard error comes */
+pid_t Start(const RunOptions& options, int& output) {
+    g_setenv("INFOSYNC_TV_LOG_LEVEL", std::string(1, options.level).c_str(), TRUE);
+    pid_t parent = getpid();
+    pid_t service = 0;
+    std::string path = options.service;
+    char* words[] = {path.data(), nullptr};
+    GError* error = nullptr;
+    g_spawn_async_with_pipes(nullptr, words, nullptr, G_SPAWN_DO_NOT_REAP_CHILD, &PrepareService, &parent,
+                             &service, nullptr, nullptr, &output, &error);
+    if (error != nullptr) {
+        const std::string reason = error->message;
+        g_error_free(error);
+        throw std::runtime_error(reason + "\nName the service with --service FILE or INFOSYNC_SERVICE");
     }
-    return signals;
+    g_unix_set_fd_nonblocking(output, TRUE, nullptr);
+    return service;
 }
 
-int OpenLogFile(const RunOptions& options) {
-    return open(options.logFile.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-}
+/** Ends the service where a signal or the time says so: asks it, and after a while makes it. */
+struct Watchdog {
+    void Look() {
+        constexpr std::int64_t GRACE_MICROSECONDS = 2'000'000;
+        const int signal = heardSignal;
+        heardSignal = 0;
+        if (signal == 0 && g_get_monotonic_time() < deadline) {
+            return;
+        }
+        const bool isFirst = ending.outcome.empty();
+        kill(-service, signal != 0 ? signal : isFirst ? SIGTERM : SIGKILL);
+        if (isFirst) {
+            ending = signal != 0 ? Ending{"interrupted", "", signal}
+                                 : Ending{"timed out", "no end after " + Cli::DurationText(timeoutSeconds)};
+            deadline = g_get_monotonic_time() + GRACE_MICROSECONDS;
+        }
+    }
+
+    pid_t service;
+    double timeoutSeconds;
+    std::int64_t deadline =
+        g_get_monotonic_time() + static_cast<std::int64_t>(timeoutSeconds * G_USEC_PER_SEC);
+    /** Why the service was asked to end first; empty while it was not. */
+    Ending ending = {};
+};
 
 /** Takes a piece of what has come. @return whether there was one */
 bool TakePiece(int source, Log::LineReader& log) {
@@ -69,92 +99,47 @@ Ending EndingOf(int status) {
     if (WIFSIGNALED(status)) {
         return {"crashed", std::string("ended by the signal ") + strsignal(WTERMSIG(status))};
     }
-    if (WEXITSTATUS(status) != 0) {
-        return {"crashed", "exit status " + std::to_string(WEXITSTATUS(status))};
-    }
-    return {};
+    const int exitStatus = WEXITSTATUS(status);
+    return exitStatus == 0 ? Ending() : Ending{"crashed", "exit status " + std::to_string(exitStatus)};
 }
 
 }  // namespace
 
-ServiceRun::ServiceRun(const RunOptions& options)
-    : m_options(options),
-      m_deadline(g_get_monotonic_time() + static_cast<std::int64_t>(options.timeoutSeconds * G_USEC_PER_SEC)),
-      m_logFile(OpenLogFile(options)) {
-    lseek(m_logFile, 0, SEEK_END);
-    const sigset_t heard = Heard();
-    sigprocmask(SIG_BLOCK, &heard, nullptr);
-    m_signals = signalfd(-1, &heard, SFD_NONBLOCK | SFD_CLOEXEC);
-    g_setenv("INFOSYNC_TV_LOG_LEVEL", std::string(1, options.level).c_str(), TRUE);
-    pid_t parent = getpid();
-    char* words[] = {m_options.service.data(), nullptr};
-    GError* error = nullptr;
-    g_spawn_async_with_pipes(nullptr, words, nullptr, G_SPAWN_DO_NOT_REAP_CHILD, &PrepareService, &parent,
-                             &m_pid, nullptr, nullptr, &m_output, &error);
-    if (error != nullptr) {
-        const std::string reason = error->message;
-        g_error_free(error);
-        throw std::runtime_error(reason + "\nName the service with --service FILE or INFOSYNC_SERVICE");
-    }
-    g_unix_set_fd_nonblocking(m_output, TRUE, nullptr);
-}
-
-ServiceRun::~ServiceRun() {
-    for (const int file : {m_signals, m_logFile, m_output}) {
-        close(file);
-    }
-}
-
-Ending ServiceRun::Wait(const std::function<void(const Log::Line&)>& onLine,
-                        const std::function<void()>& onPause) {
+Ending RunService(const RunOptions& options, const std::function<void()>& onStart,
+                  const std::function<void(const Log::Line&)>& onLine, const std::function<void()>& onPause) {
+    HearSignals();
+    // Made as the service makes it, so that none of its lines is missed.
+    const int logFile =
+        open(options.logFile.c_str(), O_RDONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600);
+    lseek(logFile, 0, SEEK_END);
+    int output = -1;
+    Watchdog watchdog{Start(options, output), options.timeoutSeconds};
+    onStart();
     Log::LineReader log(onLine);
     int status = 0;
     bool hasEnded = false;
     bool isMore = false;
     while (!hasEnded || isMore) {
-        pollfd sources[] = {{m_signals, POLLIN, 0}, {m_output, POLLIN, 0}};
-        poll(sources, std::size(sources), isMore ? 0 : LOOK_MILLISECONDS);
-        TakeSignals();
-        CheckTime();
-        hasEnded = hasEnded || waitpid(m_pid, &status, WNOHANG) == m_pid;
-        if (sources[1].revents == POLLHUP) {
-            close(std::exchange(m_output, -1));
+        pollfd source = {output, POLLIN, 0};
+        // Who closed the output is about to end.
+        poll(&source, 1, isMore ? 0 : output < 0 ? 5 : 200);
+        watchdog.Look();
+        hasEnded = hasEnded || waitpid(watchdog.service, &status, WNOHANG) == watchdog.service;
+        if (source.revents == POLLHUP) {
+            close(std::exchange(output, -1));
         }
-        m_logFile = m_logFile < 0 ? OpenLogFile(m_options) : m_logFile;
-        isMore = TakePiece(m_output, log);
-        isMore = TakePiece(m_logFile, log) || isMore;
+        isMore = TakePiece(output, log);
+        isMore = TakePiece(logFile, log) || isMore;
         // An entry comes in one piece: where nothing more has come, and no line is begun, none goes on.
         if (!isMore && !log.IsWithin()) {
             onPause();
         }
     }
+    close(output);
+    close(logFile);
     log.Finish();
-    return m_ended.outcome.empty() ? EndingOf(status) : m_ended;
-}
-
-void ServiceRun::End(const Ending& ending, int signal) {
-    if (m_ended.outcome.empty()) {
-        m_ended = ending;
-        m_deadline = g_get_monotonic_time() + GRACE_MICROSECONDS;
-    }
-    kill(-m_pid, signal);
-}
-
-void ServiceRun::TakeSignals() {
-    signalfd_siginfo info = {};
-    while (read(m_signals, &info, sizeof(info)) == sizeof(info)) {
-        const auto signal = static_cast<int>(info.ssi_signo);
-        if (signal != SIGCHLD) {
-            End({"interrupted", "", signal}, signal);
-        }
-    }
-}
-
-void ServiceRun::CheckTime() {
-    if (g_get_monotonic_time() >= m_deadline) {
-        End({"timed out", "no end after " + Cli::DurationText(m_options.timeoutSeconds)},
-            m_ended.outcome.empty() ? SIGTERM : SIGKILL);
-    }
+    onPause();
+    return watchdog.ending.outcome.empty() ? EndingOf(status) : watchdog.ending;
 }
 
 }  // namespace Television

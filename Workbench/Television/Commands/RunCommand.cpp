@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <iostream>
 #include <map>
+#include <optional>
 #include <stdexcept>
 
 #include "CBtInfoSync.h"
@@ -215,22 +216,25 @@ void Run(const RunArguments& arguments) {
     const DeviceList before = Television::ReadDeviceList();
     Watcher watcher(level, arguments.showSecrets);
     Log::Messages messages([&watcher](Log::Message& message) { watcher.Take(message); });
-    Television::ServiceRun service(options);
-    Television::RunKeeper keeper;  // now: what did not start is no run
-    const std::int64_t started = g_get_monotonic_time();
+    std::optional<Television::RunKeeper> keeper;
+    std::int64_t started = 0;
+    const auto onStart = [&] {
+        keeper.emplace();  // now: what did not start is no run
+        started = g_get_monotonic_time();
+    };
     const auto onLine = [&](const Log::Line& line) {
-        keeper.Take(line);
+        keeper->Take(line);
         messages.Take(line);
     };
-    const Television::Ending ending = service.Wait(onLine, [&messages] { messages.Flush(); });
-    messages.Flush();
+    const Television::Ending ending =
+        Television::RunService(options, onStart, onLine, [&messages] { messages.Flush(); });
     const std::int64_t milliseconds = (g_get_monotonic_time() - started) / 1000;
     const DeviceList after = Television::ReadDeviceList();
     Television::KeptRun run = Tell(watcher.run, ending);
     run["seconds"] = static_cast<double>(milliseconds) / 1000;
     run["level"] = std::string(1, options.level);
     run["changes"] = Compare(before, after);
-    const std::string unkept = Keep(keeper, run);
+    const std::string unkept = Keep(*keeper, run);
     std::cout << (arguments.json ? Cli::JsonText(run) : RunText(run, after, Style(STDOUT_FILENO)));
     if (!unkept.empty()) {
         throw std::runtime_error(unkept);
