@@ -64,10 +64,10 @@ struct Watchdog {
     void Look() {
         constexpr std::int64_t GRACE_MICROSECONDS = 2'000'000;
         const int signal = heardSignal;
-        heardSignal = 0;
         if (signal == 0 && g_get_monotonic_time() < deadline) {
             return;
         }
+        heardSignal = 0;
         const bool isFirst = ending.outcome.empty();
         kill(-service, signal != 0 ? signal : isFirst ? SIGTERM : SIGKILL);
         if (isFirst) {
