@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 
 #include "Cli/Json.h"
 #include "Cli/Pattern.h"
@@ -16,6 +16,7 @@
 #include "Cli/Tool.h"
 #include "Files.h"
 #include "LogText.h"
+#include "Television/Log/Story.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 
@@ -24,50 +25,116 @@ namespace Television {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char UNREADABLE[] = "unreadable";
-constexpr char DAMAGED[] = "its note is damaged";
-
-std::string FileOf(std::int64_t number, const char* suffix) {
-    return TvFolder::Resolve(std::string(RUNS_FOLDER) + "/" + std::to_string(number) + suffix);
-}
+using Cli::Colour;
 
 /** A run of which no more is known. */
-KeptRun Unknown(const char* outcome, const std::string& reason) {
-    constexpr char NOTHING_KNOWN[] =
-        R"({"user": null, "reason": [], "what_to_do": [], "heading": [], "story": [],
-        "mark": null, "next_mark": null, "records": [], "number": null, "finished": null, "seconds": null,
-        "level": null, "changes": []})";
-    KeptRun run = Cli::ParseObject(NOTHING_KNOWN, "");
+KeptRun Unknown(const char* outcome, const std::vector<std::string>& reason) {
+    KeptRun run = Cli::ParseObject(
+        R"({"user": null, "what_to_do": [], "heading": [], "story": [], "mark": null, "next_mark": null,
+        "records": [], "number": null, "finished": null, "seconds": null, "level": null, "changes": []})",
+        "");
     run["outcome"] = outcome;
-    if (!reason.empty()) {
-        run["reason"].append(reason);
-    }
+    run["reason"] = Cli::JsonArray(reason);
     return run;
 }
 
 KeptRun ReadNote(std::int64_t number) {
-    try {
-        const auto text = Files::ReadIfThere(FileOf(number, ".json"));
-        if (!text) {
-            return Unknown(IsUnderWay(number) ? "under way" : "unfinished", "");
-        }
-        if (text->empty()) {
-            return Unknown("not kept", "how it ended could not be written: the disk may have been full");
-        }
-        const KeptRun note = InfoSyncUtil::ParseStoredObject(*text);
-        return note["outcome"].isString() ? note : Unknown(UNREADABLE, DAMAGED);
-    } catch (const std::system_error& error) {
-        return Unknown(UNREADABLE, error.what());
-    } catch (const std::exception&) {
-        return Unknown(UNREADABLE, DAMAGED);
+    const auto note = Files::ReadIfThere(RunFile(number, ".json"));
+    if (!note) {
+        // The tool that runs it holds its log, and lets go however it ends.
+        const Cli::FileLock log(RunFile(number, ".log"), Cli::FileLock::Wait::NO);
+        return Unknown(log.IsHeld() ? "unfinished" : UNDER_WAY, {});
     }
+    if (note->empty()) {
+        return Unknown("not kept", {"how it ended could not be written: the disk may have been full"});
+    }
+    const KeptRun run = Cli::ParseObject(*note, "its note is damaged");
+    return run["outcome"].isString() ? run : Unknown("unreadable", {"its note is damaged: no outcome"});
+}
+
+/** What changed in the device list, in the order of ids. */
+Json::Value Compare(const DeviceList& before, const DeviceList& after) {
+    Json::Value changes(Json::arrayValue);
+    std::map<std::string, Device> devices = after.devices;
+    devices.insert(before.devices.begin(), before.devices.end());
+    for (const auto& [id, device] : devices) {
+        const auto old = before.devices.find(id);
+        const bool isNew = old == before.devices.end();
+        const bool isGone = after.devices.count(id) == 0;
+        const std::string was = isNew ? "" : old->second.name;
+        Json::Value change = ToJson(device);
+        if (isNew || isGone || change != ToJson(old->second)) {
+            change.removeMember("deleted_on_tv");
+            change["was"] = was;
+            change["change"] = isNew                ? "added"
+                               : isGone             ? "removed"
+                               : was == device.name ? "changed"
+                                                    : "renamed";
+            changes.append(change);
+        }
+    }
+    return changes;
+}
+
+std::string ChangeText(const Json::Value& change, const Cli::Style& style) {
+    const auto text = [&change](const char* member) { return change[member].asString(); };
+    const std::string kind = text("change");
+    const Colour colour = kind == "removed" ? Colour::RED : kind == "added" ? Colour::GREEN : Colour::YELLOW;
+    const std::string words =
+        (kind == "renamed" ? text("was") + " -> " : "") + text("name") + "  " + text("address") +
+        (kind == "changed" ? "  users " + Log::Joined(change["users"], ", ") : "") + "  (" + text("id") + ")";
+    return "  " + style(colour, Cli::Pad(kind, sizeof("renamed  ") - 1)) + Cli::Escape(words) + "\n";
+}
+
+Colour OutcomeColour(const KeptRun& run) {
+    return run["outcome"] == Log::SUCCESS ? Colour::GREEN : Colour::RED;
 }
 
 }  // namespace
 
-bool IsSuccess(const KeptRun& run) {
-    return run["outcome"] == Log::SUCCESS;
+void RunKeeper::Begin() {
+    m_begun = g_get_monotonic_time();
+    try {
+        const std::vector<std::int64_t> numbers = KeptRunNumbers();
+        m_number = numbers.empty() ? m_number : numbers.back() + 1;
+        Files::MakeFolder(TvFolder::Resolve(RUNS_FOLDER));
+        // The lock makes the log, for its owner alone.
+        m_lock.emplace(RunFile(m_number, ".log"), Cli::FileLock::Wait::NO);
+        m_log.open(RunFile(m_number, ".log"), std::ios::app | std::ios::binary);
+    } catch (const std::exception&) {
+        // The run matters more than its log; Keep tells.
+        m_log.setstate(std::ios::failbit);
+    }
+}
+
+void RunKeeper::Take(const Log::Line& line) {
+    const bool hasTime = !line.tag.empty() && !line.time.empty();
+    m_log << (hasTime ? std::string() : LogText::Now() + " ") << line.text << "\n" << std::flush;
+}
+
+std::string RunKeeper::Keep(KeptRun& run) {
+    const std::int64_t milliseconds = (g_get_monotonic_time() - m_begun) / 1000;
+    run.removeMember("run");  // its number in a log that has others, too
+    run["number"] = Json::Int64{m_number};
+    run["finished"] = Json::Int64{g_get_real_time() / G_USEC_PER_SEC};
+    run["seconds"] = static_cast<double>(milliseconds) / 1000;
+    run["changes"] = Compare(m_before, ReadDeviceList());
+    try {
+        Files::Replace(RunFile(m_number, ".json"), Cli::JsonText(run));
+        std::vector<std::int64_t> numbers = KeptRunNumbers();
+        numbers.resize(numbers.size() - std::min(numbers.size(), MOST_KEPT_RUNS));
+        for (const std::int64_t number : numbers) {
+            std::error_code ignored;
+            fs::remove(RunFile(number, ".json"), ignored);
+            fs::remove(RunFile(number, ".log"), ignored);
+        }
+        m_log.close();
+        return m_log ? "" : "a part of the run's log could not be written to " + RunFile(m_number, ".log");
+    } catch (const std::exception& error) {
+        // An empty note takes no room: it says that the run ended.
+        std::ofstream(RunFile(m_number, ".json"), std::ios::app).close();
+        return std::string("how the run ended could not be kept: ") + error.what();
+    }
 }
 
 std::vector<std::int64_t> KeptRunNumbers() {
@@ -87,8 +154,17 @@ std::vector<std::int64_t> KeptRunNumbers() {
     return numbers;
 }
 
+std::string RunFile(std::int64_t number, const char* suffix) {
+    return TvFolder::Resolve(std::string(RUNS_FOLDER) + "/" + std::to_string(number) + suffix);
+}
+
 KeptRun ReadKeptRun(std::int64_t number) {
-    KeptRun run = ReadNote(number);
+    KeptRun run;
+    try {
+        run = ReadNote(number);
+    } catch (const std::exception& error) {
+        run = Unknown("unreadable", {error.what()});
+    }
     run["number"] = Json::Int64{number};
     return run;
 }
@@ -98,67 +174,32 @@ KeptRun ReadNewestRun() {
         const std::vector<std::int64_t> numbers = KeptRunNumbers();
         return numbers.empty() ? KeptRun() : ReadKeptRun(numbers.back());
     } catch (const std::exception& error) {
-        return Unknown(UNREADABLE, Cli::Reason(error));
+        return Unknown("unreadable", {Cli::Reason(error)});
     }
-}
-
-RunKeeper::RunKeeper() {
-    try {
-        const std::vector<std::int64_t> numbers = KeptRunNumbers();
-        m_number = numbers.empty() ? m_number : numbers.back() + 1;
-        Files::MakeFolder(TvFolder::Resolve(RUNS_FOLDER));
-        // The lock makes the log, for its owner alone.
-        m_lock = std::make_unique<Cli::FileLock>(KeptLogPath(m_number), Cli::FileLock::Wait::NO);
-        m_log.open(KeptLogPath(m_number), std::ios::app | std::ios::binary);
-    } catch (const std::exception&) {
-        // The run matters more than its log; Keep tells.
-        m_log.setstate(std::ios::failbit);
-    }
-}
-
-void RunKeeper::Take(const Log::Line& line) {
-    const bool hasTime = !line.tag.empty() && !line.time.empty();
-    m_log << (hasTime ? std::string() : LogText::Now() + " ") << line.text << "\n" << std::flush;
-}
-
-void RunKeeper::Keep(KeptRun& run) {
-    run.removeMember("run");  // its number in a log that has others, too
-    run["number"] = Json::Int64{m_number};
-    run["finished"] = Json::Int64{g_get_real_time() / G_USEC_PER_SEC};
-    const std::string note = FileOf(m_number, ".json");
-    try {
-        Files::Replace(note, Cli::JsonText(run));
-    } catch (const std::exception&) {
-        // An empty note takes no room: it says that the run ended.
-        std::ofstream(note).close();
-        throw;
-    }
-    std::vector<std::int64_t> numbers = KeptRunNumbers();
-    numbers.resize(numbers.size() - std::min(numbers.size(), MOST_KEPT_RUNS));
-    for (const std::int64_t number : numbers) {
-        std::error_code ignored;
-        fs::remove(FileOf(number, ".json"), ignored);
-        fs::remove(FileOf(number, ".log"), ignored);
-    }
-    m_log.close();
-    if (!m_log) {
-        throw std::runtime_error("a part of the run's log could not be written to " + KeptLogPath(m_number));
-    }
-}
-
-bool IsUnderWay(std::int64_t number) {
-    return !Cli::FileLock(KeptLogPath(number), Cli::FileLock::Wait::NO).IsHeld();
-}
-
-std::string KeptLogPath(std::int64_t number) {
-    return FileOf(number, ".log");
 }
 
 std::string KeptRunWords(const KeptRun& run, std::int64_t now, const Cli::Style& style) {
-    const std::string words =
-        style(IsSuccess(run) ? Cli::Colour::GREEN : Cli::Colour::RED, Cli::Escape(Log::OutcomeWords(run)));
+    const std::string words = style(OutcomeColour(run), Cli::Escape(Log::OutcomeWords(run)));
     const std::int64_t finished = Cli::IntegerMember(run, "finished");
     return finished == 0 ? words : words + ", " + Cli::DurationText(Cli::Difference(now, finished)) + " ago";
+}
+
+std::string KeptRunText(const KeptRun& run, const Cli::Style& style) {
+    const DeviceList list = ReadDeviceList();
+    std::string text = style(Colour::RED, Cli::EscapeLines(list.problem)) + "\n";
+    if (list.problem.empty()) {
+        text = "device list: " + Cli::Count(list.devices.size(), "device") +
+               (run["changes"].empty() ? ", nothing changed" : "") + "\n";
+        for (const Json::Value& change : run["changes"]) {
+            text += ChangeText(change, style);
+        }
+    }
+    for (const Json::Value& remedy : run["what_to_do"]) {
+        text += Cli::Wrap("to do: " + Cli::Escape(remedy.asString()), 7, style.Width());
+    }
+    const std::string ended = "run: " + Cli::Escape(Log::OutcomeWords(run)) + " (" +
+                              Cli::DurationText(run["seconds"].asDouble()) + ")";
+    return text + style(OutcomeColour(run), Cli::Wrap(ended, 5, style.Width()));
 }
 
 }  // namespace Television

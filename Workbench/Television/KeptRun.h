@@ -7,68 +7,65 @@
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Cli/Display.h"
 #include "Cli/StateFolder.h"
 #include "Television/Log/Line.h"
-#include "Television/Log/Story.h"
+#include "Television/Stored.h"
 
 namespace Television {
 
-inline constexpr char RUNS_FOLDER[] = "runs";
 inline constexpr std::size_t MOST_KEPT_RUNS = 20;
-/** The name of a file in the television's folder, held by the run that is under way. */
-inline constexpr char RUN_LOCK_FILE[] = "run.lock";
 
-/**
- * A run as it is kept, and as --json shows it: its story and "number", "finished" (in seconds since the
- * epoch), "seconds", "level" and "changes", each null where it is not known. The outcome may also be
- * "crashed", "timed out" or "interrupted", and of a run that left no note "under way", "unfinished" (the tool
- * was killed), "not kept" (no more could be written) or "unreadable".
- */
+/** The outcome of a run that has not ended yet, nor been killed. */
+inline constexpr char UNDER_WAY[] = "under way";
+
+/** A run as --json shows it; the members are in docs/formats.md. */
 using KeptRun = Json::Value;
 
-bool IsSuccess(const KeptRun& run);
-
-/** Keeps the run that is under way. */
+/** Keeps a run, beginning with how the device list was before it. */
 class RunKeeper {
 public:
-    /** Begins the run's log. */
-    RunKeeper();
+    /** Begins the run's log, now that the service has started. */
+    void Begin();
 
     /** Adds a line, with the time, as the log viewer's form "time" has it. */
     void Take(const Log::Line& line);
 
     /**
-     * Numbers the run, keeps it and forgets all but the last MOST_KEPT_RUNS.
-     * @throws std::runtime_error when that, or a part of the log, could not be kept
+     * Adds to the story of the run what a log cannot tell, keeps it and forgets all but the last runs.
+     * @return what could not be kept, and why; empty for nothing
      */
-    void Keep(KeptRun& run);
+    std::string Keep(KeptRun& run);
 
 private:
+    DeviceList m_before = ReadDeviceList();
+    std::int64_t m_begun = 0;
     std::int64_t m_number = 1;
     std::ofstream m_log;
-    std::unique_ptr<Cli::FileLock> m_lock;
+    std::optional<Cli::FileLock> m_lock;
 };
 
-// They throw std::exception when the folder cannot be read.
-/** Of the runs that a log is kept of, ascending. */
+/** Of the runs that a log is kept of, ascending. @throws std::exception when the folder cannot be read */
 std::vector<std::int64_t> KeptRunNumbers();
+
+/** Where the run's file with that suffix is, ".log" or ".json". */
+std::string RunFile(std::int64_t number, const char* suffix);
+
+/** Never throws for what is kept, or cannot be read. */
 KeptRun ReadKeptRun(std::int64_t number);
 
 /** The newest; "unreadable" and without a number where the folder is that; null when there is none. */
 KeptRun ReadNewestRun();
 
-/** Whether the run has not ended yet, nor been killed. */
-bool IsUnderWay(std::int64_t number);
-
-/** Where its log is. */
-std::string KeptLogPath(std::int64_t number);
-
 /** "success, 5m ago" */
 std::string KeptRunWords(const KeptRun& run, std::int64_t now, const Cli::Style& style);
+
+/** For people, right after the run: the device list, what changed in it, what to do, and how the run ended.
+ */
+std::string KeptRunText(const KeptRun& run, const Cli::Style& style);
 
 }  // namespace Television

@@ -12,7 +12,6 @@
 #include "Cli/Pattern.h"
 #include "Cli/Time.h"
 #include "Files.h"
-#include "Television/KeptRun.h"
 #include "TvFolder.h"
 #include "Util/JsonUtil.h"
 #include "Util/SecurityUtil.h"

@@ -12,6 +12,9 @@
 
 namespace Television {
 
+/** The folder of the runs that are kept, in the television's. */
+inline constexpr char RUNS_FOLDER[] = "runs";
+
 inline constexpr std::string_view NONE = "none";
 inline constexpr std::string_view STORED = "stored";
 inline constexpr std::string_view VALID = "valid";

@@ -136,7 +136,7 @@ std::string Nearest(const std::string& device, const std::vector<Verdict>& verdi
 std::vector<std::string> Notes(const std::string& user, const DeviceList& list) {
     std::vector<std::string> notes;
     const KeptRun lastRun = ReadNewestRun();
-    if (!lastRun.isNull() && !IsSuccess(lastRun)) {
+    if (!lastRun.isNull() && lastRun["outcome"] != Log::SUCCESS) {
         notes.push_back("the last run: " + Log::OutcomeWords(lastRun) +
                         ". What it did: infosync-tv log | infosync-tv explain");
     }

@@ -1,13 +1,9 @@
-#include <glib.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <iostream>
-#include <map>
-#include <optional>
 #include <stdexcept>
 
 #include "CBtInfoSync.h"
@@ -32,7 +28,6 @@ namespace {
 
 using Cli::Colour;
 using Cli::Style;
-using Television::DeviceList;
 
 struct RunArguments {
     /** Empty for that of tv.ini. */
@@ -99,84 +94,26 @@ private:
 };
 
 /** The story, with what the log cannot tell: how the process ended, and what the cloud's side looks like. */
-Log::Story Tell(Log::Run& run, const Television::Ending& ending) {
-    Log::Story story = Log::Tell(run);
+Television::KeptRun Tell(Log::Run& told, Television::Ending ending) {
+    Television::KeptRun run = Log::Tell(told);
+    if (ending.outcome.empty() && run["outcome"] == Log::NOT_TOLD && !told.sawEnd) {
+        ending = {"crashed", "the log ends before the service did"};
+    }
     if (!ending.outcome.empty()) {
         Log::Statements reason;
         Log::Add(reason, ending.reason);
-        Log::Add(reason, run.failure ? Log::Joined(story["reason"], "; ") : "");
-        story["outcome"] = ending.outcome;
-        story["reason"] = Cli::JsonArray(reason);
-    } else if (story["outcome"] == Log::NOT_TOLD && !run.sawEnd) {
-        story["outcome"] = "crashed";
-        story["reason"] = Cli::JsonArray(Log::Statements{"the log ends before the service did"});
+        Log::Add(reason, told.failure ? Log::Joined(run["reason"], "; ") : "");
+        run["outcome"] = ending.outcome;
+        run["reason"] = Cli::JsonArray(reason);
     }
-    if (run.failure && run.failure->known != nullptr &&
-        run.failure->known->kind == Log::KnownLine::Kind::NO_ANSWER) {
+    const Log::KnownLine* known = told.failure ? told.failure->known : nullptr;
+    if (known != nullptr && known->kind == Log::KnownLine::Kind::NO_ANSWER) {
         const Television::Cloud cloud = Television::Cloud::Find();
         if (!cloud.folder.empty() && cloud.port == 0) {
-            story["what_to_do"] = Cli::JsonArray(Log::Statements{cloud.words});
+            run["what_to_do"] = Cli::JsonArray(Log::Statements{cloud.words});
         }
     }
-    return story;
-}
-
-Json::Value Change(const char* kind, const Television::Device& device, const std::string& was) {
-    Json::Value change = Television::ToJson(device);
-    change.removeMember("deleted_on_tv");
-    change["change"] = kind;
-    change["was"] = was;
-    return change;
-}
-
-/** What the run changed in the device list, in the order of ids. */
-Json::Value Compare(const DeviceList& before, const DeviceList& after) {
-    std::map<std::string, Json::Value> changes;
-    for (const auto& [id, device] : before.devices) {
-        changes[id] = Change("removed", device, device.name);
-    }
-    for (const auto& [id, device] : after.devices) {
-        const auto old = before.devices.find(id);
-        if (old == before.devices.end()) {
-            changes[id] = Change("added", device, "");
-        } else if (Television::ToJson(old->second) == Television::ToJson(device)) {
-            changes.erase(id);
-        } else {
-            const std::string& was = old->second.name;
-            changes[id] = Change(was == device.name ? "changed" : "renamed", device, was);
-        }
-    }
-    return Cli::JsonArray(changes, [](const auto& change) { return change.second; });
-}
-
-std::string ChangeText(const Json::Value& change, const Style& style) {
-    const auto text = [&change](const char* member) { return change[member].asString(); };
-    const std::string kind = text("change");
-    const Colour colour = kind == "removed" ? Colour::RED : kind == "added" ? Colour::GREEN : Colour::YELLOW;
-    const std::string words =
-        (kind == "renamed" ? text("was") + " -> " : "") + text("name") + "  " + text("address") +
-        (kind == "changed" ? "  users " + Log::Joined(change["users"], ", ") : "") + "  (" + text("id") + ")";
-    return "  " + style(colour, Cli::Pad(kind, sizeof("renamed  ") - 1)) + Cli::Escape(words) + "\n";
-}
-
-/** For people: the device list, what changed in it, what to do, and how the run ended. */
-std::string RunText(const Television::KeptRun& run, const DeviceList& list, const Style& style) {
-    const Json::Value& changes = run["changes"];
-    std::string text = "device list: " + Cli::Count(list.devices.size(), "device") +
-                       (changes.empty() ? ", nothing changed" : "") + "\n";
-    for (const Json::Value& change : changes) {
-        text += ChangeText(change, style);
-    }
-    if (!list.problem.empty()) {
-        text = style(Colour::RED, Cli::EscapeLines(list.problem)) + "\n";
-    }
-    for (const Json::Value& remedy : run["what_to_do"]) {
-        text += Cli::Wrap("to do: " + Cli::Escape(remedy.asString()), 7, style.Width());
-    }
-    const std::string ended = "run: " + Cli::Escape(Log::OutcomeWords(run)) + " (" +
-                              Cli::DurationText(run["seconds"].asDouble()) + ")";
-    return text + style(Television::IsSuccess(run) ? Colour::GREEN : Colour::RED,
-                        Cli::Wrap(ended, 5, style.Width()));
+    return run;
 }
 
 std::string ServicePath(const std::string& named) {
@@ -193,53 +130,33 @@ Television::RunOptions OptionsOf(const RunArguments& arguments, char level, cons
             logFile ? TvFolder::Resolve(*logFile) : "", Cli::ParseDuration(arguments.timeout).value()};
 }
 
-/** @return why the run could not be kept; empty where it was */
-std::string Keep(Television::RunKeeper& keeper, Television::KeptRun& run) {
-    try {
-        keeper.Keep(run);
-        return "";
-    } catch (const std::exception& error) {
-        return std::string("how the run ended could not be kept: ") + error.what();
-    }
-}
-
 void Run(const RunArguments& arguments) {
     const auto television = Television::RequireSound();
     const std::string usual = television->Text(TvKeys::LOG_LEVEL).value_or("I");
     const char level = (arguments.level.empty() ? usual : arguments.level).front();
     const Television::RunOptions options = OptionsOf(arguments, level, *television);
-    const Cli::FileLock lock(TvFolder::Resolve(Television::RUN_LOCK_FILE), Cli::FileLock::Wait::NO);
+    const Cli::FileLock lock(TvFolder::Resolve("run.lock"), Cli::FileLock::Wait::NO);
     if (!lock.IsHeld()) {
         throw std::runtime_error("a run of this television is under way\nWatch it: infosync-tv log -f");
     }
     Television::WarnOfIni();
-    const DeviceList before = Television::ReadDeviceList();
+    Television::RunKeeper keeper;
     Watcher watcher(level, arguments.showSecrets);
     Log::Messages messages([&watcher](Log::Message& message) { watcher.Take(message); });
-    std::optional<Television::RunKeeper> keeper;
-    std::int64_t started = 0;
-    const auto onStart = [&] {
-        keeper.emplace();  // now: what did not start is no run
-        started = g_get_monotonic_time();
-    };
     const auto onLine = [&](const Log::Line& line) {
-        keeper->Take(line);
+        keeper.Take(line);
         messages.Take(line);
     };
-    const Television::Ending ending =
-        Television::RunService(options, onStart, onLine, [&messages] { messages.Flush(); });
-    const std::int64_t milliseconds = (g_get_monotonic_time() - started) / 1000;
-    const DeviceList after = Television::ReadDeviceList();
+    const Television::Ending ending = Television::RunService(
+        options, [&keeper] { keeper.Begin(); }, onLine, [&messages] { messages.Flush(); });
     Television::KeptRun run = Tell(watcher.run, ending);
-    run["seconds"] = static_cast<double>(milliseconds) / 1000;
     run["level"] = std::string(1, options.level);
-    run["changes"] = Compare(before, after);
-    const std::string unkept = Keep(*keeper, run);
-    std::cout << (arguments.json ? Cli::JsonText(run) : RunText(run, after, Style(STDOUT_FILENO)));
+    const std::string unkept = keeper.Keep(run);
+    std::cout << (arguments.json ? Cli::JsonText(run) : Television::KeptRunText(run, Style(STDOUT_FILENO)));
     if (!unkept.empty()) {
         throw std::runtime_error(unkept);
     }
-    if (!Television::IsSuccess(run)) {
+    if (run["outcome"] != Log::SUCCESS) {
         // As a shell tells of what a signal ended.
         constexpr int SIGNALLED = 128;
         throw Cli::ToldAlready(ending.signal != 0 ? SIGNALLED + ending.signal : Cli::EXIT_FAILED);

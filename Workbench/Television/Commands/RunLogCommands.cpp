@@ -17,6 +17,7 @@
 #include "Television/IniFile.h"
 #include "Television/KeptRun.h"
 #include "Television/Log/Message.h"
+#include "Television/Log/Story.h"
 #include "Television/Stored.h"
 
 namespace Commands {
@@ -70,9 +71,9 @@ std::int64_t FindRun(std::int64_t number) {
 void ShowLog(const LogArguments& arguments) {
     Television::Require();
     const std::int64_t number = FindRun(arguments.number);
-    std::ifstream file(Television::KeptLogPath(number), std::ios::binary);
+    std::ifstream file(Television::RunFile(number, ".log"), std::ios::binary);
     if (!file) {
-        throw std::runtime_error("the log of the run cannot be read: " + Television::KeptLogPath(number));
+        throw std::runtime_error("the log of the run cannot be read: " + Television::RunFile(number, ".log"));
     }
     const Cli::Masker masker(Television::StoredSecrets());
     const auto show = [&arguments](const Log::Line& line) {
@@ -83,7 +84,8 @@ void ShowLog(const LogArguments& arguments) {
     Log::Messages log = Log::MaskedLines(arguments.showSecrets ? nullptr : &masker, show);
     while (std::cout) {
         // Asked before each look at the log, so that its end is not missed.
-        const bool isOver = !arguments.follow || !Television::IsUnderWay(number);
+        const bool isOver =
+            !arguments.follow || Television::ReadKeptRun(number)["outcome"] != Television::UNDER_WAY;
         char buffer[65536];
         while (file.read(buffer, sizeof(buffer)) || file.gcount() > 0) {
             log.Feed({buffer, static_cast<std::size_t>(file.gcount())});
