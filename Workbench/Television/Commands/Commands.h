@@ -10,9 +10,8 @@ namespace Commands {
 void AddChanges(Cli::Tool& tool);  // init, set, sign-in, sign-out, bond, unbond, factory-reset
 void AddExplain(Cli::Tool& tool);
 void AddReport(Cli::Tool& tool);
-void AddRun(Cli::Tool& tool);
-void AddRunLog(Cli::Tool& tool);  // runs, log
-void AddShow(Cli::Tool& tool);    // devices, why, status
+void AddRuns(Cli::Tool& tool);  // run, runs, log
+void AddShow(Cli::Tool& tool);  // devices, why, status
 
 /** For what is written where the user says: no folder is made for it. @throws std::runtime_error where there
  * is none */

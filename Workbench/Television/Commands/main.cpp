@@ -20,7 +20,7 @@ More on a command: infosync-tv COMMAND --help)");
     tool.AddFolder(
         "INFOSYNC_TV_DIR", "infosync-tv",
         "the television's folder (default: $INFOSYNC_TV_DIR, else infosync-tv in the state folder)");
-    for (const auto add : {&Commands::AddChanges, &Commands::AddRun, &Commands::AddRunLog, &Commands::AddShow,
+    for (const auto add : {&Commands::AddChanges, &Commands::AddRuns, &Commands::AddShow,
                            &Commands::AddExplain, &Commands::AddReport}) {
         add(tool);
     }
