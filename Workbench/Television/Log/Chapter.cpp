@@ -83,8 +83,9 @@ std::string Chapter::Said(About about) const {
 }
 
 Json::Value Chapter::ToJson() const {
+    constexpr const char* SIGNS[] = {"unknown", "fine", "fault"};
     Json::Value json;
-    json["sign"] = sign;
+    json["sign"] = SIGNS[static_cast<std::size_t>(sign)];
     json["told"] = Cli::JsonArray(told, [](const auto& one) { return Json::Value(one.second); });
     json["not_told"] = Cli::JsonArray(untold);
     return json;

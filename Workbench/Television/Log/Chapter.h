@@ -69,6 +69,9 @@ inline constexpr char REFRESHED_TOKEN[] = "refreshed";
 inline constexpr char ASKED[] = "asked for";
 inline constexpr char EVERYTHING[] = "of everything";
 
+/** Whether a chapter went well. */
+enum class Sign { UNKNOWN, FINE, FAULT };
+
 /** Of HTTP. */
 inline constexpr std::int64_t STATUS_OK = 200;
 
@@ -87,8 +90,7 @@ struct Chapter {
 
     /** Whether the story has it: not where the run never came to it. */
     bool shown = false;
-    /** Whether it went well, "fine" or "fault"; "unknown" where the log does not tell. */
-    const char* sign = "unknown";
+    Sign sign = Sign::UNKNOWN;
     /** What the log tells, each a statement that holds by itself; one of each kind, but for ALSO. */
     std::multimap<About, std::string> told;
     /** What it does not tell, and what would. */

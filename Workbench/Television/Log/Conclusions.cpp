@@ -1,11 +1,8 @@
 /** What follows from all that a log made known of a run, and from what it has not. */
 #include <algorithm>
 
-#include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Television/Log/Page.h"
 #include "Television/Log/Run.h"
-#include "Television/Log/Story.h"
 #include "Television/Log/Table.h"
 
 namespace Log {
@@ -14,18 +11,7 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
-constexpr char UNKNOWN[] = "unknown";
-constexpr char FINE[] = "fine";
-constexpr char FAULT[] = "fault";
-
-/** In the order of Part. */
-constexpr const char* NAMES[] = {"start",      "sign-in", "stored",   "token",
-                                 "activation", "app",     "download", "list"};
 constexpr Part REQUESTS[] = {Part::TOKEN, Part::ACTIVATION, Part::APP, Part::DOWNLOAD};
-
-Json::Value OrNull(const std::optional<std::int64_t>& number) {
-    return number ? Json::Value(Json::Int64{*number}) : Json::Value();
-}
 
 /** What it was to the step that it happened in. */
 std::string FailureWords(const Fault& fault) {
@@ -75,116 +61,127 @@ void Untell(Run& run, Part part, const std::string& what, char level = '\0') {
                                                         : std::string(": level ") + level));
 }
 
-/** Where no line said anything about that: says what follows, or what is not told. */
-void Conclude(Run& run, Part part, About about, bool follows, const char* conclusion, const char* untold,
-              char level = '\0') {
-    if (run.In(part).Has(about)) {
-        return;
-    }
-    if (follows) {
-        run.In(part).Say(about, conclusion);
-    } else {
-        Untell(run, part, untold, level);
-    }
-}
-
 /** Whether the run failed there: then that is what the chapter tells. */
 bool ConcludeFailure(Run& run, Part part) {
     const bool isHere = run.FailedIn(FirstOf(part), LastOf(part));
     if (isHere) {
-        run.In(part).sign = FAULT;
+        run.In(part).sign = Sign::FAULT;
         run.In(part).Say(About::RESULT, FailureWords(*run.failure));
     }
     return isHere;
 }
 
 void ConcludeStart(Run& run) {
-    run.In(Part::START).sign = run.sawStart ? FINE : UNKNOWN;
+    Chapter& start = run.In(Part::START);
+    start.sign = run.sawStart ? Sign::FINE : Sign::UNKNOWN;
     if (!run.sawStart) {
         Untell(run, Part::START, "the log begins in the middle of this run");
-    } else if (!run.In(Part::START).Has(About::WHETHER)) {
+    } else if (!start.Has(About::WHETHER)) {
         Untell(run, Part::START, "whether a factory reset was asked for");
     }
     ConcludeFailure(run, Part::START);
 }
 
 void ConcludeSignIn(Run& run) {
+    Chapter& signIn = run.In(Part::SIGN_IN);
     if (ConcludeFailure(run, Part::SIGN_IN)) {
         return;
     }
-    const bool isOver = run.reached > Step::SIGN_IN;
-    run.In(Part::SIGN_IN).sign = isOver ? FINE : UNKNOWN;
-    Conclude(run, Part::SIGN_IN, About::WHY, isOver, "signed in", "whether anybody was signed in");
-    if (isOver && !run.In(Part::SIGN_IN).Has(About::WHETHER)) {
-        Conclude(run, Part::SIGN_IN, About::LEFT, HasAllBefore(run, Step::SIGN_IN, 'W'), "at the first check",
-                 "after how many checks", 'W');
+    if (run.reached <= Step::SIGN_IN) {
+        Untell(run, Part::SIGN_IN, "whether anybody was signed in");
+        return;
+    }
+    signIn.sign = Sign::FINE;
+    signIn.Say(About::WHY, "signed in");
+    if (signIn.Has(About::WHETHER)) {
+        return;
+    }
+    if (HasAllBefore(run, Step::SIGN_IN, 'W')) {
+        signIn.Say(About::LEFT, "at the first check");
+    } else {
+        Untell(run, Part::SIGN_IN, "after how many checks", 'W');
     }
 }
 
 void ConcludeStored(Run& run) {
-    const bool hasAll = HasAllBefore(run, Step::STORED, 'E');
-    run.In(Part::STORED).sign = hasAll ? FINE : UNKNOWN;
-    if (!hasAll) {
+    Chapter& stored = run.In(Part::STORED);
+    if (!HasAllBefore(run, Step::STORED, 'E')) {
         Untell(run, Part::STORED, "what else could be read");
-    } else if (!run.In(Part::STORED).Has(About::ALSO)) {
-        run.In(Part::STORED).Say(About::ALSO, "what is kept of sign-in, tokens and activation could be read");
+        return;
     }
+    stored.sign = Sign::FINE;
+    if (!stored.Has(About::ALSO)) {
+        stored.Say(About::ALSO, "what is kept of sign-in, tokens and activation could be read");
+    }
+}
+
+/** What the answer's text tells of a token, whatever its status was. @return whether that is all */
+bool ConcludeToken(Run& run, bool hasFailed) {
+    Chapter& token = run.In(Part::TOKEN);
+    if (token.Has(About::CODE)) {
+        token.sign = Sign::FAULT;
+        token.Say(About::RESULT, "refused");
+    } else if (run.gotToken == false) {
+        token.sign = Sign::FAULT;
+        token.Say(About::ALSO, "the answer holds none");
+    } else if (run.gotToken == true && !hasFailed) {
+        token.sign = Sign::FINE;
+        token.Say(About::RESULT, "the authorisation server gave one");
+    } else if (token.asked && run.reached > Step::TOKEN_ANSWER && !hasFailed) {
+        Untell(run, Part::TOKEN, "what the answer holds", 'I');
+    } else {
+        return hasFailed;
+    }
+    return true;
 }
 
 /** How the answer went. */
 void ConcludeAnswer(Run& run, Part part) {
     Chapter& chapter = run.In(part);
-    run.In(part).SayTime(About::TOOK, "answered after ", chapter.milliseconds);
-    const bool isToken = part == Part::TOKEN;
+    chapter.SayTime(About::TOOK, "answered after ", chapter.milliseconds);
     const bool isDownload = part == Part::DOWNLOAD;
     const bool hasFailed = !(isDownload && IsOfStoring(run)) && ConcludeFailure(run, part);
-    const bool isEither = isDownload && run.failure && !run.failure->step && chapter.status == STATUS_OK;
+    if (part == Part::TOKEN && ConcludeToken(run, hasFailed)) {
+        return;
+    }
+    const bool isGood = isDownload ? run.HasRecords() : part != Part::TOKEN;
     const bool isOver = run.reached > LastOf(part) || (isDownload && run.sawEnd);
-    const bool isGood = isToken ? run.gotToken == true : !isDownload || chapter.status == STATUS_OK;
-    if (isToken && run.In(part).Has(About::CODE)) {
-        chapter.sign = FAULT;
-        run.In(part).Say(About::RESULT, "refused");
-    } else if (isToken && run.gotToken == false) {
-        chapter.sign = FAULT;
-        run.In(part).Say(About::ALSO, "the answer holds none");
-    } else if (isToken && isGood && !hasFailed) {
-        chapter.sign = FINE;
-        run.In(part).Say(About::RESULT, "the authorisation server gave one");
-    } else if (isEither) {
+    if (isDownload && isGood && run.failure && !run.failure->step) {
         Untell(run, part, "whether its answer or the stored device list could not be read", 'I');
     } else if (isOver && isGood && !hasFailed) {
-        chapter.sign = FINE;
+        chapter.sign = Sign::FINE;
     } else if (!hasFailed && chapter.asked) {
         Untell(run, part,
-               isToken && isOver ? "what the answer holds"
-               : chapter.status  ? "what came of it: the log ends before that"
-                                 : "its answer: the log ends before it",
-               isToken && isOver ? 'I' : '\0');
+               chapter.status ? "what came of it: the log ends before that"
+                              : "its answer: the log ends before it");
     }
 }
 
 void ConcludeRequest(Run& run, Part part) {
+    Chapter& chapter = run.In(part);
     const bool isDownload = part == Part::DOWNLOAD;
     const bool isToken = part == Part::TOKEN;
-    Conclude(run, part, About::WHETHER, !isDownload && HasAllBefore(run, LastOf(part), isToken ? 'W' : 'E'),
-             HOLDS,
-             isDownload          ? "from which mark"
-             : isToken           ? "whether it was stored, refreshed or new"
-             : run.IsUnlocated() ? "whether it was asked for, and whether it is what failed"
-                                 : "whether it was asked for or still valid",
-             isDownload ? 'I' : 'W');
-    const std::string whether = run.In(part).Said(About::WHETHER);
-    if (whether == HOLDS) {
-        run.In(part).sign = FINE;
+    const bool isKnown = chapter.Has(About::WHETHER);
+    if (!isKnown && !isDownload && HasAllBefore(run, LastOf(part), isToken ? 'W' : 'E')) {
+        chapter.Say(About::WHETHER, HOLDS);
+    }
+    if (chapter.Said(About::WHETHER) == HOLDS) {
+        chapter.sign = Sign::FINE;
         return;
     }
-    if (whether.empty()) {
-        run.In(part).told.erase(About::LEFT);
-    } else if (!isDownload && !run.In(part).Has(About::WHY)) {
+    if (!isKnown) {
+        chapter.told.erase(About::LEFT);
+        Untell(run, part,
+               isDownload          ? "from which mark"
+               : isToken           ? "whether it was stored, refreshed or new"
+               : run.IsUnlocated() ? "whether it was asked for, and whether it is what failed"
+                                   : "whether it was asked for or still valid",
+               isDownload ? 'I' : 'W');
+    } else if (!isDownload && !chapter.Has(About::WHY)) {
         Untell(run, part, "why", 'W');
     }
     ConcludeAnswer(run, part);
-    run.In(part).Say(About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");
+    chapter.Say(About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");
 }
 
 void ConcludeList(Run& run) {
@@ -197,7 +194,7 @@ void ConcludeList(Run& run) {
     const bool isNone = isGood && !run.user.empty() && counts.empty() && run.devices.Records().empty();
     Chapter& chapter = run.In(Part::LIST);
     if (run.sawList) {
-        chapter.sign = FINE;
+        chapter.sign = Sign::FINE;
         run.In(Part::LIST)
             .Say(About::ALSO, download.status && !isGood ? "left as it was"
                               : isNone                   ? "no records"
@@ -210,13 +207,14 @@ void ConcludeList(Run& run) {
     }
     if (run.FailedIn(Step::LIST, Step::END) ||
         (IsOfStoring(run) && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
-        chapter.sign = FAULT;
+        chapter.sign = Sign::FAULT;
         run.In(Part::LIST).Say(About::ALSO, FailureWords(*run.failure));
     }
 }
 
 /** Whether the story has the chapter, and the picture the steps of a request without a line of their own. */
-void Show(Run& run, Part part, bool hasList) {
+void Show(Run& run, Part part) {
+    const bool hasList = run.sawList || run.HasSucceeded() || IsOfStoring(run);
     const bool isOfCloud = part == Part::ACTIVATION || part == Part::APP;
     const Step needed = part <= Part::SIGN_IN            ? Step::START
                         : isOfCloud && run.IsUnlocated() ? Step::TOKEN
@@ -232,78 +230,27 @@ void Show(Run& run, Part part, bool hasList) {
     }
 }
 
-Json::Value ChapterJson(const Run& run, Part part) {
-    const Chapter& chapter = run.In(part);
-    Json::Value json = chapter.ToJson();
-    json["chapter"] = NAMES[static_cast<std::size_t>(part)];
-    if (chapter.sent) {
-        const std::string source = run.In(Part::TOKEN).Said(About::WHETHER);
-        json["request"] = part != Part::TOKEN         ? json["chapter"]
-                          : source == REFRESHED_TOKEN ? "refresh"
-                          : source == NEW_TOKEN       ? "token"
-                                                      : "token or refresh";
-        json["answered"] = chapter.answered;
-        json["status"] = OrNull(chapter.status);
-        json["seconds"] = chapter.milliseconds
-                              ? Json::Value(static_cast<double>(*chapter.milliseconds) / 1000)
-                              : Json::Value();
-    }
-    return json;
-}
-
-Statements Heading(const Run& run) {
-    const Clock& clock = run.clock;
-    Statements words;
-    Add(words, clock.began.empty() ? "" : clock.began + " to " + clock.ended);
-    const Moment took = clock.Since(clock.first);
-    Add(words, took ? "took " + SecondsText(*took) : "");
-    Add(words, run.pid == 0 ? "" : "process " + std::to_string(run.pid));
-    Add(words, run.level == '\0' ? "" : std::string("level ") + run.level);
-    Add(words, Cli::Count(run.lineCount, "line"));
-    Add(words, clock.wasSet ? "the clock was set on the way" : "");
-    Add(words, clock.remark);
-    return words;
-}
-
 }  // namespace
 
-Story Tell(Run& run) {
-    if (run.sawList || run.sawEnd) {
-        run.devices.End();
+void Run::Conclude() {
+    if (sawList || sawEnd) {
+        devices.End();
     }
-    FindSilentFailure(run);
-    ConcludeStart(run);
-    ConcludeSignIn(run);
-    ConcludeStored(run);
-    if (Cli::StartsWith(run.In(Part::STORED).Said(About::ALSO), "the access tokens") &&
-        !run.In(Part::TOKEN).Has(About::WHETHER) && run.reached > Step::TOKEN) {
-        run.AskToken(NEW_TOKEN, "since none that can be used was stored for this user");
+    FindSilentFailure(*this);
+    ConcludeStart(*this);
+    ConcludeSignIn(*this);
+    ConcludeStored(*this);
+    if (Cli::StartsWith(In(Part::STORED).Said(About::ALSO), "the access tokens") &&
+        !In(Part::TOKEN).Has(About::WHETHER) && reached > Step::TOKEN) {
+        AskToken(NEW_TOKEN, "since none that can be used was stored for this user");
     }
     for (const Part request : REQUESTS) {
-        ConcludeRequest(run, request);
+        ConcludeRequest(*this, request);
     }
-    ConcludeList(run);
-    Story story;
-    story["run"] = Json::UInt64{run.number};
-    story["user"] = Cli::TextOrNull(run.user);
-    TellOutcome(run, story);
-    story["heading"] = Cli::JsonArray(Heading(run));
-    story["mark"] = OrNull(run.mark);
-    story["next_mark"] = OrNull(run.nextMark);
-    story["records"] = run.devices.Records();
-    story["story"] = Json::arrayValue;
-    const bool hasList = run.sawList || story["outcome"] == SUCCESS || IsOfStoring(run);
-    for (std::size_t i = 0; i < run.chapters.size(); ++i) {
-        const auto part = static_cast<Part>(i);
-        Show(run, part, hasList);
-        if (run.In(part).shown) {
-            story["story"].append(ChapterJson(run, part));
-        }
+    ConcludeList(*this);
+    for (std::size_t i = 0; i < chapters.size(); ++i) {
+        Show(*this, static_cast<Part>(i));
     }
-    if (run.keepsLines) {
-        story["page"] = PageOf(run, story);
-    }
-    return story;
 }
 
 }  // namespace Log

@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Cli/Time.h"
+#include "Manager/CCloudServerManager.h"
 #include "Television/Log/Table.h"
 
 namespace Log {
@@ -123,8 +122,18 @@ bool Run::HasRecords() const {
     return In(Part::DOWNLOAD).status == STATUS_OK;
 }
 
+bool Run::HasSucceeded() const {
+    return sawEnd && !failure && HasRecords() && (sawList || !Shows('I'));
+}
+
 bool Run::IsUnlocated() const {
     return failure && failure->known != nullptr && !failure->step && !HasRecords();
+}
+
+bool Run::IsDropped() const {
+    const std::string code = In(Part::DOWNLOAD).Said(About::CODE);
+    return code == std::to_string(CCloudServerManager::RESULT_MARK_TOO_OLD) ||
+           code == std::to_string(CCloudServerManager::RESULT_MARK_UNKNOWN);
 }
 
 bool Run::FailedIn(Step from, Step to) const {

@@ -55,6 +55,8 @@ struct Run {
 
     /** A message of the service's own, or a line of something else in its process; masked already. */
     void Take(const Message& message);
+    /** Says what follows from all lines, and what they do not tell: no more are to come. */
+    void Conclude();
 
     Chapter& In(Part part) {
         return chapters[static_cast<std::size_t>(part)];
@@ -67,6 +69,7 @@ struct Run {
     bool FailedIn(Step from, Step to) const;
     /** The download was answered well. */
     bool HasRecords() const;
+    bool HasSucceeded() const;
     /** Which request failed is not told. */
     bool IsUnlocated() const;
     /** The mark was refused, and so the stored records dropped. */

@@ -22,9 +22,6 @@ struct Run;
  * them is in its picture. */
 Story Tell(Run& run);
 
-/** The part of it that tells what became of the run, why, and what to do. */
-void TellOutcome(const Run& run, Story& story);
-
 /** Statements of a story, however damaged, in one text. */
 std::string Joined(const Json::Value& words, const char* separator);
 

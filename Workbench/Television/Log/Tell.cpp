@@ -1,9 +1,9 @@
-/** What became of a run, why, and what to do. */
+/** The story of a run: its chapters, what became of it, why, and what to do. */
 #include <initializer_list>
 
 #include "Cli/Json.h"
 #include "Cli/Text.h"
-#include "Manager/CCloudServerManager.h"
+#include "Television/Log/Page.h"
 #include "Television/Log/Run.h"
 #include "Television/Log/Story.h"
 #include "Television/Log/Table.h"
@@ -13,6 +13,14 @@ namespace Log {
 namespace {
 
 using Kind = KnownLine::Kind;
+
+/** In the order of Part. */
+constexpr const char* NAMES[] = {"start",      "sign-in", "stored",   "token",
+                                 "activation", "app",     "download", "list"};
+
+Json::Value OrNull(const std::optional<std::int64_t>& number) {
+    return number ? Json::Value(Json::Int64{*number}) : Json::Value();
+}
 
 bool IsRefusedToken(const Run& run) {
     return run.In(Part::TOKEN).Has(About::CODE) || run.gotToken == false;
@@ -103,25 +111,16 @@ std::string Remedy(const Run& run, const Fault& fault) {
                : std::string(known.remedy);
 }
 
-}  // namespace
-
-bool Run::IsDropped() const {
-    const std::string code = In(Part::DOWNLOAD).Said(About::CODE);
-    return code == std::to_string(CCloudServerManager::RESULT_MARK_TOO_OLD) ||
-           code == std::to_string(CCloudServerManager::RESULT_MARK_UNKNOWN);
-}
-
 void TellOutcome(const Run& run, Story& story) {
     const auto& failure = run.failure;
     // The service waits for a code, and nothing has ended it yet.
     const bool isWaiting = run.FailedIn(Step::CODE, Step::CODE) && failure->known != nullptr &&
                            failure->known->kind == Kind::FAILURE && !run.sawEnd;
-    const bool isSuccess = run.sawEnd && run.HasRecords() && (run.sawList || !run.Shows('I'));
-    story["outcome"] = failure && !isWaiting ? FAILED : isSuccess ? SUCCESS : NOT_TOLD;
+    story["outcome"] = failure && !isWaiting ? FAILED : run.HasSucceeded() ? SUCCESS : NOT_TOLD;
     Statements reason;
     if (failure) {
         reason = Reason(run);
-    } else if (!isSuccess) {
+    } else if (!run.HasSucceeded()) {
         reason = {run.sawEnd
                       ? "the log shows the end, but not what came of the download"
                       : "the log ends first: the service was still at it, was ended, or the log is cut"};
@@ -132,6 +131,63 @@ void TellOutcome(const Run& run, Story& story) {
         Add(remedies, Remedy(run, fault));
     }
     story["what_to_do"] = Cli::JsonArray(remedies);
+}
+
+Json::Value ChapterJson(const Run& run, Part part) {
+    const Chapter& chapter = run.In(part);
+    Json::Value json = chapter.ToJson();
+    json["chapter"] = NAMES[static_cast<std::size_t>(part)];
+    if (chapter.sent) {
+        const std::string source = run.In(Part::TOKEN).Said(About::WHETHER);
+        json["request"] = part != Part::TOKEN         ? json["chapter"]
+                          : source == REFRESHED_TOKEN ? "refresh"
+                          : source == NEW_TOKEN       ? "token"
+                                                      : "token or refresh";
+        json["answered"] = chapter.answered;
+        json["status"] = OrNull(chapter.status);
+        json["seconds"] = chapter.milliseconds
+                              ? Json::Value(static_cast<double>(*chapter.milliseconds) / 1000)
+                              : Json::Value();
+    }
+    return json;
+}
+
+Statements Heading(const Run& run) {
+    const Clock& clock = run.clock;
+    Statements words;
+    Add(words, clock.began.empty() ? "" : clock.began + " to " + clock.ended);
+    const Moment took = clock.Since(clock.first);
+    Add(words, took ? "took " + SecondsText(*took) : "");
+    Add(words, run.pid == 0 ? "" : "process " + std::to_string(run.pid));
+    Add(words, run.level == '\0' ? "" : std::string("level ") + run.level);
+    Add(words, Cli::Count(run.lineCount, "line"));
+    Add(words, clock.wasSet ? "the clock was set on the way" : "");
+    Add(words, clock.remark);
+    return words;
+}
+
+}  // namespace
+
+Story Tell(Run& run) {
+    run.Conclude();
+    Story story;
+    story["run"] = Json::UInt64{run.number};
+    story["user"] = Cli::TextOrNull(run.user);
+    TellOutcome(run, story);
+    story["heading"] = Cli::JsonArray(Heading(run));
+    story["mark"] = OrNull(run.mark);
+    story["next_mark"] = OrNull(run.nextMark);
+    story["records"] = run.devices.Records();
+    story["story"] = Json::arrayValue;
+    for (std::size_t i = 0; i < run.chapters.size(); ++i) {
+        if (run.chapters[i].shown) {
+            story["story"].append(ChapterJson(run, static_cast<Part>(i)));
+        }
+    }
+    if (run.keepsLines) {
+        story["page"] = PageOf(run, story);
+    }
+    return story;
 }
 
 }  // namespace Log
