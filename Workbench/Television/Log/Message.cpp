@@ -71,7 +71,7 @@ void Unwrap(Message& message, std::size_t widest) {
         // There was no room for the next word; only one that has none itself is longer than the others.
         isWrapped = line.tag.empty() && (isWrapped || (word > 0 && size + 1 + word > widest));
         size = line.text.size();
-        if (isWrapped && !whole.empty() && widest <= WIDEST_MAIL) {
+        if (isWrapped && widest <= WIDEST_MAIL && !whole.empty() && !whole.back().tag.empty()) {
             Line& begun = whole.back();
             const std::string more = (begun.text.back() == ' ' ? "" : " ") + std::string(piece);
             if (begun.HasPlace()) {
