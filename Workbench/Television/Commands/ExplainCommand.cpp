@@ -81,7 +81,9 @@ void Tell(const ExplainArguments& arguments, Log::Page& page) {
     bool hasDevice = arguments.device.empty();
     Log::Runs runs(!arguments.page.empty(), [&](Log::Story& story) {
         Log::Narrow(story, arguments.device);
-        page.Add(story);
+        if (!arguments.page.empty()) {
+            page.Add(story);
+        }
         std::cout << before << (arguments.json ? Cli::JsonText(story) : Log::StoryText(story, style));
         before = arguments.json ? ",\n" : "\n";
         ++count;

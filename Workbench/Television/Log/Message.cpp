@@ -59,6 +59,9 @@ std::string Message::TextFrom(std::size_t line) const {
 
 void Unwrap(Message& message, std::size_t widest) {
     constexpr std::size_t WIDEST_MAIL = 100;
+    if (message.lines.size() == 1 || widest > WIDEST_MAIL) {
+        return;
+    }
     std::vector<Line> whole;
     bool isWrapped = false;
     std::size_t size = 0;
@@ -71,7 +74,7 @@ void Unwrap(Message& message, std::size_t widest) {
         // There was no room for the next word; only one that has none itself is longer than the others.
         isWrapped = line.tag.empty() && (isWrapped || (word > 0 && size + 1 + word > widest));
         size = line.text.size();
-        if (isWrapped && widest <= WIDEST_MAIL && !whole.empty() && !whole.back().tag.empty()) {
+        if (isWrapped && !whole.empty() && !whole.back().tag.empty()) {
             Line& begun = whole.back();
             const std::string more = (begun.text.back() == ' ' ? "" : " ") + std::string(piece);
             if (begun.HasPlace()) {
