@@ -92,15 +92,18 @@ class RunTest(ToolCase):
 
     def test_says_what_the_service_waits_for(self):
         self.write("log", "E/BT_INFOSYNC(1): a.cpp: f(1) > of an earlier run\n")
-        for target in ("&2", f">{self.tv}/log"):
+        for target, level in (("&2", "I"), (f">{self.tv}/log", "W")):
             self.make_service(f"""{{
                 echo 'W/BT_INFOSYNC(1): a.cpp: Start(1) > Not logged in, try : 1'
                 echo 'E/BT_INFOSYNC(1): a.cpp: operator()(1) > result != SSO_TRUE'
+                echo "level $INFOSYNC_TV_LOG_LEVEL"
                 echo '{END}'; }} >{target}""")
             said = self.run_tool("run", "--level", "F", "--service", self.service, status=1).stderr
             self.assertIn("infosync-tv: waiting for sign-in", said)
             self.assertIn("infosync-tv: no code came", said)
-            self.assertNotIn("earlier", self.run_tool("log").stdout)
+            log = self.run_tool("log").stdout
+            self.assertIn(f"level {level}", log)
+            self.assertNotIn("earlier", log)
             self.run_tool("set", "log.file", "log")
 
     def test_no_secret_is_shown_wherever_it_is_cut(self):
@@ -147,10 +150,10 @@ class RunTest(ToolCase):
                f"echo 'I/BT_INFOSYNC(1): a.cpp: f(1) > key:refresh_token, value : {SECRET}2' >&2; "
         says += "".join(f"echo '{line}' >&2; " for line in (
             "E/BT_INFOSYNC(1): CKCloudDataHttpMessage.cpp: f(1) > error code : 200", "I/BT_INFOSYNC(1): a.cpp: UpdateDeviceList(1) > {}"))
-        change = "printf '{\"odd\":3}' > \"$INFOSYNC_TV_DIR/" + SETTINGS + "/devices\"; "
+        change = "printf '{\"new\":{},\"odd\":{\"name\":\"Odd\"}}' > \"$INFOSYNC_TV_DIR/" + SETTINGS + "/devices\"; "
         service = self.make_service(f"{says}{change}echo '{END}' >&2")
         first = json.loads(self.run_tool("run", "--json", INFOSYNC_SERVICE=str(service)).stdout)
-        self.assertEqual((first["outcome"], first["number"], [change["change"] for change in first["changes"]]), ("success", 1, ["removed"]))
+        self.assertEqual((first["outcome"], first["number"], [change["change"] for change in first["changes"]]), ("success", 1, ["removed", "added", "renamed"]))
         requests = [(each["request"], each["answered"], each["status"], each["seconds"]) for each in first["story"] if "request" in each]
         self.assertEqual(requests, [("download", True, 200, None)])
         self.assertRegex(self.run_tool("log", "-f").stdout, r"^\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}[+-]\d{4} I/BT_INFOSYNC\(1\): .*key:Authorization, value : ")
@@ -165,12 +168,15 @@ class RunTest(ToolCase):
         self.assertEqual([run["number"] for run in runs], list(range(2, 22)))
         self.assertEqual(len(list((self.tv / "runs").iterdir())), 40)
         self.assertIn("infosync-tv runs", self.run_tool("log", "1", status=1).stderr)
-        self.make_service("echo 'E/BT_INFOSYNC(1): a.cpp: f(1) > under way' >&2; exec sleep 60")
+        self.make_service("echo 'E/BT_INFOSYNC(1): a.cpp: f(1) > under way' >&2; read said < pipe; echo $said >&2; exec sleep 60")
+        os.mkfifo(self.work / "pipe")
         killed = subprocess.Popen([TOOL, "--dir", self.tv, "run"], stderr=subprocess.PIPE, stdout=subprocess.DEVNULL, start_new_session=True,
-                                  env={**self.environment, "INFOSYNC_SERVICE": str(service)})
+                                  cwd=self.work, env={**self.environment, "INFOSYNC_SERVICE": str(service)})
         killed.stderr.readline()
         follower = subprocess.Popen([TOOL, "--dir", self.tv, "log", "-f"], stdout=subprocess.PIPE, text=True, env=self.environment)
         self.assertIn("under way", follower.stdout.readline())
+        (self.work / "pipe").write_text("more")
+        self.assertIn("more", follower.stdout.readline())
         self.assertIn("last run             under way", self.run_tool("status").stdout)
         os.killpg(killed.pid, signal.SIGKILL)
         self.assertEqual(follower.communicate(timeout=60), ("", None))
