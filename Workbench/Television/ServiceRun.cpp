@@ -26,7 +26,7 @@ volatile std::sig_atomic_t heardSignal = 0;
 void HearSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         if (std::signal(signal, [](int number) { heardSignal = number; }) == SIG_IGN) {
-            std::signal(signal, SIG_IGN);
+            static_cast<void>(std::signal(signal, SIG_IGN));
         }
     }
 }
