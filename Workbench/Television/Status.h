@@ -70,6 +70,10 @@ std::string StatusText(const Status& status, std::int64_t now, const Cli::Style&
 /** Who is signed in; empty for nobody. */
 std::string SignedInUser();
 
+/** By the service's questions, in their order, asked of its own records.
+ * @param hasRecords whether what is stored is not wiped first */
+NextRun PlanFor(const UserStatus& user, bool hasRecords);
+
 /** What is wrong in tv.ini, the folder, the certificates and by the clock. */
 std::vector<Problem> FindProblems(std::int64_t now);
 
