@@ -9,6 +9,10 @@ namespace Log {
 
 namespace {
 
+/** In the order of Part. */
+constexpr const char* NAMES[] = {"start",      "sign-in", "stored",   "token",
+                                 "activation", "app",     "download", "list"};
+
 /** In the order of Step. */
 constexpr Arrow ARROWS[] = {
     {Part::START, TELEVISION, SERVICE, "start"},
@@ -30,6 +34,10 @@ constexpr Arrow ARROWS[] = {
 };
 
 }  // namespace
+
+const char* NameOf(Part part) {
+    return NAMES[static_cast<std::size_t>(part)];
+}
 
 const Arrow& ArrowOf(Step step) {
     return ARROWS[static_cast<std::size_t>(step)];

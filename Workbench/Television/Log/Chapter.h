@@ -37,6 +37,8 @@ enum class Step {
 /** The chapters of a story, in their order; those from TOKEN to DOWNLOAD are requests. */
 enum class Part : std::size_t { START, SIGN_IN, STORED, TOKEN, ACTIVATION, APP, DOWNLOAD, LIST, COUNT };
 
+const char* NameOf(Part part);
+
 enum Party : int { TELEVISION, SERVICE, AUTHORISATION_SERVER, CLOUD };
 
 /** A step in the picture of a run: an arrow from one party to another, or to itself. */

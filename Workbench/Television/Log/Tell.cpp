@@ -14,10 +14,6 @@ namespace {
 
 using Kind = KnownLine::Kind;
 
-/** In the order of Part. */
-constexpr const char* NAMES[] = {"start",      "sign-in", "stored",   "token",
-                                 "activation", "app",     "download", "list"};
-
 Json::Value OrNull(const std::optional<std::int64_t>& number) {
     return number ? Json::Value(Json::Int64{*number}) : Json::Value();
 }
@@ -136,7 +132,7 @@ void TellOutcome(const Run& run, Story& story) {
 Json::Value ChapterJson(const Run& run, Part part) {
     const Chapter& chapter = run.In(part);
     Json::Value json = chapter.ToJson();
-    json["chapter"] = NAMES[static_cast<std::size_t>(part)];
+    json["chapter"] = NameOf(part);
     if (chapter.sent) {
         const std::string source = run.In(Part::TOKEN).Said(About::WHETHER);
         json["request"] = part != Part::TOKEN         ? json["chapter"]
