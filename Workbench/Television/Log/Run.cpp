@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Cli/Pattern.h"
 #include "Cli/Text.h"
 #include "Manager/CCloudServerManager.h"
 #include "Television/Log/Table.h"
@@ -36,9 +37,16 @@ bool Fault::IsNoJson() const {
 }
 
 std::string Fault::Meaning() const {
-    const std::string meaning(known != nullptr ? known->meaning
-                              : text.empty()   ? ""
-                                               : "an error that is not known here");
+    static const Cli::Pattern either("^an answer, or (?<stored>[^,]+), ");
+    std::string meaning(known != nullptr ? known->meaning
+                        : text.empty()   ? ""
+                                         : "an error that is not known here");
+    // The step tells which of the two it was.
+    const auto both = either.Find(meaning);
+    if (both && step && (IsAnswer(*step) || (IsNoJson() && *step == Step::LIST))) {
+        meaning =
+            (IsAnswer(*step) ? "the answer" : std::string(both["stored"])) + " " + std::string(both.Rest());
+    }
     return text.empty() ? meaning : meaning + " (" + text + ")";
 }
 
@@ -178,14 +186,16 @@ void Run::TakeFault(const Line& line, const KnownLine* known) {
 
 /** Where the line's failure happened: in the line's own step, else in the one that the run is at. */
 std::optional<Step> Run::StepOf(const Line& line, const KnownLine* known) const {
-    if (known != nullptr && known->step != Step::TOKEN) {
-        return known->step;
+    const bool isUnreadable = known != nullptr && known->kind == Kind::UNREADABLE;
+    // With the records, the device list is made anew: the answer, which says so, was read before.
+    if (known != nullptr && (known->step != Step::TOKEN || (isUnreadable && IsDropped()))) {
+        return known->step != Step::TOKEN ? known->step : Step::LIST;
     }
     const auto request = RequestOf(step);
     const bool isPast = request && In(*request).status && known != nullptr &&
                         (known->kind == Kind::FAILURE || known->kind == Kind::NO_ANSWER);
     // Whether the answer or the stored device list cannot be read is told by lines at I alone.
-    const bool isEither = known != nullptr && known->kind == Kind::UNREADABLE && !Shows('I') && HasRecords();
+    const bool isEither = isUnreadable && !Shows('I') && HasRecords();
     const bool isOfToken = Cli::StartsWith(line.message, "exception : ") && step >= Step::TOKEN;
     return isOfToken || (step >= Step::ASK_ACTIVATION && !isPast && !isEither) ? std::optional(step)
                                                                                : std::nullopt;
