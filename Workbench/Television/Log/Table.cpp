@@ -133,6 +133,8 @@ std::vector<KnownLine> MakeTable() {
         {'I', "accessToken : ", "", Step::TOKEN_ANSWER, Kind::NORMAL, Does(&Run::TakeBody), ""},
         {'E', "token is empty", "", Step::TOKEN_ANSWER, Kind::UNREADABLE, nullptr,
          "the authorisation server's answer is empty", "see the server"},
+        {'E', "exception : fail to parse JSON: ", "CAccessTokenManager.cpp", Step::TOKEN_ANSWER,
+         Kind::UNREADABLE, nullptr, "the authorisation server's answer is not JSON", "see the server"},
         {'E', "fail to get access Token", "", Step::TOKEN, Kind::FAILURE,
          [](auto& r, Text) { r.endedWithoutToken = true; }, "the run ended without an access token"},
         {'W', "No token", "CServiceActivationInfo.cpp", Step::ASK_ACTIVATION, Kind::NORMAL,
