@@ -59,8 +59,8 @@ std::vector<Entry> Entries(const fs::path& transcript) {
         if (isEntry) {
             const std::string head = parts[1].str() + "/BT_INFOSYNC( 700): " + parts[2].str();
             // One line of a source logs with one priority.
-            const std::string number = std::to_string(parts[1].str()[0]);
-            entries.push_back({parts[1].str()[0], parts[3], head + "(" + number + ") > " + parts[3].str()});
+            const std::string number = "(" + std::to_string(parts[1].str()[0]);
+            entries.push_back({parts[1].str()[0], parts[3], Cli::Join({head, number, ") > ", parts[3]}, "")});
         }
     }
     return entries;
@@ -159,7 +159,7 @@ std::string Wrapped(const std::string& text, const std::string& quote) {
     std::istringstream words(text);
     for (std::string word; std::getline(words, word, ' ');) {
         const bool isNext = column > 0 && column + 1 + word.size() > WIDTH;
-        wrapped += (isNext ? "\n" + quote : column > 0 ? " " : "") + word;
+        wrapped.append(isNext ? "\n" + quote : column > 0 ? " " : "").append(word);
         column = isNext ? word.size() : column + 1 + word.size();
     }
     return wrapped + "\n";
