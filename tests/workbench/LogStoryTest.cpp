@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -33,14 +32,6 @@ struct Entry {
     std::string message;
     std::string text;
 };
-
-std::string ReadFile(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 /** The log lines of a transcript, as the log viewer shows them. */
 std::vector<Entry> Entries(const fs::path& transcript) {
@@ -170,27 +161,6 @@ protected:
     std::vector<Entry> m_entries = Entries(fs::path(TRANSCRIPTS) / GetParam());
 };
 
-/** Those that mean the same share a row. */
-std::string TableText() {
-    std::string text;
-    std::string cells;
-    for (const Log::KnownLine& known : Log::KnownLines()) {
-        if (known.meaning.empty()) {
-            continue;
-        }
-        const std::string line =
-            "`" + known.start + "`" + (known.place.empty() ? "" : " in `" + std::string(known.place) + "`");
-        const std::string before = std::exchange(
-            cells, " | " + std::string(known.meaning) + " | " + std::string(known.remedy) + " |\n");
-        if (cells == before) {
-            text.insert(text.size() - cells.size(), ", " + line);
-        } else {
-            text.append("| ").append(line).append(cells);
-        }
-    }
-    return text;
-}
-
 std::vector<std::string> Transcripts() {
     std::vector<std::string> names;
     for (const auto& file : fs::directory_iterator(TRANSCRIPTS)) {
@@ -232,18 +202,17 @@ TEST_P(TranscriptStory, TellsNothingOfACutLogThatTheWholeOneDenies) {
 
 TEST_P(TranscriptStory, IsTheSameOfALogThatAMailBroke) {
     for (const char level : std::string("DIWE")) {
-        std::string log;
-        std::map<std::string, std::string> mails = {{"", ""}, {"> ", ""}};
-        for (const Entry& entry : m_entries) {
-            log += Log::IsBelow(entry.priority, level) ? "" : entry.text + "\n";
-            for (auto& [quote, mail] : mails) {
+        for (const std::string quote : {"", "> "}) {
+            std::string log;
+            std::string mail;
+            for (const Entry& entry : m_entries) {
+                log += Log::IsBelow(entry.priority, level) ? "" : entry.text + "\n";
                 mail += Log::IsBelow(entry.priority, level) ? "" : Wrapped(entry.text, quote);
             }
-        }
-        for (const auto& [quote, mail] : mails) {
+            Story whole = Told(log).at(0);
             Story story = Told(mail).at(0);
-            story["heading"] = Told(log).at(0)["heading"];  // it counts lines
-            EXPECT_EQ(Cli::JsonText(story), Cli::JsonText(Told(log).at(0))) << quote << level;
+            story["heading"] = whole["heading"];  // it counts lines
+            EXPECT_EQ(Cli::JsonText(story), Cli::JsonText(whole)) << quote << level;
         }
     }
 }
@@ -328,51 +297,4 @@ TEST(Line, IsFoundByItsTagInEveryForm) {
         reader.Finish();
         EXPECT_EQ(read, std::vector<std::string>{"700EBT_INFOSYNC" + message}) << form;
     }
-}
-
-TEST(Table, HasEveryLineOfTheServiceAndNoOther) {
-    static const std::regex text(
-        R"re((?:DLOG_(WARN|ERROR|INFO),|Exception\(|logic_error\(std::string\()\s*"([^"%]+))re");
-    std::string sources;
-    std::size_t count = 0;
-    for (const auto& file : fs::recursive_directory_iterator(SOURCES)) {
-        const std::string source = file.is_regular_file() ? ReadFile(file.path()) : "";
-        sources += source;
-        for (std::sregex_iterator at(source.begin(), source.end(), text); at != std::sregex_iterator();
-             ++at) {
-            Log::Line line;
-            line.place = file.path().filename().string() + ": f(1) > ";
-            line.message = (*at)[2];
-            const bool isCatch = line.message == "exception : " || line.message == "Exception : ";
-            Log::Line caught;
-            caught.message = "exception: " + line.message;
-            const bool isOfStore =
-                Cli::StartsWith(line.message, "CKMC error") && Log::FindKnownLine(caught) != nullptr;
-            ++count;
-            EXPECT_TRUE((*at)[1] == "INFO" || isCatch || isOfStore || Log::FindKnownLine(line) != nullptr)
-                << line.place << line.message << " has no row in Television/Log/Table.cpp";
-        }
-    }
-    EXPECT_GT(count, 80U);
-    for (const Log::KnownLine& known : Log::KnownLines()) {
-        // JSON's library says of a value that it cannot be read as another kind.
-        const bool isOfLibrary =
-            known.start.find("is not convertible") != std::string::npos || known.start == "in Json::Value::";
-        std::string start(Log::WithoutCatch(known.start));
-        start.erase(0, start.find("exception: CKMC") == 0 ? start.find("CKMC") : 0);
-        start.erase(0, start.find("key:") == 0 ? 4 : 0);
-        start.erase(start.find_last_not_of(" :,") + 1);
-        EXPECT_TRUE(isOfLibrary || sources.find(start) != std::string::npos)
-            << "Television/Log/Table.cpp has a row for what no source logs: " << known.start;
-        const std::string place(known.place.substr(0, known.place.find(".cpp")));
-        EXPECT_NE(sources.find(place), std::string::npos) << known.start << " in " << place;
-    }
-}
-
-TEST(Table, EndsThePageOfFormats) {
-    const std::string page = ReadFile(FORMATS);
-    const std::string head = "| line | what it means | what to do |\n|---|---|---|\n";
-    const std::size_t begin = page.find(head);
-    ASSERT_NE(begin, std::string::npos);
-    ExpectFile(FORMATS, page.substr(0, begin) + head + TableText());
 }
