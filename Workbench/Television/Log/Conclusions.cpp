@@ -146,7 +146,10 @@ void ConcludeAnswer(Run& run, Part part) {
     }
     const bool isGood = isDownload ? run.HasRecords() : part != Part::TOKEN;
     const bool isOver = run.reached > LastOf(part) || (isDownload && run.sawEnd);
-    if (isDownload && isGood && run.failure && !run.failure->step) {
+    if (isDownload && run.IsDropped()) {
+        chapter.sign = Sign::FAULT;
+        chapter.Say(About::RESULT, "refused");
+    } else if (isDownload && isGood && run.failure && !run.failure->step) {
         Untell(run, part, "whether its answer or the stored device list could not be read", 'I');
     } else if (isOver && isGood && !hasFailed) {
         chapter.sign = Sign::FINE;
@@ -214,7 +217,8 @@ void ConcludeList(Run& run) {
 
 /** Whether the story has the chapter, and the picture the steps of a request without a line of their own. */
 void Show(Run& run, Part part) {
-    const bool hasList = run.sawList || run.HasSucceeded() || IsOfStoring(run);
+    const bool hasList =
+        run.sawList || run.HasSucceeded() || IsOfStoring(run) || run.FailedIn(Step::LIST, Step::LIST);
     const bool isOfCloud = part == Part::ACTIVATION || part == Part::APP;
     const Step needed = part <= Part::SIGN_IN            ? Step::START
                         : isOfCloud && run.IsUnlocated() ? Step::TOKEN
