@@ -74,17 +74,17 @@ void Unwrap(Message& message, std::size_t widest) {
         // There was no room for the next word; only one that has none itself is longer than the others.
         isWrapped = line.tag.empty() && (isWrapped || (word > 0 && size + 1 + word > widest));
         size = line.text.size();
-        if (isWrapped && !whole.empty() && !whole.back().tag.empty()) {
-            Line& begun = whole.back();
-            const std::string more = (begun.text.back() == ' ' ? "" : " ") + std::string(piece);
-            if (begun.HasPlace()) {
-                begun.text += more;
-                begun.message += more;
-            } else {
-                ReadHead(begun.text + more, begun);
-            }
-        } else {
+        if (!isWrapped || whole.empty() || whole.back().tag.empty()) {
             whole.push_back(std::move(line));
+            continue;
+        }
+        Line& begun = whole.back();
+        const std::string more = (begun.text.back() == ' ' ? "" : " ") + std::string(piece);
+        if (begun.HasPlace()) {
+            begun.text += more;
+            begun.message += more;
+        } else if (begun.text.size() <= 2 * WIDEST_MAIL) {  // a place is no longer
+            ReadHead(begun.text + more, begun);
         }
     }
     message.lines = std::move(whole);
