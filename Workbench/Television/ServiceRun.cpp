@@ -25,8 +25,10 @@ volatile std::sig_atomic_t heardSignal = 0;
 /** Takes over the signals that would end this process. */
 void HearSignals() {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        if (std::signal(signal, [](int number) { heardSignal = number; }) == SIG_IGN) {
-            static_cast<void>(std::signal(signal, SIG_IGN));
+        struct sigaction action = {};
+        sigaction(signal, nullptr, &action);
+        if (action.sa_handler != SIG_IGN) {
+            static_cast<void>(std::signal(signal, [](int number) { heardSignal = number; }));
         }
     }
 }
