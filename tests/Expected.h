@@ -6,18 +6,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
-
-inline std::string ReadFile(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << path;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 /**
  * Expects the text to be that of the file in the test's own folder. INFOSYNC_WRITE_EXPECTED=1 in the

@@ -8,6 +8,7 @@
 
 #include "Cli/Text.h"
 #include "Expected.h"
+#include "Files.h"
 #include "Television/Log/Line.h"
 #include "Television/Log/Table.h"
 
@@ -44,7 +45,7 @@ TEST(Table, HasEveryLineOfTheServiceAndNoOther) {
     std::string sources;
     std::size_t count = 0;
     for (const auto& file : fs::recursive_directory_iterator(SOURCES)) {
-        const std::string source = file.is_regular_file() ? ReadFile(file.path()) : "";
+        const std::string source = file.is_regular_file() ? Files::Read(file.path()) : "";
         sources += source;
         for (std::sregex_iterator at(source.begin(), source.end(), text); at != std::sregex_iterator();
              ++at) {
@@ -78,7 +79,7 @@ TEST(Table, HasEveryLineOfTheServiceAndNoOther) {
 }
 
 TEST(Table, EndsThePageOfFormats) {
-    const std::string page = ReadFile(FORMATS);
+    const std::string page = Files::Read(FORMATS);
     const std::string head = "| line | what it means | what to do |\n|---|---|---|\n";
     const std::size_t begin = page.find(head);
     ASSERT_NE(begin, std::string::npos);

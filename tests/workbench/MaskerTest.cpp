@@ -23,12 +23,10 @@ TEST(Masker, MasksTheValueOfASecretsNameInEveryForm) {
         EXPECT_THAT(masked, Not(HasSubstr("Secret"))) << message;
         EXPECT_EQ(Masker().Mask(masked), masked);
         // A mail may break a line behind the colon: the blank is gone when the pieces are put together.
-        const std::size_t colon = message.find(':');
-        for (auto at = message.find(' '); at != std::string::npos; at = message.find(' ', at + 1)) {
+        const std::size_t first = message.find(':') == std::string::npos ? message.size() : 0;
+        for (auto at = message.find(' ', first); at != std::string::npos; at = message.find(' ', at + 1)) {
             const std::string broken = message.substr(0, at) + message.substr(at + 1);
-            EXPECT_TRUE(colon == std::string::npos ||
-                        Masker().Mask(broken).find("Secret") == std::string::npos)
-                << broken;
+            EXPECT_THAT(Masker().Mask(broken), Not(HasSubstr("Secret"))) << broken;
         }
     }
     EXPECT_EQ(Masker().Mask(R"({"accessToken":1234567,"scope":"x"})"),

@@ -36,16 +36,19 @@ using Television::KeptRun;
 struct RunArguments {
     /** Empty for that of tv.ini. */
     std::string level;
-    bool showSecrets = false;
-    // Of run:
     std::string timeout = "2m";
     /** Empty for the usual one. */
     std::string service;
+    bool showSecrets = false;
     bool json = false;
-    // Of log:
+};
+
+struct LogArguments {
     /** 0 for the newest. */
     std::int64_t number = 0;
+    std::string level = "V";
     bool follow = false;
+    bool showSecrets = false;
 };
 
 Colour LineColour(const Log::Line& line) {
@@ -204,7 +207,7 @@ void Feed(std::int64_t number, bool follow, Log::Messages& log) {
     log.Finish();
 }
 
-void ShowLog(const RunArguments& arguments) {
+void ShowLog(const LogArguments& arguments) {
     Television::Require();
     const std::vector<std::int64_t> runs = Television::KeptRunNumbers();
     if (arguments.number == 0 && runs.empty()) {
@@ -261,7 +264,7 @@ Examples:
                  R"(An outcome of "unfinished" is that of a run whose tool was killed; of one that
 is "not kept", no more could be written.)",
                  &ShowRuns);
-    tool.Add<RunArguments>(
+    tool.Add<LogArguments>(
         "log", "Show the log of a run",
         R"(N is the run's number, as `runs` shows it; without it, the newest run's log is
 shown. It has every line of the level that the run had, with times, in the log
@@ -271,8 +274,7 @@ Examples:
   infosync-tv log
   infosync-tv log 12 --level W
   infosync-tv log -f              # until the run has ended)",
-        [](Cli::Command& command, RunArguments& arguments) {
-            arguments.level = "V";
+        [](Cli::Command& command, LogArguments& arguments) {
             command.Operand("N", arguments.number).Between(1, 1'000'000'000);
             command
                 .Option("--level", "LEVEL", arguments.level,

@@ -149,6 +149,7 @@ void ConcludeAnswer(Run& run, Part part) {
     if (isDownload && run.IsDropped()) {
         chapter.sign = Sign::FAULT;
         chapter.Say(About::RESULT, "refused");
+        chapter.Say(About::ALSO, "the stored records were dropped");
     } else if (isDownload && isGood && run.failure && !run.failure->step) {
         Untell(run, part, "whether its answer or the stored device list could not be read", 'I');
     } else if (isOver && isGood && !hasFailed) {
@@ -184,24 +185,20 @@ void ConcludeRequest(Run& run, Part part) {
         Untell(run, part, "why", 'W');
     }
     ConcludeAnswer(run, part);
-    chapter.Say(About::ALSO, isDownload && run.IsDropped() ? "the stored records were dropped" : "");
 }
 
 void ConcludeList(Run& run) {
-    const Chapter& download = run.In(Part::DOWNLOAD);
+    Chapter& chapter = run.In(Part::LIST);
     const Statements counts = run.devices.Counts();
     for (const std::string& count : counts) {
-        run.In(Part::LIST).Say(About::ALSO, count);
+        chapter.Say(About::ALSO, count);
     }
-    const bool isGood = download.status == STATUS_OK;
-    const bool isNone = isGood && !run.user.empty() && counts.empty() && run.devices.Records().empty();
-    Chapter& chapter = run.In(Part::LIST);
+    const bool isNone =
+        run.HasRecords() && !run.user.empty() && counts.empty() && run.devices.Records().empty();
     if (run.sawList) {
+        const bool isRefused = run.In(Part::DOWNLOAD).status && !run.HasRecords();
         chapter.sign = Sign::FINE;
-        run.In(Part::LIST)
-            .Say(About::ALSO, download.status && !isGood ? "left as it was"
-                              : isNone                   ? "no records"
-                                                         : "");
+        chapter.Say(About::ALSO, isRefused ? "left as it was" : isNone ? "no records" : "");
     } else if (!run.Shows('I')) {
         chapter.untold = {"what became of each record: level I"};
     } else if (!run.sawEnd || !run.failure) {
@@ -211,7 +208,7 @@ void ConcludeList(Run& run) {
     if (run.FailedIn(Step::LIST, Step::END) ||
         (IsOfStoring(run) && run.FailedIn(Step::ASK_DOWNLOAD, Step::END))) {
         chapter.sign = Sign::FAULT;
-        run.In(Part::LIST).Say(About::ALSO, FailureWords(*run.failure));
+        chapter.Say(About::ALSO, FailureWords(*run.failure));
     }
 }
 

@@ -1,6 +1,5 @@
 /** What the table's rows make known of a run. */
 #include <algorithm>
-#include <cstdlib>
 #include <exception>
 #include <utility>
 

@@ -14,6 +14,10 @@
 
 namespace Log {
 
+/** The messages with which a run of the service begins and ends. */
+inline constexpr char START_MESSAGE[] = "<<Not Error>>Start main loop";
+inline constexpr char END_MESSAGE[] = "<<Not Error>>End main loop";
+
 /** The priority letters, least to most severe. */
 inline constexpr std::string_view PRIORITIES = "VDIWEF";
 

@@ -132,7 +132,7 @@ void Messages::Take(const Line& line) {
     held.size += line.text.size();
     held.message.lines.push_back(line);
     // Nothing of the process is to come that would tell that this is whole.
-    if (line.HasPlace() && line.message == "<<Not Error>>End main loop") {
+    if (line.HasPlace() && line.message == END_MESSAGE) {
         HandOver(held);
         m_held.erase(m_pid);
     }

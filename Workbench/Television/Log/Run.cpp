@@ -186,10 +186,13 @@ void Run::TakeFault(const Line& line, const KnownLine* known) {
 
 /** Where the line's failure happened: in the line's own step, else in the one that the run is at. */
 std::optional<Step> Run::StepOf(const Line& line, const KnownLine* known) const {
+    if (known != nullptr && known->step != Step::TOKEN) {
+        return known->step;
+    }
     const bool isUnreadable = known != nullptr && known->kind == Kind::UNREADABLE;
     // With the records, the device list is made anew: the answer, which says so, was read before.
-    if (known != nullptr && (known->step != Step::TOKEN || (isUnreadable && IsDropped()))) {
-        return known->step != Step::TOKEN ? known->step : Step::LIST;
+    if (isUnreadable && IsDropped()) {
+        return Step::LIST;
     }
     const auto request = RequestOf(step);
     const bool isPast = request && In(*request).status && known != nullptr &&

@@ -13,7 +13,6 @@ namespace {
 // One that goes on while so many begin was killed.
 constexpr std::size_t MOST_UNTOLD = 32;
 constexpr char CALL_TRACKER[] = "Log.h";
-constexpr char START_MESSAGE[] = "<<Not Error>>Start main loop";
 
 }  // namespace
 

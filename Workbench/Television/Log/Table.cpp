@@ -55,10 +55,10 @@ Note Decides(Listing listing) {
 
 std::vector<KnownLine> MakeTable() {
     return {
-        {'E', "<<Not Error>>Start main loop", "", Step::START, Kind::NORMAL,
-         [](auto& r, Text) { r.sawStart = true; }, "the process began"},
-        {'E', "<<Not Error>>End main loop", "", Step::END, Kind::NORMAL,
-         [](auto& r, Text) { r.sawEnd = r.isOver = true; }, "the process came to its end"},
+        {'E', START_MESSAGE, "", Step::START, Kind::NORMAL, [](auto& r, Text) { r.sawStart = true; },
+         "the process began"},
+        {'E', END_MESSAGE, "", Step::END, Kind::NORMAL, [](auto& r, Text) { r.sawEnd = r.isOver = true; },
+         "the process came to its end"},
         {'E', "<<Not Error>> Factory Reset Flag : ", "", Step::START, Kind::NORMAL,
          [](auto& r, Text rest) {
              r.In(Part::START).Say(About::WHETHER, FirstNumber(rest) == 1 ? RESET : "no factory reset");
